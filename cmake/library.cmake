@@ -1,0 +1,81 @@
+# libcommon.so. Its sources are compiled once, into common_objects, so that tests can also link
+# them in another way (with forced failures, or into the test program to reach internals).
+set(COMMON_EXPORTS ${PROJECT_SOURCE_DIR}/cmake/libcommon.map)
+
+add_library(
+  common_objects OBJECT
+  containers/data.cpp
+  files/process.cpp
+  foundation/mem_malloc.cpp
+  foundation/status.cpp
+  log/common_debug.cpp
+  log/common_log.cpp
+  log/common_log_handler.cpp
+  log/common_log_layout.cpp
+  log/common_log_parser.cpp
+  log/common_log_settings.cpp
+  log/common_log_start.cpp
+  log/fork_guard.cpp
+  log/module_names.cpp
+  log/oxa_logger.cpp
+  log/report.cpp
+  platform/assertion.cpp
+  platform/line_reader.cpp
+  platform/thread_state.cpp
+  thread/common_process.cpp
+  thread/common_system.cpp
+  thread/common_thread.cpp)
+target_include_directories(
+  common_objects PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR})
+target_link_libraries(common_objects PRIVATE common_warnings)
+# No run-time support library: no exceptions, no type information, no guarded statics. Unwind
+# tables stay, for thread cancellation and back traces. Thread-local words are few and small enough
+# for the static block, which saves the call that a shared object would need to find them.
+target_compile_options(
+  common_objects
+  PRIVATE -fno-exceptions
+          -fno-rtti
+          -fno-threadsafe-statics
+          -fasynchronous-unwind-tables
+          -fvisibility=hidden
+          -fvisibility-inlines-hidden
+          -fno-semantic-interposition
+          -ftls-model=initial-exec)
+
+# Link flags of the shared library, and of the variant of it that the fault tests use. It is never
+# unloaded: threads that end later still run its destructor of the thread record.
+set(COMMON_LINK_OPTIONS
+    -Wl,--version-script=${COMMON_EXPORTS}
+    -Wl,--as-needed
+    -Wl,-z,nodelete
+    -Wl,-z,relro
+    -Wl,-Bsymbolic-functions
+    -Wl,--no-undefined-version
+    -static-libgcc)
+
+add_library(common SHARED $<TARGET_OBJECTS:common_objects>)
+add_library(Common::common ALIAS common)
+set_target_properties(
+  common
+  PROPERTIES VERSION ${PROJECT_VERSION}
+             SOVERSION ${PROJECT_VERSION_MAJOR}
+             LINK_DEPENDS ${COMMON_EXPORTS})
+target_link_options(common PRIVATE ${COMMON_LINK_OPTIONS})
+if(NOT COMMON_SANITIZE)
+  target_link_options(common PRIVATE -Wl,--no-undefined)
+endif()
+target_include_directories(
+  common INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/common>)
+
+install(TARGETS common EXPORT CommonTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/common FILES_MATCHING PATTERN "*.h")
+install(EXPORT CommonTargets FILE CommonTargets.cmake NAMESPACE Common::
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Common)
+include(CMakePackageConfigHelpers)
+file(WRITE ${PROJECT_BINARY_DIR}/CommonConfig.cmake
+     "include(\${CMAKE_CURRENT_LIST_DIR}/CommonTargets.cmake)\n")
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/CommonConfigVersion.cmake
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/CommonConfig.cmake ${PROJECT_BINARY_DIR}/CommonConfigVersion.cmake
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Common)

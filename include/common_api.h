@@ -1,0 +1,37 @@
+/**
+ * @file common_api.h
+ * What all public headers share: C linkage, compiler attributes, fixed-width types.
+ *
+ * Conventions of the whole library:
+ * - The interface is C11; C++ can include every header.
+ * - Unless a function says otherwise it may be called from any thread, and texts are
+ *   zero-terminated byte strings that the callee neither keeps nor frees.
+ * - A programming error (a null record where one is required) ends the process with an assertion
+ *   message on standard error and SIGABRT, in every build type.
+ * - Text results described as constant have static lifetime: never free or change them.
+ */
+#ifndef COMMON_API_H
+#define COMMON_API_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+#define COMMON_BEGIN_DECLS extern "C" {
+#define COMMON_END_DECLS }
+#else
+#define COMMON_BEGIN_DECLS
+#define COMMON_END_DECLS
+#endif
+
+#if defined(__GNUC__)
+/** The function takes a printf format as argument `text` and its values from argument `first` on
+ * (0: as a va_list). */
+#define COMMON_PRINTF(text, first) __attribute__((__format__(__printf__, text, first)))
+/** The function never returns. */
+#define COMMON_NORETURN __attribute__((__noreturn__))
+#else
+#define COMMON_PRINTF(text, first)
+#define COMMON_NORETURN
+#endif
+
+#endif

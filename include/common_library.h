@@ -1,0 +1,21 @@
+/**
+ * @file common_library.h
+ * Every public header of the Common library.
+ */
+#ifndef COMMON_LIBRARY_H
+#define COMMON_LIBRARY_H
+
+#include "common.h"
+#include "common_api.h"
+#include "common_debug.h"
+#include "common_log.h"
+#include "common_log_settings.h"
+#include "common_process.h"
+#include "common_system.h"
+#include "common_thread.h"
+#include "data.h"
+#include "mem_malloc.h"
+#include "oxa_logger.h"
+#include "status.h"
+
+#endif

@@ -1,0 +1,143 @@
+/**
+ * @file common_log.h
+ * The log facility: levels, record layouts, and writing a record to the system log.
+ *
+ * A caller asks COMMON_Log_Acceptable() whether a level is wanted, then hands COMMON_Log_Write() a
+ * level, a zone, its source file, function and line, and a printf format with its values. The
+ * installed handler takes the call. The built-in handler formats one record in the current layout,
+ * stamps it with the time, the process and the thread, and sends it to the system log (LOG_USER).
+ * Fatal records are echoed to standard error while debug output is on (common_debug.h).
+ * common_log_settings.h has the settings that steer all of this.
+ *
+ * - The facility initialises itself once per process, on the first call of any function of this
+ *   file but COMMON_LogLevel_ToString(); no call is needed before.
+ * - Any thread may log at any time, also in thread-specific destructors and exit handlers. No
+ *   function of this file may be called from a signal handler.
+ * - A record is composed by the calling thread on its own; records are never torn or mixed. Only
+ *   handing over the finished bytes is serialised. When the receiver's socket is full, the call
+ *   waits until there is room: nothing is lost while a daemon listens. Without a daemon records
+ *   are dropped.
+ * - Neither a rejected nor a written record changes errno, and a "%m" in the format shows the errno
+ *   that the caller had.
+ * - A child of fork() can log at once, whatever the other threads of its parent were doing. Its
+ *   records carry the process id and name that the parent captured at initialisation (only the
+ *   Syslogng layout asks for the process id at each record) and its own thread id. A fork waits
+ *   while a record is being handed over, for two seconds at most; should the receiver hang for
+ *   longer, the child drops its records instead of hanging too.
+ * - The library opens its files, and the C library the log socket, closed on exec.
+ */
+#ifndef COMMON_LOG_H
+#define COMMON_LOG_H
+
+#include <stdarg.h>
+
+#include "common_api.h"
+
+COMMON_BEGIN_DECLS
+
+/** Severity of a record: a lower number is more severe. */
+typedef uint32_t COMMON_LogLevel_t;
+
+enum {
+    COMMON_LogLevelFatal = 0,    /**< system log priority LOG_EMERG */
+    COMMON_LogLevelCritical = 1, /**< LOG_CRIT */
+    COMMON_LogLevelError = 2,    /**< LOG_ERR */
+    COMMON_LogLevelWarn = 3,     /**< LOG_WARNING */
+    COMMON_LogLevelNote = 4,     /**< LOG_NOTICE */
+    COMMON_LogLevelInfo = 5,     /**< LOG_INFO; the default current level */
+    COMMON_LogLevelDebug = 6,    /**< LOG_DEBUG */
+    COMMON_LogLevelVerbose = 7   /**< LOG_DEBUG */
+};
+
+/** Layout of the records that the built-in handler writes. */
+typedef uint32_t COMMON_LogFormat_t;
+
+/**
+ * The fields: day since the epoch (UTC), local time, nanoseconds, process id and name, thread id,
+ * level, zone name, file, function, line, message.
+ */
+enum {
+    /** "[%03u.%s.%09u] %s: %s (file=%s,func=%s,line=%d) %s": day, time, nanoseconds, zone, level,
+     * file, function, line, message. */
+    COMMON_LogFormatLegacy = 0,
+    /** "[%03u.%s.%09u] PID: %u, TID: %u, Proc: %s, Level: %s, Zone: %s, File: %s, Func: %s,
+     * Line: %u, Message: %s", in one line. Any number above 4 is written so, too. */
+    COMMON_LogFormatAll = 1,
+    /** "%03u.%s.%09u   %2u  %-8s  %-15s  %-30s  %-34s  %4u  %s": day, time, nanoseconds, thread,
+     * level, zone, file, function, line, message. */
+    COMMON_LogFormatColumns = 2,
+    /** "%s, %s, %d, %s, %s, %s %d, %s": time, zone, process id (asked for at each record), level,
+     * file, function, line, message. */
+    COMMON_LogFormatSyslogng = 3,
+    /** "[%03u.%s.%09u], %s, %d, %s, %d, %s, %s, %s %d, %s": day, time, nanoseconds, zone, process
+     * id, process name, thread, level, file, function, line, message. The default. */
+    COMMON_LogFormatSyslogngext = 4
+};
+
+/**
+ * A log handler: the built-in one, or the entry point "COMMON_Log_writev" of the handler library
+ * "/oxa/lib/liboxa.so". It gets what the caller of COMMON_Log_Write() gave, without the zone number
+ * and without a level test in front of it. It may be called from any thread at any time.
+ */
+typedef void (*COMMON_LogHandler_t)(int32_t level, const char* zoneName, const char* file,
+                                    const char* function, int32_t line, const char* format,
+                                    va_list args);
+
+/** Texts of the levels, as COMMON_LogLevel_ToString() gives them and the settings accept them. */
+extern const char COMMON_LogLevel_stringFatal[];
+extern const char COMMON_LogLevel_stringCritical[];
+extern const char COMMON_LogLevel_stringError[];
+extern const char COMMON_LogLevel_stringWarn[];
+extern const char COMMON_LogLevel_stringNote[];
+extern const char COMMON_LogLevel_stringInfo[];
+extern const char COMMON_LogLevel_stringDebug[];
+extern const char COMMON_LogLevel_stringVerbose[];
+/** "Default": as a setting it stands for Info. */
+extern const char COMMON_LogLevel_stringDefault[];
+
+/** The empty zone name. */
+extern const char COMMON_Log_zoneDefault[];
+
+/**
+ * Tells whether records of a level are wanted now. Cheap (one load and one compare), so that
+ * callers ask before they build a message. Does not change errno.
+ * @param level any value.
+ * @return 1 when logging is enabled and `level` is at most the current level, else 0.
+ */
+uint32_t COMMON_Log_Acceptable(COMMON_LogLevel_t level);
+
+/**
+ * Writes one record. The built-in handler drops it when the level is not acceptable.
+ * @param level severity.
+ * @param zone 4095 by convention; it is used by nothing.
+ * @param zoneName shown in the zone field, such as LOG_GetModuleName() gives; null is empty.
+ * @param file the caller's source file; null is empty. With the strip setting only what follows
+ *        the last '/' is shown.
+ * @param function the caller's function; null is empty.
+ * @param line the caller's line.
+ * @param format printf format of the message; null makes an empty message. A message is cut at
+ *        1023 bytes.
+ */
+void COMMON_Log_Write(COMMON_LogLevel_t level, uint32_t zone, const char* zoneName,
+                      const char* file, const char* function, int32_t line, const char* format, ...)
+    COMMON_PRINTF(7, 8);
+
+/**
+ * COMMON_Log_Write() with the values as a list. The built-in handler writes nothing for a null
+ * format. Ends the process ("0 != logger.handler") should no handler be installed.
+ * @param args the values of the format; undefined afterwards, as after vprintf(3).
+ */
+void COMMON_Log_WriteV(COMMON_LogLevel_t level, uint32_t zone, const char* zoneName,
+                       const char* file, const char* function, int32_t line, const char* format,
+                       va_list args) COMMON_PRINTF(7, 0);
+
+/**
+ * Gives the text of a level. Needs no initialisation and is safe everywhere.
+ * @param level any value.
+ * @return a constant text, one of COMMON_LogLevel_string*; "Invalid" for a level above 7.
+ */
+const char* COMMON_LogLevel_ToString(COMMON_LogLevel_t level);
+
+COMMON_END_DECLS
+
+#endif
