@@ -1,0 +1,238 @@
+#include "scan.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <iterator>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+#include "common_log_settings.h"
+#include "counted_log.h"
+
+namespace scanner {
+
+namespace {
+
+/// So many folders at the start are logged one by one, then only the top-level ones.
+constexpr std::uint64_t kDetailedFolders = 30;
+
+constexpr std::array kWorkerNames{"examiner-1", "examiner-2", "examiner-3"};
+
+bool is_dots(const char* name) noexcept
+{
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+/// Whether an entry is a folder. Not every file system tells that with the name.
+bool is_folder(DIR* parent, const dirent& entry) noexcept
+{
+    if (entry.d_type != DT_UNKNOWN) {
+        return entry.d_type == DT_DIR;
+    }
+    struct stat status;
+    return fstatat(dirfd(parent), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISDIR(status.st_mode);
+}
+
+/// Without memory the library ends the process, so there is a copy in any case.
+Text copied(const char* name)
+{
+    const std::size_t size = std::strlen(name) + 1;
+    return Text{static_cast<char*>(MEM_Clone(static_cast<std::uint32_t>(size), name))};
+}
+
+std::string joined(const std::string& folder, const char* name)
+{
+    return folder.ends_with('/') ? folder + name : folder + '/' + name;
+}
+
+} // namespace
+
+int Scan::open(const std::string& path)
+{
+    path_ = path;
+    handle_.reset(opendir(path.c_str()));
+    return handle_ ? 0 : errno;
+}
+
+bool Scan::run()
+{
+    std::vector<COMMON_Thread*> threads;
+    const auto start = [&](COMMON_ThreadEntry_t entry, const char* name) {
+        SCANNER_LOG(COMMON_LogLevelDebug, zones().scanner, "Thread '%s' starts", name);
+        COMMON_Thread* thread = nullptr;
+        if (COMMON_Thread_Create(entry, name, this, &thread) != STATUS_SUCCESS) {
+            return false;
+        }
+        threads.push_back(thread);
+        return true;
+    };
+    const auto examine_all = [](void* scan) -> void* {
+        static_cast<Scan*>(scan)->examine_all();
+        return nullptr;
+    };
+    const auto find = [](void* scan) -> void* {
+        static_cast<Scan*>(scan)->find();
+        return nullptr;
+    };
+
+    const bool started = std::all_of(kWorkerNames.begin(), kWorkerNames.end(),
+                                     [&](const char* name) { return start(examine_all, name); }) &&
+                         start(find, "finder");
+    if (!started) {
+        queue_.close();
+    }
+    for (COMMON_Thread* thread : threads) {
+        COMMON_Thread_Join(thread);
+        COMMON_Thread_Delete(thread);
+    }
+    return started;
+}
+
+void Scan::find()
+{
+    begin_details();
+    std::vector<std::string> top_level = take_in(path_, std::move(handle_));
+    std::sort(top_level.begin(), top_level.end());
+    for (const std::string& folder : top_level) {
+        find_below(folder);
+    }
+    end_details();
+    queue_.close();
+}
+
+void Scan::find_below(const std::string& top_level)
+{
+    std::uint64_t folders = 0;
+    std::vector<std::string> to_visit{top_level};
+    while (!to_visit.empty()) {
+        std::string path = std::move(to_visit.back());
+        to_visit.pop_back();
+        // Not a link either, should something have taken the folder's place meanwhile.
+        const int descriptor =
+            ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        FolderHandle handle{descriptor < 0 ? nullptr : fdopendir(descriptor)};
+        if (!handle) {
+            report_unreadable(zones().finder, path, errno);
+            continue;
+        }
+        ++folders;
+        std::vector<std::string> below = take_in(std::move(path), std::move(handle));
+        std::move(below.begin(), below.end(), std::back_inserter(to_visit));
+    }
+    SCANNER_LOG(COMMON_LogLevelInfo, zones().finder, "Found %s with %llu folders",
+                top_level.c_str(), static_cast<unsigned long long>(folders));
+}
+
+/// Hands a folder to the workers. @return the folders in it.
+std::vector<std::string> Scan::take_in(std::string path, FolderHandle handle)
+{
+    std::vector<std::string> folders;
+    std::vector<Text> names;
+    errno = 0;
+    while (const dirent* entry = readdir(handle.get())) {
+        if (is_dots(entry->d_name)) {
+            continue;
+        }
+        if (is_folder(handle.get(), *entry)) {
+            folders.push_back(joined(path, entry->d_name));
+        } else {
+            names.push_back(copied(entry->d_name));
+        }
+        errno = 0;
+    }
+    if (errno != 0) {
+        report_unreadable(zones().finder, path, errno);
+    }
+    queue_.push({std::move(path), std::move(handle), std::move(names)});
+    if (++totals_.folders == kDetailedFolders) {
+        end_details();
+    }
+    return folders;
+}
+
+/// From here on each folder is logged, in a layout that is easy to read in a terminal.
+void Scan::begin_details()
+{
+    level_before_ = COMMON_Log_LevelGet();
+    layout_before_ = COMMON_Log_FormatGet();
+    // Whoever runs the scanner with fewer records than usual, or with more, wants it so.
+    in_detail_ = level_before_ == COMMON_LogLevelInfo;
+    if (in_detail_) {
+        SCANNER_LOG(COMMON_LogLevelNote, zones().finder,
+                    "Level Debug and layout Columns from here");
+        COMMON_Log_FormatSet(COMMON_LogFormatColumns);
+        COMMON_Log_LevelSet(COMMON_LogLevelDebug);
+    }
+}
+
+void Scan::end_details()
+{
+    if (!std::exchange(in_detail_, false)) {
+        return;
+    }
+    // Otherwise a worker could find its record accepted, and have it dropped by the level set here.
+    queue_.wait_until_idle();
+    COMMON_Log_LevelSet(level_before_);
+    COMMON_Log_FormatSet(layout_before_);
+    SCANNER_LOG(COMMON_LogLevelNote, zones().finder, "Level %s and the layout from before again",
+                COMMON_LogLevel_ToString(level_before_));
+    COMMON_LogDumpLoggerStatus(LOG_GetModuleName(zones().finder));
+}
+
+void Scan::examine_all()
+{
+    while (const std::optional<Folder> folder = queue_.pop()) {
+        examine(*folder);
+        queue_.finished();
+    }
+}
+
+void Scan::examine(const Folder& folder)
+{
+    std::size_t readable = 0;
+    for (const Text& name : folder.names) {
+        readable += examine_entry(folder, name.get()) ? 1 : 0;
+    }
+    SCANNER_LOG(COMMON_LogLevelDebug, zones().examiner, "Examined %s: %zu of %zu readable",
+                folder.path.c_str(), readable, folder.names.size());
+}
+
+/// Counts one entry of a folder. @return whether it can be read.
+bool Scan::examine_entry(const Folder& folder, const char* name)
+{
+    const int parent = dirfd(folder.handle.get());
+    struct stat status;
+    if (fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        report_unreadable(zones().examiner, joined(folder.path, name), errno);
+        return false;
+    }
+    if (S_ISREG(status.st_mode)) {
+        totals_.files.fetch_add(1, std::memory_order_relaxed);
+        totals_.bytes.fetch_add(static_cast<std::uint64_t>(status.st_size),
+                                std::memory_order_relaxed);
+    } else if (S_ISLNK(status.st_mode)) {
+        totals_.links.fetch_add(1, std::memory_order_relaxed);
+    }
+    // For a link this says whether it leads anywhere.
+    if (faccessat(parent, name, R_OK, 0) != 0) {
+        report_unreadable(zones().examiner, joined(folder.path, name), errno);
+        return false;
+    }
+    SCANNER_LOG(COMMON_LogLevelVerbose, zones().examiner, "%s/%s: %lld bytes", folder.path.c_str(),
+                name, static_cast<long long>(status.st_size));
+    return true;
+}
+
+void Scan::report_unreadable(std::uint32_t zone, const std::string& path, int error)
+{
+    totals_.unreadable.fetch_add(1, std::memory_order_relaxed);
+    SCANNER_LOG(COMMON_LogLevelWarn, zone, "Cannot read %s: %s (%d)", path.c_str(),
+                std::strerror(error), error);
+}
+
+} // namespace scanner
