@@ -25,7 +25,7 @@ PARTS = {
     "platform":   (["platform/*"],                         [],                        []),
     # The logging group: its members report through each other, by design.
     "group":      (["foundation/*", "log/*", "thread/common_thread*", "thread/common_system*",
-                    "thread/common_process*"],
+                    "thread/common_process*", "thread/process_name*", "thread/clock*"],
                    ["status", "mem_malloc", "common_log", "common_log_settings", "common_debug",
                     "oxa_logger", "common_thread", "common_system", "common_process"],
                    []),
