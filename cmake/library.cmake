@@ -6,7 +6,9 @@ add_library(
   common_objects OBJECT
   containers/data.cpp
   files/process.cpp
+  foundation/initialisation.cpp
   foundation/mem_malloc.cpp
+  foundation/settings_text.cpp
   foundation/status.cpp
   log/common_debug.cpp
   log/common_log.cpp
@@ -15,13 +17,12 @@ add_library(
   log/common_log_parser.cpp
   log/common_log_settings.cpp
   log/common_log_start.cpp
-  log/fork_guard.cpp
+  log/process_locks.cpp
   log/module_names.cpp
   log/oxa_logger.cpp
   log/report.cpp
   platform/assertion.cpp
   platform/line_reader.cpp
-  platform/thread_state.cpp
   thread/common_process.cpp
   thread/common_system.cpp
   thread/common_thread.cpp)

@@ -1,0 +1,13 @@
+#include "foundation/initialisation.h"
+
+namespace common {
+
+constinit thread_local ThreadState thread_state;
+
+bool may_initialise(InitRank rank) noexcept
+{
+    const InitRank running = thread_state.initialising;
+    return running == InitRank::None || rank < running;
+}
+
+} // namespace common

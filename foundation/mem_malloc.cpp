@@ -1,0 +1,156 @@
+#include "mem_malloc.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "foundation/allocation.h"
+#include "log/report.h"
+#include "platform/assertion.h"
+#include "thread/process_name.h"
+
+namespace {
+
+constexpr common::Source kSource{"mem_malloc", common::Module::Common};
+constexpr common::Source kAllocationSource{"mem_malloc", common::Module::Malloc};
+
+/// Logs who ran out of memory and ends the process. Everything is on the stack. The function's name
+/// only adds to the room; the record names the function that integrators filter for.
+template <std::size_t MessageSize, std::size_t FunctionSize>
+[[noreturn]] void memory_allocationFailure(const char (&message)[MessageSize],
+                                           const char (&)[FunctionSize]) noexcept
+{
+    char text[(MessageSize - 1) + (FunctionSize - 1) + 272 + 1];
+    const auto pid = static_cast<std::uint32_t>(getpid());
+    std::size_t length = 0;
+    if (common::process_name(pid, text, sizeof text)) {
+        text[sizeof text - 1] = '\0';
+        length = std::strlen(text);
+        length += static_cast<std::size_t>(snprintf(text + length, sizeof text - length, "/ "));
+    }
+    snprintf(text + length, sizeof text - length, "(%u) %s\n", pid, message);
+    common::report(kAllocationSource, COMMON_LogLevelCritical, "ErrorLog_Write", __LINE__, "%s",
+                   text);
+    std::exit(1);
+}
+
+bool is_zero_length(std::uint32_t length, const char* function, std::int32_t line) noexcept
+{
+    if (length != 0) {
+        return false;
+    }
+    common::report(kSource, COMMON_LogLevelWarn, function, line, "length is zero");
+    return true;
+}
+
+} // namespace
+
+namespace common {
+
+void* try_allocate_zeroed(std::size_t size_bytes) noexcept
+{
+    void* const block = std::malloc(size_bytes);
+    if (block != nullptr) {
+        std::memset(block, 0, size_bytes);
+    }
+    return block;
+}
+
+} // namespace common
+
+extern "C" {
+
+void* MEM_Malloc(uint32_t size)
+{
+    void* const block = std::malloc(size);
+    if (block == nullptr) {
+        memory_allocationFailure("Could not allocate memory.", "MEM_Malloc");
+    }
+    return block;
+}
+
+void* MEM_Salloc(uint32_t size)
+{
+    return std::memset(MEM_Malloc(size), 0, size);
+}
+
+void* MEM_Realloc(void* block, uint32_t size)
+{
+    if (block == nullptr && size == 0) {
+        return nullptr;
+    }
+    void* const result = std::realloc(block, size);
+    if (result == nullptr && size != 0) {
+        memory_allocationFailure("Could not reallocate memory.", "MEM_Realloc");
+    }
+    return result;
+}
+
+void MEM_Free(void* block)
+{
+    std::free(block);
+}
+
+char* MEM_StrDup(const char* text)
+{
+    return text == nullptr ? nullptr : strdup(text);
+}
+
+void* MEM_Clone(uint32_t size, const void* source)
+{
+    COMMON_ASSERT(kSource, source != nullptr, "((void *)0) != src");
+    if (is_zero_length(size, __func__, __LINE__)) {
+        return nullptr;
+    }
+    void* const block = MEM_Malloc(size);
+    COMMON_ASSERT(kSource, block != nullptr, "((void *)0) != dst");
+    return std::memcpy(block, source, size);
+}
+
+void* MEM_Copy(void* destination, const void* source, uint32_t length)
+{
+    COMMON_ASSERT(kSource, destination != nullptr, "((void *)0) != dst");
+    COMMON_ASSERT(kSource, source != nullptr, "((void *)0) != src");
+    if (is_zero_length(length, __func__, __LINE__)) {
+        return destination;
+    }
+    return std::memcpy(destination, source, length);
+}
+
+void* MEM_Move(void* destination, const void* source, uint32_t length)
+{
+    COMMON_ASSERT(kSource, destination != nullptr, "((void *)0) != dst");
+    COMMON_ASSERT(kSource, source != nullptr, "((void *)0) != src");
+    if (is_zero_length(length, __func__, __LINE__)) {
+        return destination;
+    }
+    return std::memmove(destination, source, length);
+}
+
+void* MEM_Set(void* destination, uint32_t value, uint32_t length)
+{
+    COMMON_ASSERT(kSource, destination != nullptr, "((void *)0) != dst");
+    if (is_zero_length(length, __func__, __LINE__)) {
+        return destination;
+    }
+    return std::memset(destination, static_cast<unsigned char>(value), length);
+}
+
+MEM_CompareResult MEM_Compare(const void* first, const void* second, uint32_t length)
+{
+    COMMON_ASSERT(kSource, first != nullptr, "((void *)0) != address1");
+    COMMON_ASSERT(kSource, second != nullptr, "((void *)0) != address2");
+    if (first == second) {
+        return MEM_CompareEqual;
+    }
+    COMMON_ASSERT(kSource, length > 0, "0 < length");
+    const int order = std::memcmp(first, second, length);
+    if (order == 0) {
+        return MEM_CompareEqual;
+    }
+    return order < 0 ? MEM_CompareLess : MEM_CompareGreater;
+}
+
+} // extern "C"

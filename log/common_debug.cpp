@@ -1,0 +1,312 @@
+#include "common_debug.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include "common_process.h"
+#include "common_system.h"
+#include "common_thread.h"
+#include "foundation/initialisation.h"
+#include "foundation/settings_text.h"
+#include "foundation/source.h"
+#include "mem_malloc.h"
+#include "platform/assertion.h"
+#include "platform/errno_keeper.h"
+#include "thread/clock.h"
+
+namespace {
+
+constexpr common::Source kSource{"common_debug"};
+constexpr char kSettingsFile[] = "/config/common/debug/settings.txt";
+constexpr char kPrefix[] = "COMMON_DEBUG_";
+constexpr char kEnableName[] = "COMMON_DEBUG_ENABLE";
+constexpr char kRowLengthName[] = "COMMON_DEBUG_ROW_LENGTH";
+
+constexpr std::uint32_t kMinimumRowLength = 4;
+constexpr std::uint32_t kDefaultRowLength = 32;
+constexpr std::uint32_t kMaximumRowLength = 128;
+
+/// The settings. Written once, under debug_once.
+struct Debug {
+    std::uint32_t enable;
+    std::uint32_t rowLength;
+};
+constinit Debug debug{0, kDefaultRowLength};
+constinit pthread_once_t debug_once = PTHREAD_ONCE_INIT;
+constinit bool once_called = false;
+
+constinit std::atomic<std::uint32_t> write_counter{0};
+constinit std::atomic<bool> header_written{false};
+constinit std::atomic<bool> process_id_wanted{true};
+constinit std::atomic<std::uint32_t> process_id{0};
+
+bool is_decimal(const char* text) noexcept
+{
+    text += *text == '-' ? 1 : 0;
+    return text[std::strspn(text, "0123456789")] == '\0';
+}
+
+void set_row_length(const char* text) noexcept
+{
+    if (!is_decimal(text)) {
+        std::printf("Invalid COMMON_DEBUG_ROW_LENGTH value: %s\n", text);
+        std::fflush(stdout);
+        return;
+    }
+    const long number = std::clamp<long>(std::strtol(text, nullptr, 10), INT32_MIN, INT32_MAX);
+    const auto value = static_cast<std::int32_t>(number);
+    const auto bits = static_cast<std::uint32_t>(value);
+    // The lower bound is tested unsigned and the upper one signed: negative numbers pass both.
+    if (bits < kMinimumRowLength) {
+        debug.rowLength = kMinimumRowLength;
+        std::printf("Using minimum row length '%u' due to invalid value: %d\n", debug.rowLength,
+                    value);
+    } else if (value > static_cast<std::int32_t>(kMaximumRowLength)) {
+        debug.rowLength = kMaximumRowLength;
+        std::printf("Using maximum row length '%u' due to invalid value: %d\n", debug.rowLength,
+                    value);
+    } else if (bits % 4 == 0) {
+        debug.rowLength = bits;
+        return;
+    } else {
+        debug.rowLength = bits + 4 - bits % 4;
+        std::printf("Using address aligned row length '%u' due to invalid value: %d\n",
+                    debug.rowLength, value);
+    }
+    std::fflush(stdout);
+}
+
+void parse_variable(const char* variable) noexcept
+{
+    const char* const equals = std::strchr(variable, '=');
+    if (equals == nullptr || std::strncmp(variable, kPrefix, sizeof kPrefix - 1) != 0) {
+        return;
+    }
+    const auto length = static_cast<std::size_t>(equals - variable);
+    const char* const value = equals + 1;
+    if (common::abbreviates(variable, length, kEnableName)) {
+        bool enable = false;
+        if (common::parse_boolean(value, enable)) {
+            debug.enable = enable ? 1 : 0;
+        } else {
+            // The name in this message is the one that integrators know it by.
+            std::printf("Invalid COMMON_LOG_ENABLED: %s\n", value);
+        }
+    } else if (common::abbreviates(variable, length, kRowLengthName)) {
+        set_row_length(value);
+    }
+}
+
+void threadOnce() noexcept
+{
+    if (once_called) {
+        return; // again, in a child forked from within
+    }
+    once_called = true;
+    const common::InitScope scope(common::InitRank::Debug);
+    common::LineReader file;
+    if (file.open(kSettingsFile)) {
+        if (const int error = common::for_each_setting(file, parse_variable); error != 0) {
+            COMMON_Debug_Write(stderr, kSource.name, __func__, __LINE__,
+                               "Failed to close the global log file \"%s\" with error: %s",
+                               kSettingsFile, std::strerror(error));
+        }
+    }
+    char** const environment = COMMON_System_Environment();
+    for (char** variable = environment; variable != nullptr && *variable != nullptr; ++variable) {
+        parse_variable(*variable);
+    }
+}
+
+void initialise() noexcept
+{
+    if (common::may_initialise(common::InitRank::Debug)) {
+        COMMON_Thread_Once(&debug_once, threadOnce);
+    }
+}
+
+const char* stream_name(const FILE* stream) noexcept
+{
+    if (stream == stdout) {
+        return "stdout";
+    }
+    return stream == stderr ? "stderr" : "file";
+}
+
+void write_header(FILE* stream) noexcept
+{
+    static constexpr char kDashes[] =
+        "------  ------:--:--.---------  ---  --------  ---------------  "
+        "------------------------------  ------------------------------  ----  -------\n";
+    std::fputc('\n', stream);
+    std::fputs(kDashes, stream);
+    std::fputs("   FID  Day.HH:MM:SS.mmmuuunnn  TID  Level     Zone             "
+               "File                            Function/Method                 Line  Message\n",
+               stream);
+    std::fputs(kDashes, stream);
+}
+
+void unlock_stream(void* stream) noexcept
+{
+    funlockfile(static_cast<FILE*>(stream));
+}
+
+void debugWriteV(FILE* stream, const char* file, const char* function, std::int32_t line,
+                 const char* format, va_list args) noexcept
+{
+    const common::ErrnoKeeper callers_errno;
+    initialise();
+    if (debug.enable != 1) {
+        return;
+    }
+    COMMON_ASSERT(kSource, stream != nullptr, "((void *)0) != std");
+    COMMON_ASSERT(kSource, file != nullptr, "((void *)0) != file");
+    COMMON_ASSERT(kSource, function != nullptr, "((void *)0) != function");
+    COMMON_ASSERT(kSource, format != nullptr, "((void *)0) != format");
+    if (process_id_wanted.exchange(false)) {
+        process_id.store(COMMON_Process_Id());
+    }
+    const std::uint64_t time = COMMON_System_Time();
+    const std::uint64_t seconds = time / common::kNanosecondsPerSecond;
+    char ptm[common::kLocalTimeCapacity];
+    COMMON_ASSERT(kSource, common::local_time_text(seconds, ptm), "((void *)0) != ptm");
+
+    flockfile(stream);
+    pthread_cleanup_push(unlock_stream, stream);
+    if (!header_written.exchange(true)) {
+        write_header(stream);
+    }
+    std::fprintf(stream, "%6u  %03u.%s.%09u   %2u  %-8s  %-15s  %-30s  %-30s  %4u  ",
+                 write_counter.fetch_add(1) + 1,
+                 static_cast<unsigned>(seconds / common::kSecondsPerDay), ptm,
+                 static_cast<unsigned>(time % common::kNanosecondsPerSecond),
+                 static_cast<unsigned>(COMMON_Thread_Self()), stream_name(stream), "", file, function,
+                 static_cast<unsigned>(line));
+    callers_errno.restore();
+    std::vfprintf(stream, format, args);
+    std::fputc('\n', stream);
+    std::fflush(stream);
+    pthread_cleanup_pop(1);
+}
+
+void debugWrite(FILE* stream, const char* file, const char* function, std::int32_t line,
+                const char* format, ...) noexcept COMMON_PRINTF(5, 6);
+void debugWrite(FILE* stream, const char* file, const char* function, std::int32_t line,
+                const char* format, ...) noexcept
+{
+    va_list args;
+    va_start(args, format);
+    debugWriteV(stream, file, function, line, format, args);
+    va_end(args);
+}
+
+/// Where a dump puts what: each row takes (length + 4) * 4 characters.
+struct DumpShape {
+    std::uint32_t row_length;
+    std::uint32_t rows;
+
+    std::uint32_t row_width() const noexcept { return (row_length + 4) * 4; }
+    std::uint32_t text_size() const noexcept { return row_width() * rows + 1; }
+};
+
+DumpShape dump_shape(std::uint32_t length) noexcept
+{
+    const bool usable =
+        debug.rowLength >= kMinimumRowLength && debug.rowLength <= kMaximumRowLength;
+    DumpShape shape{usable ? debug.rowLength : kDefaultRowLength, 0};
+    const std::uint32_t rows = length / shape.row_length + (length % shape.row_length != 0 ? 1 : 0);
+    shape.rows = std::min(rows, (UINT32_MAX - 1) / shape.row_width());
+    return shape;
+}
+
+void dump_row(char* text, const std::uint8_t* bytes, std::uint32_t count, DumpShape shape) noexcept
+{
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::sprintf(text, "0x%08X:", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(bytes)));
+    char* hex = text + 11;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        *hex++ = ' ';
+        *hex++ = kDigits[bytes[i] >> 4];
+        *hex++ = kDigits[bytes[i] & 15];
+    }
+    char* characters = text + 11 + std::size_t{shape.row_length} * 3 + 4;
+    std::memset(hex, ' ', static_cast<std::size_t>(characters - hex));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        *characters++ = std::isprint(bytes[i]) != 0 ? static_cast<char>(bytes[i]) : '.';
+    }
+    // A short last row ends right after its last character: readers find its end by that.
+    if (count == shape.row_length) {
+        *characters = '\n';
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+uint32_t COMMON_Debug_GetEnable(void)
+{
+    initialise();
+    return debug.enable;
+}
+
+void COMMON_Debug_Write(FILE* stream, const char* file, const char* function, int32_t line,
+                        const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    debugWriteV(stream, file, function, line, format, args);
+    va_end(args);
+}
+
+void COMMON_Debug_WriteV(FILE* stream, const char* file, const char* function, int32_t line,
+                         const char* format, va_list args)
+{
+    debugWriteV(stream, file, function, line, format, args);
+}
+
+void COMMON_Debug_HexDump(const char* file, const char* function, int32_t line,
+                          const char* variableName, const void* address, uint32_t length)
+{
+    const common::ErrnoKeeper keep;
+    initialise();
+    COMMON_ASSERT(kSource, file != nullptr, "((void *)0) != file");
+    COMMON_ASSERT(kSource, function != nullptr, "((void *)0) != function");
+    COMMON_ASSERT(kSource, variableName != nullptr, "((void *)0) != variable");
+    if (debug.enable != 1) {
+        return;
+    }
+    if (address == nullptr) {
+        debugWrite(stdout, file, function, line, "%s is NULL", variableName);
+    }
+    if (length == 0) {
+        debugWrite(stdout, file, function, line, "%s has zero length", variableName);
+    }
+    if (address == nullptr || length == 0) {
+        return;
+    }
+    const DumpShape shape = dump_shape(length);
+    auto* const text = static_cast<char*>(MEM_Salloc(shape.text_size()));
+    const auto* const bytes = static_cast<const std::uint8_t*>(address);
+    for (std::uint32_t row = 0; row < shape.rows; ++row) {
+        const std::uint32_t offset = row * shape.row_length;
+        dump_row(text + std::size_t{row} * shape.row_width(), bytes + offset,
+                 std::min(shape.row_length, length - offset), shape);
+    }
+    debugWrite(stdout, file, function, line, "%u byte(s) at: \"%s\"\n%s", length, variableName,
+               text);
+    MEM_Free(text);
+}
+
+void COMMON_Debug_Panic(void)
+{
+    COMMON_System_Exec("pidin");
+    COMMON_System_Exit(1);
+}
+
+} // extern "C"

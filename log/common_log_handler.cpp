@@ -1,0 +1,240 @@
+// The built-in handler: composes one record and hands it to the system log.
+#include <syslog.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+#include "common_debug.h"
+#include "common_system.h"
+#include "foundation/allocation.h"
+#include "foundation/initialisation.h"
+#include "log/common_log_layout.h"
+#include "log/logger.h"
+#include "log/process_locks.h"
+#include "log/report.h"
+#include "platform/assertion.h"
+#include "platform/errno_keeper.h"
+#include "platform/thread_id.h"
+
+namespace common {
+namespace {
+
+/// A record and what goes with it from one write of a thread to the next.
+struct ThreadRecord {
+    COMMON_LogRecord record;
+    /// The second that `stamp` shows, plus one; 0 when it shows none.
+    std::uint64_t stamp_second;
+    /// "DDD.HH:MM:SS"
+    char stamp[12 + kLocalTimeCapacity];
+    /// Where the time of day begins in it.
+    std::size_t time_offset;
+    /// The forks that this process descends from, when the record was initialised.
+    std::uint32_t fork_count;
+    /// What is sent, unless it is longer.
+    char text[1536];
+};
+
+const char* captured_process_name() noexcept
+{
+    return logger.captured.load(std::memory_order_acquire) ? logger.process.name : "";
+}
+
+void initialise_record(ThreadRecord& own) noexcept
+{
+    own.record.processId = logger.captured.load(std::memory_order_acquire) ? logger.process.id : 0;
+    own.record.threadId = kernel_thread_id();
+    std::snprintf(own.record.message, sizeof own.record.message, "%s", captured_process_name());
+    own.stamp_second = 0;
+    own.fork_count = fork_count.load(std::memory_order_relaxed);
+}
+
+void threadOnceDestructor(void* record) noexcept
+{
+    if (record == nullptr) {
+        COMMON_LOG_ROW(stderr, "threadOnceDestructor() called with NULL parameter!");
+        return;
+    }
+    // Destructors of others may log after this one: they write from the stack.
+    thread_state.record_released = true;
+    std::free(record);
+    if (const int error = pthread_setspecific(logger.slot, nullptr); error != 0) {
+        COMMON_LOG_ROW(stderr, "Failed to clear the thread-specific value with error: %s (%d)",
+                       std::strerror(error), error);
+    }
+}
+
+void unlock_send(void* /*unused*/) noexcept
+{
+    pthread_mutex_unlock(&send_lock);
+}
+
+/// Hands one finished text to the system log. The C library's own lock in there is not released in
+/// a child that is forked meanwhile, hence this one around it, which a fork waits for.
+void send(int priority, const char* text) noexcept
+{
+    if (cannot_send.load(std::memory_order_relaxed)) {
+        return;
+    }
+    pthread_mutex_lock(&send_lock);
+    pthread_cleanup_push(unlock_send, nullptr);
+    syslog(LOG_USER | priority, "%s", text);
+    pthread_cleanup_pop(1);
+}
+
+/// Composes a text that was too long for the record, and sends it; cut when there is no memory.
+void send_long(int priority, ThreadRecord& own, const RecordFields& fields,
+               std::size_t length) noexcept
+{
+    auto* const text = static_cast<char*>(try_allocate_zeroed(length + 1));
+    pthread_cleanup_push(std::free, text);
+    if (text != nullptr) {
+        compose_record(logger.format.load(std::memory_order_relaxed), own.record, fields, text,
+                       length + 1);
+    }
+    send(priority, text != nullptr ? text : own.text);
+    pthread_cleanup_pop(1);
+}
+
+int syslog_priority(COMMON_LogLevel_t level) noexcept
+{
+    static constexpr std::uint8_t kPriorities[] = {LOG_EMERG,  LOG_CRIT, LOG_ERR,   LOG_WARNING,
+                                                   LOG_NOTICE, LOG_INFO, LOG_DEBUG, LOG_DEBUG};
+    static_assert(std::size(kPriorities) == COMMON_LogLevelVerbose + 1);
+    return level < std::size(kPriorities) ? kPriorities[level] : LOG_ERR;
+}
+
+const char* text_or_empty(const char* text) noexcept
+{
+    return text == nullptr ? "" : text;
+}
+
+const char* stripped(const char* file) noexcept
+{
+    const char* const slash = std::strrchr(file, '/');
+    return slash == nullptr || logger.strip.load(std::memory_order_relaxed) != 1 ? file : slash + 1;
+}
+
+/// Writes one record. errno is the caller's, for "%m".
+void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, const char* file,
+              const char* function, std::int32_t line, const char* format, va_list args) noexcept
+{
+    const ErrnoKeeper callers_errno;
+    const std::uint64_t time = COMMON_System_Time();
+    COMMON_ASSERT(kLogSource, log != nullptr, "((void *)0) != log");
+    COMMON_ASSERT(kLogSource, format != nullptr, "((void *)0) != format");
+    file = stripped(text_or_empty(file));
+    function = text_or_empty(function);
+    log->record.busy = 0;
+    log->record.time = time;
+    log->record.line = line;
+
+    const std::uint64_t seconds = time / kNanosecondsPerSecond;
+    if (log->stamp_second != seconds + 1) {
+        char ptm[kLocalTimeCapacity];
+        COMMON_ASSERT(kLogSource, local_time_text(seconds, ptm), "((void *)0) != ptm");
+        const int day_length = std::snprintf(log->stamp, sizeof log->stamp, "%03u.%s",
+                                             static_cast<unsigned>(seconds / kSecondsPerDay), ptm);
+        log->time_offset = static_cast<std::size_t>(day_length) - std::strlen(ptm);
+        log->stamp_second = seconds + 1;
+    }
+
+    va_list echoed;
+    va_copy(echoed, args);
+    callers_errno.restore();
+    char(&message)[sizeof log->record.message] = log->record.message;
+    if (std::vsnprintf(message, sizeof message, format, args) < 1) {
+        message[0] = '\0';
+    }
+
+    const RecordFields fields{.stamp = log->stamp,
+                              .time_of_day = log->stamp + log->time_offset,
+                              .nanoseconds =
+                                  static_cast<std::uint32_t>(time % kNanosecondsPerSecond),
+                              .level = COMMON_LogLevel_ToString(level),
+                              .process_name = captured_process_name(),
+                              .zone = text_or_empty(zoneName),
+                              .file = file,
+                              .function = function};
+    const std::size_t length = compose_record(logger.format.load(std::memory_order_relaxed),
+                                              log->record, fields, log->text, sizeof log->text);
+    if (length < sizeof log->text) {
+        send(syslog_priority(level), log->text);
+    } else {
+        send_long(syslog_priority(level), *log, fields, length);
+    }
+    if (level == COMMON_LogLevelFatal) {
+        callers_errno.restore();
+        COMMON_Debug_WriteV(stderr, file, function, line, format, echoed);
+    }
+    va_end(echoed);
+}
+
+} // namespace
+
+int create_slot() noexcept
+{
+    pthread_mutex_lock(&handler_lock);
+    int error = 0;
+    if (!logger.slotCreated.load(std::memory_order_relaxed)) {
+        error = pthread_key_create(&logger.slot, threadOnceDestructor);
+        logger.slotCreated.store(error == 0, std::memory_order_release);
+    }
+    pthread_mutex_unlock(&handler_lock);
+    return error;
+}
+
+void handlerLegacy(std::int32_t level, const char* zoneName, const char* file, const char* function,
+                   std::int32_t line, const char* format, va_list args)
+{
+    const auto unsigned_level = static_cast<COMMON_LogLevel_t>(level);
+    if (format == nullptr || COMMON_Log_Acceptable(unsigned_level) == 0) {
+        return;
+    }
+    const ErrnoKeeper callers_errno;
+    ThreadRecord* own = nullptr;
+    if (logger.cache.load(std::memory_order_relaxed) == 1 && !thread_state.record_released &&
+        logger.slotCreated.load(std::memory_order_acquire)) {
+        own = static_cast<ThreadRecord*>(pthread_getspecific(logger.slot));
+        if (own == nullptr) {
+            own = static_cast<ThreadRecord*>(try_allocate_zeroed(sizeof(ThreadRecord)));
+            if (own == nullptr) {
+                COMMON_LOG_REPORT(Error, "Failed to allocate memory for log data");
+            } else if (const int error = pthread_setspecific(logger.slot, own); error != 0) {
+                std::free(own);
+                own = nullptr;
+                COMMON_LOG_REPORT(Error,
+                                  "Failed to set the thread-specific key with error: %s (%d)",
+                                  std::strerror(error), error);
+            } else {
+                initialise_record(*own);
+            }
+        } else if (own->fork_count != fork_count.load(std::memory_order_relaxed)) {
+            initialise_record(*own); // inherited from before a fork: this is another thread
+        }
+    }
+    callers_errno.restore();
+    if (own != nullptr) {
+        logWrite(own, unsigned_level, zoneName, file, function, line, format, args);
+        return;
+    }
+    ThreadRecord on_stack;
+    initialise_record(on_stack);
+    logWrite(&on_stack, unsigned_level, zoneName, file, function, line, format, args);
+}
+
+void logInternal(COMMON_LogLevel_t level, std::uint32_t /*zone*/, const char* zoneName,
+                 const char* file, const char* function, std::int32_t line, const char* format, ...)
+{
+    COMMON_ASSERT(kLogSource, format != nullptr, "((void *)0) != format");
+    const ErrnoKeeper keep;
+    ThreadRecord on_stack;
+    initialise_record(on_stack);
+    va_list args;
+    va_start(args, format);
+    logWrite(&on_stack, level, zoneName, file, function, line, format, args);
+    va_end(args);
+}
+
+} // namespace common

@@ -1,0 +1,168 @@
+// The log facility's once-initialisation and the choice of its handler.
+#include <dlfcn.h>
+#include <syslog.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "common_debug.h"
+#include "common_process.h"
+#include "common_system.h"
+#include "foundation/boolean_text.h"
+#include "foundation/initialisation.h"
+#include "log/logger.h"
+#include "log/process_locks.h"
+#include "log/report.h"
+#include "platform/assertion.h"
+
+namespace common {
+namespace {
+
+constexpr char kHandlerLibrary[] = "/oxa/lib/liboxa.so";
+constexpr char kHandlerSymbol[] = "COMMON_Log_writev";
+
+constinit bool once_called = false;
+
+/// Rows of the initialisation show its function, whichever part of it writes them.
+#define START_ROW(stream, ...) \
+    COMMON_Debug_Write(stream, kLogSource.name, "threadOnce", __LINE__, __VA_ARGS__)
+
+const char* dl_error_text() noexcept
+{
+    const char* const text = dlerror();
+    return text == nullptr ? "" : text;
+}
+
+void load_handler_library() noexcept
+{
+    logger.library = dlopen(kHandlerLibrary, RTLD_NOW | RTLD_GLOBAL);
+    if (logger.library == nullptr) {
+        START_ROW(stderr, "Failed to load the library with error: %s", dl_error_text());
+        return;
+    }
+    dlerror();
+    logger.handlerDynamic =
+        reinterpret_cast<COMMON_LogHandler_t>(dlsym(logger.library, kHandlerSymbol));
+    if (const char* const error = dlerror(); error != nullptr) {
+        START_ROW(stderr, "Failed to find the symbol with error: %s", error);
+        if (const int result = dlclose(logger.library); result != 0) {
+            START_ROW(stderr, "Failed to unload 0x%08X with return value %d and error: %s",
+                      static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(logger.library)),
+                      result, dl_error_text());
+        }
+        logger.library = nullptr;
+        logger.handlerDynamic = nullptr;
+        return;
+    }
+    COMMON_ASSERT(kLogSource, logger.handlerDynamic != nullptr, "0 != logger.handlerDynamic");
+    START_ROW(stdout, "Loaded: %s", kHandlerLibrary);
+}
+
+void parse_environment() noexcept
+{
+    char** const environment = COMMON_System_Environment();
+    for (char** variable = environment; variable != nullptr && *variable != nullptr; ++variable) {
+        parseVariable(*variable, true);
+    }
+}
+
+void write_settings() noexcept
+{
+    START_ROW(stdout, "cache:    %s", boolean_text(logger.cache.load()));
+    START_ROW(stdout, "color:    %s", boolean_text(logger.color.load()));
+    START_ROW(stdout, "debug:    %s", boolean_text(logger.debug.load()));
+    START_ROW(stdout, "enable:   %s", boolean_text(logger.enable.load()));
+    START_ROW(stdout, "strip:    %s", boolean_text(logger.strip.load()));
+    START_ROW(stdout, "legacy:   %s", boolean_text(logger.legacy.load()));
+    const COMMON_LogPeakloadControl_t control = logger.peakloadControl.load();
+    START_ROW(stdout, "peakload: %s (%d) //GranularityPeakloadProcessing:%d",
+              COMMON_LogPeakloadControl_ToString(control), static_cast<int>(control),
+              logger.granularityPeakloadProcessing.load());
+    const COMMON_LogLevel_t level = logger.level.load();
+    const COMMON_LogLevel_t off = logger.levelAtPeakloadOff.load();
+    const COMMON_LogLevel_t on = logger.levelAtPeakloadOn.load();
+    START_ROW(stdout, "level:    %s (%d) //AtPeakloadOff:{%d:%s} //AtPeakloadOn:{%d:%s}",
+              COMMON_LogLevel_ToString(level), static_cast<int>(level), static_cast<int>(off),
+              COMMON_LogLevel_ToString(off), static_cast<int>(on), COMMON_LogLevel_ToString(on));
+    START_ROW(stdout, "Initialized");
+}
+
+void install_builtin_handler() noexcept
+{
+    openlog(nullptr, LOG_NDELAY, LOG_USER);
+    logger.legacy.store(1);
+    logger.handler.store(handlerLegacy, std::memory_order_release);
+}
+
+} // namespace
+
+int legacySet(std::uint32_t value) noexcept
+{
+    const UncancelledScope uncancelled;
+    // A row may report a failing clock: that must not read the settings files, which may want the
+    // lock as well.
+    const StateScope no_rereading(thread_state.rereading, true);
+    int retval = pthread_mutex_lock(&handler_lock);
+    if (retval != 0) {
+        COMMON_LOG_ROW(stderr, "Failed to lock with retval: %s (%d)", std::strerror(retval),
+                       retval);
+        COMMON_ASSERT(kLogSource, retval == 0, "0 == retval");
+    }
+    if (value != 0) {
+        install_builtin_handler();
+    } else if (logger.library != nullptr) {
+        COMMON_LOG_ROW(stderr, "The handler was set to liboxa.so");
+        if (logger.handlerDynamic != nullptr) {
+            logger.handler.store(logger.handlerDynamic, std::memory_order_release);
+            logger.legacy.store(0);
+        } else {
+            install_builtin_handler();
+        }
+    } else {
+        COMMON_LOG_ROW(stderr, "liboxa.so library was not loaded");
+        install_builtin_handler();
+    }
+    retval = pthread_mutex_unlock(&handler_lock);
+    if (retval != 0) {
+        COMMON_LOG_ROW(stderr, "Failed to unlock with retval: %s (%d)", std::strerror(retval),
+                       retval);
+        COMMON_ASSERT(kLogSource, retval == 0, "0 == retval");
+    }
+    return retval;
+}
+
+void threadOnce() noexcept
+{
+    // A child forked while another thread was in here runs it again: it goes on with the settings
+    // as they were.
+    if (once_called) {
+        COMMON_LOG_ROW(stderr, "The once handler was already called");
+        initialised.store(true);
+        publish_gate();
+        return;
+    }
+    once_called = true;
+    const InitScope scope(InitRank::Log);
+    install_fork_guard();
+    COMMON_LOG_ROW(stdout, "Initializing");
+    load_handler_library();
+    COMMON_Process_Get(&logger.process);
+    logger.captured.store(true, std::memory_order_release);
+    common_log_process_settings_files(true);
+    parse_environment();
+    logger.debug.store(COMMON_Debug_GetEnable());
+    if (logger.cache.load() == 1) {
+        if (const int error = create_slot(); error != 0) {
+            COMMON_LOG_ROW(stderr,
+                           "Disabling caching due to failure creating the key with error: %s (%d)",
+                           std::strerror(error), error);
+            logger.cache.store(0);
+        }
+    }
+    legacySet(logger.legacy.load());
+    write_settings();
+    initialised.store(true);
+    publish_gate();
+}
+
+} // namespace common

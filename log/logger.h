@@ -1,0 +1,116 @@
+// The log facility's inside: the settings, the gate in front of every call, and the write path.
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+
+#include "common_log.h"
+#include "common_log_settings.h"
+#include "common_process.h"
+#include "foundation/source.h"
+
+namespace common {
+
+inline constexpr Source kLogSource{"common_log"};
+
+/// The built-in handler.
+void handlerLegacy(std::int32_t level, const char* zoneName, const char* file, const char* function,
+                   std::int32_t line, const char* format, va_list args);
+
+/// The settings: one record per process. Every field that changes while the process runs is a word
+/// of its own, read and set without a lock; a reader may see one setting before another.
+struct Logger {
+    std::atomic<std::uint32_t> cache{1};
+    std::atomic<std::uint32_t> color{0};
+    std::atomic<std::uint32_t> debug{0};
+    std::atomic<std::uint32_t> enable{1};
+    std::atomic<std::uint32_t> strip{1};
+    std::atomic<std::uint32_t> legacy{1};
+    std::atomic<COMMON_LogFormat_t> format{COMMON_LogFormatSyslogngext};
+    std::atomic<COMMON_LogPeakloadControl_t> peakloadControl{COMMON_LogPeakloadControlNone};
+    std::atomic<std::uint8_t> level{COMMON_LogLevelInfo};
+    std::atomic<std::uint8_t> levelAtPeakloadOff{COMMON_LogLevelInfo};
+    std::atomic<std::uint8_t> levelAtPeakloadOn{COMMON_LogLevelInfo};
+    /// Milliseconds.
+    std::atomic<std::int32_t> granularityPeakloadProcessing{1000};
+    /// Captured at initialisation; read only once `captured` says so.
+    COMMON_Process process{0, "", "", 0, "", 0, 0};
+    std::atomic<bool> captured{false};
+    /// The thread-specific slot of the records; there only once `slotCreated` says so.
+    pthread_key_t slot{0};
+    std::atomic<bool> slotCreated{false};
+    /// Set at initialisation, before another thread can get past it.
+    COMMON_LogHandler_t handlerDynamic{nullptr};
+    /// Replaced under the handler lock.
+    std::atomic<COMMON_LogHandler_t> handler{handlerLegacy};
+    void* library{nullptr};
+};
+
+extern constinit Logger logger;
+
+/// What every call of the facility looks at first: how many levels are accepted (0 when logging is
+/// disabled), or kGateSlow when there is more to do: the initialisation, or a look for changed
+/// files.
+extern constinit std::atomic<std::uint32_t> gate;
+inline constexpr std::uint32_t kGateSlow = UINT32_MAX;
+
+/// Brings the gate up to date; to be called after each change of a setting that it is made of.
+void publish_gate() noexcept;
+
+/// Runs the initialisation if it has not run, and looks for changed settings files if wanted. Keeps
+/// errno.
+void enter_slow() noexcept;
+
+inline void enter() noexcept
+{
+    if (gate.load(std::memory_order_acquire) == kGateSlow) [[unlikely]] {
+        enter_slow();
+    }
+}
+
+/// COMMON_Log_Acceptable() without the initialisation.
+bool acceptable_now(COMMON_LogLevel_t level) noexcept;
+
+/// The once-initialisation, and whether it has ended.
+void threadOnce() noexcept;
+extern constinit std::atomic<bool> initialised;
+
+/// Takes in one NAME=value. `at_initialisation` also lets FORMAT and LEGACY count.
+void parseVariable(const char* variable, bool at_initialisation) noexcept;
+
+/// Reads the settings files, as far as they are due.
+void common_log_process_settings_files(bool at_initialisation) noexcept;
+
+/// Makes the level that goes with the peakload control the current one.
+void apply_peakload_level() noexcept;
+
+/// Sets the peakload control, with what None means for the level at peak load.
+void set_peakload_control(COMMON_LogPeakloadControl_t option) noexcept;
+
+/// Installs a handler: the result of the final unlock.
+int legacySet(std::uint32_t value) noexcept;
+
+/// Makes the thread-specific slot, once: 0 or the error number.
+int create_slot() noexcept;
+
+/// Writes a record of the facility itself: through the built-in path, from the stack.
+void logInternal(COMMON_LogLevel_t level, std::uint32_t zone, const char* zoneName,
+                 const char* file, const char* function, std::int32_t line, const char* format, ...)
+    COMMON_PRINTF(7, 8);
+
+} // namespace common
+
+/// Reports a failure of the facility itself: COMMON_LOG_REPORT(Warn, "...", ...).
+#define COMMON_LOG_REPORT(level, ...)                                                              \
+    do {                                                                                           \
+        if (::common::acceptable_now(COMMON_LogLevel##level)) {                                    \
+            ::common::logInternal(COMMON_LogLevel##level, ::common::kZone, COMMON_Log_zoneDefault, \
+                                  ::common::kLogSource.name, __func__, __LINE__, __VA_ARGS__);     \
+        }                                                                                          \
+    } while (false)
+
+/// Writes a debug row of the facility itself.
+#define COMMON_LOG_ROW(stream, ...) \
+    COMMON_Debug_Write(stream, ::common::kLogSource.name, __func__, __LINE__, __VA_ARGS__)

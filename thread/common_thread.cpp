@@ -1,0 +1,373 @@
+#include "common_thread.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+#include "log/report.h"
+#include "mem_malloc.h"
+
+static_assert(offsetof(COMMON_Thread, id) == 0);
+static_assert(offsetof(COMMON_Thread, schedule) == sizeof(pthread_t));
+static_assert(offsetof(COMMON_Thread, detachState) == sizeof(pthread_t) + 4);
+static_assert(offsetof(COMMON_Thread, priority) == sizeof(pthread_t) + 8);
+static_assert(offsetof(COMMON_Thread, stackSize) == sizeof(pthread_t) + 12);
+static_assert(offsetof(COMMON_Thread, entry) == sizeof(pthread_t) + 16);
+static_assert(offsetof(COMMON_Thread, argument) == sizeof(pthread_t) + 16 + sizeof(void*));
+static_assert(offsetof(COMMON_Thread, name) == sizeof(pthread_t) + 16 + 2 * sizeof(void*));
+static_assert(sizeof(COMMON_Thread) == (sizeof(void*) == 4 ? 160 : 176));
+
+namespace {
+
+constexpr common::Source kSource{"common_thread"};
+constexpr char kInvalidParameters[] = "One or more input parameters are invalid!";
+
+/// The id is cleared by the thread itself while others look at it.
+pthread_t thread_id(const COMMON_Thread& thread) noexcept
+{
+    return std::atomic_ref(const_cast<pthread_t&>(thread.id)).load(std::memory_order_acquire);
+}
+
+/// The id as records show it.
+unsigned shown_id(pthread_t id) noexcept
+{
+    return static_cast<unsigned>(id);
+}
+
+bool is_null(const void* argument, const char* function, std::int32_t line) noexcept
+{
+    if (argument != nullptr) {
+        return false;
+    }
+    common::report(kSource, COMMON_LogLevelError, function, line, "%s", kInvalidParameters);
+    return true;
+}
+#define IS_NULL(argument) is_null(reinterpret_cast<const void*>(argument), __func__, __LINE__)
+
+void common_threadStopHandler(void* argument) noexcept
+{
+    if (!IS_NULL(argument)) {
+        std::atomic_ref(static_cast<COMMON_Thread*>(argument)->id)
+            .store(pthread_t{}, std::memory_order_release);
+    }
+}
+
+void* common_threadStartHandler(void* argument)
+{
+    auto* const thread = static_cast<COMMON_Thread*>(argument);
+    if (IS_NULL(thread) || IS_NULL(thread->entry)) {
+        return nullptr;
+    }
+    void* result = nullptr;
+    pthread_cleanup_push(common_threadStopHandler, thread);
+    result = thread->entry(thread->argument);
+    pthread_cleanup_pop(0);
+    common_threadStopHandler(thread);
+    return result;
+}
+
+/// Reports a step of the start that failed: true when it did. The format takes error text and
+/// number.
+#define STEP_FAILED(call, message) step_failed(call, message, __func__, __LINE__)
+bool step_failed(int error, const char* message, const char* function, std::int32_t line) noexcept
+{
+    if (error == 0) {
+        return false;
+    }
+    common::report(kSource, COMMON_LogLevelError, function, line, "%s with error: %s (%d)", message,
+                   std::strerror(error), error);
+    return true;
+}
+
+/// Reports what the platform said about a running thread: the STATUS of the call.
+STATUS platform_result(int error, const COMMON_Thread& thread, pthread_t id, const char* what,
+                       COMMON_LogLevel_t level, const char* function, std::int32_t line) noexcept
+{
+    if (error == 0) {
+        return STATUS_SUCCESS;
+    }
+    common::report(kSource, level, function, line,
+                   "Failed to %s '%s' thread %u with error: %s (%d)", what, thread.name,
+                   shown_id(id), std::strerror(error), error);
+    return level == COMMON_LogLevelError ? STATUS_FAILED : STATUS_SUCCESS;
+}
+#define PLATFORM_RESULT(error, what, level) \
+    platform_result(error, *thread, id, what, level, __func__, __LINE__)
+
+} // namespace
+
+extern "C" {
+
+STATUS COMMON_Thread_Initialize(COMMON_Thread* thread, COMMON_ThreadEntry_t entry, void* argument)
+{
+    if (IS_NULL(thread) || IS_NULL(entry)) {
+        return STATUS_INVALID_PARAM;
+    }
+    std::memset(thread, 0, sizeof *thread);
+    thread->schedule = COMMON_ThreadScheduleDefault;
+    thread->priority = COMMON_ThreadPriorityDefault;
+    thread->stackSize = COMMON_ThreadStackSizeDefault;
+    thread->entry = entry;
+    thread->argument = argument;
+    return STATUS_SUCCESS;
+}
+
+COMMON_Thread* COMMON_Thread_New(COMMON_ThreadEntry_t entry, void* argument)
+{
+    if (IS_NULL(entry)) {
+        return nullptr;
+    }
+    auto* const thread = static_cast<COMMON_Thread*>(MEM_Malloc(sizeof(COMMON_Thread)));
+    if (COMMON_Thread_Initialize(thread, entry, argument) != STATUS_SUCCESS) {
+        COMMON_REPORT(kSource, Error, "Failed to initialize the thread!");
+        MEM_Free(thread);
+        return nullptr;
+    }
+    return thread;
+}
+
+STATUS COMMON_Thread_Start(COMMON_Thread* thread)
+{
+    if (IS_NULL(thread)) {
+        return STATUS_INVALID_PARAM;
+    }
+    pthread_attr_t attributes;
+    if (STEP_FAILED(pthread_attr_init(&attributes), "Failed to initialize the attributes")) {
+        return STATUS_FAILED;
+    }
+    const sched_param parameters{.sched_priority = thread->priority};
+    if (STEP_FAILED(pthread_attr_setschedpolicy(&attributes, static_cast<int>(thread->schedule)),
+                    "Failed to set the scheduling policy") ||
+        (thread->detachState == COMMON_ThreadDetachDetached &&
+         STEP_FAILED(pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED),
+                     "Failed to set the detach state")) ||
+        (thread->priority != COMMON_ThreadPriorityDefault &&
+         STEP_FAILED(pthread_attr_setinheritsched(&attributes, PTHREAD_EXPLICIT_SCHED),
+                     "Failed to set explicit scheduling")) ||
+        STEP_FAILED(pthread_attr_setschedparam(&attributes, &parameters),
+                    "Failed to set the scheduling parameters") ||
+        (thread->stackSize != COMMON_ThreadStackSizeDefault &&
+         STEP_FAILED(pthread_attr_setstacksize(&attributes, thread->stackSize),
+                     "Failed to set the stack size")) ||
+        STEP_FAILED(pthread_create(&thread->id, &attributes, common_threadStartHandler, thread),
+                    "Failed to create the thread")) {
+        return STATUS_FAILED;
+    }
+    if (thread->name[0] == '\0') {
+        std::snprintf(thread->name, sizeof thread->name, "Unnamed-%u",
+                      shown_id(thread_id(*thread)));
+    }
+    if (COMMON_Thread_SetName(thread, thread->name) != STATUS_SUCCESS) {
+        COMMON_REPORT(kSource, Error, "Failed to set name to the thread");
+    }
+    return STATUS_SUCCESS;
+}
+
+STATUS COMMON_Thread_Create(COMMON_ThreadEntry_t entry, const char* name, void* argument,
+                            COMMON_Thread** thread)
+{
+    if (IS_NULL(entry) || IS_NULL(name) || IS_NULL(thread)) {
+        return STATUS_INVALID_PARAM;
+    }
+    *thread = COMMON_Thread_New(entry, argument);
+    if (*thread == nullptr) {
+        COMMON_REPORT(kSource, Error, "Failed to initialize and create a new thread");
+        return STATUS_FAILED;
+    }
+    if (COMMON_Thread_SetName(*thread, name) != STATUS_SUCCESS) {
+        COMMON_REPORT(kSource, Error, "Failed to set the name for thread");
+        COMMON_Thread_Delete(*thread);
+        return STATUS_FAILED;
+    }
+    if (COMMON_Thread_Start(*thread) != STATUS_SUCCESS) {
+        COMMON_REPORT(kSource, Error, "Failed to start a new thread");
+        // The caller's pointer is left as it is: it tells a start that failed from none.
+        COMMON_Thread_Delete(*thread);
+        return STATUS_FAILED;
+    }
+    return STATUS_SUCCESS;
+}
+
+STATUS COMMON_Thread_Delete(COMMON_Thread* thread)
+{
+    if (thread == nullptr || thread_id(*thread) != 0) {
+        COMMON_REPORT(kSource, Error, "%s", kInvalidParameters);
+        return STATUS_INVALID_PARAM;
+    }
+    MEM_Free(thread);
+    return STATUS_SUCCESS;
+}
+
+STATUS COMMON_Thread_Join(COMMON_Thread* thread)
+{
+    if (IS_NULL(thread)) {
+        return STATUS_INVALID_PARAM;
+    }
+    const pthread_t id = thread_id(*thread);
+    if (id == 0) {
+        return STATUS_SUCCESS;
+    }
+    const int error = pthread_join(id, nullptr);
+    // A thread that is gone, or is the caller, leaves nothing to wait for.
+    const bool tolerated = error == ESRCH || error == EDEADLK;
+    return PLATFORM_RESULT(error, "join", tolerated ? COMMON_LogLevelWarn : COMMON_LogLevelError);
+}
+
+STATUS COMMON_Thread_Detach(COMMON_Thread* thread)
+{
+    if (IS_NULL(thread)) {
+        return STATUS_INVALID_PARAM;
+    }
+    const pthread_t id = thread_id(*thread);
+    return PLATFORM_RESULT(id == 0 ? ESRCH : pthread_detach(id), "detach", COMMON_LogLevelError);
+}
+
+STATUS COMMON_Thread_Cancel(COMMON_Thread* thread)
+{
+    if (IS_NULL(thread)) {
+        return STATUS_INVALID_PARAM;
+    }
+    const pthread_t id = thread_id(*thread);
+    if (id == 0) {
+        COMMON_REPORT(kSource, Error, "%s", kInvalidParameters);
+        return STATUS_INVALID_PARAM;
+    }
+    return PLATFORM_RESULT(pthread_cancel(id), "cancel", COMMON_LogLevelError);
+}
+
+STATUS COMMON_Thread_Kill(COMMON_Thread* thread, int32_t signal)
+{
+    if (IS_NULL(thread)) {
+        return STATUS_INVALID_PARAM;
+    }
+    const pthread_t id = thread_id(*thread);
+    return PLATFORM_RESULT(id == 0 ? ESRCH : pthread_kill(id, signal), "send the signal to",
+                           COMMON_LogLevelError);
+}
+
+STATUS COMMON_Thread_Exit(COMMON_Thread* thread, void* result)
+{
+    if (IS_NULL(thread)) {
+        return STATUS_INVALID_PARAM;
+    }
+    pthread_exit(result);
+}
+
+pthread_t COMMON_Thread_Self(void)
+{
+    return pthread_self();
+}
+
+int32_t COMMON_Thread_Once(pthread_once_t* control, void (*function)(void))
+{
+    if (control == nullptr || function == nullptr) {
+        std::fputs(kInvalidParameters, stdout);
+        return std::fflush(stdout);
+    }
+    const int error = pthread_once(control, function);
+    if (error != 0) {
+        std::printf("The once control failed with error: %s (%d)", std::strerror(error), error);
+        return std::fflush(stdout);
+    }
+    return 0;
+}
+
+pthread_t COMMON_Thread_GetId(const COMMON_Thread* thread)
+{
+    return IS_NULL(thread) ? pthread_t{} : thread_id(*thread);
+}
+
+const char* COMMON_Thread_GetName(const COMMON_Thread* thread)
+{
+    return IS_NULL(thread) ? nullptr : thread->name;
+}
+
+COMMON_ThreadDetach_t COMMON_Thread_GetDetachState(const COMMON_Thread* thread)
+{
+    return IS_NULL(thread) ? std::uint32_t{COMMON_ThreadDetachJoinable} : thread->detachState;
+}
+
+uint32_t COMMON_Thread_GetPriority(const COMMON_Thread* thread)
+{
+    return IS_NULL(thread) ? std::uint32_t{COMMON_ThreadPriorityDefault} : thread->priority;
+}
+
+COMMON_ThreadSchedule_t COMMON_Thread_GetSchedule(const COMMON_Thread* thread)
+{
+    return IS_NULL(thread) ? std::uint32_t{COMMON_ThreadScheduleDefault} : thread->schedule;
+}
+
+uint32_t COMMON_Thread_GetStackSize(const COMMON_Thread* thread)
+{
+    return IS_NULL(thread) ? std::uint32_t{COMMON_ThreadStackSizeDefault} : thread->stackSize;
+}
+
+void COMMON_Thread_SetDetachState(COMMON_Thread* thread, COMMON_ThreadDetach_t detachState)
+{
+    if (!IS_NULL(thread)) {
+        thread->detachState = detachState;
+    }
+}
+
+void COMMON_Thread_SetPriority(COMMON_Thread* thread, uint32_t priority)
+{
+    if (!IS_NULL(thread)) {
+        thread->priority = static_cast<std::uint8_t>(priority);
+    }
+}
+
+void COMMON_Thread_SetSchedule(COMMON_Thread* thread, COMMON_ThreadSchedule_t schedule)
+{
+    if (!IS_NULL(thread)) {
+        thread->schedule = schedule;
+    }
+}
+
+void COMMON_Thread_SetStackSize(COMMON_Thread* thread, uint32_t stackSize)
+{
+    if (!IS_NULL(thread)) {
+        thread->stackSize = stackSize;
+    }
+}
+
+STATUS COMMON_Thread_SetName(COMMON_Thread* thread, const char* name)
+{
+    if (IS_NULL(thread) || IS_NULL(name)) {
+        return STATUS_INVALID_PARAM;
+    }
+    const std::size_t length = strnlen(name, COMMON_ThreadNameLength);
+    std::memmove(thread->name, name, length);
+    thread->name[length] = '\0';
+    return STATUS_SUCCESS;
+}
+
+const char* COMMON_ThreadSchedule_ToString(COMMON_ThreadSchedule_t schedule)
+{
+    switch (schedule) {
+    case COMMON_ThreadScheduleOther:
+        return "Other";
+    case COMMON_ThreadScheduleFifo:
+        return "First In, First Out (FIFO)";
+    case COMMON_ThreadScheduleRoundRobin:
+        return "Round Robin";
+    default:
+        return "Invalid";
+    }
+}
+
+const char* COMMON_ThreadDetach_StateToString(COMMON_ThreadDetach_t detachState)
+{
+    switch (detachState) {
+    case COMMON_ThreadDetachJoinable:
+        return "Joinable";
+    case COMMON_ThreadDetachDetached:
+        return "Detached";
+    default:
+        return "Invalid";
+    }
+}
+
+} // extern "C"

@@ -1,0 +1,13 @@
+// The name of a process, for the report of exhausted memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace common {
+
+/// Copies the short name of a process, as strncpy(3) does: filled up with zero bytes, and without a
+/// terminating one when the name fills the destination. Allocates and reports nothing.
+bool process_name(std::uint32_t pid, char* destination, std::size_t size) noexcept;
+
+} // namespace common
