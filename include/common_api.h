@@ -15,12 +15,25 @@
 
 #include <stdint.h>
 
-#ifdef __cplusplus
-#define COMMON_BEGIN_DECLS extern "C" {
-#define COMMON_END_DECLS }
+#if defined(__GNUC__)
+#define COMMON_PUSH_VISIBILITY _Pragma("GCC visibility push(default)")
+#define COMMON_POP_VISIBILITY _Pragma("GCC visibility pop")
 #else
-#define COMMON_BEGIN_DECLS
-#define COMMON_END_DECLS
+#define COMMON_PUSH_VISIBILITY
+#define COMMON_POP_VISIBILITY
+#endif
+
+/** Around all declarations of the interface: C linkage, and visible whatever the flags say. */
+#ifdef __cplusplus
+#define COMMON_BEGIN_DECLS            \
+    COMMON_PUSH_VISIBILITY extern "C" \
+    {
+#define COMMON_END_DECLS \
+    }                    \
+    COMMON_POP_VISIBILITY
+#else
+#define COMMON_BEGIN_DECLS COMMON_PUSH_VISIBILITY
+#define COMMON_END_DECLS COMMON_POP_VISIBILITY
 #endif
 
 #if defined(__GNUC__)
