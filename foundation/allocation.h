@@ -9,4 +9,4 @@ namespace common {
 /// to go on without: ending the process there would log, which would allocate again.
 void* try_allocate_zeroed(std::size_t size_bytes) noexcept;
 
-} // namespace common
+}  // namespace common

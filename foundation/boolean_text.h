@@ -11,4 +11,4 @@ constexpr const char* boolean_text(std::uint32_t value) noexcept
     return value == 0 ? "False" : value == 1 ? "True" : "Invalid";
 }
 
-} // namespace common
+}  // namespace common

@@ -10,4 +10,4 @@ bool may_initialise(InitRank rank) noexcept
     return running == InitRank::None || rank < running;
 }
 
-} // namespace common
+}  // namespace common

@@ -57,4 +57,4 @@ private:
     UncancelledScope uncancelled_;
 };
 
-} // namespace common
+}  // namespace common

@@ -45,7 +45,7 @@ bool is_zero_length(std::uint32_t length, const char* function, std::int32_t lin
     return true;
 }
 
-} // namespace
+}  // namespace
 
 namespace common {
 
@@ -58,7 +58,7 @@ void* try_allocate_zeroed(std::size_t size_bytes) noexcept
     return block;
 }
 
-} // namespace common
+}  // namespace common
 
 extern "C" {
 
@@ -153,4 +153,4 @@ MEM_CompareResult MEM_Compare(const void* first, const void* second, uint32_t le
     return order < 0 ? MEM_CompareLess : MEM_CompareGreater;
 }
 
-} // extern "C"
+}  // extern "C"

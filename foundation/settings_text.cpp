@@ -10,7 +10,7 @@ constexpr char lower(char byte) noexcept
     return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
 }
 
-} // namespace
+}  // namespace
 
 bool equal_without_case(const char* first, const char* second) noexcept
 {
@@ -32,4 +32,4 @@ bool abbreviates(const char* variable, std::size_t length, const char* name) noe
     return std::strncmp(variable, name, length) == 0;
 }
 
-} // namespace common
+}  // namespace common

@@ -29,4 +29,4 @@ int for_each_setting(LineReader& file, Parse parse) noexcept
     return file.close();
 }
 
-} // namespace common
+}  // namespace common

@@ -25,4 +25,4 @@ struct Source {
     Module module = Module::None;
 };
 
-} // namespace common
+}  // namespace common

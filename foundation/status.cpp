@@ -111,7 +111,7 @@ constexpr bool values_are_consecutive()
 }
 static_assert(values_are_consecutive());
 
-} // namespace
+}  // namespace
 
 extern "C" {
 
@@ -156,4 +156,4 @@ const char* TransportToStr(TRANSPORT transport)
     return transport < std::size(kTransportTexts) ? kTransportTexts[transport] : kUnknown;
 }
 
-} // extern "C"
+}  // extern "C"

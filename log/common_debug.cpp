@@ -105,7 +105,7 @@ void parse_variable(const char* variable) noexcept
 void threadOnce() noexcept
 {
     if (once_called) {
-        return; // again, in a child forked from within
+        return;  // again, in a child forked from within
     }
     once_called = true;
     const common::InitScope scope(common::InitRank::Debug);
@@ -156,6 +156,7 @@ void unlock_stream(void* stream) noexcept
     funlockfile(static_cast<FILE*>(stream));
 }
 
+COMMON_PRINTF(5, 0)
 void debugWriteV(FILE* stream, const char* file, const char* function, std::int32_t line,
                  const char* format, va_list args) noexcept
 {
@@ -185,8 +186,8 @@ void debugWriteV(FILE* stream, const char* file, const char* function, std::int3
                  write_counter.fetch_add(1) + 1,
                  static_cast<unsigned>(seconds / common::kSecondsPerDay), ptm,
                  static_cast<unsigned>(time % common::kNanosecondsPerSecond),
-                 static_cast<unsigned>(COMMON_Thread_Self()), stream_name(stream), "", file, function,
-                 static_cast<unsigned>(line));
+                 static_cast<unsigned>(COMMON_Thread_Self()), stream_name(stream), "", file,
+                 function, static_cast<unsigned>(line));
     callers_errno.restore();
     std::vfprintf(stream, format, args);
     std::fputc('\n', stream);
@@ -194,8 +195,7 @@ void debugWriteV(FILE* stream, const char* file, const char* function, std::int3
     pthread_cleanup_pop(1);
 }
 
-void debugWrite(FILE* stream, const char* file, const char* function, std::int32_t line,
-                const char* format, ...) noexcept COMMON_PRINTF(5, 6);
+COMMON_PRINTF(5, 6)
 void debugWrite(FILE* stream, const char* file, const char* function, std::int32_t line,
                 const char* format, ...) noexcept
 {
@@ -245,7 +245,7 @@ void dump_row(char* text, const std::uint8_t* bytes, std::uint32_t count, DumpSh
     }
 }
 
-} // namespace
+}  // namespace
 
 extern "C" {
 
@@ -309,4 +309,4 @@ void COMMON_Debug_Panic(void)
     COMMON_System_Exit(1);
 }
 
-} // extern "C"
+}  // extern "C"

@@ -32,7 +32,7 @@ std::uint32_t gate_for_settings() noexcept
     return logger.enable.load() == 1 ? logger.level.load() + 1U : 0U;
 }
 
-} // namespace
+}  // namespace
 
 void publish_gate() noexcept
 {
@@ -66,7 +66,7 @@ bool acceptable_now(COMMON_LogLevel_t level) noexcept
            level <= logger.level.load(std::memory_order_relaxed);
 }
 
-} // namespace common
+}  // namespace common
 
 extern "C" {
 
@@ -110,8 +110,10 @@ void COMMON_Log_Write(COMMON_LogLevel_t level, uint32_t zone, const char* zoneNa
 {
     va_list args;
     va_start(args, format);
-    COMMON_Log_WriteV(level, zone, zoneName, file, function, line, format == nullptr ? "" : format,
-                      args);
+    if (format == nullptr) {
+        format = "";
+    }
+    COMMON_Log_WriteV(level, zone, zoneName, file, function, line, format, args);
     va_end(args);
 }
 
@@ -126,4 +128,4 @@ void COMMON_Log_WriteV(COMMON_LogLevel_t level, uint32_t /*zone*/, const char* z
     handler(static_cast<std::int32_t>(level), zoneName, file, function, line, format, args);
 }
 
-} // extern "C"
+}  // extern "C"

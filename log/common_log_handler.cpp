@@ -117,6 +117,7 @@ const char* stripped(const char* file) noexcept
 }
 
 /// Writes one record. errno is the caller's, for "%m".
+COMMON_PRINTF(7, 0)
 void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, const char* file,
               const char* function, std::int32_t line, const char* format, va_list args) noexcept
 {
@@ -171,7 +172,7 @@ void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, 
     va_end(echoed);
 }
 
-} // namespace
+}  // namespace
 
 int create_slot() noexcept
 {
@@ -211,7 +212,7 @@ void handlerLegacy(std::int32_t level, const char* zoneName, const char* file, c
                 initialise_record(*own);
             }
         } else if (own->fork_count != fork_count.load(std::memory_order_relaxed)) {
-            initialise_record(*own); // inherited from before a fork: this is another thread
+            initialise_record(*own);  // inherited from before a fork: this is another thread
         }
     }
     callers_errno.restore();
@@ -237,4 +238,4 @@ void logInternal(COMMON_LogLevel_t level, std::uint32_t /*zone*/, const char* zo
     va_end(args);
 }
 
-} // namespace common
+}  // namespace common

@@ -126,7 +126,7 @@ void syslogngext(Composer& to, const COMMON_LogRecord& record, const RecordField
     to.signed_number(record.line) << ", " << record.message;
 }
 
-} // namespace
+}  // namespace
 
 std::size_t compose_record(COMMON_LogFormat_t format, const COMMON_LogRecord& record,
                            const RecordFields& fields, char* text, std::size_t capacity) noexcept
@@ -152,4 +152,4 @@ std::size_t compose_record(COMMON_LogFormat_t format, const COMMON_LogRecord& re
     return to.finish();
 }
 
-} // namespace common
+}  // namespace common

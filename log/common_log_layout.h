@@ -48,4 +48,4 @@ struct RecordFields {
 std::size_t compose_record(COMMON_LogFormat_t format, const COMMON_LogRecord& record,
                            const RecordFields& fields, char* text, std::size_t capacity) noexcept;
 
-} // namespace common
+}  // namespace common

@@ -97,7 +97,7 @@ bool set_cache(const char* value) noexcept
         return false;
     }
     if (initialised.load()) {
-        COMMON_Log_CacheSet(parsed ? 1 : 0); // makes the slot if there is none
+        COMMON_Log_CacheSet(parsed ? 1 : 0);  // makes the slot if there is none
     } else {
         logger.cache.store(parsed ? 1 : 0);
     }
@@ -273,7 +273,7 @@ bool reread_file(const char* path, std::atomic<std::int64_t>& time_seen) noexcep
     return true;
 }
 
-} // namespace
+}  // namespace
 
 void parseVariable(const char* variable, bool at_initialisation) noexcept
 {
@@ -304,4 +304,4 @@ void common_log_process_settings_files(bool at_initialisation) noexcept
     }
 }
 
-} // namespace common
+}  // namespace common

@@ -44,8 +44,8 @@ T get(const std::atomic<T>& setting) noexcept
     return setting.load();
 }
 
-} // namespace
-} // namespace common
+}  // namespace
+}  // namespace common
 
 using common::kLogSource;
 using common::logger;
@@ -263,4 +263,4 @@ void COMMON_LogDumpLoggerStatus(const char* zoneName)
 #undef STATUS_LINE
 }
 
-} // extern "C"
+}  // extern "C"

@@ -94,7 +94,7 @@ void install_builtin_handler() noexcept
     logger.handler.store(handlerLegacy, std::memory_order_release);
 }
 
-} // namespace
+}  // namespace
 
 int legacySet(std::uint32_t value) noexcept
 {
@@ -165,4 +165,4 @@ void threadOnce() noexcept
     publish_gate();
 }
 
-} // namespace common
+}  // namespace common

@@ -17,7 +17,7 @@ inline constexpr Source kLogSource{"common_log"};
 
 /// The built-in handler.
 void handlerLegacy(std::int32_t level, const char* zoneName, const char* file, const char* function,
-                   std::int32_t line, const char* format, va_list args);
+                   std::int32_t line, const char* format, va_list args) COMMON_PRINTF(6, 0);
 
 /// The settings: one record per process. Every field that changes while the process runs is a word
 /// of its own, read and set without a lock; a reader may see one setting before another.
@@ -100,7 +100,7 @@ void logInternal(COMMON_LogLevel_t level, std::uint32_t zone, const char* zoneNa
                  const char* file, const char* function, std::int32_t line, const char* format, ...)
     COMMON_PRINTF(7, 8);
 
-} // namespace common
+}  // namespace common
 
 /// Reports a failure of the facility itself: COMMON_LOG_REPORT(Warn, "...", ...).
 #define COMMON_LOG_REPORT(level, ...)                                                              \

@@ -249,7 +249,7 @@ constexpr bool names_are_unique_and_not_empty()
             return false;
         }
         for (std::size_t other = 0; other < id; ++other) {
-            if (is_named(other, kNames[id])) {
+            if (__builtin_strcmp(kNames[other], kNames[id]) == 0) {
                 return false;
             }
         }
@@ -258,11 +258,11 @@ constexpr bool names_are_unique_and_not_empty()
 }
 static_assert(names_are_unique_and_not_empty());
 
-} // namespace
+}  // namespace
 
 const char* fixed_module_name(std::uint32_t id) noexcept
 {
     return kNames[id];
 }
 
-} // namespace common
+}  // namespace common

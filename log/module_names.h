@@ -11,4 +11,4 @@ inline constexpr std::uint32_t kFixedModuleCount = 219;
 /// The fixed name of a module id below kFixedModuleCount.
 const char* fixed_module_name(std::uint32_t id) noexcept;
 
-} // namespace common
+}  // namespace common

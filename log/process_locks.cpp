@@ -91,11 +91,11 @@ void install() noexcept
     pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
 }
 
-} // namespace
+}  // namespace
 
 void install_fork_guard() noexcept
 {
     pthread_once(&fork_guard_once, install);
 }
 
-} // namespace common
+}  // namespace common

@@ -30,4 +30,4 @@ extern constinit std::atomic<bool> cannot_send;
 /// Makes forks find these locks free. May be called any number of times, from any thread.
 void install_fork_guard() noexcept;
 
-} // namespace common
+}  // namespace common

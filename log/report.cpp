@@ -17,4 +17,4 @@ void report(Source source, COMMON_LogLevel_t level, const char* function, std::i
     va_end(args);
 }
 
-} // namespace common
+}  // namespace common

@@ -13,7 +13,7 @@ inline constexpr std::uint32_t kZone = 4095;
 void report(Source source, COMMON_LogLevel_t level, const char* function, std::int32_t line,
             const char* format, ...) noexcept COMMON_PRINTF(5, 6);
 
-} // namespace common
+}  // namespace common
 
 /// Reports a failure from the function that it stands in: COMMON_REPORT(kSource, Error, "...",
 /// ...).

@@ -12,4 +12,4 @@ void assertion_failed(const char* condition, const char* file, unsigned line,
     __assert_fail(condition, file, line, function);
 }
 
-} // namespace common
+}  // namespace common

@@ -7,7 +7,7 @@ namespace common {
 [[noreturn]] void assertion_failed(const char* condition, const char* file, unsigned line,
                                    const char* function) noexcept;
 
-} // namespace common
+}  // namespace common
 
 /// Ends the process unless `condition` holds. `text` is what is printed as the condition: callers
 /// know these texts, and in C++ a null pointer would not be spelled as they expect it.

@@ -18,4 +18,4 @@ private:
     const int value_ = errno;
 };
 
-} // namespace common
+}  // namespace common

@@ -57,4 +57,4 @@ void cut_newline(char* line) noexcept
     }
 }
 
-} // namespace common
+}  // namespace common

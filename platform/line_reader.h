@@ -40,4 +40,4 @@ private:
 /// Cuts the text at its first newline.
 void cut_newline(char* line) noexcept;
 
-} // namespace common
+}  // namespace common

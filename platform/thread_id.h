@@ -12,4 +12,4 @@ inline std::uint32_t kernel_thread_id() noexcept
     return static_cast<std::uint32_t>(gettid());
 }
 
-} // namespace common
+}  // namespace common

@@ -18,4 +18,4 @@ private:
     int before_ = PTHREAD_CANCEL_ENABLE;
 };
 
-} // namespace common
+}  // namespace common

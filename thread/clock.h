@@ -16,4 +16,4 @@ inline constexpr std::size_t kLocalTimeCapacity = 61;
 /// cannot be computed.
 bool local_time_text(std::uint64_t seconds, char (&text)[kLocalTimeCapacity]) noexcept;
 
-} // namespace common
+}  // namespace common

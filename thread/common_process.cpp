@@ -119,7 +119,7 @@ char* next_word(char*& rest) noexcept
     return *word == '\0' ? nullptr : word;
 }
 
-} // namespace
+}  // namespace
 
 namespace common {
 
@@ -144,7 +144,7 @@ bool process_name(std::uint32_t pid, char* destination, std::size_t size) noexce
     return false;
 }
 
-} // namespace common
+}  // namespace common
 
 extern "C" {
 
@@ -172,4 +172,4 @@ uint32_t COMMON_Process_Id(void)
     return calling_process.id;
 }
 
-} // extern "C"
+}  // extern "C"

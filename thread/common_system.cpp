@@ -31,7 +31,7 @@ ticks(std::uint64_t nanoseconds, std::uint32_t resolution) noexcept
     return nanoseconds / resolution;
 }
 
-} // namespace
+}  // namespace
 
 namespace common {
 
@@ -39,12 +39,12 @@ bool local_time_text(std::uint64_t seconds, char (&text)[kLocalTimeCapacity]) no
 {
     const auto time = static_cast<std::time_t>(seconds);
     std::tm local{};
-    tzset(); // localtime_r() alone need not notice a changed time zone
+    tzset();  // localtime_r() alone need not notice a changed time zone
     return localtime_r(&time, &local) != nullptr &&
            std::strftime(text, sizeof text, "%T", &local) != 0;
 }
 
-} // namespace common
+}  // namespace common
 
 extern "C" {
 
@@ -140,4 +140,4 @@ uint64_t GetSystemTime(void)
     return std::uint64_t{count} * 1000 / static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
 }
 
-} // extern "C"
+}  // extern "C"

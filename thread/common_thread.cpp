@@ -97,7 +97,7 @@ STATUS platform_result(int error, const COMMON_Thread& thread, pthread_t id, con
 #define PLATFORM_RESULT(error, what, level) \
     platform_result(error, *thread, id, what, level, __func__, __LINE__)
 
-} // namespace
+}  // namespace
 
 extern "C" {
 
@@ -370,4 +370,4 @@ const char* COMMON_ThreadDetach_StateToString(COMMON_ThreadDetach_t detachState)
     }
 }
 
-} // extern "C"
+}  // extern "C"

@@ -10,4 +10,4 @@ namespace common {
 /// terminating one when the name fills the destination. Allocates and reports nothing.
 bool process_name(std::uint32_t pid, char* destination, std::size_t size) noexcept;
 
-} // namespace common
+}  // namespace common
