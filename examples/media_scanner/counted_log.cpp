@@ -6,7 +6,7 @@ namespace {
 
 constinit LevelCounts counts;
 
-} // namespace
+}  // namespace
 
 const LevelCounts& level_counts() noexcept
 {
@@ -27,4 +27,4 @@ const Zones& zones()
     return all;
 }
 
-} // namespace scanner
+}  // namespace scanner

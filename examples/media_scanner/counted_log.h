@@ -34,7 +34,7 @@ struct Zones {
 
 const Zones& zones();
 
-} // namespace scanner
+}  // namespace scanner
 
 /// Writes a record of a zone. Its values are looked at only when the level is wanted, so that a
 /// record that nobody wants costs one comparison. A macro, because it names the place that it

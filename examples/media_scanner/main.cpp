@@ -70,7 +70,7 @@ int scan_folder(const std::string& folder)
     return 0;
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv)
 {

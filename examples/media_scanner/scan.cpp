@@ -1,7 +1,6 @@
 #include "scan.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -11,6 +10,7 @@
 #include <utility>
 
 #include "common_log_settings.h"
+#include "common_system.h"
 #include "counted_log.h"
 
 namespace scanner {
@@ -19,8 +19,6 @@ namespace {
 
 /// So many folders at the start are logged one by one, then only the top-level ones.
 constexpr std::uint64_t kDetailedFolders = 30;
-
-constexpr std::array kWorkerNames{"examiner-1", "examiner-2", "examiner-3"};
 
 bool is_dots(const char* name) noexcept
 {
@@ -50,7 +48,7 @@ std::string joined(const std::string& folder, const char* name)
     return folder.ends_with('/') ? folder + name : folder + '/' + name;
 }
 
-} // namespace
+}  // namespace
 
 int Scan::open(const std::string& path)
 {
@@ -61,16 +59,6 @@ int Scan::open(const std::string& path)
 
 bool Scan::run()
 {
-    std::vector<COMMON_Thread*> threads;
-    const auto start = [&](COMMON_ThreadEntry_t entry, const char* name) {
-        SCANNER_LOG(COMMON_LogLevelDebug, zones().scanner, "Thread '%s' starts", name);
-        COMMON_Thread* thread = nullptr;
-        if (COMMON_Thread_Create(entry, name, this, &thread) != STATUS_SUCCESS) {
-            return false;
-        }
-        threads.push_back(thread);
-        return true;
-    };
     const auto examine_all = [](void* scan) -> void* {
         static_cast<Scan*>(scan)->examine_all();
         return nullptr;
@@ -79,18 +67,30 @@ bool Scan::run()
         static_cast<Scan*>(scan)->find();
         return nullptr;
     };
-
-    const bool started = std::all_of(kWorkerNames.begin(), kWorkerNames.end(),
-                                     [&](const char* name) { return start(examine_all, name); }) &&
-                         start(find, "finder");
+    const bool started = start("examiner-1", examine_all) && start("examiner-2", examine_all) &&
+                         start("examiner-3", examine_all) && start("finder", find);
     if (!started) {
         queue_.close();
     }
-    for (COMMON_Thread* thread : threads) {
-        COMMON_Thread_Join(thread);
-        COMMON_Thread_Delete(thread);
+    queue_.wait_until_done();
+    // A record has to outlive its thread, which clears the id there when its function has returned.
+    for (const ThreadRecord& thread : threads_) {
+        while (COMMON_Thread_GetId(thread.get()) != 0) {
+            OS_Sleep(1);
+        }
     }
     return started;
+}
+
+/// Starts a thread that nobody joins: one that ends before it is joined could not be any more.
+bool Scan::start(const char* name, COMMON_ThreadEntry_t entry)
+{
+    SCANNER_LOG(COMMON_LogLevelDebug, zones().scanner, "Thread '%s' starts", name);
+    threads_.emplace_back(COMMON_Thread_New(entry, this));
+    COMMON_Thread* const thread = threads_.back().get();
+    COMMON_Thread_SetName(thread, name);
+    COMMON_Thread_SetDetachState(thread, COMMON_ThreadDetachDetached);
+    return COMMON_Thread_Start(thread) == STATUS_SUCCESS;
 }
 
 void Scan::find()
@@ -235,4 +235,4 @@ void Scan::report_unreadable(std::uint32_t zone, const std::string& path, int er
                 std::strerror(error), error);
 }
 
-} // namespace scanner
+}  // namespace scanner

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,12 +15,17 @@ namespace scanner {
 
 /// What a scan has found.
 struct Totals {
-    std::atomic<std::uint64_t> folders{0}; // with the one that was given
+    std::atomic<std::uint64_t> folders{0};  // with the one that was given
     std::atomic<std::uint64_t> files{0};
-    std::atomic<std::uint64_t> links{0}; // not followed
-    std::atomic<std::uint64_t> bytes{0}; // in files
+    std::atomic<std::uint64_t> links{0};  // not followed
+    std::atomic<std::uint64_t> bytes{0};  // in files
     std::atomic<std::uint64_t> unreadable{0};
 };
+
+struct DeleteThread {
+    void operator()(COMMON_Thread* thread) const noexcept { COMMON_Thread_Delete(thread); }
+};
+using ThreadRecord = std::unique_ptr<COMMON_Thread, DeleteThread>;
 
 class Scan {
 public:
@@ -30,12 +36,11 @@ public:
     /// thread could not be started; the library has reported why.
     bool run();
 
-    const Totals& totals() const noexcept
-    {
-        return totals_;
-    }
+    const Totals& totals() const noexcept { return totals_; }
 
 private:
+    bool start(const char* name, COMMON_ThreadEntry_t entry);
+
     void find();
     void find_below(const std::string& top_level);
     std::vector<std::string> take_in(std::string path, FolderHandle handle);
@@ -49,6 +54,7 @@ private:
 
     std::string path_;
     FolderHandle handle_;
+    std::vector<ThreadRecord> threads_;
     WorkQueue queue_;
     Totals totals_;
 
@@ -58,4 +64,4 @@ private:
     COMMON_LogFormat_t layout_before_ = 0;
 };
 
-} // namespace scanner
+}  // namespace scanner

@@ -17,18 +17,12 @@
 namespace scanner {
 
 struct CloseFolder {
-    void operator()(DIR* folder) const noexcept
-    {
-        closedir(folder);
-    }
+    void operator()(DIR* folder) const noexcept { closedir(folder); }
 };
 using FolderHandle = std::unique_ptr<DIR, CloseFolder>;
 
 struct FreeText {
-    void operator()(char* text) const noexcept
-    {
-        MEM_Free(text);
-    }
+    void operator()(char* text) const noexcept { MEM_Free(text); }
 };
 using Text = std::unique_ptr<char, FreeText>;
 
@@ -81,6 +75,13 @@ public:
         changed_.wait(lock, [this] { return unfinished_ == 0; });
     }
 
+    /// Waits until the queue is closed, and every folder that was added has been examined.
+    void wait_until_done()
+    {
+        std::unique_lock lock{mutex_};
+        changed_.wait(lock, [this] { return closed_ && unfinished_ == 0; });
+    }
+
     /// Nothing more comes.
     void close()
     {
@@ -94,9 +95,9 @@ private:
 
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<Folder> waiting_; // guarded by mutex_, like the rest
-    std::size_t unfinished_ = 0; // waiting or being examined
+    std::deque<Folder> waiting_;  // guarded by mutex_, like the rest
+    std::size_t unfinished_ = 0;  // waiting or being examined
     bool closed_ = false;
 };
 
-} // namespace scanner
+}  // namespace scanner
