@@ -1,6 +1,7 @@
 // The built-in handler: composes one record and hands it to the system log.
 #include <syslog.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +18,7 @@
 #include "platform/assertion.h"
 #include "platform/errno_keeper.h"
 #include "platform/thread_id.h"
+#include "thread/clock.h"
 
 namespace common {
 namespace {
@@ -24,16 +26,19 @@ namespace {
 /// A record and what goes with it from one write of a thread to the next.
 struct ThreadRecord {
     COMMON_LogRecord record;
-    /// The second that `stamp` shows, plus one; 0 when it shows none.
+    /// The second that the stamp shows, plus one; 0 when it shows none.
     std::uint64_t stamp_second;
-    /// "DDD.HH:MM:SS"
+    /// "DDD.HH:MM:SS", and its length with and without the time of day.
     char stamp[12 + kLocalTimeCapacity];
-    /// Where the time of day begins in it.
-    std::size_t time_offset;
+    std::size_t stamp_length;
+    std::size_t day_length;
+    /// "process id, process name, thread id"
+    char identity[300];
+    std::size_t identity_length;
     /// The forks that this process descends from, when the record was initialised.
     std::uint32_t fork_count;
     /// What is sent, unless it is longer.
-    char text[1536];
+    char text[2304];
 };
 
 const char* captured_process_name() noexcept
@@ -45,8 +50,13 @@ void initialise_record(ThreadRecord& own) noexcept
 {
     own.record.processId = logger.captured.load(std::memory_order_acquire) ? logger.process.id : 0;
     own.record.threadId = kernel_thread_id();
-    std::snprintf(own.record.message, sizeof own.record.message, "%s", captured_process_name());
+    const char* const process = captured_process_name();
+    std::snprintf(own.record.message, sizeof own.record.message, "%s", process);
     own.stamp_second = 0;
+    const int length = std::snprintf(own.identity, sizeof own.identity, "%d, %s, %d",
+                                     static_cast<int>(own.record.processId), process,
+                                     static_cast<int>(own.record.threadId));
+    own.identity_length = static_cast<std::size_t>(length);
     own.fork_count = fork_count.load(std::memory_order_relaxed);
 }
 
@@ -83,15 +93,30 @@ void send(int priority, const char* text) noexcept
     pthread_cleanup_pop(1);
 }
 
-/// Composes a text that was too long for the record, and sends it; cut when there is no memory.
-void send_long(int priority, ThreadRecord& own, const RecordFields& fields,
-               std::size_t length) noexcept
+/// Cuts the texts so that the record fits into its own buffer.
+constexpr std::size_t kLongestCutText = 120;
+RecordFields cut_to_fit(RecordFields fields) noexcept
 {
-    auto* const text = static_cast<char*>(try_allocate_zeroed(length + 1));
+    for (std::string_view* text : {&fields.zone, &fields.file, &fields.function}) {
+        *text = text->substr(0, kLongestCutText);
+    }
+    return fields;
+}
+static_assert(sizeof(ThreadRecord::text) >=
+              kBesidesTexts + sizeof(ThreadRecord::stamp) + sizeof(ThreadRecord::identity) +
+                  sizeof(COMMON_Process::buffer) + sizeof "Critical" + 3 * kLongestCutText +
+                  sizeof(COMMON_LogRecord::message));
+
+/// Composes and sends a record that is longer than its own buffer; cut when there is no memory.
+void send_long(int priority, const RecordFields& fields, ThreadRecord& own) noexcept
+{
+    const COMMON_LogFormat_t format = logger.format.load(std::memory_order_relaxed);
+    auto* const text = static_cast<char*>(try_allocate_zeroed(record_capacity(fields)));
     pthread_cleanup_push(std::free, text);
     if (text != nullptr) {
-        compose_record(logger.format.load(std::memory_order_relaxed), own.record, fields, text,
-                       length + 1);
+        compose_record(format, fields, text);
+    } else {
+        compose_record(format, cut_to_fit(fields), own.text);
     }
     send(priority, text != nullptr ? text : own.text);
     pthread_cleanup_pop(1);
@@ -135,9 +160,10 @@ void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, 
     if (log->stamp_second != seconds + 1) {
         char ptm[kLocalTimeCapacity];
         COMMON_ASSERT(kLogSource, local_time_text(seconds, ptm), "((void *)0) != ptm");
-        const int day_length = std::snprintf(log->stamp, sizeof log->stamp, "%03u.%s",
-                                             static_cast<unsigned>(seconds / kSecondsPerDay), ptm);
-        log->time_offset = static_cast<std::size_t>(day_length) - std::strlen(ptm);
+        log->stamp_length = static_cast<std::size_t>(
+            std::snprintf(log->stamp, sizeof log->stamp, "%03u.%s",
+                          static_cast<unsigned>(seconds / kSecondsPerDay), ptm));
+        log->day_length = log->stamp_length - std::strlen(ptm);
         log->stamp_second = seconds + 1;
     }
 
@@ -145,25 +171,32 @@ void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, 
     va_copy(echoed, args);
     callers_errno.restore();
     char(&message)[sizeof log->record.message] = log->record.message;
-    if (std::vsnprintf(message, sizeof message, format, args) < 1) {
-        message[0] = '\0';
-    }
+    const int formatted = std::vsnprintf(message, sizeof message, format, args);
+    const std::size_t message_length =
+        formatted < 1 ? 0
+                      : std::min<std::size_t>(static_cast<unsigned>(formatted), sizeof message - 1);
+    message[message_length] = '\0';
 
-    const RecordFields fields{.stamp = log->stamp,
-                              .time_of_day = log->stamp + log->time_offset,
+    const std::string_view stamp(log->stamp, log->stamp_length);
+    const RecordFields fields{.stamp = stamp,
+                              .time_of_day = stamp.substr(log->day_length),
                               .nanoseconds =
                                   static_cast<std::uint32_t>(time % kNanosecondsPerSecond),
-                              .level = COMMON_LogLevel_ToString(level),
+                              .process_id = log->record.processId,
+                              .thread_id = log->record.threadId,
+                              .identity = {log->identity, log->identity_length},
                               .process_name = captured_process_name(),
+                              .level = COMMON_LogLevel_ToString(level),
                               .zone = text_or_empty(zoneName),
                               .file = file,
-                              .function = function};
-    const std::size_t length = compose_record(logger.format.load(std::memory_order_relaxed),
-                                              log->record, fields, log->text, sizeof log->text);
-    if (length < sizeof log->text) {
+                              .function = function,
+                              .line = line,
+                              .message = {message, message_length}};
+    if (record_capacity(fields) <= sizeof log->text) {
+        compose_record(logger.format.load(std::memory_order_relaxed), fields, log->text);
         send(syslog_priority(level), log->text);
     } else {
-        send_long(syslog_priority(level), *log, fields, length);
+        send_long(syslog_priority(level), fields, *log);
     }
     if (level == COMMON_LogLevelFatal) {
         callers_errno.restore();

@@ -2,24 +2,29 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
-#include <string_view>
 
 namespace common {
 namespace {
 
-/// Appends to a text of limited size; what does not fit is counted only.
+/// Appends to a text that has room for everything.
 class Composer {
 public:
-    Composer(char* text, std::size_t capacity) noexcept : text_(text), capacity_(capacity) {}
+    explicit Composer(char* text) noexcept : end_(text) {}
 
     Composer& operator<<(std::string_view part) noexcept
     {
-        if (length_ < capacity_) {
-            std::memcpy(text_ + length_, part.data(), std::min(part.size(), capacity_ - length_));
-        }
-        length_ += part.size();
+        std::memcpy(end_, part.data(), part.size());
+        end_ += part.size();
+        return *this;
+    }
+
+    /// A literal, whose size the compiler knows.
+    template <std::size_t Size>
+    Composer& operator<<(const char (&part)[Size]) noexcept
+    {
+        std::memcpy(end_, part, Size - 1);
+        end_ += Size - 1;
         return *this;
     }
 
@@ -30,8 +35,8 @@ public:
         return part.size() < width ? fill(' ', width - part.size()) : *this;
     }
 
-    /// As "%0*u", or with another fill.
-    Composer& number(std::uint32_t value, std::size_t width = 1, char filler = '0') noexcept
+    /// As "%*u", or "%0*u" with the filler '0'.
+    Composer& number(std::uint32_t value, std::size_t width = 1, char filler = ' ') noexcept
     {
         char digits[10];
         std::size_t first = sizeof digits;
@@ -53,103 +58,110 @@ public:
         return value < 0 ? (*this << "-").number(0U - bits) : number(bits);
     }
 
-    std::size_t finish() noexcept
+    /// As "%09u", for a number below 1,000,000,000.
+    Composer& nine_digits(std::uint32_t value) noexcept
     {
-        text_[std::min(length_, capacity_ - 1)] = '\0';
-        return length_;
+        for (int i = 8; i >= 0; --i) {
+            end_[i] = static_cast<char>('0' + value % 10);
+            value /= 10;
+        }
+        end_ += 9;
+        return *this;
     }
+
+    void terminate() noexcept { *end_ = '\0'; }
 
 private:
     Composer& fill(char filler, std::size_t count) noexcept
     {
-        if (length_ < capacity_) {
-            std::memset(text_ + length_, filler, std::min(count, capacity_ - length_));
-        }
-        length_ += count;
+        std::memset(end_, filler, count);
+        end_ += count;
         return *this;
     }
 
-    char* text_;
-    std::size_t capacity_;
-    std::size_t length_ = 0;
+    char* end_;
 };
 
 /// "[%03u.%s.%09u]"
 Composer& bracketed_stamp(Composer& to, const RecordFields& fields) noexcept
 {
-    return (to << "[" << fields.stamp << ".").number(fields.nanoseconds, 9) << "]";
+    return (to << "[" << fields.stamp << ".").nine_digits(fields.nanoseconds) << "]";
 }
 
-void legacy(Composer& to, const COMMON_LogRecord& record, const RecordFields& fields) noexcept
+void legacy(Composer& to, const RecordFields& fields) noexcept
 {
     bracketed_stamp(to, fields) << " " << fields.zone << ": " << fields.level
                                 << " (file=" << fields.file << ",func=" << fields.function
                                 << ",line=";
-    to.signed_number(record.line) << ") " << record.message;
+    to.signed_number(fields.line) << ") " << fields.message;
 }
 
-void all(Composer& to, const COMMON_LogRecord& record, const RecordFields& fields) noexcept
+void all(Composer& to, const RecordFields& fields) noexcept
 {
-    (bracketed_stamp(to, fields) << " PID: ").number(record.processId);
-    (to << ", TID: ").number(record.threadId);
+    (bracketed_stamp(to, fields) << " PID: ").number(fields.process_id);
+    (to << ", TID: ").number(fields.thread_id);
     to << ", Proc: " << fields.process_name << ", Level: " << fields.level
        << ", Zone: " << fields.zone << ", File: " << fields.file << ", Func: " << fields.function
        << ", Line: ";
-    to.number(static_cast<std::uint32_t>(record.line)) << ", Message: " << record.message;
+    to.number(static_cast<std::uint32_t>(fields.line)) << ", Message: " << fields.message;
 }
 
-void columns(Composer& to, const COMMON_LogRecord& record, const RecordFields& fields) noexcept
+void columns(Composer& to, const RecordFields& fields) noexcept
 {
-    (to << fields.stamp << ".").number(fields.nanoseconds, 9) << "   ";
-    to.number(record.threadId, 2, ' ') << "  ";
+    (to << fields.stamp << ".").nine_digits(fields.nanoseconds) << "   ";
+    to.number(fields.thread_id, 2) << "  ";
     to.column(fields.level, 8) << "  ";
     to.column(fields.zone, 15) << "  ";
     to.column(fields.file, 30) << "  ";
     to.column(fields.function, 34) << "  ";
-    to.number(static_cast<std::uint32_t>(record.line), 4, ' ') << "  " << record.message;
+    to.number(static_cast<std::uint32_t>(fields.line), 4) << "  " << fields.message;
 }
 
-void syslogng(Composer& to, const COMMON_LogRecord& record, const RecordFields& fields) noexcept
+void syslogng(Composer& to, const RecordFields& fields) noexcept
 {
     (to << fields.time_of_day << ", " << fields.zone << ", ").signed_number(getpid());
     to << ", " << fields.level << ", " << fields.file << ", " << fields.function << " ";
-    to.signed_number(record.line) << ", " << record.message;
+    to.signed_number(fields.line) << ", " << fields.message;
 }
 
-void syslogngext(Composer& to, const COMMON_LogRecord& record, const RecordFields& fields) noexcept
+void syslogngext(Composer& to, const RecordFields& fields) noexcept
 {
-    (bracketed_stamp(to, fields) << ", " << fields.zone << ", ")
-        .signed_number(static_cast<std::int32_t>(record.processId));
-    (to << ", " << fields.process_name << ", ")
-        .signed_number(static_cast<std::int32_t>(record.threadId));
-    to << ", " << fields.level << ", " << fields.file << ", " << fields.function << " ";
-    to.signed_number(record.line) << ", " << record.message;
+    bracketed_stamp(to, fields) << ", " << fields.zone << ", " << fields.identity << ", "
+                                << fields.level << ", " << fields.file << ", " << fields.function
+                                << " ";
+    to.signed_number(fields.line) << ", " << fields.message;
 }
 
 }  // namespace
 
-std::size_t compose_record(COMMON_LogFormat_t format, const COMMON_LogRecord& record,
-                           const RecordFields& fields, char* text, std::size_t capacity) noexcept
+std::size_t record_capacity(const RecordFields& fields) noexcept
 {
-    Composer to(text, capacity);
+    return kBesidesTexts + fields.stamp.size() + fields.identity.size() +
+           fields.process_name.size() + fields.level.size() + fields.zone.size() +
+           fields.file.size() + fields.function.size() + fields.message.size();
+}
+
+void compose_record(COMMON_LogFormat_t format, const RecordFields& fields, char* text) noexcept
+{
+    Composer to(text);
     switch (format) {
     case COMMON_LogFormatLegacy:
-        legacy(to, record, fields);
+        legacy(to, fields);
         break;
     case COMMON_LogFormatColumns:
-        columns(to, record, fields);
+        columns(to, fields);
         break;
     case COMMON_LogFormatSyslogng:
-        syslogng(to, record, fields);
+        syslogng(to, fields);
         break;
     case COMMON_LogFormatSyslogngext:
-        syslogngext(to, record, fields);
+        syslogngext(to, fields);
         break;
     default:
-        all(to, record, fields);
+        all(to, fields);
         break;
     }
-    return to.finish();
+    to.terminate();
 }
 
 }  // namespace common

@@ -3,9 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "common_log.h"
-#include "thread/clock.h"
 
 namespace common {
 
@@ -27,25 +27,35 @@ static_assert(offsetof(COMMON_LogRecord, line) == offsetof(COMMON_LogRecord, tim
 static_assert(offsetof(COMMON_LogRecord, message) == offsetof(COMMON_LogRecord, time) + 20);
 static_assert(sizeof(COMMON_LogRecord) == (alignof(COMMON_LogRecord) == 4 ? 1048 : 1056));
 
-/// The fields of a record beside those in COMMON_LogRecord. No text is null.
+/// The fields of a record as they are shown.
 struct RecordFields {
     /// Day since the epoch and local time: "DDD.HH:MM:SS".
-    const char* stamp;
-    /// Where the local time begins in it.
-    const char* time_of_day;
+    std::string_view stamp;
+    /// The local time alone.
+    std::string_view time_of_day;
     std::uint32_t nanoseconds;
-    const char* level;
-    const char* process_name;
-    const char* zone;
-    const char* file;
-    const char* function;
+    std::uint32_t process_id;
+    std::uint32_t thread_id;
+    /// "process id, process name, thread id", the numbers signed: made once for a thread.
+    std::string_view identity;
+    std::string_view process_name;
+    std::string_view level;
+    std::string_view zone;
+    std::string_view file;
+    std::string_view function;
+    std::int32_t line;
+    std::string_view message;
 };
 
-/// Writes a record in a layout, as snprintf(3) does: cut to the capacity, always terminated.
-/// Composed by hand: this is what each record costs, and the printf family takes several times as
-/// long.
-/// @return the length of the whole text in bytes.
-std::size_t compose_record(COMMON_LogFormat_t format, const COMMON_LogRecord& record,
-                           const RecordFields& fields, char* text, std::size_t capacity) noexcept;
+/// Bytes for the numbers, the layouts' own characters and what columns are filled up with.
+inline constexpr std::size_t kBesidesTexts = 256;
+
+/// Bytes that a record of these fields takes at most in any layout, with its terminating zero.
+std::size_t record_capacity(const RecordFields& fields) noexcept;
+
+/// Writes a record in a layout. Composed by hand: this is what every record costs, and the printf
+/// family takes several times as long.
+/// @param text room for record_capacity().
+void compose_record(COMMON_LogFormat_t format, const RecordFields& fields, char* text) noexcept;
 
 }  // namespace common

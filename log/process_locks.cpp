@@ -10,7 +10,7 @@ constinit pthread_mutex_t handler_lock = PTHREAD_MUTEX_INITIALIZER;
 constinit pthread_mutex_t module_config_lock = PTHREAD_MUTEX_INITIALIZER;
 constinit pthread_mutex_t module_assign_lock = PTHREAD_MUTEX_INITIALIZER;
 constinit pthread_mutex_t local_time_lock = PTHREAD_MUTEX_INITIALIZER;
-constinit pthread_mutex_t send_lock = PTHREAD_MUTEX_INITIALIZER;
+constinit pthread_mutex_t send_lock = PTHREAD_ADAPTIVE_MUTEX_INITIALIZER_NP;
 constinit std::atomic<std::uint32_t> fork_count{0};
 constinit std::atomic<bool> cannot_send{false};
 

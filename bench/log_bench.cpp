@@ -1,0 +1,168 @@
+// What the log facility costs: a rejected level check and an accepted record, against peers.
+#include <benchmark/benchmark.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+
+#include "common_log.h"
+#include "common_log_settings.h"
+#include "support/log_drain.h"
+#include "support/ratio_report.h"
+#include "two_compares.h"
+
+#if HAVE_SPDLOG
+#include <spdlog/sinks/syslog_sink.h>
+#include <spdlog/spdlog.h>
+#endif
+
+namespace {
+
+// A message of 80 characters with three conversions.
+#define MESSAGE_FORMAT \
+    "track %06d of %s is ready to play after a scan that took %8u microseconds in all"
+#define MESSAGE_VALUES 4711, "a long album", 123456U
+
+void check_level(benchmark::State& state)
+{
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(COMMON_Log_Acceptable(COMMON_LogLevelVerbose));
+    }
+}
+BENCHMARK(check_level);
+
+void check_two_compares(benchmark::State& state)
+{
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(two_compares(7));
+    }
+}
+BENCHMARK(check_two_compares);
+
+void record_ours(benchmark::State& state)
+{
+    for (auto _ : state) {
+        COMMON_Log_Write(COMMON_LogLevelInfo, 4095, "MEDIA", "media_scanner.cpp", "scan_folder",
+                         217, MESSAGE_FORMAT, MESSAGE_VALUES);
+    }
+}
+
+/// The same record by syslog(3), with the same conversions.
+void record_syslog_formatting(benchmark::State& state)
+{
+    const auto pid = static_cast<int>(getpid());
+    const auto tid = static_cast<int>(gettid());
+    for (auto _ : state) {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        tm local{};
+        localtime_r(&now.tv_sec, &local);
+        char time[61];
+        strftime(time, sizeof time, "%T", &local);
+        syslog(LOG_USER | LOG_INFO,
+               "[%03u.%s.%09u], %s, %d, %s, %d, %s, %s, %s %d, " MESSAGE_FORMAT,
+               static_cast<unsigned>(now.tv_sec / 86400), time, static_cast<unsigned>(now.tv_nsec),
+               "MEDIA", pid, "log_bench", tid, "Info", "media_scanner.cpp", "scan_folder", 217,
+               MESSAGE_VALUES);
+    }
+}
+
+/// A record of the same length by syslog(3), its bytes made beforehand.
+void record_syslog_finished(benchmark::State& state)
+{
+    char text[400];
+    std::snprintf(text, sizeof text,
+                  "[%03u.%s.%09u], %s, %d, %s, %d, %s, %s, %s %d, " MESSAGE_FORMAT, 20778U,
+                  "10:11:12", 123456789U, "MEDIA", static_cast<int>(getpid()), "log_bench",
+                  static_cast<int>(gettid()), "Info", "media_scanner.cpp", "scan_folder", 217,
+                  MESSAGE_VALUES);
+    for (auto _ : state) {
+        syslog(LOG_USER | LOG_INFO, "%s", text);
+    }
+}
+
+#define THREADS ->Threads(1)->Threads(2)->Threads(8)->UseRealTime()
+BENCHMARK(record_ours) THREADS;
+BENCHMARK(record_syslog_formatting) THREADS;
+BENCHMARK(record_syslog_finished) THREADS;
+
+#if HAVE_SPDLOG
+std::shared_ptr<spdlog::logger> make_spdlog()
+{
+    auto logger = spdlog::syslog_logger_mt("MEDIA", "log_bench", 0, LOG_USER, true);
+    logger->set_pattern("[%D.%T.%F], %n, %P, log_bench, %t, %l, %s, %! %#, %v");
+    return logger;
+}
+
+spdlog::logger& spdlog_logger()
+{
+    static const std::shared_ptr<spdlog::logger> logger = make_spdlog();
+    return *logger;
+}
+
+void check_spdlog(benchmark::State& state)
+{
+    const spdlog::logger& logger = spdlog_logger();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(logger.should_log(spdlog::level::trace));
+    }
+}
+BENCHMARK(check_spdlog);
+
+void record_spdlog(benchmark::State& state)
+{
+    spdlog::logger& logger = spdlog_logger();
+    for (auto _ : state) {
+        logger.log(
+            spdlog::source_loc{"media_scanner.cpp", 217, "scan_folder"}, spdlog::level::info,
+            "track {:06d} of {} is ready to play after a scan that took {:8d} microseconds in all",
+            MESSAGE_VALUES);
+    }
+}
+BENCHMARK(record_spdlog) THREADS;
+#endif
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    const bench::LogDrain drain;
+    if (COMMON_Log_LevelGet() != COMMON_LogLevelInfo || COMMON_Log_Acceptable(7) != 0) {
+        std::fputs("log_bench: the log facility is not in its default state\n", stderr);
+        return 1;
+    }
+    const int status = bench::run_and_compare(
+        argc, argv,
+        {
+            {"rejected level check / call with two compares", "check_level", "check_two_compares",
+             1.6},
+            {"rejected level check / spdlog should_log", "check_level", "check_spdlog", 1.0},
+            {"record / formatting syslog(3), 1 thread", "record_ours/real_time/threads:1",
+             "record_syslog_formatting/real_time/threads:1", 0.82},
+            {"record / formatting syslog(3), 2 threads", "record_ours/real_time/threads:2",
+             "record_syslog_formatting/real_time/threads:2", 0.85},
+            {"record / formatting syslog(3), 8 threads", "record_ours/real_time/threads:8",
+             "record_syslog_formatting/real_time/threads:8", 0.85},
+            {"record / finished bytes by syslog(3), 1 thread", "record_ours/real_time/threads:1",
+             "record_syslog_finished/real_time/threads:1", 1.15},
+            {"record / finished bytes by syslog(3), 2 threads", "record_ours/real_time/threads:2",
+             "record_syslog_finished/real_time/threads:2", 1.15},
+            {"record / finished bytes by syslog(3), 8 threads", "record_ours/real_time/threads:8",
+             "record_syslog_finished/real_time/threads:8", 1.15},
+            {"record / spdlog syslog sink, 1 thread", "record_ours/real_time/threads:1",
+             "record_spdlog/real_time/threads:1", 1.0},
+            {"record / spdlog syslog sink, 2 threads", "record_ours/real_time/threads:2",
+             "record_spdlog/real_time/threads:2", 1.0},
+            {"record / spdlog syslog sink, 8 threads", "record_ours/real_time/threads:8",
+             "record_spdlog/real_time/threads:8", 1.0},
+        });
+    std::printf("%" PRIu64 " records received\n", drain.received());
+    if (status == 0 && drain.received() == 0) {
+        std::fputs("log_bench: nothing was received\n", stderr);
+        return 1;
+    }
+    return status;
+}

@@ -1,0 +1,75 @@
+#include "support/log_drain.h"
+
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <system_error>
+
+#include "log_socket.h"
+#include "private_root.h"
+
+namespace bench {
+namespace {
+
+[[noreturn]] void receive_for_ever(int socket, volatile std::uint64_t* count)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    constexpr std::size_t kBatch = 64;
+    static std::array<std::array<char, 4096>, kBatch> buffers;
+    static std::array<iovec, kBatch> vectors;
+    static std::array<mmsghdr, kBatch> messages;
+    for (std::size_t i = 0; i < kBatch; ++i) {
+        vectors[i] = {buffers[i].data(), buffers[i].size()};
+        messages[i].msg_hdr.msg_iov = &vectors[i];
+        messages[i].msg_hdr.msg_iovlen = 1;
+    }
+    for (;;) {
+        const int received = recvmmsg(socket, messages.data(), kBatch, MSG_DONTWAIT, nullptr);
+        if (received > 0) {
+            *count = *count + static_cast<std::uint64_t>(received);
+        }
+    }
+}
+
+}  // namespace
+
+LogDrain::LogDrain()
+{
+    enter_private_root();
+    LogSocket socket;
+    socket.bind_at();
+    void* const shared = mmap(nullptr, sizeof(std::uint64_t), PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) {
+        throw std::system_error(errno, std::generic_category(), "mmap");
+    }
+    count_ = static_cast<volatile std::uint64_t*>(shared);
+    receiver_ = fork();
+    if (receiver_ < 0) {
+        throw std::system_error(errno, std::generic_category(), "fork");
+    }
+    if (receiver_ == 0) {
+        receive_for_ever(socket.fd(), count_);
+    }
+}
+
+LogDrain::~LogDrain()
+{
+    kill(receiver_, SIGKILL);
+    waitpid(receiver_, nullptr, 0);
+    munmap(const_cast<std::uint64_t*>(count_), sizeof(std::uint64_t));
+}
+
+std::uint64_t LogDrain::received() const
+{
+    return *count_;
+}
+
+}  // namespace bench
