@@ -1,0 +1,119 @@
+/**
+ * @file debug_rows.h
+ * Takes the rows of debug output (common_debug.h) apart:
+ *
+ *     EXPECT_THAT(row_texts(outcome.err),
+ *                 ElementsAre(RowText{"stderr", "common_log", "legacySet", "..."}));
+ */
+#ifndef BENCH_DEBUG_ROWS_H
+#define BENCH_DEBUG_ROWS_H
+
+#include <cstdint>
+#include <cstdio>
+#include <ostream>
+#include <regex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace bench {
+
+/** What the first row of a process is preceded by. */
+inline constexpr std::string_view kDebugHeader =
+    "\n"
+    "------  ------:--:--.---------  ---  --------  ---------------  "
+    "------------------------------  ------------------------------  ----  -------\n"
+    "   FID  Day.HH:MM:SS.mmmuuunnn  TID  Level     Zone             "
+    "File                            Function/Method                 Line  Message\n"
+    "------  ------:--:--.---------  ---  --------  ---------------  "
+    "------------------------------  ------------------------------  ----  -------\n";
+
+struct DebugRow {
+    unsigned count = 0;
+    unsigned day = 0;
+    std::string time; /**< as written, such as "03:04:05" */
+    unsigned nanoseconds = 0;
+    unsigned thread = 0;
+    std::string stream; /**< "stdout", "stderr" or "file" */
+    std::string file;
+    std::string function;
+    unsigned line = 0;
+    std::string message; /**< the whole line, if it does not have the form of a row */
+};
+
+/** Writes a row as the format of common_debug.h demands, without its newline. */
+inline std::string render(const DebugRow& row)
+{
+    char text[4096];
+    std::snprintf(text, sizeof text, "%6u  %03u.%s.%09u   %2u  %-8s  %-15s  %-30s  %-30s  %4u  %s",
+                  row.count, row.day, row.time.c_str(), row.nanoseconds, row.thread,
+                  row.stream.c_str(), "", row.file.c_str(), row.function.c_str(), row.line,
+                  row.message.c_str());
+    return text;
+}
+
+/** Takes one line apart; one that is not a row in every byte only has a message. */
+inline DebugRow parse_row(const std::string& line)
+{
+    static const std::regex kForm(
+        R"( *(\d+)  (\d+)\.(\d\d:\d\d:\d\d)\.(\d{9})   +(\d+)  (\w+) +(\w+) +(\S+) +(\d+)  (.*))");
+    std::smatch parts;
+    DebugRow row;
+    if (std::regex_match(line, parts, kForm)) {
+        const auto number = [&](std::size_t i) {
+            return static_cast<unsigned>(std::stoull(parts[i]));
+        };
+        row = {number(1), number(2), parts[3], number(4), number(5),
+               parts[6],  parts[7],  parts[8], number(9), parts[10]};
+    }
+    if (render(row) != line) {
+        row = {};
+        row.message = line;
+    }
+    return row;
+}
+
+/** Takes an output apart: a row for each line, without the header of the process. */
+inline std::vector<DebugRow> debug_rows(std::string_view output)
+{
+    std::string text(output);
+    if (const auto header = text.find(kDebugHeader); header != std::string::npos) {
+        text.erase(header, kDebugHeader.size());
+    }
+    std::vector<DebugRow> rows;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const auto end = std::min(text.find('\n', begin), text.size());
+        rows.push_back(parse_row(text.substr(begin, end - begin)));
+        begin = end + 1;
+    }
+    return rows;
+}
+
+/** What a row says, without the count, the time, the thread and the line. */
+struct RowText {
+    std::string stream;
+    std::string file;
+    std::string function;
+    std::string message;
+
+    bool operator==(const RowText&) const = default;
+};
+
+inline std::vector<RowText> row_texts(std::string_view output)
+{
+    std::vector<RowText> texts;
+    for (const auto& row : debug_rows(output)) {
+        texts.push_back({row.stream, row.file, row.function, row.message});
+    }
+    return texts;
+}
+
+inline std::ostream& operator<<(std::ostream& stream, const RowText& row)
+{
+    return stream << "{" << row.stream << " " << row.file << " " << row.function << ": "
+                  << row.message << "}";
+}
+
+}  // namespace bench
+
+#endif
