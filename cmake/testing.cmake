@@ -1,0 +1,64 @@
+# Tests: the test framework, and the function that makes a test program.
+include_guard(GLOBAL)
+include(GoogleTest)
+
+set(COMMON_GTEST_SOURCE /usr/src/googletest CACHE PATH "Sources of GoogleTest and GoogleMock")
+if(NOT EXISTS ${COMMON_GTEST_SOURCE}/googletest/src/gtest-all.cc
+   OR NOT EXISTS ${COMMON_GTEST_SOURCE}/googlemock/src/gmock-all.cc)
+  message(FATAL_ERROR "No sources of GoogleTest in COMMON_GTEST_SOURCE (${COMMON_GTEST_SOURCE}). "
+                      "Install the package googletest, or turn COMMON_BUILD_TESTS off.")
+endif()
+
+# Built here, from source, so that it has the word size and the sanitizers of everything else. Its
+# headers are system headers to us, and our warnings are not asked of it.
+find_package(Threads REQUIRED)
+add_library(
+  common_gtest STATIC EXCLUDE_FROM_ALL ${COMMON_GTEST_SOURCE}/googletest/src/gtest-all.cc
+                                       ${COMMON_GTEST_SOURCE}/googlemock/src/gmock-all.cc)
+target_include_directories(
+  common_gtest SYSTEM
+  PUBLIC ${COMMON_GTEST_SOURCE}/googletest/include ${COMMON_GTEST_SOURCE}/googlemock/include
+  PRIVATE ${COMMON_GTEST_SOURCE}/googletest ${COMMON_GTEST_SOURCE}/googlemock)
+target_compile_options(common_gtest PRIVATE -w)
+target_link_libraries(common_gtest PUBLIC Threads::Threads)
+
+# common_add_test(<name> SOURCES <file>... [FAULTY] [INTERNAL] [THREADS]
+#                 [DEFINITIONS <definition>...] [DEPENDS <target>...])
+#
+# Makes a test program of a family's tests and one CTest entry for each of its tests.
+#   FAULTY       links the library with forced failures (tests/support/fault.h)
+#   INTERNAL     links the library's objects into the program, to reach what it does not export
+#   THREADS      gives the tests the label "threads": they are worth a run under ThreadSanitizer
+#   DEFINITIONS  compile definitions of the program
+#   DEPENDS      targets that must be built before it, such as programs that it runs
+# Without FAULTY and INTERNAL the program uses libcommon.so as everyone does.
+function(common_add_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "FAULTY;INTERNAL;THREADS" "" "SOURCES;DEFINITIONS;DEPENDS")
+  if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES)
+    message(FATAL_ERROR "common_add_test(${name}): bad arguments ${arg_UNPARSED_ARGUMENTS}")
+  endif()
+  if(arg_FAULTY AND arg_INTERNAL)
+    message(FATAL_ERROR "common_add_test(${name}): FAULTY and INTERNAL exclude each other")
+  endif()
+
+  add_executable(${name} ${arg_SOURCES})
+  target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
+  target_link_libraries(${name} PRIVATE common_test_support common_warnings)
+  if(arg_FAULTY)
+    target_link_libraries(${name} PRIVATE common_faulty)
+  elseif(arg_INTERNAL)
+    target_sources(${name} PRIVATE $<TARGET_OBJECTS:common_objects>)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  else()
+    target_link_libraries(${name} PRIVATE Common::common)
+  endif()
+  if(arg_DEPENDS)
+    add_dependencies(${name} ${arg_DEPENDS})
+  endif()
+
+  set(labels all)
+  if(arg_THREADS)
+    list(APPEND labels threads)
+  endif()
+  gtest_discover_tests(${name} PROPERTIES TIMEOUT 120 LABELS "${labels}" DISCOVERY_TIMEOUT 60)
+endfunction()

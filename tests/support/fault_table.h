@@ -1,0 +1,93 @@
+/**
+ * @file fault_table.h
+ * The C library functions that the library calls. This is the one list of those whose failure can
+ * be forced: the linker's --wrap options are made from the quoted symbols of its lines, and
+ * fault_table_test compares it with what the library really calls.
+ */
+#ifndef BENCH_FAULT_TABLE_H
+#define BENCH_FAULT_TABLE_H
+
+// What a name is for the linker, with 64-bit and with 32-bit longs, as files and times always have
+// 64 bits.
+#if defined(__LP64__)
+#define BENCH_SYMBOL(with_64_bits, with_32_bits) with_64_bits
+#else
+#define BENCH_SYMBOL(with_64_bits, with_32_bits) with_32_bits
+#endif
+
+// clang-format off
+/**
+ * Each line: name; symbol; result type, parameters, arguments; result of a failure; where the error
+ * number goes (Errno, or Result: it is the result, or Nowhere); usual error number. The functions
+ * of the first list only fail or do their work, those of the second one have something special.
+ */
+#define BENCH_PLAIN_CALLS(X) \
+    X(read, "read", ssize_t, (int fd, void* buffer, size_t size), (fd, buffer, size), -1, Errno, EIO) \
+    X(stat, BENCH_SYMBOL("stat64", "__stat64_time64"), int, (const char* path, struct stat* result), (path, result), -1, Errno, EACCES) \
+    X(system, "system", int, (const char* command), (command), -1, Errno, ENOMEM) \
+    X(clock_gettime, BENCH_SYMBOL("clock_gettime", "__clock_gettime64"), int, (clockid_t clock, timespec* time), (clock, time), -1, Errno, EINVAL) \
+    X(clock_getres, BENCH_SYMBOL("clock_getres", "__clock_getres64"), int, (clockid_t clock, timespec* time), (clock, time), -1, Errno, EINVAL) \
+    X(times, "times", clock_t, (tms* times), (times), -1, Errno, EFAULT) \
+    X(sysconf, "sysconf", long, (int name), (name), -1, Errno, EINVAL) \
+    X(localtime_r, BENCH_SYMBOL("localtime_r", "__localtime64_r"), tm*, (const time_t* time, tm* result), (time, result), nullptr, Errno, EOVERFLOW) \
+    X(strftime, "strftime", size_t, (char* text, size_t size, const char* format, const tm* time), (text, size, format, time), 0, Nowhere, ERANGE) \
+    X(vsnprintf, "vsnprintf", int, (char* text, size_t size, const char* format, va_list values), (text, size, format, values), -1, Errno, EOVERFLOW) \
+    X(fflush, "fflush", int, (FILE* stream), (stream), EOF, Errno, EIO) \
+    X(nanosleep, BENCH_SYMBOL("nanosleep", "__nanosleep64"), int, (const timespec* time, timespec* left), (time, left), -1, Errno, EINTR) \
+    X(pthread_once, "pthread_once", int, (pthread_once_t* once, void (*function)()), (once, function), 0, Result, EINVAL) \
+    X(pthread_key_create, "pthread_key_create", int, (pthread_key_t* key, void (*destructor)(void*)), (key, destructor), 0, Result, EAGAIN) \
+    X(pthread_setspecific, "pthread_setspecific", int, (pthread_key_t key, const void* value), (key, value), 0, Result, ENOMEM) \
+    X(pthread_mutex_lock, "pthread_mutex_lock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EINVAL) \
+    X(pthread_mutex_unlock, "pthread_mutex_unlock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EPERM) \
+    X(pthread_mutex_timedlock, BENCH_SYMBOL("pthread_mutex_timedlock", "__pthread_mutex_timedlock64"), int, (pthread_mutex_t* mutex, const timespec* time), (mutex, time), 0, Result, ETIMEDOUT) \
+    X(pthread_attr_init, "pthread_attr_init", int, (pthread_attr_t* attributes), (attributes), 0, Result, ENOMEM) \
+    X(pthread_attr_setdetachstate, "pthread_attr_setdetachstate", int, (pthread_attr_t* attributes, int state), (attributes, state), 0, Result, EINVAL) \
+    X(pthread_attr_setinheritsched, "pthread_attr_setinheritsched", int, (pthread_attr_t* attributes, int inherit), (attributes, inherit), 0, Result, EINVAL) \
+    X(pthread_attr_setschedparam, "pthread_attr_setschedparam", int, (pthread_attr_t* attributes, const sched_param* parameters), (attributes, parameters), 0, Result, EINVAL) \
+    X(pthread_attr_setschedpolicy, "pthread_attr_setschedpolicy", int, (pthread_attr_t* attributes, int policy), (attributes, policy), 0, Result, EINVAL) \
+    X(pthread_attr_setstacksize, "pthread_attr_setstacksize", int, (pthread_attr_t* attributes, size_t size), (attributes, size), 0, Result, EINVAL) \
+    X(pthread_create, "pthread_create", int, (pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* argument), (thread, attributes, entry, argument), 0, Result, EAGAIN) \
+    X(pthread_join, "pthread_join", int, (pthread_t thread, void** result), (thread, result), 0, Result, EINVAL) \
+    X(pthread_detach, "pthread_detach", int, (pthread_t thread), (thread), 0, Result, EINVAL) \
+    X(pthread_cancel, "pthread_cancel", int, (pthread_t thread), (thread), 0, Result, ESRCH) \
+    X(pthread_kill, "pthread_kill", int, (pthread_t thread, int signal), (thread, signal), 0, Result, EINVAL) \
+    X(pthread_atfork, "pthread_atfork", int, (void (*prepare)(), void (*parent)(), void (*child)()), (prepare, parent, child), 0, Result, ENOMEM)
+
+#define BENCH_SPECIAL_CALLS(X) \
+    X(malloc, "malloc", void*, (size_t size), (size), nullptr, Errno, ENOMEM) \
+    X(realloc, "realloc", void*, (void* block, size_t size), (block, size), nullptr, Errno, ENOMEM) \
+    X(strdup, "strdup", char*, (const char* text), (text), nullptr, Errno, ENOMEM) \
+    X(open, "open64", int, (const char* path, int flags, ...), (path, flags), -1, Errno, EACCES) \
+    X(close, "close", int, (int fd), (fd), -1, Errno, EIO) \
+    X(dlopen, "dlopen", void*, (const char* path, int flags), (path, flags), nullptr, Nowhere, ENOENT) \
+    X(dlsym, "dlsym", void*, (void* library, const char* name), (library, name), nullptr, Nowhere, ENOENT) \
+    X(dlclose, "dlclose", int, (void* library), (library), -1, Nowhere, EINVAL)
+
+/** Intercepted, but never failing: for counting blocks, and for the text of a forced failure. */
+#define BENCH_COUNTED_CALLS(X) \
+    X(calloc, "calloc") \
+    X(free, "free") \
+    X(dlerror, "dlerror")
+// clang-format on
+
+/** Every function whose failure can be forced. */
+#define BENCH_FALLIBLE_CALLS(X) BENCH_PLAIN_CALLS(X) BENCH_SPECIAL_CALLS(X)
+
+/**
+ * Symbols that are left alone: they cannot fail, or nobody can act on a failure (output of
+ * diagnostics). A few stand for a wrapped function under another name.
+ */
+#define BENCH_INFALLIBLE_SYMBOLS                                                                   \
+    "__assert_fail", "__cxa_finalize", "__errno_location", "__environ", "environ",                 \
+        "__gmon_start__", "__register_atfork" /* pthread_atfork */, "_ITM_deregisterTMCloneTable", \
+        "_ITM_registerTMCloneTable", "__pthread_register_cancel", "__pthread_unregister_cancel",   \
+        "__pthread_unwind_next", "__sigsetjmp", "__stack_chk_fail", "__tls_get_addr",              \
+        "___tls_get_addr", "abort", "exit", "flockfile", "fprintf", "fputc", "fputs",              \
+        "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "memchr", "memcmp",      \
+        "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",                \
+        "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \
+        "putchar", "puts", "snprintf", "sprintf", "stderr", "stdout", "strchr", "strcmp",          \
+        "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr", "strspn", "strtol",      \
+        "strtoul", "syslog", "tzset", "vfprintf"
+
+#endif

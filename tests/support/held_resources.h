@@ -1,0 +1,31 @@
+/**
+ * @file held_resources.h
+ * What a process holds open and running, to be compared before and after.
+ */
+#ifndef BENCH_HELD_RESOURCES_H
+#define BENCH_HELD_RESOURCES_H
+
+#include <map>
+#include <string>
+
+namespace bench {
+
+struct HeldResources {
+    /** What each open descriptor leads to, without sockets connected to the system log. */
+    std::map<int, std::string> descriptors;
+    int threads = 0;
+};
+
+/** Looks at the calling process. */
+HeldResources held_resources();
+
+/**
+ * Names what the calling process holds more, or less, than before: descriptors, threads, children.
+ * Threads that are on their way out get a moment to end.
+ * @return one line for each difference; empty when there is none.
+ */
+std::string differences_from(const HeldResources& before);
+
+}  // namespace bench
+
+#endif

@@ -1,0 +1,37 @@
+// The main program of every test program.
+#include <gmock/gmock.h>
+
+#include "outcome.h"
+
+// A sanitizer's report must not look like an exit of the library, which uses the status 1; and
+// running out of memory is for the library to handle. What the environment says comes after this.
+#define BENCH_COMMON_OPTIONS "exitcode=86"
+static_assert(bench::kSanitizerReport == 86, "BENCH_COMMON_OPTIONS has this number");
+
+extern "C" {
+// Names that the sanitizers' run-time libraries look for.
+const char* __asan_default_options();
+const char* __tsan_default_options();
+const char* __ubsan_default_options();
+
+const char* __asan_default_options()
+{
+    return BENCH_COMMON_OPTIONS ":allocator_may_return_null=1";
+}
+
+const char* __tsan_default_options()
+{
+    return BENCH_COMMON_OPTIONS ":allocator_may_return_null=1";
+}
+
+const char* __ubsan_default_options()
+{
+    return BENCH_COMMON_OPTIONS ":print_stacktrace=1";
+}
+}
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleMock(&argc, argv);
+    return RUN_ALL_TESTS();
+}
