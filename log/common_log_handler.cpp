@@ -17,6 +17,7 @@
 #include "log/report.h"
 #include "platform/assertion.h"
 #include "platform/errno_keeper.h"
+#include "platform/lock_scope.h"
 #include "platform/thread_id.h"
 #include "thread/clock.h"
 
@@ -75,9 +76,11 @@ void threadOnceDestructor(void* record) noexcept
     }
 }
 
-void unlock_send(void* /*unused*/) noexcept
+void unlock(void* mutex) noexcept
 {
-    pthread_mutex_unlock(&send_lock);
+    if (mutex != nullptr) {
+        pthread_mutex_unlock(static_cast<pthread_mutex_t*>(mutex));
+    }
 }
 
 /// Hands one finished text to the system log. The C library's own lock in there is not released in
@@ -87,8 +90,8 @@ void send(int priority, const char* text) noexcept
     if (cannot_send.load(std::memory_order_relaxed)) {
         return;
     }
-    pthread_mutex_lock(&send_lock);
-    pthread_cleanup_push(unlock_send, nullptr);
+    pthread_mutex_t* const locked = pthread_mutex_lock(&send_lock) == 0 ? &send_lock : nullptr;
+    pthread_cleanup_push(unlock, locked);
     syslog(LOG_USER | priority, "%s", text);
     pthread_cleanup_pop(1);
 }
@@ -209,13 +212,12 @@ void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, 
 
 int create_slot() noexcept
 {
-    pthread_mutex_lock(&handler_lock);
+    const LockScope lock(handler_lock);
     int error = 0;
     if (!logger.slotCreated.load(std::memory_order_relaxed)) {
         error = pthread_key_create(&logger.slot, threadOnceDestructor);
         logger.slotCreated.store(error == 0, std::memory_order_release);
     }
-    pthread_mutex_unlock(&handler_lock);
     return error;
 }
 

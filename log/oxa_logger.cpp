@@ -9,6 +9,7 @@
 #include "log/report.h"
 #include "mem_malloc.h"
 #include "platform/line_reader.h"
+#include "platform/lock_scope.h"
 
 namespace {
 
@@ -115,15 +116,13 @@ STATUS LOG_ModuleIdStore(const char* name, uint32_t* idOut, uint32_t allowDynami
 STATUS LOG_ModuleIdReadConfig(void)
 {
     common::install_fork_guard();
-    pthread_mutex_lock(&common::module_config_lock);
-    STATUS status = STATUS_COMPLETE;
-    if (!config_read) {
-        config_read = true;
-        common::LineReader file;
-        status = file.open(kConfigFile) ? register_names(file) : STATUS{STATUS_NOT_FOUND};
+    const common::LockScope lock(common::module_config_lock);
+    if (config_read) {
+        return STATUS_COMPLETE;
     }
-    pthread_mutex_unlock(&common::module_config_lock);
-    return status;
+    config_read = true;
+    common::LineReader file;
+    return file.open(kConfigFile) ? register_names(file) : STATUS{STATUS_NOT_FOUND};
 }
 
 uint32_t LOG_ModuleIdAssignDynamic(const char* name)
@@ -132,12 +131,9 @@ uint32_t LOG_ModuleIdAssignDynamic(const char* name)
         return LOG_MODULE_GENERIC;
     }
     LOG_ModuleIdReadConfig();
-    pthread_mutex_lock(&common::module_assign_lock);
+    const common::LockScope lock(common::module_assign_lock);
     std::uint32_t id = LOG_MODULE_GENERIC;
-    if (LOG_ModuleIdStore(name, &id, 1) != STATUS_SUCCESS) {
-        id = LOG_MODULE_GENERIC;
-    }
-    pthread_mutex_unlock(&common::module_assign_lock);
+    LOG_ModuleIdStore(name, &id, 1);  // leaves the id as it is when it fails
     return id;
 }
 

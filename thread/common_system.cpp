@@ -11,6 +11,7 @@
 #include "foundation/initialisation.h"
 #include "log/process_locks.h"
 #include "log/report.h"
+#include "platform/lock_scope.h"
 #include "thread/clock.h"
 
 namespace {
