@@ -40,9 +40,16 @@ bool local_time_text(std::uint64_t seconds, char (&text)[kLocalTimeCapacity]) no
 {
     const auto time = static_cast<std::time_t>(seconds);
     std::tm local{};
-    tzset();  // localtime_r() alone need not notice a changed time zone
-    return localtime_r(&time, &local) != nullptr &&
-           std::strftime(text, sizeof text, "%T", &local) != 0;
+    bool known = false;
+    {
+        const LockScope lock(local_time_lock);
+        tzset();  // localtime_r() alone need not notice a changed time zone
+        known = localtime_r(&time, &local) != nullptr;
+    }
+    if (known && std::strftime(text, sizeof text, "%T", &local) == 0) {
+        text[0] = '\0';
+    }
+    return known;
 }
 
 }  // namespace common
