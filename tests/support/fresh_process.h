@@ -42,6 +42,9 @@ struct FreshSetup {
     std::function<void()> prepare{};
 };
 
+/** The same for short, where the test framework has no member of that name. */
+using Setup = FreshSetup;
+
 /**
  * Runs a function in a fresh process. It may use the checks of the test framework: one that fails
  * is counted and printed to the outcome's standard output, and the process exits with kCheckFailed,

@@ -1,0 +1,118 @@
+#include "listen.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <poll.h>
+#include <system_error>
+#include <unistd.h>
+
+#include "listen_options.h"
+#include "listen_socket.h"
+#include "private_root.h"
+#include "record_printer.h"
+#include "watched_command.h"
+
+namespace commonctl {
+namespace {
+
+constexpr const char* kHelp =
+    "usage: commonctl listen [OPTION...] [-- COMMAND [ARGUMENT...]]\n"
+    "\n"
+    "Takes the place of the log daemon and prints each record that it receives as one line:\n"
+    "priority, program, text. With a COMMAND: runs it, and ends when it has ended and its records\n"
+    "are printed, with its exit status (128 and the signal's number when a signal killed it).\n"
+    "Otherwise listens until SIGINT or SIGTERM.\n"
+    "\n"
+    "  --color=WHEN     auto (on a terminal), always or never\n"
+    "  --output=FILE    print the records to FILE, and leave standard output to the COMMAND\n"
+    "  --private-root   work in a private root, with folders /config, /dev, /oxa and /tmp of its\n"
+    "                   own: for a COMMAND, next to a log daemon or without the right to replace "
+    "it\n"
+    "  --socket=PATH    listen at PATH instead of /dev/log\n";
+
+void enter_private_root_here()
+{
+    std::error_code unknown_folder;
+    const auto folder = std::filesystem::current_path(unknown_folder);
+    bench::enter_private_root({folder.string()});
+}
+
+void print_waiting(bench::LogSocket& socket, RecordPrinter& printer)
+{
+    while (const auto record = socket.receive()) {
+        printer.print(*record);
+    }
+}
+
+void wait_for_something(const bench::LogSocket& socket, const SignalQueue& signals)
+{
+    pollfd entries[] = {{socket.fd(), POLLIN, 0}, {signals.fd(), POLLIN, 0}};
+    if (poll(entries, std::size(entries), -1) < 0 && errno != EINTR) {
+        throw std::system_error(errno, std::generic_category(), "cannot wait for records");
+    }
+}
+
+int listen_until_signal(bench::LogSocket& socket, SignalQueue& signals, RecordPrinter& printer)
+{
+    for (;;) {
+        wait_for_something(socket, signals);
+        print_waiting(socket, printer);
+        if (!printer.flush()) {
+            throw std::runtime_error("the output takes no more records");
+        }
+        while (const auto signal = signals.next()) {
+            if (signal->number != SIGCHLD) {
+                return kSuccess;
+            }
+        }
+    }
+}
+
+/** An output that fails must not keep the command from going on: its records are taken all the
+ * same. */
+int listen_to_command(const WatchedCommand& command, bench::LogSocket& socket, SignalQueue& signals,
+                      RecordPrinter& printer)
+{
+    for (;;) {
+        wait_for_something(socket, signals);
+        while (const auto signal = signals.next()) {
+            if (signal->number != SIGCHLD && !signal->from_terminal) {
+                command.send(signal->number);
+            }
+        }
+        // In this order: what the command sent before its end is there when the end is seen.
+        const auto status = command.status();
+        print_waiting(socket, printer);
+        printer.flush();
+        if (status) {
+            return *status;
+        }
+    }
+}
+
+int listen(const Arguments& arguments)
+{
+    const ListenOptions options = parse_listen_options(arguments);
+    RecordPrinter printer(options.output, options.color);
+    if (options.private_root) {
+        enter_private_root_here();
+    }
+    SignalQueue signals;
+    ListenSocket listening(options.socket);
+    if (!options.command.empty()) {
+        const WatchedCommand command(options.command);
+        return listen_to_command(command, listening.socket(), signals, printer);
+    }
+    if (isatty(STDERR_FILENO) == 1) {
+        std::fprintf(stderr, "commonctl: listening at %s\n", options.socket.c_str());
+    }
+    return listen_until_signal(listening.socket(), signals, printer);
+}
+
+}  // namespace
+
+const Subcommand kListen{"listen", "print what programs send to the system log", kHelp, listen};
+
+}  // namespace commonctl
