@@ -95,11 +95,12 @@ const char* COMMON_LogLevel_ToString(COMMON_LogLevel_t level)
 uint32_t COMMON_Log_Acceptable(COMMON_LogLevel_t level)
 {
     const std::uint32_t accepted = common::gate.load(std::memory_order_acquire);
-    if (level >= accepted) {
+    // The highest level of all is never accepted, but its first call initialises as any other does.
+    if (level >= accepted && level != common::kGateSlow) {
         return 0;
     }
     if (accepted != common::kGateSlow) {
-        return 1;
+        return level < accepted ? 1 : 0;
     }
     common::enter_slow();
     return common::acceptable_now(level) ? 1 : 0;
