@@ -56,7 +56,7 @@ inline std::string render(const DebugRow& row)
 inline DebugRow parse_row(const std::string& line)
 {
     static const std::regex kForm(
-        R"( *(\d+)  (\d+)\.(\d\d:\d\d:\d\d)\.(\d{9})   +(\d+)  (\w+) +(\w+) +(\S+) +(\d+)  (.*))");
+        R"( *(\d+)  (\d+)\.(\d\d:\d\d:\d\d)\.(\d{9})   +(\d+)  (\w+) +(\S+) +(\S+) +(\d+)  (.*))");
     std::smatch parts;
     DebugRow row;
     if (std::regex_match(line, parts, kForm)) {
