@@ -1,0 +1,319 @@
+// The getters and setters of the log settings, and what they say about bad values.
+#include "common_log_settings.h"
+
+#include <climits>
+
+#include "settings_seen.h"
+#include "status.h"
+
+namespace {
+
+using namespace bench;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+constexpr auto kNone = COMMON_LogPeakloadControlNone;
+constexpr auto kOff = COMMON_LogPeakloadControlOff;
+constexpr auto kOn = COMMON_LogPeakloadControlOn;
+
+/// Starts from three different levels, so that it shows which one a call changes.
+void start_from(const Levels& wanted)
+{
+    COMMON_Log_PeakloadControlSet(wanted.control);
+    COMMON_Log_LevelSetExtended(wanted.off, kOff);
+    COMMON_Log_LevelSetExtended(wanted.on, kOn);
+    COMMON_Log_LevelSetExtended(wanted.level, kNone);
+    ASSERT_EQ(levels(), wanted);
+}
+
+TEST(CommonLogSettings, DefaultsWithoutFilesAndEnvironment)
+{
+    const Outcome outcome = run_fresh([] { EXPECT_EQ(settings(), Settings{}); });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+    EXPECT_EQ(outcome.out + outcome.err, "");
+}
+
+TEST(CommonLogSettings, DefaultsAreTheNumbersThatCallersKnow)
+{
+    const Outcome outcome = run_fresh([] {
+        EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
+        EXPECT_EQ(COMMON_Log_ColorGet(), 0u);
+        EXPECT_EQ(COMMON_Log_EnableGet(), 1u);
+        EXPECT_EQ(COMMON_Log_StripGet(), 1u);
+        EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
+        EXPECT_EQ(COMMON_Log_FormatGet(), 4u);
+        EXPECT_EQ(COMMON_Log_PeakloadControlGet(), 0u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(0), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(1), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(2), 5u);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(CommonLogSettings, PlainSettersStoreAnyValueUnchecked)
+{
+    static const struct {
+        const char* name;
+        void (*set)(std::uint32_t);
+        std::uint32_t Settings::*field;
+    } kSetters[] = {
+        {"cache", COMMON_Log_CacheSet, &Settings::cache},
+        {"color", COMMON_Log_ColorSet, &Settings::color},
+        {"enable", COMMON_Log_EnableSet, &Settings::enable},
+        {"format", COMMON_Log_FormatSet, &Settings::format},
+        {"strip", COMMON_Log_StripSet, &Settings::strip},
+    };
+    for (const auto& setter : kSetters) {
+        const Outcome outcome = run_fresh([&] {
+            for (const std::uint32_t value : {0u, 1u, 2u, 5u, 256u, 0x80000000u, UINT32_MAX, 1u}) {
+                setter.set(value);
+                Settings expected;
+                expected.*setter.field = value;
+                EXPECT_EQ(settings(), expected);
+            }
+        });
+        EXPECT_THAT(outcome, exited(0)) << setter.name;
+        EXPECT_THAT(outcome.log, IsEmpty()) << setter.name;
+        EXPECT_EQ(outcome.out + outcome.err, "") << setter.name;
+    }
+}
+
+TEST(CommonLogSettings, LegacySetGivesTheResultOfTheUnlock)
+{
+    const Outcome outcome = run_fresh([] {
+        for (const std::uint32_t value : {0u, 1u, 2u, UINT32_MAX}) {
+            EXPECT_EQ(COMMON_Log_LegacySet(value), 0);
+            // Without a handler library the built-in handler stays.
+            EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(CommonLogSettings, LevelSetAlsoSetsTheLevelsThatGoWithTheControl)
+{
+    static const struct {
+        Levels before;
+        COMMON_LogLevel_t level;
+        Levels after;
+    } kCases[] = {
+        {{kNone, 5, 4, 6}, 0, {kNone, 0, 0, 0}}, {{kNone, 5, 4, 6}, 7, {kNone, 7, 7, 7}},
+        {{kOff, 5, 4, 6}, 0, {kOff, 0, 0, 6}},   {{kOff, 5, 4, 6}, 7, {kOff, 7, 7, 6}},
+        {{kOn, 5, 4, 6}, 0, {kOn, 0, 4, 0}},     {{kOn, 5, 4, 6}, 7, {kOn, 7, 4, 7}},
+    };
+    const Outcome outcome = run_fresh([] {
+        for (const auto& one : kCases) {
+            start_from(one.before);
+            COMMON_Log_LevelSet(one.level);
+            EXPECT_EQ(levels(), one.after) << "from " << one.before;
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(CommonLogSettings, LevelSetRefusesInvalidLevels)
+{
+    const Outcome outcome = run_fresh([] {
+        for (const auto control : {kNone, kOff, kOn}) {
+            const auto number = static_cast<COMMON_LogPeakloadControl_t>(control);
+            start_from({number, 5, 4, 6});
+            for (const COMMON_LogLevel_t level : {8u, 255u, 256u, UINT32_MAX}) {
+                COMMON_Log_LevelSet(level);
+                EXPECT_EQ(levels(), (Levels{number, 5, 4, 6}));
+            }
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
+    std::vector<Report> expected;
+    for (int control = 0; control < 3; ++control) {
+        for (const char* number : {"8", "255", "256", "-1"}) {
+            expected.push_back(said_by_log(
+                COMMON_LogLevelWarn, "COMMON_Log_LevelSet",
+                std::string("No change due to invalid level: Invalid (") + number + ")"));
+        }
+    }
+    EXPECT_THAT(reports(outcome), ElementsAreArray(expected));
+}
+
+TEST(CommonLogSettings, LevelSetExtendedSetsOneLevelWhateverTheControl)
+{
+    const Outcome outcome = run_fresh([] {
+        for (const auto control : {kNone, kOff, kOn}) {
+            const auto number = static_cast<COMMON_LogPeakloadControl_t>(control);
+            for (const COMMON_LogLevel_t level : {0u, 7u}) {
+                start_from({number, 5, 4, 6});
+                EXPECT_EQ(COMMON_Log_LevelSetExtended(level, kNone), STATUS_SUCCESS);
+                EXPECT_EQ(levels(), (Levels{number, level, 4, 6}));
+                start_from({number, 5, 4, 6});
+                EXPECT_EQ(COMMON_Log_LevelSetExtended(level, kOff), STATUS_SUCCESS);
+                EXPECT_EQ(levels(), (Levels{number, 5, level, 6}));
+                start_from({number, 5, 4, 6});
+                EXPECT_EQ(COMMON_Log_LevelSetExtended(level, kOn), STATUS_SUCCESS);
+                EXPECT_EQ(levels(), (Levels{number, 5, 4, level}));
+            }
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(CommonLogSettings, LevelSetExtendedRefusesInvalidValues)
+{
+    const Outcome outcome = run_fresh([] {
+        start_from({kOff, 5, 4, 6});
+        EXPECT_EQ(COMMON_Log_LevelSetExtended(8, kNone), STATUS_INVALID_PARAM);
+        EXPECT_EQ(COMMON_Log_LevelSetExtended(UINT32_MAX, kOff), STATUS_INVALID_PARAM);
+        EXPECT_EQ(COMMON_Log_LevelSetExtended(9, 3), STATUS_INVALID_PARAM);
+        EXPECT_EQ(COMMON_Log_LevelSetExtended(0, 3), STATUS_INVALID_PARAM);
+        EXPECT_EQ(COMMON_Log_LevelSetExtended(7, UINT32_MAX), STATUS_INVALID_PARAM);
+        EXPECT_EQ(levels(), (Levels{kOff, 5, 4, 6}));
+    });
+    EXPECT_THAT(outcome, exited(0));
+    const auto warning = [](const char* message) {
+        return said_by_log(COMMON_LogLevelWarn, "COMMON_Log_LevelSetExtended", message);
+    };
+    EXPECT_THAT(reports(outcome),
+                ElementsAre(warning("No change due to invalid level: Invalid (8)"),
+                            warning("No change due to invalid level: Invalid (-1)"),
+                            warning("No change due to invalid level: Invalid (9)"),
+                            warning("Invalid (COMMON_LogPeakloadControl_t)option:3"),
+                            warning("Invalid (COMMON_LogPeakloadControl_t)option:-1")));
+}
+
+TEST(CommonLogSettings, LevelGetExtendedTakesAnUnknownOptionForNone)
+{
+    const Outcome outcome = run_fresh([] {
+        start_from({kOn, 5, 4, 6});
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(kNone), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(kOff), 4u);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(kOn), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(3), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(UINT32_MAX), 5u);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    const auto warning = [](const std::string& option) {
+        return said_by_log(COMMON_LogLevelWarn, "COMMON_Log_LevelGetExtended",
+                           "Invalid (COMMON_LogPeakloadControl_t)option:" + option +
+                               "; COMMON_LogPeakloadControlNone(0) assumed");
+    };
+    EXPECT_THAT(reports(outcome), ElementsAre(warning("3"), warning("-1")));
+}
+
+TEST(CommonLogSettings, PeakloadControlSetMakesItsLevelTheCurrentOne)
+{
+    static const struct {
+        Levels before;
+        COMMON_LogPeakloadControl_t option;
+        Levels after;
+    } kCases[] = {
+        {{kNone, 3, 4, 6}, kNone, {kNone, 4, 4, 4}}, {{kNone, 3, 4, 6}, kOff, {kOff, 4, 4, 6}},
+        {{kNone, 3, 4, 6}, kOn, {kOn, 6, 4, 6}},     {{kOff, 3, 4, 6}, kNone, {kNone, 4, 4, 4}},
+        {{kOff, 3, 4, 6}, kOff, {kOff, 4, 4, 6}},    {{kOff, 3, 4, 6}, kOn, {kOn, 6, 4, 6}},
+        {{kOn, 3, 4, 6}, kNone, {kNone, 4, 4, 4}},   {{kOn, 3, 4, 6}, kOff, {kOff, 4, 4, 6}},
+        {{kOn, 3, 4, 6}, kOn, {kOn, 6, 4, 6}},
+    };
+    const Outcome outcome = run_fresh([] {
+        for (const auto& one : kCases) {
+            start_from(one.before);
+            COMMON_Log_PeakloadControlSet(one.option);
+            EXPECT_EQ(levels(), one.after) << "from " << one.before;
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(CommonLogSettings, PeakloadControlSetRefusesOtherValues)
+{
+    const Outcome outcome = run_fresh([] {
+        start_from({kOn, 5, 4, 6});
+        COMMON_Log_PeakloadControlSet(3);
+        COMMON_Log_PeakloadControlSet(UINT32_MAX);
+        EXPECT_EQ(levels(), (Levels{kOn, 5, 4, 6}));
+    });
+    EXPECT_THAT(outcome, exited(0));
+    const auto warning = [](const char* message) {
+        return said_by_log(COMMON_LogLevelWarn, "COMMON_Log_PeakloadControlSet", message);
+    };
+    EXPECT_THAT(reports(outcome), ElementsAre(warning("No change due to invalid parameter: 3"),
+                                              warning("No change due to invalid parameter: -1")));
+}
+
+TEST(CommonLogSettings, APreparedLevelComesIntoForceWithItsControl)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_PeakloadControlSet(kOff);
+        EXPECT_EQ(COMMON_Log_LevelSetExtended(6, kOff), STATUS_SUCCESS);
+        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+        EXPECT_EQ(COMMON_Log_LevelSetExtended(2, kOn), STATUS_SUCCESS);
+        COMMON_Log_PeakloadControlSet(kOn);
+        EXPECT_EQ(COMMON_Log_LevelGet(), 2u);
+        COMMON_Log_PeakloadControlSet(kOff);
+        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+/// Makes every call that warns.
+void provoke_all_warnings()
+{
+    COMMON_Log_LevelSet(8);
+    COMMON_Log_LevelSetExtended(8, kNone);
+    COMMON_Log_LevelSetExtended(0, 3);
+    COMMON_Log_LevelGetExtended(3);
+    COMMON_Log_PeakloadControlSet(3);
+}
+
+TEST(CommonLogSettings, WarningsAreSubjectToTheLevel)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_LevelSet(COMMON_LogLevelError);
+        provoke_all_warnings();
+        COMMON_Log_LevelSet(COMMON_LogLevelVerbose);
+        COMMON_Log_EnableSet(0);
+        provoke_all_warnings();
+        log_message(COMMON_LogLevelFatal, "dropped, too");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+
+    const Outcome at_warn = run_fresh([] {
+        COMMON_Log_LevelSet(COMMON_LogLevelWarn);
+        provoke_all_warnings();
+    });
+    EXPECT_THAT(at_warn, exited(0));
+    EXPECT_EQ(at_warn.log.size(), 5u);
+}
+
+TEST(CommonLogSettings, OnlyEnableOneAcceptsRecords)
+{
+    const Outcome outcome = run_fresh([] {
+        for (const std::uint32_t value : {0u, 2u, UINT32_MAX}) {
+            COMMON_Log_EnableSet(value);
+            for (const COMMON_LogLevel_t level : {0u, 5u, 6u}) {
+                EXPECT_EQ(COMMON_Log_Acceptable(level), 0u) << value;
+                log_message(level, "while disabled by %u", value);
+            }
+        }
+        COMMON_Log_EnableSet(1);
+        log_message(COMMON_LogLevelInfo, "enabled again");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelInfo, "enabled again")));
+}
+
+TEST(CommonLogSettings, TextsOfThePeakloadControls)
+{
+    EXPECT_STREQ(COMMON_LogPeakloadControl_ToString(kNone), "None");
+    EXPECT_STREQ(COMMON_LogPeakloadControl_ToString(kOff), "Off");
+    EXPECT_STREQ(COMMON_LogPeakloadControl_ToString(kOn), "On");
+    EXPECT_STREQ(COMMON_LogPeakloadControl_ToString(3), "Invalid");
+    EXPECT_STREQ(COMMON_LogPeakloadControl_ToString(0x80000000u), "Invalid");
+    EXPECT_STREQ(COMMON_LogPeakloadControl_ToString(UINT32_MAX), "Invalid");
+}
+
+}  // namespace

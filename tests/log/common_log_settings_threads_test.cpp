@@ -1,0 +1,120 @@
+// Settings that several threads change at once.
+#include <algorithm>
+#include <barrier>
+#include <functional>
+#include <random>
+#include <thread>
+
+#include "settings_seen.h"
+
+namespace {
+
+using namespace bench;
+
+constexpr unsigned kThreads = 4;
+constexpr unsigned kRounds = 300;
+constexpr unsigned kChangesInARound = 8;
+
+void change_something(std::mt19937& random)
+{
+    const auto value = static_cast<std::uint32_t>(random());
+    switch (random() % 4) {
+    case 0:
+        COMMON_Log_EnableSet(value % 2);
+        break;
+    case 1:
+        COMMON_Log_LevelSet(value % 8);
+        break;
+    case 2:
+        COMMON_Log_LevelSetExtended(value % 8, value / 8 % 3);
+        break;
+    default:
+        COMMON_Log_PeakloadControlSet(value % 3);
+        break;
+    }
+}
+
+/// What is accepted must be what the settings say, once nobody changes them any more.
+void compare_with_settings()
+{
+    std::uint32_t answers[9];
+    for (COMMON_LogLevel_t level = 0; level < 9; ++level) {
+        answers[level] = COMMON_Log_Acceptable(level);
+    }
+    for (COMMON_LogLevel_t level = 0; level < 9; ++level) {
+        const bool accepted = COMMON_Log_EnableGet() == 1 && level <= COMMON_Log_LevelGet();
+        EXPECT_EQ(answers[level], accepted ? 1u : 0u) << settings();
+    }
+}
+
+/// Runs all threads through rounds of changes; between two rounds one of them compares.
+void run_rounds(const std::function<void(std::mt19937&)>& change)
+{
+    std::barrier round(kThreads, []() noexcept { compare_with_settings(); });
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            std::mt19937 random(i);
+            for (unsigned done = 0; done < kRounds * kChangesInARound; ++done) {
+                change(random);
+                if (done % kChangesInARound == kChangesInARound - 1) {
+                    round.arrive_and_wait();
+                }
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+}
+
+TEST(CommonLogSettingsThreads, ConcurrentChangesEndConsistent)
+{
+    EXPECT_THAT(run_fresh([] { run_rounds(change_something); }), exited(0));
+}
+
+TEST(CommonLogSettingsThreads, ConcurrentEnableAndLevelWithoutPeakloadEndConsistent)
+{
+    EXPECT_THAT(run_fresh([] {
+                    run_rounds([](std::mt19937& random) {
+                        if (random() % 2 == 0) {
+                            COMMON_Log_EnableSet(static_cast<std::uint32_t>(random() % 2));
+                        } else {
+                            COMMON_Log_LevelSet(static_cast<std::uint32_t>(random() % 8));
+                        }
+                    });
+                }),
+                exited(0));
+}
+
+TEST(CommonLogSettingsThreads, TheSlotIsMadeOnceWhenSeveralTurnTheCacheOn)
+{
+    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_CACHE", "False"}}}, [] {
+        COMMON_Log_LevelGet();
+        std::barrier start(kThreads);
+        std::vector<std::thread> threads;
+        for (unsigned i = 0; i < kThreads; ++i) {
+            threads.emplace_back([&start, i] {
+                start.arrive_and_wait();
+                COMMON_Log_CacheSet(1);
+                log_message(COMMON_LogLevelInfo, "thread %u", i);
+                log_message(COMMON_LogLevelInfo, "thread %u again", i);
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    std::vector<std::string> messages;
+    for (const Report& one : reports(outcome)) {
+        messages.push_back(one.message);
+    }
+    std::sort(messages.begin(), messages.end());
+    EXPECT_THAT(messages,
+                testing::ElementsAre("thread 0", "thread 0 again", "thread 1", "thread 1 again",
+                                     "thread 2", "thread 2 again", "thread 3", "thread 3 again"));
+}
+
+}  // namespace
