@@ -8,7 +8,7 @@
 #ifndef BENCH_DEBUG_ROWS_H
 #define BENCH_DEBUG_ROWS_H
 
-#include <cstdint>
+#include <algorithm>
 #include <cstdio>
 #include <ostream>
 #include <regex>
@@ -56,15 +56,15 @@ inline std::string render(const DebugRow& row)
 inline DebugRow parse_row(const std::string& line)
 {
     static const std::regex kForm(
-        R"( *(\d+)  (\d+)\.(\d\d:\d\d:\d\d)\.(\d{9})   +(\d+)  (\w+) +(\S+) +(\S+) +(\d+)  (.*))");
+        R"( *(\d+)  (\d+)\.(\d\d:\d\d:\d\d)\.(\d{9})   +(\d+)  (\w+) +(\S+) +(\S+) +(\d+)  )");
     std::smatch parts;
     DebugRow row;
-    if (std::regex_match(line, parts, kForm)) {
+    if (std::regex_search(line, parts, kForm, std::regex_constants::match_continuous)) {
         const auto number = [&](std::size_t i) {
             return static_cast<unsigned>(std::stoull(parts[i]));
         };
         row = {number(1), number(2), parts[3], number(4), number(5),
-               parts[6],  parts[7],  parts[8], number(9), parts[10]};
+               parts[6],  parts[7],  parts[8], number(9), parts.suffix()};
     }
     if (render(row) != line) {
         row = {};
