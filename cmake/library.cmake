@@ -17,9 +17,9 @@ add_library(
   log/common_log_parser.cpp
   log/common_log_settings.cpp
   log/common_log_start.cpp
-  log/process_locks.cpp
   log/module_names.cpp
   log/oxa_logger.cpp
+  log/process_locks.cpp
   log/report.cpp
   platform/assertion.cpp
   platform/line_reader.cpp

@@ -2,6 +2,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,20 +27,20 @@ namespace {
 
 /// A record and what goes with it from one write of a thread to the next.
 struct ThreadRecord {
-    COMMON_LogRecord record;
+    /// The forks that this process descends from, when the record was initialised.
+    std::uint32_t fork_count;
+    std::uint32_t identity_length;
     /// The second that the stamp shows, plus one; 0 when it shows none.
     std::uint64_t stamp_second;
     /// "DDD.HH:MM:SS", and its length with and without the time of day.
+    std::uint32_t stamp_length;
+    std::uint32_t day_length;
     char stamp[12 + kLocalTimeCapacity];
-    std::size_t stamp_length;
-    std::size_t day_length;
     /// "process id, process name, thread id"
     char identity[300];
-    std::size_t identity_length;
-    /// The forks that this process descends from, when the record was initialised.
-    std::uint32_t fork_count;
     /// What is sent, unless it is longer.
     char text[2304];
+    COMMON_LogRecord record;
 };
 
 const char* captured_process_name() noexcept
@@ -57,7 +58,7 @@ void initialise_record(ThreadRecord& own) noexcept
     const int length = std::snprintf(own.identity, sizeof own.identity, "%d, %s, %d",
                                      static_cast<int>(own.record.processId), process,
                                      static_cast<int>(own.record.threadId));
-    own.identity_length = static_cast<std::size_t>(length);
+    own.identity_length = static_cast<std::uint32_t>(length);
     own.fork_count = fork_count.load(std::memory_order_relaxed);
 }
 
@@ -149,7 +150,7 @@ COMMON_PRINTF(7, 0)
 void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, const char* file,
               const char* function, std::int32_t line, const char* format, va_list args) noexcept
 {
-    const ErrnoKeeper callers_errno;
+    const int callers_errno = errno;
     const std::uint64_t time = COMMON_System_Time();
     COMMON_ASSERT(kLogSource, log != nullptr, "((void *)0) != log");
     COMMON_ASSERT(kLogSource, format != nullptr, "((void *)0) != format");
@@ -163,21 +164,20 @@ void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, 
     if (log->stamp_second != seconds + 1) {
         char ptm[kLocalTimeCapacity];
         COMMON_ASSERT(kLogSource, local_time_text(seconds, ptm), "((void *)0) != ptm");
-        log->stamp_length = static_cast<std::size_t>(
+        log->stamp_length = static_cast<std::uint32_t>(
             std::snprintf(log->stamp, sizeof log->stamp, "%03u.%s",
                           static_cast<unsigned>(seconds / kSecondsPerDay), ptm));
-        log->day_length = log->stamp_length - std::strlen(ptm);
+        log->day_length = log->stamp_length - static_cast<std::uint32_t>(std::strlen(ptm));
         log->stamp_second = seconds + 1;
     }
 
     va_list echoed;
     va_copy(echoed, args);
-    callers_errno.restore();
+    errno = callers_errno;
     char(&message)[sizeof log->record.message] = log->record.message;
     const int formatted = std::vsnprintf(message, sizeof message, format, args);
     const std::size_t message_length =
-        formatted < 1 ? 0
-                      : std::min<std::size_t>(static_cast<unsigned>(formatted), sizeof message - 1);
+        formatted < 1 ? 0 : std::min(static_cast<std::size_t>(formatted), sizeof message - 1);
     message[message_length] = '\0';
 
     const std::string_view stamp(log->stamp, log->stamp_length);
@@ -202,10 +202,45 @@ void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, 
         send_long(syslog_priority(level), fields, *log);
     }
     if (level == COMMON_LogLevelFatal) {
-        callers_errno.restore();
+        errno = callers_errno;
         COMMON_Debug_WriteV(stderr, file, function, line, format, echoed);
     }
     va_end(echoed);
+}
+
+/// Writes one record without the thread's own one. Apart from its caller, whose stack frame stays
+/// small that way.
+COMMON_PRINTF(6, 0)
+__attribute__((cold, noinline)) void write_from_stack(COMMON_LogLevel_t level, const char* zoneName,
+                                                      const char* file, const char* function,
+                                                      std::int32_t line, const char* format,
+                                                      va_list args) noexcept
+{
+    ThreadRecord on_stack;
+    initialise_record(on_stack);
+    logWrite(&on_stack, level, zoneName, file, function, line, format, args);
+}
+
+/// Makes the calling thread's record: null when that fails, which is reported in the name of the
+/// function that wants it.
+__attribute__((cold, noinline)) ThreadRecord*
+new_thread_record(const char* reporting_function) noexcept
+{
+    const ErrnoKeeper keep;
+    auto* const own = static_cast<ThreadRecord*>(try_allocate_zeroed(sizeof(ThreadRecord)));
+    if (own == nullptr) {
+        COMMON_LOG_REPORT_AS(reporting_function, Error, "Failed to allocate memory for log data");
+        return nullptr;
+    }
+    if (const int error = pthread_setspecific(logger.slot, own); error != 0) {
+        std::free(own);
+        COMMON_LOG_REPORT_AS(reporting_function, Error,
+                             "Failed to set the thread-specific key with error: %s (%d)",
+                             std::strerror(error), error);
+        return nullptr;
+    }
+    initialise_record(*own);
+    return own;
 }
 
 }  // namespace
@@ -228,36 +263,21 @@ void handlerLegacy(std::int32_t level, const char* zoneName, const char* file, c
     if (format == nullptr || COMMON_Log_Acceptable(unsigned_level) == 0) {
         return;
     }
-    const ErrnoKeeper callers_errno;
     ThreadRecord* own = nullptr;
     if (logger.cache.load(std::memory_order_relaxed) == 1 && !thread_state.record_released &&
         logger.slotCreated.load(std::memory_order_acquire)) {
         own = static_cast<ThreadRecord*>(pthread_getspecific(logger.slot));
         if (own == nullptr) {
-            own = static_cast<ThreadRecord*>(try_allocate_zeroed(sizeof(ThreadRecord)));
-            if (own == nullptr) {
-                COMMON_LOG_REPORT(Error, "Failed to allocate memory for log data");
-            } else if (const int error = pthread_setspecific(logger.slot, own); error != 0) {
-                std::free(own);
-                own = nullptr;
-                COMMON_LOG_REPORT(Error,
-                                  "Failed to set the thread-specific key with error: %s (%d)",
-                                  std::strerror(error), error);
-            } else {
-                initialise_record(*own);
-            }
+            own = new_thread_record(__func__);
         } else if (own->fork_count != fork_count.load(std::memory_order_relaxed)) {
             initialise_record(*own);  // inherited from before a fork: this is another thread
         }
     }
-    callers_errno.restore();
     if (own != nullptr) {
         logWrite(own, unsigned_level, zoneName, file, function, line, format, args);
-        return;
+    } else {
+        write_from_stack(unsigned_level, zoneName, file, function, line, format, args);
     }
-    ThreadRecord on_stack;
-    initialise_record(on_stack);
-    logWrite(&on_stack, unsigned_level, zoneName, file, function, line, format, args);
 }
 
 void logInternal(COMMON_LogLevel_t level, std::uint32_t /*zone*/, const char* zoneName,
@@ -265,11 +285,9 @@ void logInternal(COMMON_LogLevel_t level, std::uint32_t /*zone*/, const char* zo
 {
     COMMON_ASSERT(kLogSource, format != nullptr, "((void *)0) != format");
     const ErrnoKeeper keep;
-    ThreadRecord on_stack;
-    initialise_record(on_stack);
     va_list args;
     va_start(args, format);
-    logWrite(&on_stack, level, zoneName, file, function, line, format, args);
+    write_from_stack(level, zoneName, file, function, line, format, args);
     va_end(args);
 }
 

@@ -61,10 +61,10 @@ public:
     /// As "%09u", for a number below 1,000,000,000.
     Composer& nine_digits(std::uint32_t value) noexcept
     {
-        for (int i = 8; i >= 0; --i) {
-            end_[i] = static_cast<char>('0' + value % 10);
-            value /= 10;
-        }
+        // Three groups that do not wait for one another.
+        three_digits(end_, value / 1'000'000);
+        three_digits(end_ + 3, value / 1'000 % 1'000);
+        three_digits(end_ + 6, value % 1'000);
         end_ += 9;
         return *this;
     }
@@ -72,6 +72,13 @@ public:
     void terminate() noexcept { *end_ = '\0'; }
 
 private:
+    static void three_digits(char* text, std::uint32_t value) noexcept
+    {
+        text[0] = static_cast<char>('0' + value / 100);
+        text[1] = static_cast<char>('0' + value / 10 % 10);
+        text[2] = static_cast<char>('0' + value % 10);
+    }
+
     Composer& fill(char filler, std::size_t count) noexcept
     {
         std::memset(end_, filler, count);

@@ -103,11 +103,14 @@ void logInternal(COMMON_LogLevel_t level, std::uint32_t zone, const char* zoneNa
 }  // namespace common
 
 /// Reports a failure of the facility itself: COMMON_LOG_REPORT(Warn, "...", ...).
-#define COMMON_LOG_REPORT(level, ...)                                                              \
+#define COMMON_LOG_REPORT(level, ...) COMMON_LOG_REPORT_AS(__func__, level, __VA_ARGS__)
+
+/// The same in the name of another function.
+#define COMMON_LOG_REPORT_AS(function, level, ...)                                                 \
     do {                                                                                           \
         if (::common::acceptable_now(COMMON_LogLevel##level)) {                                    \
             ::common::logInternal(COMMON_LogLevel##level, ::common::kZone, COMMON_Log_zoneDefault, \
-                                  ::common::kLogSource.name, __func__, __LINE__, __VA_ARGS__);     \
+                                  ::common::kLogSource.name, function, __LINE__, __VA_ARGS__);     \
         }                                                                                          \
     } while (false)
 
