@@ -14,6 +14,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -159,9 +160,11 @@ void run_and_report_exceptions(const std::function<void()>& body)
 void run_body(const FreshSetup& setup, const Ends& ends, const std::function<void()>& body)
 {
     set_up_or_exit(setup, ends);
-    failed_checks = ends.failed_checks;
-    testing::UnitTest::GetInstance()->listeners().Append(new FailureCounter);
-    std::atexit(exit_for_failed_checks);
+    // A fresh process inside a fresh process has the counter already; it answers for itself only.
+    if (std::exchange(failed_checks, ends.failed_checks) == nullptr) {
+        testing::UnitTest::GetInstance()->listeners().Append(new FailureCounter);
+        std::atexit(exit_for_failed_checks);
+    }
 
     const HeldResources before = held_resources();
     run_and_report_exceptions(body);

@@ -16,17 +16,17 @@ namespace bench {
 /** The fields of a record. What its layout does not have is -1 or empty. */
 struct LayoutFields {
     std::int64_t day = -1;
-    std::string time; /**< as written, such as "03:04:05" */
+    std::string time{}; /**< as written, such as "03:04:05" */
     std::int64_t nanoseconds = -1;
     std::int64_t pid = -1;
     std::int64_t tid = -1;
-    std::string process;
-    std::string level;
-    std::string zone;
-    std::string file;
-    std::string function;
+    std::string process{};
+    std::string level{};
+    std::string zone{};
+    std::string file{};
+    std::string function{};
     std::int64_t line = -1;
-    std::string message;
+    std::string message{};
 
     bool operator==(const LayoutFields&) const = default;
 };
