@@ -126,6 +126,7 @@ void set_up(const FreshSetup& setup, const Ends& ends)
     for (const auto& [path, content] : setup.programs) {
         write_file(path, content, 0755);
     }
+    start_sanitizer_thread();
     if (setup.prepare) {
         setup.prepare();
     }

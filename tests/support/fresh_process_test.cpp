@@ -16,6 +16,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 
+#include "sanitizer.h"
 #include "wait_until.h"
 
 using namespace bench;
@@ -347,11 +348,11 @@ TEST(FreshProcess, OutcomeIsPrintedWhole)
     EXPECT_THAT(text.str(), HasSubstr("the record"));
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(BENCH_ADDRESS_SANITIZER)
 TEST(FreshProcess, LostMemoryIsNoticed)
 {
     const Outcome outcome = run_fresh([] {
-        static void* volatile block;
+        [[maybe_unused]] static void* volatile block;
         block = std::malloc(123);
         block = nullptr;
     });

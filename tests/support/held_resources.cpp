@@ -4,13 +4,16 @@
 #include <cstring>
 #include <dirent.h>
 #include <memory>
+#include <stdexcept>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 
+#include "sanitizer.h"
 #include "wait_until.h"
 
 namespace bench {
@@ -84,6 +87,17 @@ std::string describe_child()
 }
 
 }  // namespace
+
+void start_sanitizer_thread()
+{
+#if defined(BENCH_THREAD_SANITIZER)
+    const int before = count_threads();
+    std::thread([] {}).join();
+    if (!wait_until([&] { return count_threads() <= before + 1; }, kThreadEndTime)) {
+        throw std::runtime_error("a thread that was joined does not go away");
+    }
+#endif
+}
 
 HeldResources held_resources()
 {

@@ -16,6 +16,12 @@ struct HeldResources {
     int threads = 0;
 };
 
+/**
+ * Lets the run-time library of a sanitizer start the thread of its own that it starts with a
+ * process's first thread, so that it is there before anything is counted.
+ */
+void start_sanitizer_thread();
+
 /** Looks at the calling process. */
 HeldResources held_resources();
 
