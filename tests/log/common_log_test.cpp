@@ -22,13 +22,9 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 
-/// The functions without what lets the compiler check their formats: it would refuse a null one.
-using Write = void (*)(COMMON_LogLevel_t, std::uint32_t, const char*, const char*, const char*,
-                       std::int32_t, const char*, ...);
-
 void write_null_format()
 {
-    const Write log_write = COMMON_Log_Write;
+    const UncheckedWrite log_write = COMMON_Log_Write;
     log_write(COMMON_LogLevelError, kZoneNumber, "ZONE", "file.c", "function", 7, nullptr);
 }
 

@@ -39,6 +39,11 @@ inline Report report(COMMON_LogLevel_t level, std::string zone, std::string file
             std::move(message)};
 }
 
+/// COMMON_Log_Write() without what lets the compiler check the format: it refuses a null one, and
+/// "%m", which the C library knows.
+using UncheckedWrite = void (*)(COMMON_LogLevel_t, std::uint32_t, const char*, const char*,
+                                const char*, std::int32_t, const char*, ...);
+
 /// Writes a record of which only the level and the message matter.
 COMMON_PRINTF(2, 3)
 inline void log_message(COMMON_LogLevel_t level, const char* format, ...)

@@ -1,0 +1,378 @@
+// The built-in handler: the record that each thread keeps, what happens when it cannot have one,
+// when it is released and what is written after that.
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <pthread.h>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+#include "common_log_settings.h"
+#include "fault.h"
+#include "log_calls.h"
+#include "wait_until.h"
+
+namespace {
+
+using namespace bench;
+using fault::Call;
+using testing::AllOf;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr COMMON_LogLevel_t kError = COMMON_LogLevelError;
+constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
+
+/// The destructor of the slot that the library made, seen by the function below.
+std::atomic<void (*)(void*)> last_key_destructor{nullptr};
+
+}  // namespace
+
+// Stands in front of the C library's, to see the destructor.
+extern "C" int pthread_key_create(pthread_key_t* key, void (*destructor)(void*)) noexcept
+{
+    using Create = int (*)(pthread_key_t*, void (*)(void*));
+    static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_key_create"));
+    last_key_destructor = destructor;
+    return create(key, destructor);
+}
+
+namespace {
+
+void in_a_thread(const std::function<void()>& body)
+{
+    std::thread(body).join();
+}
+
+TEST(CommonLogThreadRecord, IsAllocatedOnceAndFreedWithTheThread)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_LevelGet();
+        const long blocks = fault::outstanding_blocks();
+        in_a_thread([blocks] {
+            for (int i = 0; i < 3; ++i) {
+                log_message(kInfo, "%d", i);
+                EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
+                EXPECT_EQ(fault::calls(Call::malloc), 1);
+            }
+        });
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome),
+                ElementsAre(written(kInfo, "0"), written(kInfo, "1"), written(kInfo, "2")));
+}
+
+TEST(CommonLogThreadRecord, EachThreadHasItsOwn)
+{
+    const Outcome outcome = run_fresh([] {
+        log_message(kInfo, "main");
+        const long blocks = fault::outstanding_blocks();
+        in_a_thread([blocks] {
+            log_message(kInfo, "%d", gettid());
+            in_a_thread([blocks] {
+                log_message(kInfo, "%d", gettid());
+                EXPECT_EQ(fault::outstanding_blocks(), blocks + 2);
+            });
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
+            log_message(kInfo, "%d", gettid());
+        });
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    ASSERT_THAT(outcome.log, SizeIs(4));
+    for (std::size_t i = 1; i < 4; ++i) {
+        const LayoutFields fields = fields_of(outcome.log[i]);
+        EXPECT_EQ(std::to_string(fields.tid), fields.message);
+        EXPECT_NE(fields.tid, fields.pid);
+    }
+}
+
+TEST(CommonLogThreadRecord, IsNotKeptUnlessTheCacheIsOne)
+{
+    for (const std::uint32_t cache : {0u, 2u, ~0u}) {
+        const Outcome outcome = run_fresh([cache] {
+            COMMON_Log_CacheSet(cache);
+            log_message(kInfo, "%d", gettid());
+            in_a_thread([] { log_message(kInfo, "%d", gettid()); });
+            EXPECT_EQ(fault::calls(Call::malloc), 0);
+            EXPECT_EQ(fault::calls(Call::pthread_setspecific), 0);
+        });
+        EXPECT_THAT(outcome, exited(0));
+        ASSERT_THAT(outcome.log, SizeIs(2)) << cache;
+        for (const auto& record : outcome.log) {
+            EXPECT_EQ(std::to_string(fields_of(record).tid), fields_of(record).message);
+        }
+    }
+}
+
+TEST(CommonLogThreadRecord, IsKeptAgainWhenTheCacheIsTurnedOn)
+{
+    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_CACHE", "False"}}}, [] {
+        const long blocks = fault::outstanding_blocks();
+        in_a_thread([blocks] {
+            log_message(kInfo, "off");
+            COMMON_Log_CacheSet(1);
+            log_message(kInfo, "on");
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
+            COMMON_Log_CacheSet(0);
+            log_message(kInfo, "off again");
+        });
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "off"), written(kInfo, "on"),
+                                              written(kInfo, "off again")));
+}
+
+TEST(CommonLogThreadRecord, WithoutMemoryTheRecordIsWrittenAllTheSame)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_LevelGet();
+        fault::fail(Call::malloc, 1);
+        log_message(kInfo, "first");
+        log_message(kInfo, "second");  // tries again
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(fault::calls(Call::malloc), 2);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome), ElementsAre(said_by_log(kError, "handlerLegacy",
+                                                          "Failed to allocate memory for log data"),
+                                              written(kInfo, "first"), written(kInfo, "second")));
+}
+
+TEST(CommonLogThreadRecord, FailuresAreReportedOnlyWhereErrorsAreAcceptable)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_LevelSet(COMMON_LogLevelCritical);
+        fault::fail_always(Call::malloc);
+        log_message(COMMON_LogLevelCritical, "m");
+        EXPECT_EQ(fault::fired(), 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelCritical, "m")));
+}
+
+TEST(CommonLogThreadRecord, ThatCannotBeStoredIsFreed)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_LevelGet();
+        const long blocks = fault::outstanding_blocks();
+        fault::fail(Call::pthread_setspecific, 1, ENOMEM);
+        log_message(kInfo, "first");
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+        fault::fail(Call::pthread_setspecific, 1, EINVAL);
+        log_message(kInfo, "second");
+        log_message(kInfo, "third");
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    const std::string failed = "Failed to set the thread-specific key with error: ";
+    EXPECT_THAT(
+        reports(outcome),
+        ElementsAre(said_by_log(kError, "handlerLegacy", failed + "Cannot allocate memory (12)"),
+                    written(kInfo, "first"),
+                    said_by_log(kError, "handlerLegacy", failed + "Invalid argument (22)"),
+                    written(kInfo, "second"), written(kInfo, "third")));
+}
+
+TEST(CommonLogThreadRecord, LongRecordWithoutMemoryIsCutButSent)
+{
+    const std::string zone(5000, 'z');
+    const std::string file(5000, 'f');
+    const std::string function(5000, 'g');
+    const std::string message(1023, 'm');
+    const Outcome outcome = run_fresh([&] {
+        log_message(kInfo, "has its own record now");
+        fault::fail_always(Call::malloc);
+        COMMON_Log_Write(kInfo, kZoneNumber, zone.c_str(), file.c_str(), function.c_str(), 12, "%s",
+                         message.c_str());
+        EXPECT_EQ(fault::fired(), 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    ASSERT_THAT(outcome.log, SizeIs(2));
+    const LayoutFields fields = fields_of(outcome.log[1]);
+    EXPECT_EQ(fields.zone, zone.substr(0, 120));
+    EXPECT_EQ(fields.file, file.substr(0, 120));
+    EXPECT_EQ(fields.function, function.substr(0, 120));
+    EXPECT_EQ(fields.line, 12);
+    EXPECT_EQ(fields.message, message);
+}
+
+TEST(CommonLogThreadRecord, ClearingFailureIsToldOnStandardError)
+{
+    const auto body = [] {
+        in_a_thread([] {
+            log_message(kInfo, "m");
+            fault::fail(Call::pthread_setspecific, 1, EINVAL);
+        });
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(fault::outstanding_blocks(), 0);
+    };
+    const Outcome outcome = run_fresh({.env = kDebugOn}, body);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(row_texts(outcome.err),
+                Contains(log_row("stderr", "threadOnceDestructor",
+                                 "Failed to clear the thread-specific value with error: "
+                                 "Invalid argument (22)"))
+                    .Times(1));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+
+    const Outcome without_debug = run_fresh(body);
+    EXPECT_THAT(without_debug, exited(0));
+    EXPECT_EQ(without_debug.err, "");
+}
+
+TEST(CommonLogThreadRecord, DestructorWithoutARecordTellsSo)
+{
+    const auto body = [] {
+        last_key_destructor = nullptr;
+        log_message(kInfo, "m");
+        void (*const destructor)(void*) = last_key_destructor;
+        EXPECT_NE(destructor, nullptr);
+        destructor(nullptr);
+        log_message(kInfo, "next");
+        EXPECT_EQ(fault::calls(Call::malloc), 1);  // the record is still there
+    };
+    const Outcome outcome = run_fresh({.env = kDebugOn}, body);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(row_texts(outcome.err),
+                Contains(log_row("stderr", "threadOnceDestructor",
+                                 "threadOnceDestructor() called with NULL parameter!"))
+                    .Times(1));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m"), written(kInfo, "next")));
+
+    const Outcome without_debug = run_fresh(body);
+    EXPECT_THAT(without_debug, exited(0));
+    EXPECT_EQ(without_debug.err, "");
+}
+
+/// A thread-specific destructor that logs, in as many rounds as the C library grants.
+struct LoggingKey {
+    pthread_key_t key{};
+    const char* name = "";
+
+    void make(const char* text, void (*destructor)(void*))
+    {
+        name = text;
+        ASSERT_EQ(pthread_key_create(&key, destructor), 0);
+    }
+};
+LoggingKey earlier_key;
+LoggingKey later_key;
+
+void log_and_come_again(void* value)
+{
+    const auto* const self = static_cast<LoggingKey*>(value);
+    log_message(kInfo, "%s", self->name);
+    pthread_setspecific(self->key, self);
+}
+
+TEST(CommonLogThreadEnd, OtherDestructorsLogBeforeAndAfterTheRecordIsGone)
+{
+    const Outcome outcome = run_fresh([] {
+        earlier_key.make("earlier", log_and_come_again);
+        log_message(kInfo, "main");
+        later_key.make("later", log_and_come_again);
+        EXPECT_LT(earlier_key.key, later_key.key);  // so that the slot's destructor is in between
+        const long blocks = fault::outstanding_blocks();
+        in_a_thread([] {
+            log_message(kInfo, "thread");
+            pthread_setspecific(earlier_key.key, &earlier_key);
+            pthread_setspecific(later_key.key, &later_key);
+        });
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    const auto all = reports(outcome);
+    EXPECT_THAT(all, SizeIs(2 + 2 * PTHREAD_DESTRUCTOR_ITERATIONS));
+    EXPECT_THAT(all, Contains(written(kInfo, "earlier")).Times(PTHREAD_DESTRUCTOR_ITERATIONS));
+    EXPECT_THAT(all, Contains(written(kInfo, "later")).Times(PTHREAD_DESTRUCTOR_ITERATIONS));
+}
+
+TEST(CommonLogThreadEnd, FirstRecordOfAThreadMayComeFromADestructor)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_LevelGet();
+        later_key.make("first", [](void*) { log_message(kInfo, "%d", gettid()); });
+        const long blocks = fault::outstanding_blocks();
+        in_a_thread([] { pthread_setspecific(later_key.key, &later_key); });
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    ASSERT_THAT(outcome.log, SizeIs(1));
+    const LayoutFields fields = fields_of(outcome.log[0]);
+    EXPECT_EQ(std::to_string(fields.tid), fields.message);
+}
+
+TEST(CommonLogThreadEnd, CancelledThreadLogsInItsCleanup)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_LevelGet();
+        const long blocks = fault::outstanding_blocks();
+        static std::atomic<bool> waiting{false};
+        pthread_t thread{};
+        const auto entry = [](void*) -> void* {
+            pthread_cleanup_push([](void*) { log_message(kInfo, "cleanup"); }, nullptr);
+            log_message(kInfo, "thread");
+            waiting = true;
+            for (;;) {
+                pause();
+            }
+            pthread_cleanup_pop(0);
+            return nullptr;
+        };
+        ASSERT_EQ(pthread_create(&thread, nullptr, entry, nullptr), 0);
+        EXPECT_TRUE(wait_until([] { return waiting.load(); }));
+        pthread_cancel(thread);
+        pthread_join(thread, nullptr);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "thread"), written(kInfo, "cleanup")));
+}
+
+TEST(CommonLogExit, HandlersLogWheneverTheyWereRegistered)
+{
+    const Outcome outcome = run_fresh([] {
+        std::atexit([] { log_message(kInfo, "registered before the first call"); });
+        log_message(kInfo, "body");
+        std::atexit([] { log_message(kInfo, "registered after it"); });
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome),
+                ElementsAre(written(kInfo, "body"), written(kInfo, "registered after it"),
+                            written(kInfo, "registered before the first call")));
+}
+
+TEST(CommonLogExit, FirstCallMayComeFromAnExitHandler)
+{
+    const Outcome outcome = run_fresh([] { std::atexit([] { log_message(kInfo, "at exit"); }); });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "at exit")));
+}
+
+TEST(CommonLogMessage, IsEmptyWhenItCannotBeFormatted)
+{
+    const Outcome outcome = run_fresh([] {
+        log_message(kInfo, "before");
+        constexpr wchar_t kNoCharacter[] = {0x110000, 0};
+        log_message(kInfo, "%s %ls", "some text", kNoCharacter);
+        fault::fail_always(Call::vsnprintf, EOVERFLOW);
+        log_message(kInfo, "%.17g", 1.5);
+        EXPECT_EQ(fault::fired(), 1);
+        fault::reset();
+        log_message(kInfo, "after");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "before"), written(kInfo, ""),
+                                              written(kInfo, ""), written(kInfo, "after")));
+}
+
+}  // namespace

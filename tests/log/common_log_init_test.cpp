@@ -1,0 +1,393 @@
+// The once-initialisation: it neither hangs nor enters itself, whatever fails in it, whoever forks
+// meanwhile and however many threads come at once.
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common_debug.h"
+#include "common_log_settings.h"
+#include "common_process.h"
+#include "common_system.h"
+#include "fault.h"
+#include "fault_sweep.h"
+#include "forked.h"
+#include "log_calls.h"
+#include "wait_until.h"
+
+namespace {
+
+using namespace bench;
+using fault::Call;
+using testing::AssertionFailure;
+using testing::AssertionResult;
+using testing::AssertionSuccess;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
+constexpr COMMON_LogLevel_t kFatal = COMMON_LogLevelFatal;
+
+const Report kClockFailure = report(kFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
+                                    "Failed to get the CLOCK_REALTIME time with error: "
+                                    "Invalid argument (22)");
+
+void first_debug_row()
+{
+    COMMON_Debug_Write(stdout, "test", "first_debug_row", 1, "a row");
+}
+
+/// What a process may do first with the logging group.
+const struct {
+    const char* name;
+    void (*call)();
+} kFirstCalls[] = {
+    {"a record", [] { log_message(kInfo, "m"); }}, {"a question", [] { COMMON_Log_Acceptable(0); }},
+    {"a setting", [] { COMMON_Log_LevelGet(); }},  {"a debug row", first_debug_row},
+    {"the time", [] { COMMON_System_Time(); }},    {"the process", [] { COMMON_Process_Id(); }},
+};
+
+FreshSetup with_debug(bool debug)
+{
+    return debug ? FreshSetup{.env = kDebugOn} : FreshSetup{};
+}
+
+class Starts : public testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(Debug, Starts, testing::Bool(), testing::PrintToStringParamName());
+
+TEST_P(Starts, WithAClockThatAlwaysFails)
+{
+    for (const auto& first : kFirstCalls) {
+        const Outcome outcome = run_fresh(with_debug(GetParam()), [&] {
+            fault::fail_always(Call::clock_gettime, EINVAL);
+            first.call();
+            log_message(kInfo, "last");
+        });
+        EXPECT_THAT(outcome, exited(0)) << first.name;
+        const auto all = reports(outcome);
+        ASSERT_FALSE(all.empty()) << first.name;
+        EXPECT_EQ(all.back(), written(kInfo, "last")) << first.name;
+        EXPECT_THAT(all, Contains(kClockFailure)) << first.name;
+    }
+}
+
+TEST_P(Starts, WithoutMemory)
+{
+    for (const auto& first : kFirstCalls) {
+        const Outcome outcome = run_fresh(with_debug(GetParam()), [&] {
+            fault::fail_always(Call::malloc);
+            fault::fail_always(Call::realloc);
+            fault::fail_always(Call::strdup);
+            first.call();
+            log_message(kInfo, "last");
+        });
+        EXPECT_THAT(outcome, exited(0)) << first.name;
+        const auto all = reports(outcome);
+        ASSERT_GE(all.size(), 2u) << first.name;
+        EXPECT_EQ(all[all.size() - 2], said_by_log(COMMON_LogLevelError, "handlerLegacy",
+                                                   "Failed to allocate memory for log data"))
+            << first.name;
+        EXPECT_EQ(all.back(), written(kInfo, "last")) << first.name;
+    }
+}
+
+TEST_P(Starts, WithSettingsThatCannotBeRead)
+{
+    // Folders where files are expected: they can be opened, but not read.
+    FreshSetup setup = with_debug(GetParam());
+    setup.files = {{"/config/common/debug/settings.txt/file", ""},
+                   {"/config/common/log/settings.txt/file", ""},
+                   {"/tmp/common/log/settings.txt/file", ""},
+                   {"/oxa/lib/liboxa.so/file", ""}};
+    const Outcome outcome = run_fresh(setup, [] { log_message(kInfo, "m"); });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+}
+
+/// The assertions that the given failure may end in.
+std::vector<std::string> assertions_after(const std::string& call)
+{
+    if (call == "localtime_r" || call == "strftime") {
+        return {"((void *)0) != ptm"};
+    }
+    if (call == "open") {
+        return {"STATUS_SUCCESS == status"};  // a process without its own /proc entry
+    }
+    if (call == "pthread_mutex_lock") {
+        return {"0 == retval"};
+    }
+    return {};
+}
+
+AssertionResult writes_the_record_or_asserts(const ForcedFailure& failure, const Outcome& outcome)
+{
+    if (outcome.end == Outcome::End::Killed && outcome.number == SIGABRT) {
+        for (const auto& text : assertions_after(failure.call)) {
+            if (outcome.err.find("Assertion `" + text + "' failed.") != std::string::npos) {
+                return AssertionSuccess();
+            }
+        }
+        return AssertionFailure() << "wrong death";
+    }
+    const Report expected = written(kInfo, failure.call == "vsnprintf" ? "" : "number 1.5");
+    const auto all = reports(outcome);
+    if (outcome.end != Outcome::End::Exited || outcome.number != 0 || all.empty() ||
+        all.back() != expected) {
+        return AssertionFailure() << "the record is missing";
+    }
+    return AssertionSuccess();
+}
+
+TEST_P(Starts, WhicheverCallFails)
+{
+    int failures = 0;
+    for (int call = 0; call <= static_cast<int>(Call::dlclose); ++call) {
+        // Where an unlock is not checked a forced failure would leave the lock taken, other than
+        // any real one.
+        if (static_cast<Call>(call) != Call::pthread_mutex_unlock) {
+            failures +=
+                sweep(with_debug(GetParam()), [] { log_message(kInfo, "number %.1f", 1.5); },
+                      writes_the_record_or_asserts, {.only = static_cast<Call>(call)});
+        }
+    }
+    EXPECT_GT(failures, GetParam() ? 60 : 15);
+}
+
+TEST_P(Starts, WhicheverCallFailsFromThenOnInOneFunction)
+{
+    for (const Call call :
+         {Call::read, Call::close, Call::stat, Call::pthread_once, Call::pthread_key_create,
+          Call::pthread_setspecific, Call::dlopen, Call::fflush, Call::pthread_atfork}) {
+        const Outcome outcome = run_fresh(with_debug(GetParam()), [call] {
+            fault::fail_always(call);
+            log_message(kInfo, "m");
+        });
+        EXPECT_THAT(outcome, exited(0)) << fault::name(call);
+        const auto all = reports(outcome);
+        ASSERT_FALSE(all.empty()) << fault::name(call);
+        EXPECT_EQ(all.back(), written(kInfo, "m")) << fault::name(call);
+    }
+}
+
+TEST(CommonLogInit, FailingOnceControlLeavesTheDefaults)
+{
+    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_FORMAT", "Legacy"}}}, [] {
+        fault::fail_always(Call::pthread_once, EINVAL);
+        log_message(kInfo, "m");
+        EXPECT_EQ(COMMON_Log_Acceptable(5), 1u);
+        EXPECT_EQ(COMMON_Log_Acceptable(6), 0u);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.out,
+                HasSubstr("The once control failed with error: Invalid argument (22)"));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    ASSERT_THAT(outcome.log, SizeIs(1));
+    EXPECT_EQ(fields_of(outcome.log[0]).pid, 0);
+    EXPECT_EQ(fields_of(outcome.log[0]).process, "");
+}
+
+TEST(CommonLogInit, ReportMadeMeanwhileGoesOutWithDefaultSettings)
+{
+    FreshSetup setup{.env = kDebugOn};
+    setup.env["COMMON_LOG_FORMAT"] = "Legacy";
+    setup.env["COMMON_LOG_LEVEL"] = "Verbose";
+    const Outcome outcome = run_fresh(setup, [] {
+        fault::fail(Call::clock_gettime, 1, EINVAL);  // of the row "Initializing"
+        log_message(COMMON_LogLevelVerbose, "m");
+        EXPECT_EQ(fault::fired(), 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    ASSERT_THAT(outcome.log, SizeIs(2));
+    EXPECT_EQ(reports(outcome)[0], kClockFailure);
+    EXPECT_EQ(fields_of(outcome.log[0]).pid, 0);
+    EXPECT_EQ(fields_of(outcome.log[0]).process, "");
+    const auto second = parse_legacy(outcome.log[1].text);
+    ASSERT_TRUE(second.has_value()) << outcome.log[1];
+    EXPECT_EQ(second->message, "m");
+    EXPECT_EQ(second->level, "Verbose");
+}
+
+TEST(CommonLogInit, SlotThatCannotBeMadeTurnsTheCacheOff)
+{
+    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+        fault::fail(Call::pthread_key_create, 1, EAGAIN);
+        log_message(kInfo, "m");
+        EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
+        EXPECT_EQ(fault::calls(Call::malloc), 0);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(row_texts(outcome.err),
+                Contains(log_row("stderr", "threadOnce",
+                                 "Disabling caching due to failure creating the key with error: "
+                                 "Resource temporarily unavailable (11)"))
+                    .Times(1));
+    EXPECT_THAT(row_texts(outcome.out),
+                Contains(log_row("stdout", "threadOnce", "cache:    False")));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+}
+
+/// A place inside the initialisation: the n-th call of a function, made by its thread.
+struct Place {
+    Call call;
+    int nth;
+    bool shows_second_run;  // once the debug settings are there
+};
+
+std::ostream& operator<<(std::ostream& stream, const Place& place)
+{
+    return stream << fault::name(place.call) << place.nth;
+}
+
+class ForksInside : public testing::TestWithParam<Place> {};
+INSTANTIATE_TEST_SUITE_P(
+    All, ForksInside,
+    testing::Values(Place{Call::pthread_once, 1, false}, Place{Call::pthread_atfork, 1, true},
+                    Place{Call::pthread_once, 2, true}, Place{Call::open, 1, false},
+                    Place{Call::dlopen, 1, true}, Place{Call::clock_gettime, 1, true},
+                    Place{Call::open, 2, true}, Place{Call::read, 1, true},
+                    Place{Call::stat, 1, true}, Place{Call::localtime_r, 1, true},
+                    Place{Call::pthread_key_create, 1, true},
+                    Place{Call::pthread_mutex_unlock, 1, true}),
+    testing::PrintToStringParamName());
+
+TEST_P(ForksInside, ChildGoesOn)
+{
+    const Place place = GetParam();
+    const Outcome outcome = run_fresh({.env = kDebugOn}, [&] {
+        Event inside;
+        Event go_on;
+        fault::on_call(place.call, place.nth, [&] {
+            inside.set();
+            EXPECT_TRUE(go_on.wait());
+        });
+        std::thread initialising([] { log_message(kInfo, "parent's thread"); });
+        EXPECT_TRUE(inside.wait());
+        in_child([] {
+            log_message(kInfo, "child");
+            COMMON_Log_LevelSet(COMMON_LogLevelDebug);
+            log_message(COMMON_LogLevelDebug, "child again");
+        });
+        go_on.set();
+        initialising.join();
+        log_message(kInfo, "parent");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome),
+                ElementsAre(written(kInfo, "child"), written(COMMON_LogLevelDebug, "child again"),
+                            written(kInfo, "parent's thread"), written(kInfo, "parent")));
+    EXPECT_THAT(row_texts(outcome.err),
+                Contains(log_row("stderr", "threadOnce", "The once handler was already called"))
+                    .Times(place.shows_second_run ? 1 : 0));
+}
+
+/// Runs functions in threads that begin at the same moment.
+void at_once(const std::vector<std::function<void()>>& functions)
+{
+    std::atomic<std::size_t> ready{0};
+    std::vector<std::thread> threads;
+    for (const auto& function : functions) {
+        threads.emplace_back([&] {
+            ++ready;
+            while (ready < functions.size()) {
+            }
+            function();
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+}
+
+TEST_P(Starts, InManyThreadsAtOnce)
+{
+    for (int round = 0; round < 30; ++round) {
+        const Outcome outcome = run_fresh(with_debug(GetParam()), [] {
+            std::vector<std::function<void()>> all;
+            for (const auto& first : kFirstCalls) {
+                all.emplace_back(first.call);
+            }
+            at_once(all);
+            log_message(kInfo, "last");
+        });
+        ASSERT_THAT(outcome, exited(0));
+        ASSERT_THAT(reports(outcome), ElementsAre(written(kInfo, "m"), written(kInfo, "last")));
+        ASSERT_THAT(row_texts(outcome.out),
+                    Contains(log_row("stdout", "threadOnce", "Initialized")).Times(GetParam()));
+    }
+}
+
+/// Tells whether a thread sleeps in the kernel: it waits for a lock.
+bool is_blocked(int thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    const auto name_end = text.rfind(") ");
+    return name_end != std::string::npos && text[name_end + 2] == 'S';
+}
+
+/// Two threads whose first calls meet: one is held inside its initialisation until the other waits
+/// or is through.
+struct Meeting {
+    int held;  // of kFirstCalls
+    Call held_in;
+    int other;
+};
+
+class FirstCallsMeet : public testing::TestWithParam<Meeting> {};
+constexpr int kRecord = 0;
+constexpr int kRow = 3;
+constexpr int kProcess = 5;
+INSTANTIATE_TEST_SUITE_P(
+    All, FirstCallsMeet,
+    testing::Values(
+        Meeting{kRecord, Call::open, kRecord}, Meeting{kRecord, Call::open, kRow},
+        Meeting{kRecord, Call::open, kProcess}, Meeting{kRecord, Call::read, kRow},
+        Meeting{kRecord, Call::clock_gettime, kRow}, Meeting{kRecord, Call::clock_gettime, kRecord},
+        Meeting{kRow, Call::open, kRecord}, Meeting{kRow, Call::open, kRow},
+        Meeting{kRow, Call::open, kProcess}, Meeting{kRow, Call::clock_gettime, kRecord},
+        Meeting{kProcess, Call::open, kRecord}, Meeting{kProcess, Call::open, kRow},
+        Meeting{kProcess, Call::read, kRecord}, Meeting{kProcess, Call::read, kProcess}));
+
+TEST_P(FirstCallsMeet, AndNeitherHangs)
+{
+    const Meeting meeting = GetParam();
+    const Outcome outcome = run_fresh({.env = kDebugOn}, [&] {
+        Event inside;
+        Event go_on;
+        std::atomic<int> other_thread{0};
+        fault::on_call(meeting.held_in, 1, [&] {
+            inside.set();
+            EXPECT_TRUE(go_on.wait());
+        });
+        fault::fail_always(Call::clock_gettime, EINVAL);  // makes every row report to the log
+        std::thread held(kFirstCalls[meeting.held].call);
+        EXPECT_TRUE(inside.wait());
+        std::atomic<bool> through{false};
+        std::thread other([&] {
+            other_thread = gettid();
+            kFirstCalls[meeting.other].call();
+            through = true;
+        });
+        EXPECT_TRUE(wait_until([&] { return through || is_blocked(other_thread); }));
+        go_on.set();
+        held.join();
+        other.join();
+        log_message(kInfo, "last");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    ASSERT_FALSE(outcome.log.empty());
+    EXPECT_EQ(reports(outcome).back(), written(kInfo, "last"));
+}
+
+}  // namespace

@@ -1,0 +1,459 @@
+// What callers may rely on in bad times: errno, forks, exec, a log daemon that hangs or is not
+// there, cancelled threads, many threads at once.
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <map>
+#include <optional>
+#include <set>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "common_debug.h"
+#include "common_log_settings.h"
+#include "forked.h"
+#include "log_calls.h"
+#include "log_socket.h"
+#include "wait_until.h"
+
+namespace {
+
+using namespace bench;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using Clock = std::chrono::steady_clock;
+
+constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
+
+const struct {
+    const char* name;
+    void (*call)();
+} kCalls[] = {
+    {"accepted", [] { log_message(kInfo, "m"); }},
+    {"rejected", [] { log_message(COMMON_LogLevelVerbose, "m"); }},
+    {"long", [] { log_message(kInfo, "%s", std::string(5000, 'x').c_str()); }},
+    {"fatal", [] { log_message(COMMON_LogLevelFatal, "m"); }},
+    {"acceptable", [] { COMMON_Log_Acceptable(5); }},
+    {"not acceptable", [] { COMMON_Log_Acceptable(6); }},
+};
+
+TEST(CommonLogErrno, IsUntouchedByEveryCall)
+{
+    for (const auto& test : kCalls) {
+        for (const bool daemon : {true, false}) {
+            FreshSetup setup{.env = kDebugOn};
+            setup.open_log_socket = daemon;
+            EXPECT_THAT(run_fresh(setup,
+                                  [&] {
+                                      for (int i = 0; i < 3; ++i) {  // the first one initialises
+                                          errno = 4711;
+                                          test.call();
+                                          EXPECT_EQ(errno, 4711) << test.name << i;
+                                      }
+                                  }),
+                        exited(0));
+        }
+    }
+}
+
+TEST(CommonLogErrno, OfTheCallerShowsInRecordAndEcho)
+{
+    for (const char* cache : {"True", "False"}) {
+        FreshSetup setup{.env = kDebugOn};
+        setup.env["COMMON_LOG_CACHE"] = cache;
+        const Outcome outcome = run_fresh(setup, [] {
+            const UncheckedWrite log_write = COMMON_Log_Write;
+            for (const int error : {ENOENT, EXDEV}) {  // the first record initialises
+                errno = error;
+                log_write(COMMON_LogLevelFatal, kZoneNumber, "ZONE", "file.c", "function", 7,
+                          "failed: %m (%d)", 1);
+            }
+        });
+        EXPECT_THAT(outcome, exited(0));
+        const std::string first = "failed: No such file or directory (1)";
+        const std::string second = "failed: Invalid cross-device link (1)";
+        EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelFatal, first),
+                                                  written(COMMON_LogLevelFatal, second)));
+        const auto rows = row_texts(outcome.err);
+        EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", first}).Times(1));
+        EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", second}).Times(1));
+    }
+}
+
+TEST(CommonLogDaemon, WithoutOneRecordsAreDropped)
+{
+    const Outcome outcome = run_fresh({.open_log_socket = false}, [] {
+        log_message(kInfo, "dropped");
+        LogSocket daemon;
+        daemon.bind_at();
+        log_message(kInfo, "the daemon came up");
+        EXPECT_THAT(daemon.receive_all(), SizeIs(1));
+        daemon.close();
+        unlink("/dev/log");
+        log_message(kInfo, "dropped again");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(outcome.err, "");
+}
+
+/// Threads that write as fast as they can, each a number of records or until told to stop.
+class Hammer {
+public:
+    explicit Hammer(int threads)
+    {
+        for (int i = 0; i < threads; ++i) {
+            threads_.emplace_back([this] {
+                while (!stop_) {
+                    log_message(kInfo, "hammer");
+                    ++written_;
+                }
+            });
+        }
+    }
+    Hammer(const Hammer&) = delete;
+    Hammer& operator=(const Hammer&) = delete;
+    ~Hammer()
+    {
+        stop_ = true;
+        for (auto& thread : threads_) {
+            thread.join();
+        }
+    }
+
+    int written() const { return written_; }
+
+private:
+    std::atomic<bool> stop_{false};
+    std::atomic<int> written_{0};
+    std::vector<std::thread> threads_;
+};
+
+class ForkWhileLogging : public testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(Cache, ForkWhileLogging, testing::Values("True", "False"));
+
+TEST_P(ForkWhileLogging, EveryChildLogs)
+{
+    constexpr int kForks = 200;
+    FreshSetup setup{.env = {{"COMMON_LOG_CACHE", GetParam()}}};
+    setup.time_limit = std::chrono::seconds(60);
+    const Outcome outcome = run_fresh(setup, [] {
+        const Hammer hammer(8);
+        for (int i = 0; i < kForks; ++i) {
+            const int before = hammer.written();
+            in_child([i] {
+                log_message(kInfo, "child %d", i);
+                log_message(COMMON_LogLevelError, "child %d once more", i);
+            });
+            EXPECT_TRUE(wait_until([&] { return hammer.written() > before; }));
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
+    std::vector<Report> children;
+    for (const auto& one : reports(outcome)) {
+        if (one != written(kInfo, "hammer")) {
+            children.push_back(one);
+        }
+    }
+    ASSERT_THAT(children, SizeIs(2 * kForks));
+    for (int i = 0; i < kForks; ++i) {
+        const std::string name = "child " + std::to_string(i);
+        EXPECT_EQ(children[2 * static_cast<std::size_t>(i)], written(kInfo, name));
+        EXPECT_EQ(children[2 * static_cast<std::size_t>(i) + 1],
+                  written(COMMON_LogLevelError, name + " once more"));
+    }
+}
+
+TEST(CommonLogFork, ChildKeepsTheCapturedProcessButHasItsOwnThread)
+{
+    for (const COMMON_LogFormat_t format : {0u, 1u, 2u, 3u, 4u}) {
+        const Outcome outcome = run_fresh([format] {
+            prctl(PR_SET_NAME, "captured");
+            COMMON_Log_FormatSet(format);
+            log_message(kInfo, "parent");
+            prctl(PR_SET_NAME, "renamed");
+            std::printf("%d", getpid());
+            std::fflush(stdout);
+            in_child([] { log_message(kInfo, "%d", getpid()); });
+            in_child([] { std::thread([] { log_message(kInfo, "%d", gettid()); }).join(); });
+        });
+        ASSERT_THAT(outcome, exited(0));
+        ASSERT_THAT(outcome.log, SizeIs(3)) << format;
+        const std::int64_t captured = std::stol(outcome.out);
+        for (std::size_t i = 1; i < 3; ++i) {
+            const std::string& text = outcome.log[i].text;
+            const auto fields = format == 0   ? parse_legacy(text)
+                                : format == 1 ? parse_all(text)
+                                : format == 2 ? parse_columns(text)
+                                : format == 3 ? parse_syslogng(text)
+                                              : parse_syslogngext(text);
+            ASSERT_TRUE(fields.has_value()) << outcome.log[i];
+            if (format == 1 || format == 4) {
+                EXPECT_EQ(fields->pid, captured);
+                EXPECT_EQ(fields->process, "captured");
+            }
+            if (format == 1 || format == 2 || format == 4) {
+                EXPECT_EQ(std::to_string(fields->tid), fields->message);
+                EXPECT_NE(fields->tid, captured);
+            }
+            if (format == 3 && i == 1) {
+                EXPECT_EQ(std::to_string(fields->pid), fields->message);
+            }
+            if (format == 3) {
+                EXPECT_NE(fields->pid, captured);
+            }
+        }
+    }
+}
+
+TEST(CommonLogFork, GrandchildrenLogUnderTheirOwnThreads)
+{
+    const Outcome outcome = run_fresh([] {
+        log_message(kInfo, "%d", gettid());
+        in_child([] {
+            in_child([] { log_message(kInfo, "%d", gettid()); });
+            log_message(kInfo, "%d", gettid());
+        });
+        log_message(kInfo, "%d", gettid());
+    });
+    EXPECT_THAT(outcome, exited(0));
+    ASSERT_THAT(outcome.log, SizeIs(4));
+    for (const auto& record : outcome.log) {
+        EXPECT_EQ(std::to_string(fields_of(record).tid), fields_of(record).message);
+    }
+}
+
+TEST(CommonLogExec, NoDescriptorReachesTheProgram)
+{
+    FreshSetup setup{.env = kDebugOn};
+    setup.files = {{"/config/common/log/settings.txt", "COMMON_LOG_LEVEL=Debug\n"},
+                   {"/config/common/debug/settings.txt", "COMMON_DEBUG_ROW_LENGTH=16\n"}};
+    const Outcome outcome = run_fresh(setup, [] {
+        close_range(3, ~0u, CLOSE_RANGE_CLOEXEC);  // whatever the test itself was started with
+        log_message(kInfo, "m");
+        std::puts("descriptors:");
+        std::fflush(stdout);
+        dup2(STDOUT_FILENO, 50);  // shows that the program would tell of one that it got
+        execl("/bin/sh", "sh", "-c",
+              "for i in $(seq 0 100); do if [ -e /proc/$$/fd/$i ]; then echo $i; fi; done",
+              nullptr);
+        ADD_FAILURE() << "cannot execute a shell";
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.out, testing::EndsWith("descriptors:\n0\n1\n2\n50\n"));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+}
+
+/// A log daemon of the body's own that does not read: senders wait once its queue is full.
+class HangingDaemon {
+public:
+    HangingDaemon() { socket_.bind_at(); }
+
+    /// Starts a thread that writes records until it waits for room, and a few more once there is.
+    std::thread start_blocked_writer(int records)
+    {
+        std::thread writer([this, records] {
+            for (int i = 0; i < records; ++i) {
+                log_message(kInfo, "queued");
+                ++sent_;
+            }
+        });
+        EXPECT_TRUE(wait_until([this] { return is_full(); }));
+        return writer;
+    }
+
+    bool is_full() const
+    {
+        // Whoever looks from outside cannot send either.
+        const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strcpy(address.sun_path, "/dev/log");
+        const bool full =
+            connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+            send(probe, "", 0, MSG_DONTWAIT) < 0 && errno == EAGAIN;
+        close(probe);
+        return full;
+    }
+
+    std::vector<LogRecord> drain() { return socket_.receive_all(); }
+    int sent() const { return sent_; }
+
+private:
+    LogSocket socket_;
+    std::atomic<int> sent_{0};
+};
+
+constexpr int kMoreThanTheQueue = 600;  // net.unix.max_dgram_qlen is 10 to 512 where this runs
+
+TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)
+{
+    const Outcome outcome = run_fresh({.open_log_socket = false}, [] {
+        HangingDaemon daemon;
+        std::thread writer = daemon.start_blocked_writer(kMoreThanTheQueue);
+        EXPECT_LT(daemon.sent(), kMoreThanTheQueue);
+        std::size_t received = 0;
+        EXPECT_TRUE(wait_until([&] {
+            for (const auto& record : daemon.drain()) {
+                received += record.text.ends_with("queued") ? 1 : 0;
+            }
+            return received == kMoreThanTheQueue;
+        }));
+        writer.join();
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(CommonLogHangingDaemon, CancelledWritersLeaveOthersAbleToLog)
+{
+    const Outcome outcome = run_fresh({.open_log_socket = false}, [] {
+        HangingDaemon daemon;
+        COMMON_Log_LevelGet();
+        std::vector<pthread_t> writers(4);
+        for (auto& writer : writers) {
+            const auto entry = [](void*) -> void* {
+                for (;;) {
+                    log_message(kInfo, "queued");
+                }
+            };
+            ASSERT_EQ(pthread_create(&writer, nullptr, entry, nullptr), 0);
+        }
+        EXPECT_TRUE(wait_until([&] { return daemon.is_full(); }));
+        for (const auto& writer : writers) {
+            pthread_cancel(writer);
+        }
+        // Where a cancelled thread waits for a lock it ends only when it gets it.
+        std::vector<LogRecord> records;
+        std::atomic<bool> joined{false};
+        std::thread joiner([&] {
+            for (const auto& writer : writers) {
+                void* result = nullptr;
+                pthread_join(writer, &result);
+                EXPECT_EQ(result, PTHREAD_CANCELED);
+            }
+            log_message(kInfo, "after all were cancelled");
+            joined = true;
+        });
+        EXPECT_TRUE(wait_until([&] {
+            for (auto& record : daemon.drain()) {
+                records.push_back(std::move(record));
+            }
+            return joined.load();
+        }));
+        joiner.join();
+        for (auto& record : daemon.drain()) {
+            records.push_back(std::move(record));
+        }
+        ASSERT_FALSE(records.empty());
+        EXPECT_THAT(records.back().text, HasSubstr("after all were cancelled"));
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(CommonLogHangingDaemon, ForkIsBoundedAndTheChildDropsItsRecords)
+{
+    const Outcome outcome = run_fresh({.open_log_socket = false}, [] {
+        HangingDaemon daemon;
+        std::thread writer = daemon.start_blocked_writer(kMoreThanTheQueue);
+        const auto start = Clock::now();
+        const pid_t child = start_child([] {
+            log_message(kInfo, "child");
+            std::thread([] { log_message(kInfo, "child"); }).join();
+            EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
+        });
+        EXPECT_LT(Clock::now() - start, stretched(std::chrono::seconds(8)));
+        EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(1'900));
+        await_child(child);  // it does not wait for the daemon
+        std::vector<LogRecord> records;
+        EXPECT_TRUE(wait_until([&] {
+            for (auto& record : daemon.drain()) {
+                records.push_back(std::move(record));
+            }
+            return records.size() >= kMoreThanTheQueue && daemon.sent() == kMoreThanTheQueue;
+        }));
+        writer.join();
+        // A child forked now, with nobody waiting, is as good as any.
+        in_child([] { log_message(kInfo, "later child"); });
+        for (auto& record : daemon.drain()) {
+            records.push_back(std::move(record));
+        }
+        const auto has = [&](const char* message) {
+            return std::count_if(records.begin(), records.end(), [message](const auto& record) {
+                return record.text.ends_with(message);
+            });
+        };
+        EXPECT_EQ(has("queued"), kMoreThanTheQueue);
+        EXPECT_EQ(has(", child"), 0);
+        EXPECT_EQ(has(", later child"), 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(CommonLogThreads, WriteWholeRecordsWhileSettingsChange)
+{
+    constexpr int kThreads = 8;
+    constexpr int kRecords = 1'000;
+    FreshSetup setup;
+    setup.time_limit = std::chrono::seconds(60);
+    const Outcome outcome = run_fresh(setup, [] {
+        std::atomic<bool> stop{false};
+        std::thread setter([&] {
+            for (unsigned i = 0; !stop; ++i) {
+                COMMON_Log_FormatSet(i % 6);
+                COMMON_Log_StripSet(i % 2);
+                COMMON_Log_CacheSet(i / 2 % 2);
+                COMMON_Log_LevelSet(COMMON_LogLevelError + i % 5);
+                COMMON_Log_LegacySet(i / 64 % 2);
+                COMMON_Log_EnableSet(1);
+                COMMON_Log_PeakloadControlSet(i % 3);
+            }
+        });
+        std::vector<std::thread> writers;
+        for (int thread = 0; thread < kThreads; ++thread) {
+            writers.emplace_back([thread] {
+                for (int i = 0; i < kRecords; ++i) {
+                    COMMON_Log_Write(COMMON_LogLevelCritical, kZoneNumber, "ZONE", "dir/file.c",
+                                     "function", 7, "<%d %d>", thread, i);
+                }
+            });
+        }
+        for (auto& writer : writers) {
+            writer.join();
+        }
+        stop = true;
+        setter.join();
+    });
+    ASSERT_THAT(outcome, exited(0));
+    ASSERT_THAT(outcome.log, SizeIs(kThreads * kRecords));
+    std::map<int, int> next;
+    for (const auto& record : outcome.log) {
+        const std::string& text = record.text;
+        std::optional<LayoutFields> fields;
+        for (const auto parse :
+             {parse_legacy, parse_all, parse_columns, parse_syslogngext, parse_syslogng}) {
+            if (!fields) {
+                fields = parse(text);
+            }
+        }
+        ASSERT_TRUE(fields.has_value()) << record;
+        int thread = -1;
+        int number = -1;
+        ASSERT_EQ(std::sscanf(fields->message.c_str(), "<%d %d>", &thread, &number), 2) << record;
+        ASSERT_EQ(number, next[thread]++) << record;
+        ASSERT_THAT(fields->file, testing::AnyOf("file.c", "dir/file.c")) << record;
+        ASSERT_EQ(record.priority, LOG_CRIT);
+    }
+}
+
+}  // namespace
