@@ -13,7 +13,6 @@
 #include "log_socket.h"
 
 using namespace bench;
-using testing::ElementsAre;
 
 namespace {
 

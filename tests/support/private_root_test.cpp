@@ -17,7 +17,6 @@
 
 using namespace bench;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 namespace {
 
