@@ -1,0 +1,307 @@
+// The attributes with which threads are really created. The platform's pthread_create() is called
+// by way of the one below, which looks at them.
+#include <atomic>
+#include <dlfcn.h>
+#include <functional>
+#include <pthread.h>
+#include <sched.h>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "common_thread.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+#include "parked_thread.h"
+
+using namespace bench;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+/** What pthread_create() was called with. */
+struct Asked {
+    int calls = 0;
+    int policy = -1;
+    int priority = -1;
+    int inherit = -1;
+    int detach_state = -1;
+    std::size_t stack_size = 0;
+    pthread_t* id = nullptr;
+    void* argument = nullptr;
+};
+
+Asked asked;
+
+/** Called before a thread is created, instead of creating it: the result of pthread_create(). */
+std::function<int()> instead_of_creating;
+
+/** Called after a thread was created, before the library knows. */
+std::function<void(pthread_t* id)> after_creating;
+
+void look_at(const pthread_attr_t* attributes)
+{
+    sched_param parameters{};
+    pthread_attr_getschedpolicy(attributes, &asked.policy);
+    pthread_attr_getschedparam(attributes, &parameters);
+    pthread_attr_getinheritsched(attributes, &asked.inherit);
+    pthread_attr_getdetachstate(attributes, &asked.detach_state);
+    pthread_attr_getstacksize(attributes, &asked.stack_size);
+    asked.priority = parameters.sched_priority;
+}
+
+std::size_t default_stack_size()
+{
+    pthread_attr_t attributes;
+    std::size_t size = 0;
+    pthread_attr_init(&attributes);
+    pthread_attr_getstacksize(&attributes, &size);
+    pthread_attr_destroy(&attributes);
+    return size;
+}
+
+}  // namespace
+
+extern "C" int pthread_create(pthread_t* id, const pthread_attr_t* attributes,
+                              void* (*entry)(void*), void* argument) noexcept
+{
+    using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
+    ++asked.calls;
+    asked.id = id;
+    asked.argument = argument;
+    if (attributes != nullptr) {
+        look_at(attributes);
+    }
+    if (instead_of_creating) {
+        return instead_of_creating();
+    }
+    const int error = create(id, attributes, entry, argument);
+    if (after_creating) {
+        after_creating(id);
+    }
+    return error;
+}
+
+namespace {
+
+/** Starts a record without making a thread, and gives what was asked for. */
+Asked ask_for(const std::function<void(COMMON_Thread&)>& set_attributes)
+{
+    ParkedThread parked;
+    set_attributes(parked.record);
+    instead_of_creating = [] { return 0; };
+    EXPECT_EQ(COMMON_Thread_Start(&parked.record), 100U);
+    instead_of_creating = nullptr;
+    EXPECT_EQ(asked.calls, 1);
+    EXPECT_EQ(asked.id, &parked.record.id);
+    EXPECT_EQ(asked.argument, &parked.record);
+    return asked;
+}
+
+TEST(CommonThreadAttributes, DefaultRecordInheritsAndHasThePlatformsStack)
+{
+    const Outcome outcome = run_fresh([] {
+        const Asked now = ask_for([](COMMON_Thread&) {});
+        EXPECT_EQ(now.policy, SCHED_RR);
+        EXPECT_EQ(now.priority, 10);
+        EXPECT_EQ(now.inherit, PTHREAD_INHERIT_SCHED);
+        EXPECT_EQ(now.detach_state, PTHREAD_CREATE_JOINABLE);
+        EXPECT_EQ(now.stack_size, default_stack_size());
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(CommonThreadAttributes, SchedulingIsHandedOn)
+{
+    struct {
+        std::uint32_t schedule;
+        std::uint32_t priority;
+        int inherit;
+    } constexpr kCases[] = {
+        {SCHED_RR, 1, PTHREAD_EXPLICIT_SCHED},        {SCHED_RR, 99, PTHREAD_EXPLICIT_SCHED},
+        {SCHED_FIFO, 9, PTHREAD_EXPLICIT_SCHED},      {SCHED_FIFO, 11, PTHREAD_EXPLICIT_SCHED},
+        {SCHED_FIFO, 10, PTHREAD_INHERIT_SCHED},      {SCHED_OTHER, 0, PTHREAD_EXPLICIT_SCHED},
+        {SCHED_RR, 256 + 50, PTHREAD_EXPLICIT_SCHED},
+    };
+    for (const auto& example : kCases) {
+        const Outcome outcome = run_fresh([&] {
+            const Asked now = ask_for([&](COMMON_Thread& thread) {
+                COMMON_Thread_SetSchedule(&thread, example.schedule);
+                COMMON_Thread_SetPriority(&thread, example.priority);
+            });
+            EXPECT_EQ(now.policy, static_cast<int>(example.schedule));
+            EXPECT_EQ(now.priority, static_cast<int>(example.priority % 256));
+            EXPECT_EQ(now.inherit, example.inherit);
+        });
+        EXPECT_THAT(outcome, exited(0)) << example.schedule << " " << example.priority;
+        EXPECT_THAT(outcome.log, IsEmpty());
+    }
+}
+
+TEST(CommonThreadAttributes, OnlyOneIsDetached)
+{
+    for (const std::uint32_t state : {0U, 1U, 2U, 257U, UINT32_MAX}) {
+        EXPECT_THAT(run_fresh([&] {
+                        const Asked now = ask_for([&](COMMON_Thread& thread) {
+                            COMMON_Thread_SetDetachState(&thread, state);
+                        });
+                        EXPECT_EQ(now.detach_state,
+                                  state == 1 ? PTHREAD_CREATE_DETACHED : PTHREAD_CREATE_JOINABLE);
+                    }),
+                    exited(0))
+            << state;
+    }
+}
+
+TEST(CommonThreadAttributes, StackSizeIsHandedOn)
+{
+    for (const std::uint32_t size : {65534U, 65536U, 262'144U, 16'777'216U}) {
+        EXPECT_THAT(run_fresh([&] {
+                        const Asked now = ask_for([&](COMMON_Thread& thread) {
+                            COMMON_Thread_SetStackSize(&thread, size);
+                        });
+                        EXPECT_EQ(now.stack_size, size);
+                    }),
+                    exited(0))
+            << size;
+    }
+}
+
+/** Takes part of the effective attributes of the calling thread. */
+std::size_t own_stack_size()
+{
+    pthread_attr_t attributes;
+    std::size_t size = 0;
+    EXPECT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
+    EXPECT_EQ(pthread_attr_getstacksize(&attributes, &size), 0);
+    pthread_attr_destroy(&attributes);
+    return size;
+}
+
+struct Effective {
+    pthread_t self;
+    std::size_t stack_size;
+    int policy;
+};
+
+void* look_at_oneself(void* effective)
+{
+    *static_cast<Effective*>(effective) = {pthread_self(), own_stack_size(), sched_getscheduler(0)};
+    return nullptr;
+}
+
+/** Runs a thread of the library: what it finds. */
+Effective run_thread(const std::function<void(COMMON_Thread&)>& set_attributes)
+{
+    Effective effective{};
+    COMMON_Thread thread;
+    COMMON_Thread_Initialize(&thread, look_at_oneself, &effective);
+    set_attributes(thread);
+    EXPECT_EQ(COMMON_Thread_Start(&thread), 100U);
+    EXPECT_TRUE(has_ended(thread));
+    EXPECT_EQ(pthread_join(effective.self, nullptr), 0);
+    return effective;
+}
+
+/** Runs a thread with the platform's default attributes. */
+Effective run_plain_thread()
+{
+    Effective effective{};
+    pthread_t id{};
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    EXPECT_EQ(pthread_create(&id, &attributes, look_at_oneself, &effective), 0);
+    EXPECT_EQ(pthread_join(id, nullptr), 0);
+    pthread_attr_destroy(&attributes);
+    return effective;
+}
+
+TEST(CommonThreadAttributes, StackSizeTakesEffect)
+{
+    EXPECT_THAT(run_fresh([] {
+                    constexpr std::uint32_t kSmall = 1U << 20;
+                    constexpr std::uint32_t kLarge = 32U << 20;
+                    const auto small = run_thread(
+                        [](COMMON_Thread& thread) { COMMON_Thread_SetStackSize(&thread, kSmall); });
+                    const auto large = run_thread(
+                        [](COMMON_Thread& thread) { COMMON_Thread_SetStackSize(&thread, kLarge); });
+                    // The guard page may be part of the size; sanitizers add to it.
+                    EXPECT_GE(small.stack_size, kSmall / 2);
+                    EXPECT_LT(small.stack_size, kLarge / 2);
+                    EXPECT_GE(large.stack_size, kLarge - kSmall);
+                }),
+                exited(0));
+}
+
+TEST(CommonThreadAttributes, DefaultStackIsThatOfAnyThread)
+{
+    EXPECT_THAT(run_fresh([] {
+                    EXPECT_EQ(run_thread([](COMMON_Thread&) {}).stack_size,
+                              run_plain_thread().stack_size);
+                }),
+                exited(0));
+}
+
+TEST(CommonThreadAttributes, DefaultThreadInheritsTheSchedulingOfItsCreator)
+{
+    EXPECT_THAT(run_fresh([] {
+                    EXPECT_EQ(run_thread([](COMMON_Thread&) {}).policy, SCHED_OTHER);
+                    const sched_param parameters{};
+                    ASSERT_EQ(sched_setscheduler(0, SCHED_BATCH, &parameters), 0);
+                    EXPECT_EQ(run_thread([](COMMON_Thread&) {}).policy, SCHED_BATCH);
+                }),
+                exited(0));
+}
+
+TEST(CommonThreadAttributes, SetPriorityMakesTheSchedulingTheRecords)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const sched_param parameters{};
+                    ASSERT_EQ(sched_setscheduler(0, SCHED_BATCH, &parameters), 0);
+                    const auto effective = run_thread([](COMMON_Thread& thread) {
+                        COMMON_Thread_SetSchedule(&thread, COMMON_ThreadScheduleOther);
+                        COMMON_Thread_SetPriority(&thread, 0);
+                    });
+                    EXPECT_EQ(effective.policy, SCHED_OTHER);
+                }),
+                exited(0));
+}
+
+TEST(CommonThreadAttributes, PriorityThatTheSystemForbidsIsReported)
+{
+    const Outcome outcome = run_fresh([] {
+        ParkedThread parked;
+        COMMON_Thread_SetPriority(&parked.record, 50);
+        instead_of_creating = [] { return EPERM; };
+        EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
+        EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
+        EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(record(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Start",
+                                   "Failed to create the thread with error: Operation not "
+                                   "permitted (1)")));
+}
+
+TEST(CommonThreadAttributes, ThreadThatEndsBeforeItIsNamedIsUnnamedZero)
+{
+    EXPECT_THAT(run_fresh([] {
+                    after_creating = [](pthread_t* id) {
+                        EXPECT_TRUE(wait_until([&] { return std::atomic_ref(*id) == 0; }));
+                    };
+                    ParkedThread parked;
+                    parked.go.set();
+                    ASSERT_EQ(COMMON_Thread_Start(&parked.record), 100U);
+                    EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "Unnamed-0");
+                    EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
+                    EXPECT_EQ(pthread_join(parked.self, nullptr), 0);
+                }),
+                exited(0));
+}
+
+}  // namespace

@@ -1,0 +1,298 @@
+// The thread record: what it starts with, what is stored in it, and null arguments everywhere.
+#include "common_thread.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <ostream>
+#include <string>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "fresh_process.h"
+#include "log_matchers.h"
+
+using namespace bench;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+void* no_work(void*)
+{
+    return nullptr;
+}
+
+char argument_area;
+
+COMMON_Thread initialised_record()
+{
+    COMMON_Thread thread;
+    EXPECT_EQ(COMMON_Thread_Initialize(&thread, no_work, &argument_area), 100U);
+    return thread;
+}
+
+TEST(CommonThread, RecordHasItsFieldsInOrder)
+{
+    constexpr std::size_t kOffsets[] = {
+        offsetof(COMMON_Thread, id),          offsetof(COMMON_Thread, schedule),
+        offsetof(COMMON_Thread, detachState), offsetof(COMMON_Thread, priority),
+        offsetof(COMMON_Thread, stackSize),   offsetof(COMMON_Thread, entry),
+        offsetof(COMMON_Thread, argument),    offsetof(COMMON_Thread, name)};
+    EXPECT_TRUE(std::is_sorted(std::begin(kOffsets), std::end(kOffsets)));
+    EXPECT_EQ(kOffsets[0], 0U);
+    EXPECT_EQ(sizeof(COMMON_Thread::id), sizeof(pthread_t));
+    EXPECT_EQ(sizeof(COMMON_Thread::schedule), 4U);
+    EXPECT_EQ(sizeof(COMMON_Thread::detachState), 4U);
+    EXPECT_EQ(sizeof(COMMON_Thread::priority), 1U);
+    EXPECT_EQ(sizeof(COMMON_Thread::stackSize), 4U);
+    EXPECT_EQ(sizeof(COMMON_Thread::argument), sizeof(void*));
+    EXPECT_EQ(sizeof(COMMON_Thread::name), 129U);
+}
+
+TEST(CommonThread, InitializeOverwritesTheWholeRecord)
+{
+    COMMON_Thread thread;
+    std::memset(&thread, 0xEE, sizeof thread);
+    EXPECT_EQ(COMMON_Thread_Initialize(&thread, no_work, &argument_area), 100U);
+    EXPECT_EQ(thread.id, pthread_t{});
+    EXPECT_EQ(thread.schedule, 2U);
+    EXPECT_EQ(thread.detachState, 0U);
+    EXPECT_EQ(thread.priority, 10U);
+    EXPECT_EQ(thread.stackSize, 65535U);
+    EXPECT_EQ(thread.entry, no_work);
+    EXPECT_EQ(thread.argument, &argument_area);
+    EXPECT_THAT(thread.name, Each('\0'));
+}
+
+TEST(CommonThread, InitializeWithoutAnEntryLeavesTheRecordAlone)
+{
+    COMMON_Thread thread;
+    std::memset(&thread, 0xEE, sizeof thread);
+    COMMON_Thread before;
+    std::memcpy(&before, &thread, sizeof thread);
+    EXPECT_THAT(run_fresh([&] {
+                    EXPECT_EQ(COMMON_Thread_Initialize(&thread, nullptr, nullptr), 120U);
+                    EXPECT_EQ(std::memcmp(&thread, &before, sizeof thread), 0);
+                }),
+                exited(0));
+}
+
+TEST(CommonThread, NewGivesAnInitialisedRecordThatDeleteFrees)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Thread* const thread = COMMON_Thread_New(no_work, &argument_area);
+        ASSERT_NE(thread, nullptr);
+        const COMMON_Thread expected = initialised_record();
+        EXPECT_EQ(thread->id, pthread_t{});
+        EXPECT_EQ(thread->schedule, expected.schedule);
+        EXPECT_EQ(thread->detachState, expected.detachState);
+        EXPECT_EQ(thread->priority, expected.priority);
+        EXPECT_EQ(thread->stackSize, expected.stackSize);
+        EXPECT_EQ(thread->entry, no_work);
+        EXPECT_EQ(thread->argument, &argument_area);
+        EXPECT_STREQ(thread->name, "");
+        EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(CommonThread, GettersGiveTheDefaults)
+{
+    const COMMON_Thread thread = initialised_record();
+    EXPECT_EQ(COMMON_Thread_GetId(&thread), pthread_t{});
+    EXPECT_EQ(COMMON_Thread_GetName(&thread), thread.name);
+    EXPECT_EQ(COMMON_Thread_GetDetachState(&thread), 0U);
+    EXPECT_EQ(COMMON_Thread_GetPriority(&thread), 10U);
+    EXPECT_EQ(COMMON_Thread_GetSchedule(&thread), 2U);
+    EXPECT_EQ(COMMON_Thread_GetStackSize(&thread), 65535U);
+}
+
+TEST(CommonThread, WordsAreStoredUnchecked)
+{
+    COMMON_Thread thread = initialised_record();
+    for (const std::uint32_t value : {0U, 1U, 2U, 3U, 10U, 256U, 65535U, 65536U, UINT32_MAX}) {
+        COMMON_Thread_SetDetachState(&thread, value);
+        COMMON_Thread_SetSchedule(&thread, value + 1);
+        COMMON_Thread_SetStackSize(&thread, value + 2);
+        EXPECT_EQ(COMMON_Thread_GetDetachState(&thread), value);
+        EXPECT_EQ(COMMON_Thread_GetSchedule(&thread), value + 1);
+        EXPECT_EQ(COMMON_Thread_GetStackSize(&thread), value + 2);
+        EXPECT_EQ(thread.priority, 10U);
+    }
+}
+
+TEST(CommonThread, PriorityHasEightBits)
+{
+    COMMON_Thread thread = initialised_record();
+    struct {
+        std::uint32_t given;
+        std::uint32_t stored;
+    } constexpr kPriorities[] = {{0, 0},   {1, 1},    {10, 10},         {255, 255},
+                                 {256, 0}, {300, 44}, {0xFFFFFF0A, 10}, {UINT32_MAX, 255}};
+    for (const auto& priority : kPriorities) {
+        COMMON_Thread_SetPriority(&thread, priority.given);
+        EXPECT_EQ(COMMON_Thread_GetPriority(&thread), priority.stored) << priority.given;
+        EXPECT_EQ(thread.detachState, 0U);
+        EXPECT_EQ(thread.stackSize, 65535U);
+    }
+}
+
+TEST(CommonThread, NamesAreCutAt128Characters)
+{
+    COMMON_Thread thread = initialised_record();
+    std::memset(thread.name, 0xEE, sizeof thread.name);
+    for (const std::size_t length : {200U, 129U, 128U, 127U, 1U, 0U, 128U}) {
+        const std::string name(length, length % 2 == 0 ? 'e' : 'o');
+        EXPECT_EQ(COMMON_Thread_SetName(&thread, name.c_str()), 100U);
+        EXPECT_EQ(COMMON_Thread_GetName(&thread), name.substr(0, 128)) << length;
+    }
+}
+
+TEST(CommonThread, OwnNameCanBeSet)
+{
+    COMMON_Thread thread = initialised_record();
+    COMMON_Thread_SetName(&thread, "some name");
+    EXPECT_EQ(COMMON_Thread_SetName(&thread, thread.name), 100U);
+    EXPECT_STREQ(COMMON_Thread_GetName(&thread), "some name");
+    EXPECT_EQ(COMMON_Thread_SetName(&thread, thread.name + 5), 100U);
+    EXPECT_STREQ(COMMON_Thread_GetName(&thread), "name");
+}
+
+TEST(CommonThread, SchedulesHaveTexts)
+{
+    static_assert(COMMON_ThreadScheduleOther == SCHED_OTHER);
+    static_assert(COMMON_ThreadScheduleFifo == SCHED_FIFO);
+    static_assert(COMMON_ThreadScheduleRoundRobin == SCHED_RR);
+    EXPECT_STREQ(COMMON_ThreadSchedule_ToString(0), "Other");
+    EXPECT_STREQ(COMMON_ThreadSchedule_ToString(1), "First In, First Out (FIFO)");
+    EXPECT_STREQ(COMMON_ThreadSchedule_ToString(2), "Round Robin");
+    for (const std::uint32_t schedule : {3U, 5U, 256U, 0x80000000U, UINT32_MAX}) {
+        EXPECT_STREQ(COMMON_ThreadSchedule_ToString(schedule), "Invalid") << schedule;
+    }
+}
+
+TEST(CommonThread, DetachStatesHaveTexts)
+{
+    EXPECT_STREQ(COMMON_ThreadDetach_StateToString(0), "Joinable");
+    EXPECT_STREQ(COMMON_ThreadDetach_StateToString(1), "Detached");
+    for (const std::uint32_t state : {2U, 3U, 256U, 257U, 0x80000001U, UINT32_MAX}) {
+        EXPECT_STREQ(COMMON_ThreadDetach_StateToString(state), "Invalid") << state;
+    }
+}
+
+TEST(CommonThread, SelfIsTheCallingThread)
+{
+    EXPECT_EQ(COMMON_Thread_Self(), pthread_self());
+    std::thread([main = pthread_self()] {
+        EXPECT_EQ(COMMON_Thread_Self(), pthread_self());
+        EXPECT_NE(COMMON_Thread_Self(), main);
+    }).join();
+}
+
+// ----------------------------------------------------------------------------------- null
+// arguments
+
+COMMON_Thread* const kNoThread = nullptr;
+
+/** A record whose thread does not run, for calls that need one. */
+COMMON_Thread& idle_record()
+{
+    static COMMON_Thread thread;
+    COMMON_Thread_Initialize(&thread, no_work, nullptr);
+    return thread;
+}
+
+struct NullCall {
+    const char* function; /**< after "COMMON_Thread_" */
+    const char* what;
+    void (*check)();
+};
+
+void PrintTo(const NullCall& call, std::ostream* stream)
+{
+    *stream << call.function << " " << call.what;
+}
+
+const NullCall kNullCalls[] = {
+    {"Initialize", "Thread",
+     [] { EXPECT_EQ(COMMON_Thread_Initialize(kNoThread, no_work, nullptr), 120U); }},
+    {"Initialize", "Entry",
+     [] {
+         COMMON_Thread thread;
+         EXPECT_EQ(COMMON_Thread_Initialize(&thread, nullptr, nullptr), 120U);
+     }},
+    {"Initialize", "All",
+     [] { EXPECT_EQ(COMMON_Thread_Initialize(kNoThread, nullptr, nullptr), 120U); }},
+    {"New", "Entry", [] { EXPECT_EQ(COMMON_Thread_New(nullptr, &argument_area), nullptr); }},
+    {"Start", "Thread", [] { EXPECT_EQ(COMMON_Thread_Start(kNoThread), 120U); }},
+    {"Create", "Entry",
+     [] {
+         COMMON_Thread* thread = &idle_record();
+         EXPECT_EQ(COMMON_Thread_Create(nullptr, "name", nullptr, &thread), 120U);
+         EXPECT_EQ(thread, &idle_record());
+     }},
+    {"Create", "Name",
+     [] {
+         COMMON_Thread* thread = &idle_record();
+         EXPECT_EQ(COMMON_Thread_Create(no_work, nullptr, nullptr, &thread), 120U);
+         EXPECT_EQ(thread, &idle_record());
+     }},
+    {"Create", "Record",
+     [] { EXPECT_EQ(COMMON_Thread_Create(no_work, "name", nullptr, nullptr), 120U); }},
+    {"Delete", "Thread", [] { EXPECT_EQ(COMMON_Thread_Delete(kNoThread), 120U); }},
+    {"Join", "Thread", [] { EXPECT_EQ(COMMON_Thread_Join(kNoThread), 120U); }},
+    {"Detach", "Thread", [] { EXPECT_EQ(COMMON_Thread_Detach(kNoThread), 120U); }},
+    {"Cancel", "Thread", [] { EXPECT_EQ(COMMON_Thread_Cancel(kNoThread), 120U); }},
+    {"Cancel", "Id", [] { EXPECT_EQ(COMMON_Thread_Cancel(&idle_record()), 120U); }},
+    {"Kill", "Thread", [] { EXPECT_EQ(COMMON_Thread_Kill(kNoThread, 0), 120U); }},
+    {"Exit", "Thread", [] { EXPECT_EQ(COMMON_Thread_Exit(kNoThread, &argument_area), 120U); }},
+    {"GetId", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetId(kNoThread), pthread_t{}); }},
+    {"GetName", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetName(kNoThread), nullptr); }},
+    {"GetDetachState", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetDetachState(kNoThread), 0U); }},
+    {"GetPriority", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetPriority(kNoThread), 10U); }},
+    {"GetSchedule", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetSchedule(kNoThread), 2U); }},
+    {"GetStackSize", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetStackSize(kNoThread), 65535U); }},
+    {"SetDetachState", "Thread", [] { COMMON_Thread_SetDetachState(kNoThread, 1); }},
+    {"SetPriority", "Thread", [] { COMMON_Thread_SetPriority(kNoThread, 1); }},
+    {"SetSchedule", "Thread", [] { COMMON_Thread_SetSchedule(kNoThread, 1); }},
+    {"SetStackSize", "Thread", [] { COMMON_Thread_SetStackSize(kNoThread, 1); }},
+    {"SetName", "Thread", [] { EXPECT_EQ(COMMON_Thread_SetName(kNoThread, "name"), 120U); }},
+    {"SetName", "Name",
+     [] {
+         COMMON_Thread_SetName(&idle_record(), "kept");
+         EXPECT_EQ(COMMON_Thread_SetName(&idle_record(), nullptr), 120U);
+     }},
+};
+
+class CommonThreadNull : public testing::TestWithParam<NullCall> {};
+
+TEST_P(CommonThreadNull, IsReportedOnce)
+{
+    const Outcome outcome = run_fresh(GetParam().check);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelError, "", "common_thread",
+                                                "COMMON_Thread_" + std::string(GetParam().function),
+                                                "One or more input parameters are invalid!")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, CommonThreadNull, testing::ValuesIn(kNullCalls),
+                         [](const auto& test) {
+                             return std::string(test.param.function) + test.param.what;
+                         });
+
+TEST(CommonThread, NullNameKeepsTheOldOne)
+{
+    EXPECT_THAT(run_fresh([] {
+                    COMMON_Thread thread = initialised_record();
+                    COMMON_Thread_SetName(&thread, "kept");
+                    EXPECT_EQ(COMMON_Thread_SetName(&thread, nullptr), 120U);
+                    EXPECT_STREQ(COMMON_Thread_GetName(&thread), "kept");
+                }),
+                exited(0));
+}
+
+}  // namespace
