@@ -51,8 +51,7 @@ set(COMMON_LINK_OPTIONS
     -Wl,-z,nodelete
     -Wl,-z,relro
     -Wl,-Bsymbolic-functions
-    -Wl,--no-undefined-version
-    -static-libgcc)
+    -Wl,--no-undefined-version)
 
 add_library(common SHARED $<TARGET_OBJECTS:common_objects>)
 add_library(Common::common ALIAS common)
@@ -62,8 +61,10 @@ set_target_properties(
              SOVERSION ${PROJECT_VERSION_MAJOR}
              LINK_DEPENDS ${COMMON_EXPORTS})
 target_link_options(common PRIVATE ${COMMON_LINK_OPTIONS})
+# Whatever needs more than the C library fails to link. Sanitizers bring libraries of their own.
 if(NOT COMMON_SANITIZE)
-  target_link_options(common PRIVATE -Wl,--no-undefined)
+  target_link_options(common PRIVATE -nodefaultlibs -Wl,--no-undefined)
+  target_link_libraries(common PRIVATE -lc -lgcc)
 endif()
 target_include_directories(
   common INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>

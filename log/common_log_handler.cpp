@@ -102,7 +102,7 @@ constexpr std::size_t kLongestCutText = 120;
 RecordFields cut_to_fit(RecordFields fields) noexcept
 {
     for (std::string_view* text : {&fields.zone, &fields.file, &fields.function}) {
-        *text = text->substr(0, kLongestCutText);
+        *text = {text->data(), std::min(text->size(), kLongestCutText)};
     }
     return fields;
 }
@@ -181,20 +181,20 @@ void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, 
     message[message_length] = '\0';
 
     const std::string_view stamp(log->stamp, log->stamp_length);
-    const RecordFields fields{.stamp = stamp,
-                              .time_of_day = stamp.substr(log->day_length),
-                              .nanoseconds =
-                                  static_cast<std::uint32_t>(time % kNanosecondsPerSecond),
-                              .process_id = log->record.processId,
-                              .thread_id = log->record.threadId,
-                              .identity = {log->identity, log->identity_length},
-                              .process_name = captured_process_name(),
-                              .level = COMMON_LogLevel_ToString(level),
-                              .zone = text_or_empty(zoneName),
-                              .file = file,
-                              .function = function,
-                              .line = line,
-                              .message = {message, message_length}};
+    const RecordFields fields{
+        .stamp = stamp,
+        .time_of_day = {log->stamp + log->day_length, stamp.size() - log->day_length},
+        .nanoseconds = static_cast<std::uint32_t>(time % kNanosecondsPerSecond),
+        .process_id = log->record.processId,
+        .thread_id = log->record.threadId,
+        .identity = {log->identity, log->identity_length},
+        .process_name = captured_process_name(),
+        .level = COMMON_LogLevel_ToString(level),
+        .zone = text_or_empty(zoneName),
+        .file = file,
+        .function = function,
+        .line = line,
+        .message = {message, message_length}};
     if (record_capacity(fields) <= sizeof log->text) {
         compose_record(logger.format.load(std::memory_order_relaxed), fields, log->text);
         send(syslog_priority(level), log->text);
