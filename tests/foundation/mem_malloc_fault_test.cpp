@@ -135,7 +135,7 @@ TEST(MemMallocFault, CriticalIsEnoughToBeWritten)
                 testing::Contains(memory_report(kernel_name() + "/ ", outcome, kNoMemory)));
 }
 
-// --------------------------------------------------------------------------- the process's name
+// The process's name.
 
 TEST(MemMallocFault, NameIsNoFormat)
 {
@@ -210,7 +210,7 @@ TEST(MemMallocFault, ProcessFileSystemMissingAtTheFirstUse)
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-// -------------------------------------------------------------------------- what does not end it
+// What does not end it.
 
 TEST(MemMallocFault, TextThatCannotBeCopiedIsNull)
 {

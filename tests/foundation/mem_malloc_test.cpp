@@ -45,7 +45,7 @@ testing::Matcher<const LogRecord&> length_is_zero(const char* function)
     return record(COMMON_LogLevelWarn, "COMMON", "mem_malloc", function, "length is zero");
 }
 
-// ------------------------------------------------------------------------------ normal, boundary
+// Normal, boundary.
 
 TEST(MemMalloc, BlockCanBeUsedWhole)
 {
@@ -213,7 +213,7 @@ TEST(MemMalloc, CompareOfAnAddressWithItselfIsEqualWhateverTheLength)
     }
 }
 
-// ------------------------------------------------------------------------------------ zero length
+// Zero length.
 
 TEST(MemMalloc, LengthZeroIsReportedAndLeavesTheAreasAlone)
 {
@@ -258,7 +258,7 @@ TEST(MemMalloc, WhatIsNotZeroIsNotReported)
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-// ------------------------------------------------------------------------------------------ misuse
+// Misuse.
 
 struct Misuse {
     const char* function;

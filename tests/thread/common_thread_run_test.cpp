@@ -64,8 +64,7 @@ TEST(CommonThreadRun, RecordCanBeStartedAgain)
     });
 }
 
-// --------------------------------------------------------------------------------------------
-// names
+// Names.
 
 TEST(CommonThreadRun, ThreadWithoutANameIsNamedAfterItsId)
 {
@@ -137,8 +136,7 @@ TEST(CommonThreadRun, CreateCutsTheName)
     });
 }
 
-// ------------------------------------------------------------------------------- delete, join,
-// detach
+// Delete, join, detach.
 
 TEST(CommonThreadRun, RecordOfARunningThreadIsNotDeleted)
 {
@@ -255,8 +253,7 @@ TEST(CommonThreadRun, ThreadThatDoesNotRunCannotBeDetached)
                                  "(3)")));
 }
 
-// ------------------------------------------------------------------------------ cancel, kill and
-// exit
+// Cancel, kill and exit.
 
 TEST(CommonThreadRun, CancelledThreadIsKnownToHaveEnded)
 {
@@ -374,8 +371,7 @@ TEST(CommonThreadRun, ThreadWithoutAnEntryReportsAndEnds)
                                                 "common_threadStartHandler", kInvalid)));
 }
 
-// ---------------------------------------------------------------------------------------------
-// once
+// Once.
 
 int once_calls = 0;
 

@@ -1,6 +1,6 @@
 // The steps of a start, in order, and each call of the platform that fails.
 #include <cerrno>
-#include <functional>
+#include <cstdio>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -11,7 +11,7 @@
 #include "common_log_settings.h"
 #include "common_thread.h"
 #include "fault.h"
-#include "fault_sweep.h"
+#include "fresh_process.h"
 #include "log_matchers.h"
 #include "parked_thread.h"
 
@@ -36,8 +36,7 @@ void set_all_attributes(COMMON_Thread& thread)
     COMMON_Thread_SetStackSize(&thread, 1U << 20);
 }
 
-// --------------------------------------------------------------------------------------------
-// order
+// Order.
 
 /** Notes the name of each call of the platform. */
 std::vector<std::string> trace_start(COMMON_Thread& thread)
@@ -83,8 +82,7 @@ TEST(CommonThreadStart, FullRecordTakesAllSteps)
                 exited(0));
 }
 
-// ---------------------------------------------------------------------------------- steps that
-// fail
+// Steps that fail.
 
 struct Step {
     Call call;
@@ -178,8 +176,7 @@ TEST(CommonThreadStart, AttributesThatThePlatformRefusesAreReported)
                             error_of("COMMON_Thread_Start", kSteps[5].message)));
 }
 
-// --------------------------------------------------------------------------------------------
-// create
+// Create.
 
 TEST(CommonThreadStart, CreateWhoseStartFailsFreesTheRecordAndKeepsItsAddress)
 {
@@ -230,7 +227,7 @@ TEST(CommonThreadStart, RecordWithoutMemoryEndsTheProcess)
                                  testing::EndsWith(") Could not allocate memory."))));
 }
 
-// ------------------------------------------------------------------ calls for a thread that runs
+// Calls for a thread that runs.
 
 struct Platform {
     const char* name;
@@ -321,8 +318,7 @@ TEST(CommonThreadStart, ThreadThatDoesNotRunIsNotHandedToThePlatform)
                 exited(0));
 }
 
-// ---------------------------------------------------------------------------------------------
-// once
+// Once.
 
 TEST(CommonThreadStart, OnceThatFailsIsPrinted)
 {
@@ -349,35 +345,6 @@ TEST(CommonThreadStart, OnceGivesTheResultOfTheFlush)
                     EXPECT_EQ(COMMON_Thread_Once(&control, [] {}), 0);
                 }),
                 exited(0));
-}
-
-// --------------------------------------------------------------------------------------------
-// sweep
-
-TEST(CommonThreadStart, LifeOfAThreadSurvivesEveryFailure)
-{
-    const auto scenario = [] {
-        ParkedThread parked;
-        COMMON_Thread* thread = nullptr;
-        if (COMMON_Thread_Create(parked.record.entry, "swept", &parked, &thread) !=
-            STATUS_SUCCESS) {
-            return;
-        }
-        ASSERT_TRUE(parked.running.wait());
-        EXPECT_EQ(COMMON_Thread_Delete(thread), 120U);
-        const STATUS killed = COMMON_Thread_Kill(thread, 0);
-        EXPECT_TRUE(killed == STATUS_SUCCESS || killed == STATUS_FAILED);
-        parked.end();
-        EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
-    };
-    const auto verdict = [](const ForcedFailure& failure, const Outcome& outcome) {
-        if (failure.call == "malloc" && failure.nth == 1) {
-            return testing::Value(outcome, exited(1)) ? testing::AssertionSuccess()
-                                                      : testing::AssertionFailure();
-        }
-        return survives(failure, outcome);
-    };
-    EXPECT_GT(sweep({}, scenario, verdict), 10);
 }
 
 }  // namespace

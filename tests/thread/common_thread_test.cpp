@@ -193,8 +193,7 @@ TEST(CommonThread, SelfIsTheCallingThread)
     }).join();
 }
 
-// ----------------------------------------------------------------------------------- null
-// arguments
+// Null arguments.
 
 COMMON_Thread* const kNoThread = nullptr;
 
