@@ -1,0 +1,134 @@
+// Status files that cannot be opened, read or closed.
+#include "common_process.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "debug_rows.h"
+#include "fake_proc.h"
+#include "fault.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+
+using namespace bench;
+using fault::Call;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const FreshSetup kDebugOn{.env = {{"COMMON_DEBUG_ENABLE", "True"}}};
+
+std::uint32_t own_id()
+{
+    return static_cast<std::uint32_t>(getpid());
+}
+
+/** Asks for the calling process while something fails; standard output has its id. */
+Outcome load_with(const FreshSetup& setup, Call failing, int error, STATUS result,
+                  const std::string& name)
+{
+    return run_fresh(setup, [&] {
+        dprintf(STDOUT_FILENO, "%d", getpid());
+        COMMON_Process record = COMMON_Process_NULL;
+        COMMON_Process_Get(&record);
+        record = COMMON_Process_NULL;
+        fault::fail(failing, 1, error);
+        EXPECT_EQ(COMMON_Process_GetById(own_id(), &record), result);
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(record.id, own_id());
+        EXPECT_EQ(record.path, status_path());
+        EXPECT_EQ(record.name, name);
+        EXPECT_EQ(record.nameLength, name.size());
+        EXPECT_EQ(record.bufferLength, name.size());
+        EXPECT_EQ(record.loaded, result == STATUS_SUCCESS ? 1U : 0U);
+    });
+}
+
+TEST(CommonProcessFault, FileThatCannotBeOpenedFails)
+{
+    Outcome outcome = load_with(kDebugOn, Call::open, EACCES, 104, "");
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(row_texts(outcome.err),
+                ElementsAre(RowText{"stderr", "common_process", "load",
+                                    "Failed to fopen '/proc/" + outcome.out +
+                                        "/status' with error: Permission denied (13)"}));
+    EXPECT_THAT(outcome.log, IsEmpty());
+
+    outcome = load_with({}, Call::open, EMFILE, 104, "");
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST(CommonProcessFault, FileThatCannotBeClosedIsToldAndCounts)
+{
+    Outcome outcome = load_with(kDebugOn, Call::close, EIO, 100, kernel_name());
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(row_texts(outcome.err),
+                ElementsAre(RowText{"stderr", "common_process", "load",
+                                    "Failed to fclose the file /proc/" + outcome.out +
+                                        "/status with error: Input/output error (5)"}));
+    EXPECT_THAT(outcome.log, IsEmpty());
+
+    outcome = load_with({}, Call::close, EIO, 100, kernel_name());
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST(CommonProcessFault, FileThatCannotBeReadHasNoName)
+{
+    const Outcome outcome = load_with(kDebugOn, Call::read, EIO, 100, "");
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST(CommonProcessFault, InterruptedOpenAndReadAreTakenUpAgain)
+{
+    for (const Call call : {Call::open, Call::read}) {
+        EXPECT_THAT(load_with({}, call, EINTR, 100, kernel_name()), exited(0)) << fault::name(call);
+    }
+}
+
+TEST(CommonProcessFault, CallingProcessThatCannotBeReadAtFirstEndsIt)
+{
+    const Outcome outcome = run_fresh([] {
+        fault::fail_always(Call::open, EMFILE);
+        COMMON_Process_Id();
+    });
+    EXPECT_THAT(outcome, killed_by(SIGABRT));
+    EXPECT_THAT(outcome.err, assertion_text("common_process", "load_calling_process",
+                                            "STATUS_SUCCESS == status"));
+}
+
+TEST(CommonProcessFault, CloseThatFailsAtFirstIsToldAndCounts)
+{
+    const Outcome outcome = run_fresh({}, [] {
+        fault::fail(Call::close);
+        EXPECT_EQ(COMMON_Process_Id(), own_id());
+        EXPECT_EQ(fault::fired(), 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(CommonProcessFault, FileIsReadOnceForTheCallingProcess)
+{
+    EXPECT_THAT(run_fresh([] {
+                    COMMON_Process_Id();
+                    const int opened = fault::calls(Call::open);
+                    COMMON_Process record;
+                    COMMON_Process_Get(&record);
+                    EXPECT_EQ(COMMON_Process_Id(), own_id());
+                    EXPECT_EQ(fault::calls(Call::open), opened);
+                    EXPECT_EQ(fault::calls(Call::malloc), 0);
+                }),
+                exited(0));
+}
+
+}  // namespace

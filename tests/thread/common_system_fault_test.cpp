@@ -1,0 +1,161 @@
+// Clocks and other calls of the platform that fail.
+#include "common_system.h"
+
+#include <cerrno>
+#include <csignal>
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "common_log.h"
+#include "debug_rows.h"
+#include "fault.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+
+using namespace bench;
+using fault::Call;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+testing::Matcher<const LogRecord&> time_failure(const std::string& clock, const std::string& error)
+{
+    return record(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
+                  "Failed to get the " + clock + " time with error: " + error);
+}
+
+testing::Matcher<const LogRecord&> resolution_failure(const std::string& clock,
+                                                      const std::string& error)
+{
+    return record(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeResByClockId",
+                  "Failed to get the " + clock + " resolution with error: " + error);
+}
+
+TEST(CommonSystemFault, ClockThatFailsOnceIsReportedWithTheTime)
+{
+    struct {
+        std::int32_t clock;
+        int error;
+        const char* name;
+        const char* text;
+    } constexpr kCases[] = {{0, EINVAL, "CLOCK_REALTIME", "Invalid argument (22)"},
+                            {1, EFAULT, "CLOCK_MONOTONIC", "Bad address (14)"},
+                            {4, EPERM, "unknown clock", "Operation not permitted (1)"}};
+    for (const auto& example : kCases) {
+        const Outcome outcome = run_fresh([&] {
+            fault::fail(Call::clock_gettime, 1, example.error);
+            EXPECT_EQ(COMMON_System_GetTimeByClockId(example.clock), 0U);
+            EXPECT_EQ(fault::fired(), 1);
+            fault::fail(Call::clock_getres, 1, example.error);
+            EXPECT_EQ(COMMON_System_GetTimeResByClockId(example.clock), 0U);
+        });
+        EXPECT_THAT(outcome, exited(0));
+        ASSERT_THAT(outcome.log, ElementsAre(time_failure(example.name, example.text),
+                                             resolution_failure(example.name, example.text)));
+        EXPECT_GT(parse_syslogngext(outcome.log[0].text)->day, 0);
+    }
+}
+
+TEST(CommonSystemFault, TimeThatFailsIsZero)
+{
+    const Outcome outcome = run_fresh([] {
+        fault::fail(Call::clock_gettime);
+        EXPECT_EQ(COMMON_System_Time(), 0U);
+        fault::fail(Call::clock_gettime);
+        EXPECT_EQ(COMMON_System_Cycles(), 0U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(time_failure("CLOCK_REALTIME", "Invalid argument (22)"),
+                                         time_failure("CLOCK_REALTIME", "Invalid argument (22)")));
+}
+
+// The record of the failure needs the time itself.
+TEST(CommonSystemFault, ClockThatAlwaysFailsIsReportedOnceForEachCall)
+{
+    const Outcome outcome = run_fresh([] {
+        fault::fail_always(Call::clock_gettime);
+        EXPECT_EQ(COMMON_System_GetTimeByClockId(1), 0U);
+        EXPECT_EQ(COMMON_System_Time(), 0U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    ASSERT_THAT(outcome.log, ElementsAre(time_failure("CLOCK_MONOTONIC", "Invalid argument (22)"),
+                                         time_failure("CLOCK_REALTIME", "Invalid argument (22)")));
+    for (const auto& sent : outcome.log) {
+        EXPECT_THAT(sent.text, testing::StartsWith("[000.00:00:00.000000000], , "));
+    }
+}
+
+TEST(CommonSystemFault, ClockThatAlwaysFailsLeavesDebugOutputWorking)
+{
+    const Outcome outcome = run_fresh({.env = {{"COMMON_DEBUG_ENABLE", "True"}}}, [] {
+        fault::fail_always(Call::clock_gettime);
+        EXPECT_EQ(COMMON_System_GetTimeByClockId(1), 0U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, Contains(time_failure("CLOCK_MONOTONIC", "Invalid argument (22)")));
+    const RowText echo{"stderr", "common_system", "COMMON_System_GetTimeByClockId",
+                       "Failed to get the CLOCK_MONOTONIC time with error: Invalid argument (22)"};
+    EXPECT_THAT(row_texts(outcome.err), Contains(echo));
+    const RowText start{"stdout", "common_log", "threadOnce", "Initialized"};
+    EXPECT_THAT(row_texts(outcome.out), Contains(start));
+}
+
+TEST(CommonSystemFault, FailureIsNotReportedWhileTheLogIsOff)
+{
+    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_ENABLE", "False"}}}, [] {
+        fault::fail(Call::clock_gettime);
+        EXPECT_EQ(COMMON_System_Time(), 0U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+// x86 traps the division; elsewhere it may not.
+#if defined(__x86_64__) || defined(__i386__)
+TEST(CommonSystemFault, ResolutionThatFailsDividesByZero)
+{
+    for (void (*const call)() :
+         {+[] { COMMON_System_GetCyclesPerSecondByClockId(1); }, +[] { COMMON_System_Cycles(); }}) {
+        const Outcome outcome = run_fresh([&] {
+            std::signal(SIGFPE, SIG_DFL);  // also where a sanitizer would catch it
+            fault::fail(Call::clock_getres);
+            call();
+        });
+        EXPECT_THAT(outcome, killed_by(SIGFPE));
+        EXPECT_THAT(outcome.log,
+                    ElementsAre(testing::AnyOf(
+                        resolution_failure("CLOCK_MONOTONIC", "Invalid argument (22)"),
+                        resolution_failure("CLOCK_REALTIME", "Invalid argument (22)"))));
+    }
+}
+#endif
+
+TEST(CommonSystemFault, ExecThatFailsIsHandedOn)
+{
+    const Outcome outcome = run_fresh([] {
+        fault::fail(Call::system, 1, ENOMEM);
+        EXPECT_EQ(COMMON_System_Exec("true"), -1);
+        EXPECT_EQ(errno, ENOMEM);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(CommonSystemFault, SleepOfNothingDoesNotAskThePlatform)
+{
+    EXPECT_THAT(run_fresh([] {
+                    for (const std::int32_t milliseconds : {0, -5}) {
+                        OS_Sleep(milliseconds);
+                    }
+                    EXPECT_EQ(fault::calls(Call::nanosleep), 0);
+                    fault::fail(Call::nanosleep, 1, EINTR);
+                    OS_Sleep(60'000);
+                    EXPECT_EQ(fault::calls(Call::nanosleep), 1);
+                }),
+                exited(0));
+}
+
+}  // namespace
