@@ -14,6 +14,7 @@
 #include "foundation/initialisation.h"
 #include "foundation/settings_text.h"
 #include "foundation/source.h"
+#include "log/process_locks.h"
 #include "mem_malloc.h"
 #include "platform/assertion.h"
 #include "platform/errno_keeper.h"
@@ -120,6 +121,9 @@ void threadOnce() noexcept
     char** const environment = COMMON_System_Environment();
     for (char** variable = environment; variable != nullptr && *variable != nullptr; ++variable) {
         parse_variable(*variable);
+    }
+    if (debug.enable == 1) {
+        common::install_fork_guard();  // rows need the local time, whose lock a child inherits
     }
 }
 
