@@ -214,6 +214,19 @@ TEST(CommonLogReread, AFileReadAtTheStartIsNotReadAgain)
     EXPECT_THAT(outcome, exited(0));
 }
 
+TEST(CommonLogReread, TheEnvironmentKeepsOverridingAFileThatDoesNotChange)
+{
+    const FreshSetup setup{
+        .env = {{"COMMON_LOG_PEAKLOAD_CONTROL", "Off"}, {"COMMON_LOG_LEVEL", "Error"}},
+        .prepare = [] { put_file(kSharedFile, kDebugLevel, kWritten); }};
+    const Outcome outcome = run_fresh(setup, [] {
+        hold_clock_at(kNow);
+        EXPECT_EQ(COMMON_Log_LevelGet(), 2u) << "the file was read before the environment";
+        EXPECT_EQ(level_after_granularity(), 2u);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
 TEST(CommonLogReread, TheConfiguredFileIsNotLookedAtAgain)
 {
     run_held([] {

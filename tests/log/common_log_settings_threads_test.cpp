@@ -1,5 +1,6 @@
 // Settings that several threads change at once.
 #include <algorithm>
+#include <atomic>
 #include <barrier>
 #include <functional>
 #include <random>
@@ -73,18 +74,50 @@ TEST(CommonLogSettingsThreads, ConcurrentChangesEndConsistent)
     EXPECT_THAT(run_fresh([] { run_rounds(change_something); }), exited(0));
 }
 
-TEST(CommonLogSettingsThreads, ConcurrentEnableAndLevelWithoutPeakloadEndConsistent)
+/// Lets two threads go on at the very same moment, which a barrier that sleeps does not.
+class Meeting {
+public:
+    void meet()
+    {
+        const unsigned round = round_.load();
+        if (arrived_.fetch_add(1) == 1) {
+            arrived_ = 0;
+            round_ = round + 1;
+        }
+        for (unsigned spins = 0; round_.load() == round; ++spins) {
+            if (spins % 1000 == 999) {
+                std::this_thread::yield();
+            }
+        }
+    }
+
+private:
+    std::atomic<unsigned> arrived_{0};
+    std::atomic<unsigned> round_{0};
+};
+
+TEST(CommonLogSettingsThreads, ChangesAtTheSameMomentAreBothSeen)
 {
-    EXPECT_THAT(run_fresh([] {
-                    run_rounds([](std::mt19937& random) {
-                        if (random() % 2 == 0) {
-                            COMMON_Log_EnableSet(static_cast<std::uint32_t>(random() % 2));
-                        } else {
-                            COMMON_Log_LevelSet(static_cast<std::uint32_t>(random() % 8));
-                        }
-                    });
-                }),
-                exited(0));
+    constexpr unsigned kMeetings = 5'000;
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_LevelGet();
+        Meeting meeting;
+        std::thread other([&] {
+            for (unsigned i = 0; i < kMeetings; ++i) {
+                meeting.meet();
+                COMMON_Log_EnableSet(i % 2);
+                meeting.meet();
+            }
+        });
+        for (unsigned i = 0; i < kMeetings; ++i) {
+            meeting.meet();
+            COMMON_Log_LevelSet(i / 2 % 8);
+            meeting.meet();
+            compare_with_settings();
+        }
+        other.join();
+    });
+    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogSettingsThreads, TheSlotIsMadeOnceWhenSeveralTurnTheCacheOn)
