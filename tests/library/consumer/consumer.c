@@ -1,0 +1,7 @@
+#include <common_library.h>
+#include <stdio.h>
+
+int main(void)
+{
+    return puts(StatusToStr(STATUS_SUCCESS)) == EOF;
+}

@@ -1,0 +1,45 @@
+# The library needs the C library only, runs no code when it is loaded and is never unloaded.
+#   cmake -D LIBRARY=... -D READELF=... -D NM=... -D POINTER_SIZE=... -P dynamic_section_test.cmake
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
+
+set(problems "")
+
+function(demand condition_text)
+  if(NOT (${ARGN}))
+    set(problems "${problems}${condition_text}\n" PARENT_SCOPE)
+  endif()
+endfunction()
+
+run(dynamic ${READELF} -dW ${LIBRARY})
+
+string(REGEX MATCHALL "\\(NEEDED\\)[^\n]*" needed "${dynamic}")
+string(REGEX REPLACE "\\(NEEDED\\)[^;]*\\[([^;]*)\\]" "\\1" needed "${needed}")
+demand("needs '${needed}' instead of 'libc.so.6'" needed STREQUAL "libc.so.6")
+
+string(REGEX MATCH "\\(SONAME\\)[^\n]*\\[([^\n]*)\\]" found "${dynamic}")
+set(soname "${CMAKE_MATCH_1}")
+demand("its name is '${soname}'" soname STREQUAL "libcommon.so.1")
+
+demand("has text relocations" NOT dynamic MATCHES "TEXTREL")
+demand("can be unloaded" dynamic MATCHES "NODELETE")
+demand("names folders to search" NOT dynamic MATCHES "\\(R(UN)?PATH\\)")
+
+# One entry each, of the C library's own start files.
+foreach(kind INIT FINI)
+  set(size 0)
+  if(dynamic MATCHES "\\(${kind}_ARRAYSZ\\) +([0-9]+)")
+    set(size ${CMAKE_MATCH_1})
+  endif()
+  demand("${kind}_ARRAY has ${size} bytes" size EQUAL POINTER_SIZE)
+endforeach()
+
+# The names of functions that a compiler makes for objects that need code at the start.
+run(symbols ${NM} ${LIBRARY})
+string(REGEX MATCHALL "[^ \n]*(_GLOBAL__sub_I|_GLOBAL__I_|__static_initialization)[^ \n]*" made
+             "${symbols}")
+demand("has initialisers: ${made}" NOT made)
+demand("was stripped: initialisers cannot be found" symbols MATCHES " [tT] ")
+
+if(problems)
+  message(FATAL_ERROR "${LIBRARY}\n${problems}")
+endif()

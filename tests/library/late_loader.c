@@ -1,0 +1,44 @@
+/* Loads the library late, in a thread that logs, lets it go again and ends: what the library left
+ * to be done at the end of the thread happens after the dlclose(). */
+#include <dlfcn.h>
+#include <pthread.h>
+#include <stdint.h>
+#include <stdio.h>
+
+typedef void Write(uint32_t level, uint32_t zone, const char* zone_name, const char* file,
+                   const char* function, int32_t line, const char* format, ...);
+
+static void* log_and_let_go(void* path)
+{
+    void* const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    Write* write = NULL;
+
+    if (library == NULL) {
+        fprintf(stderr, "%s\n", dlerror());
+        return NULL;
+    }
+    *(void**)&write = dlsym(library, "COMMON_Log_Write");
+    if (write == NULL) {
+        fprintf(stderr, "%s\n", dlerror());
+        return NULL;
+    }
+    write(3, 4095, "zone", "late_loader", "log_and_let_go", 1, "from a late thread");
+    return dlclose(library) == 0 ? path : NULL;
+}
+
+int main(int count, char** arguments)
+{
+    int round;
+    if (count != 2) {
+        return 2;
+    }
+    for (round = 0; round < 2; ++round) {
+        pthread_t thread;
+        void* result = NULL;
+        if (pthread_create(&thread, NULL, log_and_let_go, arguments[1]) != 0 ||
+            pthread_join(thread, &result) != 0 || result == NULL) {
+            return 3;
+        }
+    }
+    return 0;
+}

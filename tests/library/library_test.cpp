@@ -1,0 +1,34 @@
+// The library as programs use it: linked into one in C, and loaded late.
+#include <gmock/gmock.h>
+
+#include "common_log.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+
+using namespace bench;
+using testing::ElementsAre;
+
+namespace {
+
+TEST(Library, ProgramInCUsesEveryHeader)
+{
+    const Outcome outcome = run_program({}, {C_PROGRAM});
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(outcome.out, "Warn\n");
+    EXPECT_EQ(outcome.err, "");
+    ASSERT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelWarn, "COMMON", "c_program", "main",
+                                                "Time Out, True")));
+    EXPECT_EQ(parse_syslogngext(outcome.log[0].text)->line, 7);
+}
+
+TEST(Library, ThreadsEndWellAfterTheLibraryWasLetGo)
+{
+    const Outcome outcome = run_program({}, {LATE_LOADER, LIBRARY});
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(outcome.err, "");
+    const auto from_thread =
+        record(COMMON_LogLevelWarn, "zone", "late_loader", "log_and_let_go", "from a late thread");
+    EXPECT_THAT(outcome.log, ElementsAre(from_thread, from_thread));
+}
+
+}  // namespace
