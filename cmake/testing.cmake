@@ -1,6 +1,5 @@
 # Tests: the test framework, and the function that makes a test program.
 include_guard(GLOBAL)
-include(GoogleTest)
 
 set(COMMON_GTEST_SOURCE /usr/src/googletest CACHE PATH "Sources of GoogleTest and GoogleMock")
 if(NOT EXISTS ${COMMON_GTEST_SOURCE}/googletest/src/gtest-all.cc
@@ -21,6 +20,9 @@ target_include_directories(
   PRIVATE ${COMMON_GTEST_SOURCE}/googletest ${COMMON_GTEST_SOURCE}/googlemock)
 target_compile_options(common_gtest PRIVATE -w)
 target_link_libraries(common_gtest PUBLIC Threads::Threads)
+
+# All that is labelled "threads", for a build that runs nothing else.
+add_custom_target(thread_tests)
 
 # common_add_test(<name> SOURCES <file>... [FAULTY] [INTERNAL] [THREADS]
 #                 [DEFINITIONS <definition>...] [DEPENDS <target>...])
@@ -59,6 +61,9 @@ function(common_add_test name)
   set(properties TIMEOUT 120)
   if(arg_THREADS)
     list(APPEND properties LABELS threads)
+    add_dependencies(thread_tests ${name})
   endif()
+  # In the folder of the test: the module leaves what it needs in the scope that includes it.
+  include(GoogleTest)
   gtest_discover_tests(${name} PROPERTIES ${properties} DISCOVERY_TIMEOUT 60)
 endfunction()
