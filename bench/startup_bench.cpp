@@ -127,7 +127,11 @@ double median(const std::vector<Start>& starts, double Start::*figure)
 void write_back(const char* path)
 {
     const int file = open(path, O_RDONLY | O_CLOEXEC);
-    if (file < 0 || fsync(file) != 0) {
+    if (file < 0) {
+        std::perror(path);
+        return;
+    }
+    if (fsync(file) != 0) {
         std::perror(path);
     }
     close(file);

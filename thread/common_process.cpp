@@ -148,7 +148,6 @@ bool process_name(std::uint32_t pid, char* destination, std::size_t size) noexce
 
 extern "C" {
 
-extern const COMMON_Process COMMON_Process_NULL;
 constexpr COMMON_Process COMMON_Process_NULL{0, "/proc/0", "", 0, "", 0, 0};
 
 void COMMON_Process_Get(COMMON_Process* copy)
