@@ -74,6 +74,19 @@ inline std::ostream& operator<<(std::ostream& stream, const Levels& levels)
                   << " off=" << levels.off << " on=" << levels.on << "}";
 }
 
+/// What is accepted must be what the settings say, once nobody changes them any more.
+inline void compare_accepted_with_settings()
+{
+    std::uint32_t answers[9];
+    for (COMMON_LogLevel_t level = 0; level < 9; ++level) {
+        answers[level] = COMMON_Log_Acceptable(level);
+    }
+    for (COMMON_LogLevel_t level = 0; level < 9; ++level) {
+        const bool accepted = COMMON_Log_EnableGet() == 1 && level <= COMMON_Log_LevelGet();
+        EXPECT_EQ(answers[level], accepted ? 1u : 0u) << settings();
+    }
+}
+
 /// Adds variables to the environment of the calling process, in this order and as they are, also
 /// twice the same name or without a value. Kept for the rest of the process.
 inline void add_to_environment(const std::vector<std::string>& variables)

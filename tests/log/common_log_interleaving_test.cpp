@@ -1,0 +1,92 @@
+// Two changes of the settings, the second of which comes between any two instructions of the first,
+// as if of another thread. The processor's trap flag stops the first one there.
+#include <climits>
+#include <csignal>
+#include <ucontext.h>
+#include <x86intrin.h>
+
+#include "settings_seen.h"
+
+namespace {
+
+using namespace bench;
+
+using Change = void (*)();
+
+constexpr std::uint32_t kTrapFlag = 0x100;
+constexpr int kMostInterruptions = 200;
+
+/// What goes on in the process that is stepped.
+int instructions_left = 0;
+Change second_change = nullptr;
+
+void on_trap(int, siginfo_t*, void* context)
+{
+    if (--instructions_left == 0) {
+        static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_EFL] &=
+            ~static_cast<greg_t>(kTrapFlag);
+        second_change();
+    }
+}
+
+/// Runs the first change, and the second one after so many of its instructions. @return whether it
+/// has so many.
+bool interleave(Change first, Change second, int instructions)
+{
+    second_change = second;
+    instructions_left = instructions;
+    __writeeflags(__readeflags() | kTrapFlag);
+    first();
+    __writeeflags(__readeflags() & ~decltype(__readeflags()){kTrapFlag});
+    return instructions_left <= 0;
+}
+
+constexpr Change kChanges[] = {
+    [] { COMMON_Log_EnableSet(0); },
+    [] { COMMON_Log_EnableSet(1); },
+    [] { COMMON_Log_LevelSet(COMMON_LogLevelFatal); },
+    [] { COMMON_Log_LevelSet(COMMON_LogLevelVerbose); },
+    [] { COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlNone); },
+};
+
+void start_anew(std::uint32_t enable)
+{
+    COMMON_Log_EnableSet(enable);
+    COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlNone);
+    COMMON_Log_LevelSet(COMMON_LogLevelError);
+}
+
+void interleave_everywhere(Change first, Change second, std::uint32_t enable)
+{
+    start_anew(enable);
+    EXPECT_FALSE(interleave(first, second, INT_MAX));
+    const int count = INT_MAX - instructions_left;
+    EXPECT_GT(count, 10) << "it was not stepped";
+    // Instrumented programs have many more.
+    const int stride = count / kMostInterruptions + 1;
+    for (int instructions = 1; instructions < count && !testing::Test::HasFailure();
+         instructions += stride) {
+        start_anew(enable);
+        EXPECT_TRUE(interleave(first, second, instructions)) << instructions << " of " << count;
+        compare_accepted_with_settings();
+    }
+}
+
+TEST(CommonLogInterleaving, ChangesThatInterruptEachOtherAreBothSeen)
+{
+    const Outcome outcome = run_fresh([] {
+        struct sigaction action {};
+        action.sa_sigaction = on_trap;
+        action.sa_flags = SA_SIGINFO;
+        ASSERT_EQ(sigaction(SIGTRAP, &action, nullptr), 0);
+        for (const Change first : kChanges) {
+            for (const Change second : kChanges) {
+                interleave_everywhere(first, second, 0);
+                interleave_everywhere(first, second, 1);
+            }
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+}  // namespace
