@@ -29,18 +29,19 @@ using testing::SizeIs;
 constexpr COMMON_LogLevel_t kError = COMMON_LogLevelError;
 constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
 
-/// The destructor of the slot that the library made, seen by the function below.
-std::atomic<void (*)(void*)> last_key_destructor{nullptr};
+/// The destructor of the last slot that was made, seen by the function below.
+void (*volatile last_key_destructor)(void*) = nullptr;
 
 }  // namespace
 
-// Stands in front of the C library's, to see the destructor.
-extern "C" int pthread_key_create(pthread_key_t* key, void (*destructor)(void*)) noexcept
+// Stands in front of the C library's, to see the destructor. The sanitizers call it before they
+// are ready to watch it.
+extern "C" __attribute__((no_sanitize("address", "thread", "undefined"))) int
+pthread_key_create(pthread_key_t* key, void (*destructor)(void*)) noexcept
 {
     using Create = int (*)(pthread_key_t*, void (*)(void*));
-    static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_key_create"));
     last_key_destructor = destructor;
-    return create(key, destructor);
+    return reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_key_create"))(key, destructor);
 }
 
 namespace {

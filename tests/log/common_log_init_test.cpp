@@ -299,6 +299,7 @@ void at_once(const std::vector<std::function<void()>>& functions)
         threads.emplace_back([&] {
             ++ready;
             while (ready < functions.size()) {
+                std::this_thread::yield();
             }
             function();
         });
