@@ -75,6 +75,10 @@ install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/common FILES_
 install(EXPORT CommonTargets FILE CommonTargets.cmake NAMESPACE Common::
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Common)
 include(CMakePackageConfigHelpers)
+if(COMMON_32BIT)
+  # Asked for its word size, the compiler was not given -m32; users of the package are compared to it.
+  set(CMAKE_SIZEOF_VOID_P 4)
+endif()
 file(WRITE ${PROJECT_BINARY_DIR}/CommonConfig.cmake
      "include(\${CMAKE_CURRENT_LIST_DIR}/CommonTargets.cmake)\n")
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/CommonConfigVersion.cmake
