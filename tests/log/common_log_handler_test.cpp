@@ -254,10 +254,15 @@ TEST(CommonLogThreadRecord, DestructorWithoutARecordTellsSo)
     EXPECT_EQ(without_debug.err, "");
 }
 
-/// A thread-specific destructor that logs, in as many rounds as the C library grants.
+/// The rounds of destructors in which something is logged. In the last one that the C library
+/// grants ThreadSanitizer no longer watches the thread.
+constexpr int kRounds = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
+
+/// A thread-specific destructor that logs in several rounds.
 struct LoggingKey {
     pthread_key_t key{};
     const char* name = "";
+    int rounds = 0;
 
     void make(const char* text, void (*destructor)(void*))
     {
@@ -270,9 +275,11 @@ LoggingKey later_key;
 
 void log_and_come_again(void* value)
 {
-    const auto* const self = static_cast<LoggingKey*>(value);
+    auto* const self = static_cast<LoggingKey*>(value);
     log_message(kInfo, "%s", self->name);
-    pthread_setspecific(self->key, self);
+    if (++self->rounds < kRounds) {
+        pthread_setspecific(self->key, self);
+    }
 }
 
 TEST(CommonLogThreadEnd, OtherDestructorsLogBeforeAndAfterTheRecordIsGone)
@@ -292,9 +299,9 @@ TEST(CommonLogThreadEnd, OtherDestructorsLogBeforeAndAfterTheRecordIsGone)
     });
     EXPECT_THAT(outcome, exited(0));
     const auto all = reports(outcome);
-    EXPECT_THAT(all, SizeIs(2 + 2 * PTHREAD_DESTRUCTOR_ITERATIONS));
-    EXPECT_THAT(all, Contains(written(kInfo, "earlier")).Times(PTHREAD_DESTRUCTOR_ITERATIONS));
-    EXPECT_THAT(all, Contains(written(kInfo, "later")).Times(PTHREAD_DESTRUCTOR_ITERATIONS));
+    EXPECT_THAT(all, SizeIs(2 + 2 * kRounds));
+    EXPECT_THAT(all, Contains(written(kInfo, "earlier")).Times(kRounds));
+    EXPECT_THAT(all, Contains(written(kInfo, "later")).Times(kRounds));
 }
 
 TEST(CommonLogThreadEnd, FirstRecordOfAThreadMayComeFromADestructor)
