@@ -339,8 +339,14 @@ STATUS COMMON_Thread_SetName(COMMON_Thread* thread, const char* name)
         return STATUS_INVALID_PARAM;
     }
     const std::size_t length = strnlen(name, COMMON_ThreadNameLength);
-    std::memmove(thread->name, name, length);
-    thread->name[length] = '\0';
+    // The start sets the record's own name while the new thread may be reading it: nothing is
+    // written then.
+    if (name != thread->name) {
+        std::memmove(thread->name, name, length);
+    }
+    if (thread->name[length] != '\0') {
+        thread->name[length] = '\0';
+    }
     return STATUS_SUCCESS;
 }
 

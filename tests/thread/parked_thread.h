@@ -48,7 +48,7 @@ public:
     COMMON_Thread record;
     bench::Event running;
     bench::Event go;
-    pthread_t self{}; /**< set when `running` is */
+    std::atomic<pthread_t> self{}; /**< set when `running` is */
 
 private:
     static void* park(void* argument)
