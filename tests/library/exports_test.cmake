@@ -2,7 +2,7 @@
 #   cmake -D LIBRARY=... -D EXPORTS=... -D NM=... -P exports_test.cmake
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
-run(symbols ${NM} -D --defined-only --format=posix --with-symbol-versions ${LIBRARY})
+run(symbols ${NM} -D --defined-only --format=posix ${LIBRARY})
 string(REGEX MATCHALL "[^\n]+" lines "${symbols}")
 set(exported "")
 foreach(line IN LISTS lines)
