@@ -16,7 +16,9 @@
  * - A record is composed by the calling thread on its own; records are never torn or mixed. Only
  *   handing over the finished bytes is serialised. When the receiver's socket is full, the call
  *   waits until there is room: nothing is lost while a daemon listens. Without a daemon records
- *   are dropped.
+ *   are dropped. A record is never cut, but for its message at 1023 bytes; only when there is no
+ *   memory for one of more than 2 KiB, its zone, file and function are cut at 120 bytes each.
+ * - The local time of a record follows a changed time zone from the thread's next second on.
  * - Neither a rejected nor a written record changes errno, and a "%m" in the format shows the errno
  *   that the caller had.
  * - A child of fork() can log at once, whatever the other threads of its parent were doing. Its

@@ -54,8 +54,6 @@ void load_handler_library() noexcept
         logger.handlerDynamic = nullptr;
         return;
     }
-    COMMON_ASSERT(kLogSource, logger.handlerDynamic != nullptr, "0 != logger.handlerDynamic");
-    START_ROW(stdout, "Loaded: %s", kHandlerLibrary);
 }
 
 void parse_environment() noexcept
@@ -146,6 +144,10 @@ void threadOnce() noexcept
     install_fork_guard();
     COMMON_LOG_ROW(stdout, "Initializing");
     load_handler_library();
+    if (logger.library != nullptr) {
+        COMMON_ASSERT(kLogSource, logger.handlerDynamic != nullptr, "0 != logger.handlerDynamic");
+        COMMON_LOG_ROW(stdout, "Loaded: %s", kHandlerLibrary);
+    }
     COMMON_Process_Get(&logger.process);
     logger.captured.store(true, std::memory_order_release);
     common_log_process_settings_files(true);

@@ -200,7 +200,7 @@ TEST(HandlerLibrary, EntryPointOfTheValueZeroStopsTheProcess)
     const Outcome outcome =
         run_fresh(with_library(ENTRY_POINT_ZERO), [] { COMMON_Log_LevelGet(); });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
-    EXPECT_THAT(outcome.err, AllOf(ContainsRegex(": common_log:[0-9]+: "),
+    EXPECT_THAT(outcome.err, AllOf(ContainsRegex(": common_log:[0-9]+: threadOnce"),
                                    HasSubstr(": Assertion `0 != logger.handlerDynamic' failed.")));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
