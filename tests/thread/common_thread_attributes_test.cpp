@@ -294,6 +294,21 @@ TEST(CommonThreadAttributes, PriorityThatTheSystemForbidsIsReported)
                                    "permitted (1)")));
 }
 
+TEST(CommonThreadAttributes, DefaultNameHasTheLow32BitsOfTheIdAsAnUnsignedNumber)
+{
+    EXPECT_THAT(run_fresh([] {
+                    ParkedThread parked;
+                    watched = &parked.record;
+                    instead_of_creating = [&] {
+                        parked.record.id = static_cast<pthread_t>(0x7FFF'8000'0001);
+                        return 0;
+                    };
+                    EXPECT_EQ(COMMON_Thread_Start(&parked.record), 100U);
+                    EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "Unnamed-2147483649");
+                }),
+                exited(0));
+}
+
 TEST(CommonThreadAttributes, ThreadThatEndsBeforeItIsNamedIsUnnamedZero)
 {
     EXPECT_THAT(run_fresh([] {
