@@ -18,7 +18,7 @@ target_include_directories(
   common_gtest SYSTEM
   PUBLIC ${COMMON_GTEST_SOURCE}/googletest/include ${COMMON_GTEST_SOURCE}/googlemock/include
   PRIVATE ${COMMON_GTEST_SOURCE}/googletest ${COMMON_GTEST_SOURCE}/googlemock)
-target_compile_options(common_gtest PRIVATE -w)
+target_compile_options(common_gtest PRIVATE -w -O0)
 target_link_libraries(common_gtest PUBLIC Threads::Threads)
 
 # All that is labelled "threads", for a build that runs nothing else.
@@ -46,6 +46,9 @@ function(common_add_test name)
   add_executable(${name} ${arg_SOURCES})
   target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
   target_link_libraries(${name} PRIVATE common_test_support common_warnings)
+  # What is tested has the configuration's optimisation. The tests themselves run once, so the time
+  # to compile them counts more.
+  target_compile_options(${name} PRIVATE -O0)
   if(arg_FAULTY)
     target_link_libraries(${name} PRIVATE common_faulty)
   elseif(arg_INTERNAL)
