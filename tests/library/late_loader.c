@@ -20,6 +20,7 @@ static void* log_and_let_go(void* path)
     *(void**)&write = dlsym(library, "COMMON_Log_Write");
     if (write == NULL) {
         fprintf(stderr, "%s\n", dlerror());
+        dlclose(library);
         return NULL;
     }
     write(3, 4095, "zone", "late_loader", "log_and_let_go", 1, "from a late thread");

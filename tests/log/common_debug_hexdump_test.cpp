@@ -134,7 +134,7 @@ TEST(CommonDebugHexDump, EveryLengthAroundARow)
 
 TEST(CommonDebugHexDump, EveryByteIsPrintedOrADot)
 {
-    std::uint8_t bytes[256];
+    std::uint8_t bytes[256] = {};
     for (std::size_t i = 0; i < sizeof bytes; ++i) {
         bytes[i] = static_cast<std::uint8_t>(i);
     }

@@ -19,7 +19,7 @@ using testing::HasSubstr;
 
 /// 1978-08-26 03:04:05.000000678 UTC.
 constexpr std::int64_t kDay = 3159;
-constexpr std::int64_t kMoment = kDay * 86'400 + 3 * 3600 + 4 * 60 + 5;
+constexpr std::int64_t kMoment = kDay * 86'400 + 3 * 3600L + 4 * 60L + 5;
 constexpr std::int32_t kNanoseconds = 678;
 
 const std::string kHeader(kDebugHeader);
@@ -181,7 +181,7 @@ TEST(CommonDebug, TheTimeIsThatOfTheRow)
     int minute = 0;
     int second = 0;
     ASSERT_EQ(std::sscanf(rows[0].time.c_str(), "%d:%d:%d", &hour, &minute, &second), 3);
-    const long long time = rows[0].day * 86'400LL + hour * 3600 + minute * 60 + second;
+    const long long time = rows[0].day * 86'400LL + hour * 3600LL + minute * 60LL + second;
     EXPECT_GE(time, before);
     EXPECT_LE(time, after);
 }

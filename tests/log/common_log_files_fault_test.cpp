@@ -63,7 +63,7 @@ Outcome run_held(const std::function<void()>& body)
     const Outcome quiet = run_fresh(setup_with(false), held_body);
     EXPECT_THAT(quiet, exited(0));
     EXPECT_EQ(quiet.out + quiet.err, "");
-    const Outcome outcome = run_fresh(setup_with(true), held_body);
+    Outcome outcome = run_fresh(setup_with(true), held_body);
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
     return outcome;

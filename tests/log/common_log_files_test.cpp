@@ -6,7 +6,6 @@
 namespace {
 
 using namespace bench;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr std::size_t kPiece = 255;

@@ -18,12 +18,8 @@ namespace {
 
 using namespace bench;
 using fault::Call;
-using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 
 constexpr COMMON_LogLevel_t kError = COMMON_LogLevelError;

@@ -28,10 +28,7 @@ using testing::AssertionResult;
 using testing::AssertionSuccess;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 
 constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;

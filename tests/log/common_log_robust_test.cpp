@@ -30,8 +30,6 @@ using namespace bench;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 using Clock = std::chrono::steady_clock;
 

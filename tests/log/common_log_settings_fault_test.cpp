@@ -5,7 +5,6 @@
 namespace {
 
 using namespace bench;
-using testing::ElementsAre;
 using testing::SizeIs;
 
 const FreshSetup kCacheOff{.env = {{"COMMON_LOG_CACHE", "False"}}};

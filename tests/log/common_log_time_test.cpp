@@ -92,7 +92,7 @@ TEST(CommonLogTime, FollowsAChangeOfTheTimeZone)
                 AnyOf(std::string(moment.local_before), std::string(moment.local_after)));
     EXPECT_EQ(std::string(moment.local_after), run_fresh([&] {
                                                    const std::time_t shifted =
-                                                       moment.after + 3 * 3600 + 7 * 60;
+                                                       moment.after + 3 * 3600L + 7 * 60L;
                                                    std::printf("%s", local_time(shifted).c_str());
                                                }).out);
 }
@@ -115,7 +115,7 @@ TEST(CommonLogTime, EveryRecordHasItsOwn)
         int minute = 0;
         int second = 0;
         EXPECT_EQ(std::sscanf(fields.time.c_str(), "%d:%d:%d", &hour, &minute, &second), 3);
-        const std::int64_t seconds = fields.day * 86400 + hour * 3600 + minute * 60 + second;
+        const std::int64_t seconds = fields.day * 86400 + hour * 3600L + minute * 60L + second;
         return seconds * 1'000'000'000 + fields.nanoseconds;
     };
     for (std::size_t i = 1; i < outcome.log.size(); ++i) {

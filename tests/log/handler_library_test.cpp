@@ -26,7 +26,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
-using testing::SizeIs;
 using testing::StartsWith;
 
 constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;

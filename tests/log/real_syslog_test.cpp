@@ -157,7 +157,8 @@ TEST_F(RealSyslog, GetsEveryRecordOfManyThreadsWholeAndInOrder)
                               for (auto& thread : threads) {
                                   thread.join();
                               }
-                              const auto lines = Daemon::wait_for_lines(kThreads * kRecords);
+                              const auto lines =
+                                  Daemon::wait_for_lines(std::size_t{kThreads} * kRecords);
                               ASSERT_THAT(lines, SizeIs(kThreads * kRecords));
                               std::array<int, kThreads> next{};
                               std::array<std::int64_t, kThreads> tids{};
