@@ -17,7 +17,6 @@
 #include "log_matchers.h"
 
 using namespace bench;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {

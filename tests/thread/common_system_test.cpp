@@ -19,7 +19,6 @@
 
 using namespace bench;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

@@ -312,8 +312,9 @@ TEST(CommonThreadAttributes, DefaultNameHasTheLow32BitsOfTheIdAsAnUnsignedNumber
 TEST(CommonThreadAttributes, ThreadThatEndsBeforeItIsNamedIsUnnamedZero)
 {
     EXPECT_THAT(run_fresh([] {
-                    after_creating = [](pthread_t* id) {
-                        EXPECT_TRUE(wait_until([&] { return std::atomic_ref(*id) == 0; }));
+                    after_creating = [](const pthread_t* id) {
+                        EXPECT_TRUE(
+                            wait_until([&] { return __atomic_load_n(id, __ATOMIC_ACQUIRE) == 0; }));
                     };
                     ParkedThread parked;
                     parked.go.set();

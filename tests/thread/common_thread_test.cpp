@@ -71,11 +71,12 @@ TEST(CommonThread, InitializeWithoutAnEntryLeavesTheRecordAlone)
 {
     COMMON_Thread thread;
     std::memset(&thread, 0xEE, sizeof thread);
-    COMMON_Thread before;
-    std::memcpy(&before, &thread, sizeof thread);
+    const auto bytes = [&] {
+        return std::string(reinterpret_cast<const char*>(&thread), sizeof thread);
+    };
     EXPECT_THAT(run_fresh([&] {
                     EXPECT_EQ(COMMON_Thread_Initialize(&thread, nullptr, nullptr), 120U);
-                    EXPECT_EQ(std::memcmp(&thread, &before, sizeof thread), 0);
+                    EXPECT_EQ(bytes(), std::string(sizeof thread, '\xEE'));
                 }),
                 exited(0));
 }
