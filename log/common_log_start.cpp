@@ -35,22 +35,23 @@ const char* dl_error_text() noexcept
 
 void load_handler_library() noexcept
 {
-    logger.library = dlopen(kHandlerLibrary, RTLD_NOW | RTLD_GLOBAL);
-    if (logger.library == nullptr) {
+    logger.handlerLibrary = dlopen(kHandlerLibrary, RTLD_NOW | RTLD_GLOBAL);
+    if (logger.handlerLibrary == nullptr) {
         START_ROW(stderr, "Failed to load the library with error: %s", dl_error_text());
         return;
     }
     dlerror();
     logger.handlerDynamic =
-        reinterpret_cast<COMMON_LogHandler_t>(dlsym(logger.library, kHandlerSymbol));
+        reinterpret_cast<COMMON_LogHandler_t>(dlsym(logger.handlerLibrary, kHandlerSymbol));
     if (const char* const error = dlerror(); error != nullptr) {
         START_ROW(stderr, "Failed to find the symbol with error: %s", error);
-        if (const int result = dlclose(logger.library); result != 0) {
-            START_ROW(stderr, "Failed to unload 0x%08X with return value %d and error: %s",
-                      static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(logger.library)),
-                      result, dl_error_text());
+        if (const int result = dlclose(logger.handlerLibrary); result != 0) {
+            START_ROW(
+                stderr, "Failed to unload 0x%08X with return value %d and error: %s",
+                static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(logger.handlerLibrary)),
+                result, dl_error_text());
         }
-        logger.library = nullptr;
+        logger.handlerLibrary = nullptr;
         logger.handlerDynamic = nullptr;
         return;
     }
@@ -108,7 +109,7 @@ int legacySet(std::uint32_t value) noexcept
     }
     if (value != 0) {
         install_builtin_handler();
-    } else if (logger.library != nullptr) {
+    } else if (logger.handlerLibrary != nullptr) {
         COMMON_LOG_ROW(stderr, "The handler was set to liboxa.so");
         if (logger.handlerDynamic != nullptr) {
             logger.handler.store(logger.handlerDynamic, std::memory_order_release);
@@ -144,7 +145,7 @@ void threadOnce() noexcept
     install_fork_guard();
     COMMON_LOG_ROW(stdout, "Initializing");
     load_handler_library();
-    if (logger.library != nullptr) {
+    if (logger.handlerLibrary != nullptr) {
         COMMON_ASSERT(kLogSource, logger.handlerDynamic != nullptr, "0 != logger.handlerDynamic");
         COMMON_LOG_ROW(stdout, "Loaded: %s", kHandlerLibrary);
     }

@@ -45,7 +45,7 @@ struct Logger {
     COMMON_LogHandler_t handlerDynamic{nullptr};
     /// Replaced under the handler lock.
     std::atomic<COMMON_LogHandler_t> handler{handlerLegacy};
-    void* library{nullptr};
+    void* handlerLibrary{nullptr};
 };
 
 extern constinit Logger logger;
