@@ -1,23 +1,18 @@
 // Runs one hot operation a number of times, for counting its instructions
 // (bench/count_instructions).
 #include <syslog.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 #include "common_log.h"
+#include "plain_record.h"
 #include "two_compares.h"
 
 namespace {
 
 volatile unsigned sink;
-
-#define MESSAGE_FORMAT \
-    "track %06d of %s is ready to play after a scan that took %8u microseconds in all"
-#define MESSAGE_VALUES 4711, "a long album", 123456U
 
 void check_level()
 {
@@ -37,18 +32,7 @@ void record_ours()
 
 void record_syslog_formatting()
 {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    tm local{};
-    localtime_r(&now.tv_sec, &local);
-    char time[61];
-    strftime(time, sizeof time, "%T", &local);
-    char message[1024];
-    std::snprintf(message, sizeof message, MESSAGE_FORMAT, MESSAGE_VALUES);
-    syslog(LOG_USER | LOG_INFO, "[%03u.%s.%09u], %s, %d, %s, %d, %s, %s, %s %d, %s",
-           static_cast<unsigned>(now.tv_sec / 86400), time, static_cast<unsigned>(now.tv_nsec),
-           "MEDIA", static_cast<int>(getpid()), "hot_loop", static_cast<int>(gettid()), "Info",
-           "media_scanner.cpp", "scan_folder", 217, message);
+    bench::write_plain_record("hot_loop");
 }
 
 struct Operation {

@@ -5,11 +5,11 @@
 
 #include <cinttypes>
 #include <cstdio>
-#include <ctime>
 #include <memory>
 
 #include "common_log.h"
 #include "common_log_settings.h"
+#include "plain_record.h"
 #include "support/log_drain.h"
 #include "support/ratio_report.h"
 #include "two_compares.h"
@@ -20,11 +20,6 @@
 #endif
 
 namespace {
-
-// A message of 80 characters with three conversions.
-#define MESSAGE_FORMAT \
-    "track %06d of %s is ready to play after a scan that took %8u microseconds in all"
-#define MESSAGE_VALUES 4711, "a long album", 123456U
 
 void check_level(benchmark::State& state)
 {
@@ -50,23 +45,11 @@ void record_ours(benchmark::State& state)
     }
 }
 
-/// The same record by syslog(3) in the plain way: every field is asked for and converted for each
-/// record, the message is formatted first because it is cut at 1023 bytes.
+/// The same record by syslog(3), formatted in the plain way.
 void record_syslog_formatting(benchmark::State& state)
 {
     for (auto _ : state) {
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
-        tm local{};
-        localtime_r(&now.tv_sec, &local);
-        char time[61];
-        strftime(time, sizeof time, "%T", &local);
-        char message[1024];
-        std::snprintf(message, sizeof message, MESSAGE_FORMAT, MESSAGE_VALUES);
-        syslog(LOG_USER | LOG_INFO, "[%03u.%s.%09u], %s, %d, %s, %d, %s, %s, %s %d, %s",
-               static_cast<unsigned>(now.tv_sec / 86400), time, static_cast<unsigned>(now.tv_nsec),
-               "MEDIA", static_cast<int>(getpid()), "log_bench", static_cast<int>(gettid()), "Info",
-               "media_scanner.cpp", "scan_folder", 217, message);
+        bench::write_plain_record("log_bench");
     }
 }
 
