@@ -61,6 +61,7 @@ function(common_add_test name)
     add_dependencies(${name} ${arg_DEPENDS})
   endif()
 
+  include(GoogleTest) # here, because what it sets is only seen in the folder that includes it
   set(properties TIMEOUT 120)
   if(arg_THREADS)
     list(APPEND properties LABELS threads)
