@@ -4,6 +4,8 @@ set(COMMON_EXPORTS ${PROJECT_SOURCE_DIR}/cmake/libcommon.map)
 
 add_library(
   common_objects OBJECT
+  containers/abstract_set.cpp
+  containers/abstract_set_whole.cpp
   containers/data.cpp
   files/process.cpp
   foundation/initialisation.cpp

@@ -5,6 +5,7 @@
 #ifndef COMMON_LIBRARY_H
 #define COMMON_LIBRARY_H
 
+#include "abstract_set.h"
 #include "common.h"
 #include "common_api.h"
 #include "common_debug.h"

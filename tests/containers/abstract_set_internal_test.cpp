@@ -1,0 +1,177 @@
+// Failures of steps that never fail by themselves: the steps are replaced by the linker.
+#include "abstract_set.h"
+
+#include <cstdint>
+#include <string_view>
+
+#include <gmock/gmock.h>
+
+#include "abstract_set_support.h"
+#include "containers/absset.h"
+#include "mem_malloc.h"
+
+using namespace bench;
+using testing::ElementsAre;
+
+// The linker sends a call of "f" to "__wrap_f" and gives the real one the name "__real_f".
+#define REPLACED(result, name, parameters)                             \
+    extern "C" result real_##name parameters __asm__("__real_" #name); \
+    extern "C" result wrap_##name parameters __asm__("__wrap_" #name)
+
+REPLACED(std::uint32_t, AbsSET_Initialize, (AbsSET * set));
+REPLACED(std::uint32_t, AbsSET_Clear, (AbsSET * set));
+REPLACED(std::uint32_t, AbsSET_IndexBegin, (AbsSET * set));
+REPLACED(std::uint32_t, AbsSET_IndexNext, (AbsSET * set));
+REPLACED(AbsSET_Entry*, AbsSET_EntryGet, (AbsSET * set));
+REPLACED(void*, MEM_Malloc, (std::uint32_t size));
+
+namespace {
+
+/** The step that fails in this process; empty for none. */
+std::string_view failing;
+
+}  // namespace
+
+std::uint32_t wrap_AbsSET_Initialize(AbsSET* set)
+{
+    return failing == "Initialize" ? 7 : real_AbsSET_Initialize(set);
+}
+
+std::uint32_t wrap_AbsSET_Clear(AbsSET* set)
+{
+    return failing == "Clear" ? 7 : real_AbsSET_Clear(set);
+}
+
+std::uint32_t wrap_AbsSET_IndexBegin(AbsSET* set)
+{
+    return failing == "IndexBegin" ? 7 : real_AbsSET_IndexBegin(set);
+}
+
+std::uint32_t wrap_AbsSET_IndexNext(AbsSET* set)
+{
+    return failing == "IndexNext" ? 7 : real_AbsSET_IndexNext(set);
+}
+
+AbsSET_Entry* wrap_AbsSET_EntryGet(AbsSET* set)
+{
+    return failing == "EntryGet" ? nullptr : real_AbsSET_EntryGet(set);
+}
+
+void* wrap_MEM_Malloc(std::uint32_t size)
+{
+    return failing == "Malloc" ? nullptr : real_MEM_Malloc(size);
+}
+
+namespace {
+
+Outcome run_with(const char* step, void (*body)(LocalSet&))
+{
+    return run_fresh([=] {
+        LocalSet set{1, 2};
+        failing = step;
+        body(set);
+        failing = {};
+    });
+}
+
+TEST(AbstractSetInternal, NewWithoutMemoryIsNull)
+{
+    const Outcome outcome =
+        run_with("Malloc", [](LocalSet& /*set*/) { EXPECT_EQ(AbsSET_New(), nullptr); });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(set_error("AbsSET_New", "Failed to allocate memory.")));
+}
+
+// AddressSanitizer notices a header that is kept.
+TEST(AbstractSetInternal, NewThatCannotBeInitialisedIsNull)
+{
+    const Outcome outcome =
+        run_with("Initialize", [](LocalSet& /*set*/) { EXPECT_EQ(AbsSET_New(), nullptr); });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(set_error("AbsSET_New", "AbsSET_Initialize() failed - 7")));
+}
+
+TEST(AbstractSetInternal, PushWithoutMemoryLeavesTheSet)
+{
+    const Outcome outcome = run_with("Malloc", [](LocalSet& set) {
+        EXPECT_EQ(AbsSET_PushFront(&set, nullptr, value(3)), AbsSET_BadArguments);
+        EXPECT_EQ(set.ring(), values({1, 2}));
+        EXPECT_EQ(AbsSET_Size(&set), 2U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(set_error("AbsSET_InitializeEntry", "Bad arguments."),
+                            set_error("absset_EntryPush", "AbsSET_InitializeEntry() failed - 1")));
+}
+
+TEST(AbstractSetInternal, DeleteThatCannotClearKeepsTheHeader)
+{
+    const Outcome outcome = run_with("Clear", [](LocalSet& set) {
+        EXPECT_EQ(AbsSET_Delete(&set), 7U);
+        EXPECT_EQ(set.ring(), values({1, 2}));
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(set_error("AbsSET_Delete", "AbsSET_Clear() failed - 7")));
+}
+
+TEST(AbstractSetInternal, SearchesTellWhichStepFailed)
+{
+    const Outcome first = run_with("IndexBegin", [](LocalSet& set) {
+        EXPECT_EQ(AbsSET_PopValue(&set, value(2)), 7U);
+        EXPECT_EQ(AbsSET_PopEntry(&set, set.sentinel.blink), 7U);
+        EXPECT_EQ(set.ring(), values({1, 2}));
+    });
+    EXPECT_THAT(first, exited(0));
+    EXPECT_THAT(first.log,
+                ElementsAre(set_error("AbsSET_PopValue", "AbsSET_IndexBegin() failed - 7."),
+                            set_error("AbsSET_PopEntry", "AbsSET_IndexBegin() failed - 7.")));
+
+    const Outcome second = run_with("IndexNext", [](LocalSet& set) {
+        EXPECT_EQ(AbsSET_PopValue(&set, value(2)), 7U);
+        EXPECT_EQ(AbsSET_PopEntry(&set, set.sentinel.blink), 7U);
+        EXPECT_EQ(set.ring(), values({1, 2}));
+    });
+    EXPECT_THAT(second, exited(0));
+    EXPECT_THAT(second.log,
+                ElementsAre(set_error("AbsSET_PopValue", "AbsSET_IndexNext() failed - 7."),
+                            set_error("AbsSET_PopEntry", "AbsSET_IndexNext() failed - 7.")));
+}
+
+TEST(AbstractSetInternal, DumpStopsAtAFailedStep)
+{
+    const Outcome outcome =
+        run_with("IndexNext", [](LocalSet& set) { EXPECT_EQ(AbsSET_Info(&set), 7U); });
+    EXPECT_THAT(outcome, exited(0));
+    ASSERT_EQ(outcome.log.size(), 12U) << "size, title, sentinel, title, entry, error";
+    EXPECT_THAT(outcome.log.back(), set_error("AbsSET_Info", "AbsSET_IndexNext() failed - 7."));
+}
+
+TEST(AbstractSetInternal, DumpStopsAtAMissingEntry)
+{
+    const Outcome outcome = run_with(
+        "EntryGet", [](LocalSet& set) { EXPECT_EQ(AbsSET_Info(&set), AbsSET_BadArguments); });
+    EXPECT_THAT(outcome, exited(0));
+    ASSERT_EQ(outcome.log.size(), 9U) << "size, title, sentinel, title, two errors";
+    EXPECT_THAT(outcome.log[7], set_error("absset_EntryInfo", "Bad arguments."));
+    EXPECT_THAT(outcome.log[8], set_error("AbsSET_Info", "absset_EntryInfo() failed - 1"));
+}
+
+TEST(AbstractSetInternal, UnknownMovementIsReported)
+{
+    const Outcome outcome = run_fresh([] {
+        LocalSet set{1, 2};
+        set.go_to(1);
+        for (const common::Position position : {-6, common::kCursor, 0, 1}) {
+            EXPECT_EQ(common::absset_SetIndex(&set, position), AbsSET_UnknownPosition);
+        }
+        EXPECT_EQ(set.at_cursor(), value(2));
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(set_error("absset_SetIndex", "Unknown index: -6"),
+                                         set_error("absset_SetIndex", "Unknown index: -5"),
+                                         set_error("absset_SetIndex", "Unknown index: 0"),
+                                         set_error("absset_SetIndex", "Unknown index: 1")));
+}
+
+}  // namespace
