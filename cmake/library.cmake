@@ -7,6 +7,7 @@ add_library(
   containers/abstract_set.cpp
   containers/abstract_set_whole.cpp
   containers/data.cpp
+  containers/list_by_abstractset.cpp
   files/process.cpp
   foundation/initialisation.cpp
   foundation/mem_malloc.cpp

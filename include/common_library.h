@@ -15,6 +15,7 @@
 #include "common_system.h"
 #include "common_thread.h"
 #include "data.h"
+#include "list_by_abstractset.h"
 #include "mem_malloc.h"
 #include "oxa_logger.h"
 #include "status.h"

@@ -9,14 +9,10 @@
 #include "abstract_set_support.h"
 #include "containers/absset.h"
 #include "mem_malloc.h"
+#include "replaced.h"
 
 using namespace bench;
 using testing::ElementsAre;
-
-// The linker sends a call of "f" to "__wrap_f" and gives the real one the name "__real_f".
-#define REPLACED(result, name, parameters)                             \
-    extern "C" result real_##name parameters __asm__("__real_" #name); \
-    extern "C" result wrap_##name parameters __asm__("__wrap_" #name)
 
 REPLACED(std::uint32_t, AbsSET_Initialize, (AbsSET * set));
 REPLACED(std::uint32_t, AbsSET_Clear, (AbsSET * set));

@@ -86,8 +86,8 @@
         "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "memchr", "memcmp",      \
         "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",                \
         "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \
-        "putchar", "puts", "snprintf", "sprintf", "stderr", "stdout", "strchr", "strchrnul",       \
-        "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr", "strspn",      \
-        "strtol", "strtoul", "syslog", "tzset", "vfprintf"
+        "putchar", "puts", "qsort", "snprintf", "sprintf", "stderr", "stdout", "strchr",           \
+        "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr",   \
+        "strspn", "strtol", "strtoul", "syslog", "tzset", "vfprintf"
 
 #endif

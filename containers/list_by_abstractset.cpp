@@ -1,0 +1,218 @@
+#include "list_by_abstractset.h"
+
+#include <cstdlib>
+
+#include "log/report.h"
+#include "mem_malloc.h"
+
+namespace {
+
+constexpr common::Source kSource{"list_by_abstractset", common::Module::Common};
+
+[[gnu::cold, gnu::noinline]] std::uint32_t report_code(std::uint32_t code, const char* callee,
+                                                       const char* function,
+                                                       std::int32_t line) noexcept
+{
+    common::report(kSource, COMMON_LogLevelError, function, line, "%s() failed - %u.", callee,
+                   code);
+    return 0;
+}
+
+}  // namespace
+
+// Turns the set's code into the list's 1 or 0, and reports a failure.
+#define LIST_RESULT(callee, arguments)                                                      \
+    do {                                                                                    \
+        const std::uint32_t code = callee arguments;                                        \
+        return code == AbsSET_Success ? 1 : report_code(code, #callee, __func__, __LINE__); \
+    } while (false)
+
+extern "C" {
+
+LIST LIST_New(void)
+{
+    return AbsSET_New();
+}
+
+LIST LIST_NewEx(AbsSET_Release_t release)
+{
+    const LIST list = AbsSET_New();
+    AbsSET_InitializeEx(list, release);  // tells of a null list itself
+    return list;
+}
+
+uint32_t LIST_Clear(LIST list)
+{
+    LIST_RESULT(AbsSET_Clear, (list));
+}
+
+uint32_t LIST_Delete(LIST list)
+{
+    LIST_RESULT(AbsSET_Delete, (list));
+}
+
+void* LIST_Get(LIST list)
+{
+    return AbsSET_ValueGet(list);
+}
+
+void* LIST_GetFront(LIST list)
+{
+    return AbsSET_ValueGetFront(list);
+}
+
+void* LIST_GetBack(LIST list)
+{
+    return AbsSET_ValueGetBack(list);
+}
+
+void* LIST_GetIndex(LIST list, int32_t index)
+{
+    return AbsSET_ValueGetIndex(list, index);
+}
+
+void* LIST_Pop(LIST list)
+{
+    return AbsSET_ValuePop(list);
+}
+
+void* LIST_PopFront(LIST list)
+{
+    return AbsSET_ValuePopFront(list);
+}
+
+void* LIST_PopBack(LIST list)
+{
+    return AbsSET_ValuePopBack(list);
+}
+
+void* LIST_PopIndex(LIST list, int32_t index)
+{
+    return AbsSET_ValuePopIndex(list, index);
+}
+
+uint32_t LIST_PopValue(LIST list, const void* value)
+{
+    LIST_RESULT(AbsSET_PopValue, (list, value));
+}
+
+uint32_t LIST_Push(LIST list, void* value)
+{
+    LIST_RESULT(AbsSET_Push, (list, nullptr, value));
+}
+
+uint32_t LIST_PushBack(LIST list, void* value)
+{
+    LIST_RESULT(AbsSET_PushBack, (list, nullptr, value));
+}
+
+uint32_t LIST_PushFront(LIST list, void* value)
+{
+    LIST_RESULT(AbsSET_PushFront, (list, nullptr, value));
+}
+
+uint32_t LIST_PushIndex(LIST list, void* value, int32_t index)
+{
+    LIST_RESULT(AbsSET_PushIndex, (list, nullptr, value, index));
+}
+
+uint32_t LIST_IndexBegin(LIST list)
+{
+    LIST_RESULT(AbsSET_IndexBegin, (list));
+}
+
+uint32_t LIST_IndexLast(LIST list)
+{
+    LIST_RESULT(AbsSET_IndexLast, (list));
+}
+
+uint32_t LIST_IndexNext(LIST list)
+{
+    LIST_RESULT(AbsSET_IndexNext, (list));
+}
+
+uint32_t LIST_IndexPrevious(LIST list)
+{
+    LIST_RESULT(AbsSET_IndexPrevious, (list));
+}
+
+uint32_t LIST_Info(LIST list)
+{
+    LIST_RESULT(AbsSET_Info, (list));
+}
+
+uint32_t LIST_IsEmpty(LIST list)
+{
+    return AbsSET_IsEmpty(list);
+}
+
+uint32_t LIST_IsEnd(LIST list)
+{
+    return AbsSET_IsEnd(list);
+}
+
+uint32_t LIST_Size(LIST list)
+{
+    return AbsSET_Size(list);
+}
+
+LIST LIST_Copy(LIST source)
+{
+    const LIST copy = LIST_New();
+    if (copy == nullptr || LIST_IndexBegin(source) == 0) {
+        return copy;
+    }
+    while (LIST_IsEnd(source) == 0) {
+        if (LIST_PushBack(copy, LIST_Get(source)) == 0 || LIST_IndexNext(source) == 0) {
+            return copy;
+        }
+    }
+    // The wrong way round, and to stay so: callers rely on the null, and on the values being freed
+    // by the deletion, because the copy has no release function.
+    LIST_Delete(copy);
+    return nullptr;
+}
+
+uint32_t LIST_Sort(LIST list, LIST_Compare_t compare)
+{
+    const std::uint32_t count = LIST_Size(list);
+    // An array that is too large to be asked for is one that there is no memory for.
+    if (count == 0 || compare == nullptr || count > UINT32_MAX / sizeof(void*)) {
+        return 0;
+    }
+    auto* const values =
+        static_cast<void**>(MEM_Salloc(static_cast<std::uint32_t>(count * sizeof(void*))));
+    if (values == nullptr) {
+        return 0;
+    }
+    std::uint32_t done = LIST_IndexBegin(list);
+    for (std::uint32_t i = 0; done != 0 && LIST_IsEnd(list) == 0; ++i) {
+        if (i >= count) {
+            COMMON_REPORT(kSource, Error, "%u out of array boundaries [0..%u] should not happen", i,
+                          count - 1);
+            done = 0;
+        } else {
+            values[i] = LIST_Get(list);
+            done = LIST_IndexNext(list);
+        }
+    }
+    if (done != 0) {
+        std::qsort(values, count, sizeof(void*), compare);
+        const AbsSET_Release_t release = list->release;
+        const std::uint32_t code = AbsSET_Initialize(list);  // abandons the records
+        list->release = release;
+        if (code != AbsSET_Success) {
+            COMMON_REPORT(kSource, Error, "AbsSET_Initialize({%p:%p}) failed:%d",
+                          static_cast<void*>(list), static_cast<void*>(list),
+                          static_cast<std::int32_t>(code));
+            done = 0;
+        }
+        for (std::uint32_t i = 0; done != 0 && i < count; ++i) {
+            done = LIST_PushBack(list, values[i]);
+        }
+    }
+    MEM_Free(values);
+    return done;
+}
+
+}  // extern "C"
