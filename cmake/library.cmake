@@ -8,6 +8,8 @@ add_library(
   containers/abstract_set_whole.cpp
   containers/data.cpp
   containers/list_by_abstractset.cpp
+  containers/list_light.cpp
+  containers/map.cpp
   files/process.cpp
   foundation/initialisation.cpp
   foundation/mem_malloc.cpp

@@ -16,6 +16,8 @@
 #include "common_thread.h"
 #include "data.h"
 #include "list_by_abstractset.h"
+#include "list_light.h"
+#include "map.h"
 #include "mem_malloc.h"
 #include "oxa_logger.h"
 #include "status.h"
