@@ -3,6 +3,7 @@
 
 #include "abstract_set.h"
 #include "foundation/source.h"
+#include "mem_malloc.h"
 
 namespace common {
 
@@ -38,5 +39,52 @@ std::uint32_t absset_SetIndex(AbsSET* set, Position position) noexcept;
 
 /// Writes an entry to the log. Gives a code.
 std::uint32_t absset_EntryInfo(const AbsSET_Entry* entry) noexcept;
+
+// The usual way of the hot operations, inlined into the exported functions of the set and the list.
+// They fail without a trace, and the caller then goes the full way, which tells what is wrong.
+
+/// Inserts a value in a new record between two neighbours.
+inline bool push_quickly(AbsSET* set, AbsSET_Entry* prev, AbsSET_Entry* next, void* value) noexcept
+{
+    if (prev == nullptr || next == nullptr || value == nullptr || set->size >= kMostEntries) {
+        return false;
+    }
+    auto* const record = static_cast<AbsSET_Entry*>(MEM_Malloc(sizeof(AbsSET_Entry)));
+    if (record == nullptr) {
+        return false;
+    }
+    *record = {value, next, prev};
+    next->blink = record;
+    prev->flink = record;
+    ++set->size;
+    return true;
+}
+
+/// Takes an entry out, frees its record and gives its value; null when it did nothing.
+inline void* pop_quickly(AbsSET* set, AbsSET_Entry* entry) noexcept
+{
+    // Also passes the sentinel by, which has no value.
+    if (entry == nullptr || entry->value == nullptr || entry->flink == nullptr ||
+        entry->blink == nullptr) {
+        return nullptr;
+    }
+    void* const value = entry->value;
+    entry->flink->blink = entry->blink;
+    entry->blink->flink = entry->flink;
+    set->cursor = entry->flink;
+    --set->size;
+    MEM_Free(entry);
+    return value;
+}
+
+/// Moves the cursor towards the back.
+inline bool step_quickly(AbsSET* set) noexcept
+{
+    if (set == nullptr || set->cursor == &set->sentinel || set->cursor == nullptr) {
+        return false;
+    }
+    set->cursor = set->cursor->flink;
+    return true;
+}
 
 }  // namespace common

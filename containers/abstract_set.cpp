@@ -265,11 +265,19 @@ uint32_t AbsSET_Push(AbsSET* set, AbsSET_Entry* entry, void* value)
 
 uint32_t AbsSET_PushFront(AbsSET* set, AbsSET_Entry* entry, void* value)
 {
+    if (set != nullptr && entry == nullptr &&
+        push_quickly(set, &set->sentinel, set->sentinel.flink, value)) {
+        return AbsSET_Success;
+    }
     return absset_EntryPush(set, entry, value, kFront);
 }
 
 uint32_t AbsSET_PushBack(AbsSET* set, AbsSET_Entry* entry, void* value)
 {
+    if (set != nullptr && entry == nullptr &&
+        push_quickly(set, set->sentinel.blink, &set->sentinel, value)) {
+        return AbsSET_Success;
+    }
     return absset_EntryPush(set, entry, value, kBack);
 }
 
@@ -345,11 +353,21 @@ void* AbsSET_ValuePop(AbsSET* set)
 
 void* AbsSET_ValuePopFront(AbsSET* set)
 {
+    if (set != nullptr) {
+        if (void* const value = pop_quickly(set, set->sentinel.flink); value != nullptr) {
+            return value;
+        }
+    }
     return absset_ValuePop(set, kFront);
 }
 
 void* AbsSET_ValuePopBack(AbsSET* set)
 {
+    if (set != nullptr) {
+        if (void* const value = pop_quickly(set, set->sentinel.blink); value != nullptr) {
+            return value;
+        }
+    }
     return absset_ValuePop(set, kBack);
 }
 
@@ -370,6 +388,9 @@ uint32_t AbsSET_IndexLast(AbsSET* set)
 
 uint32_t AbsSET_IndexNext(AbsSET* set)
 {
+    if (step_quickly(set)) {
+        return AbsSET_Success;
+    }
     return absset_SetIndex(set, kNext);
 }
 

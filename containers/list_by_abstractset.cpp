@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "containers/absset.h"
 #include "log/report.h"
 #include "mem_malloc.h"
 
@@ -53,6 +54,9 @@ uint32_t LIST_Delete(LIST list)
 
 void* LIST_Get(LIST list)
 {
+    if (list != nullptr && list->cursor != nullptr) {
+        return list->cursor->value;
+    }
     return AbsSET_ValueGet(list);
 }
 
@@ -78,11 +82,21 @@ void* LIST_Pop(LIST list)
 
 void* LIST_PopFront(LIST list)
 {
+    if (list != nullptr) {
+        if (void* const value = common::pop_quickly(list, list->sentinel.flink); value != nullptr) {
+            return value;
+        }
+    }
     return AbsSET_ValuePopFront(list);
 }
 
 void* LIST_PopBack(LIST list)
 {
+    if (list != nullptr) {
+        if (void* const value = common::pop_quickly(list, list->sentinel.blink); value != nullptr) {
+            return value;
+        }
+    }
     return AbsSET_ValuePopBack(list);
 }
 
@@ -103,11 +117,19 @@ uint32_t LIST_Push(LIST list, void* value)
 
 uint32_t LIST_PushBack(LIST list, void* value)
 {
+    if (list != nullptr &&
+        common::push_quickly(list, list->sentinel.blink, &list->sentinel, value)) {
+        return 1;
+    }
     LIST_RESULT(AbsSET_PushBack, (list, nullptr, value));
 }
 
 uint32_t LIST_PushFront(LIST list, void* value)
 {
+    if (list != nullptr &&
+        common::push_quickly(list, &list->sentinel, list->sentinel.flink, value)) {
+        return 1;
+    }
     LIST_RESULT(AbsSET_PushFront, (list, nullptr, value));
 }
 
@@ -128,6 +150,9 @@ uint32_t LIST_IndexLast(LIST list)
 
 uint32_t LIST_IndexNext(LIST list)
 {
+    if (common::step_quickly(list)) {
+        return 1;
+    }
     LIST_RESULT(AbsSET_IndexNext, (list));
 }
 
@@ -148,6 +173,9 @@ uint32_t LIST_IsEmpty(LIST list)
 
 uint32_t LIST_IsEnd(LIST list)
 {
+    if (list != nullptr && list->cursor != nullptr) {
+        return list->cursor == &list->sentinel ? 1 : 0;
+    }
     return AbsSET_IsEnd(list);
 }
 

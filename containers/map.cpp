@@ -42,6 +42,29 @@ Map_Iterator locate(const Map& map, const void* key) noexcept
     return it;
 }
 
+/// What stands for a node without a pair: no key that is looked for is null.
+constexpr Map_Pair kNoPair{};
+
+/// The pair of a node. Without a branch: the lookups are as fast as the memory lets them.
+const Map_Pair* pair_in(const ListLight_Node& node) noexcept
+{
+    const auto* const pair = static_cast<const Map_Pair*>(node.data);
+    return pair == nullptr ? &kNoPair : pair;
+}
+
+/// Apart from the lookup of words, which needs no registers saved.
+[[gnu::noinline]] void* find_compared(const Map& map, const void* key) noexcept
+{
+    const Map_Compare_t compare = map.compare;
+    for (const ListLight_Node* node = map.list->head; node != nullptr; node = node->next) {
+        const void* const stored = pair_in(*node)->key;
+        if (stored != nullptr && compare(key, stored) == 0) {
+            return pair_in(*node)->value;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 extern "C" {
@@ -78,19 +101,12 @@ void* Map_Find(const Map* map, const void* key)
     if (map == nullptr || key == nullptr) {
         return nullptr;
     }
-    const ListLight_Node* node = map->list->head;
-    if (const Map_Compare_t compare = map->compare; compare == nullptr) {
-        for (; node != nullptr; node = node->next) {
-            if (const Map_Pair* const pair = pair_of(node); pair != nullptr && pair->key == key) {
-                return pair->value;
-            }
-        }
-    } else {
-        for (; node != nullptr; node = node->next) {
-            if (const Map_Pair* const pair = pair_of(node);
-                pair != nullptr && compare(key, pair->key) == 0) {
-                return pair->value;
-            }
+    if (map->compare != nullptr) {
+        return find_compared(*map, key);
+    }
+    for (const ListLight_Node* node = map->list->head; node != nullptr; node = node->next) {
+        if (const Map_Pair* const pair = pair_in(*node); pair->key == key) {
+            return pair->value;
         }
     }
     return nullptr;

@@ -1,0 +1,427 @@
+// What the lists and the map cost, against the C++ library, GLib and loops written by hand.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <list>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "list_by_abstractset.h"
+#include "map.h"
+#include "mem_malloc.h"
+#include "support/ratio_report.h"
+
+#if HAVE_GLIB
+#include <glib.h>
+#endif
+
+namespace {
+
+char storage;
+void* const kValue = &storage;
+
+/// Ends a benchmark whose result is wrong.
+void require(benchmark::State& state, bool good)
+{
+    if (!good) {
+        state.SkipWithError("wrong result");
+    }
+}
+
+// ------------------------------------------------------------------------ push and pop at the ends
+
+/// Pushes as many values as the argument says and pops them again, first in, first out.
+void fifo_list(benchmark::State& state)
+{
+    const LIST list = LIST_New();
+    for (auto _ : state) {
+        for (auto i = state.range(0); i > 0; --i) {
+            LIST_PushBack(list, kValue);
+        }
+        for (auto i = state.range(0); i > 0; --i) {
+            benchmark::DoNotOptimize(LIST_PopFront(list));
+        }
+    }
+    require(state, LIST_Size(list) == 0);
+    LIST_Delete(list);
+}
+
+void fifo_set(benchmark::State& state)
+{
+    AbsSET* const set = AbsSET_New();
+    for (auto _ : state) {
+        for (auto i = state.range(0); i > 0; --i) {
+            AbsSET_PushBack(set, nullptr, kValue);
+        }
+        for (auto i = state.range(0); i > 0; --i) {
+            benchmark::DoNotOptimize(AbsSET_ValuePopFront(set));
+        }
+    }
+    require(state, AbsSET_Size(set) == 0);
+    AbsSET_Delete(set);
+}
+
+void fifo_std(benchmark::State& state)
+{
+    std::list<void*> list;
+    for (auto _ : state) {
+        for (auto i = state.range(0); i > 0; --i) {
+            list.push_back(kValue);
+        }
+        for (auto i = state.range(0); i > 0; --i) {
+            benchmark::DoNotOptimize(list.front());
+            list.pop_front();
+        }
+    }
+    require(state, list.empty());
+}
+
+/// The other direction, last in, first out, at the front.
+void lifo_list(benchmark::State& state)
+{
+    const LIST list = LIST_New();
+    for (auto _ : state) {
+        for (auto i = state.range(0); i > 0; --i) {
+            LIST_PushFront(list, kValue);
+        }
+        for (auto i = state.range(0); i > 0; --i) {
+            benchmark::DoNotOptimize(LIST_PopFront(list));
+        }
+    }
+    require(state, LIST_Size(list) == 0);
+    LIST_Delete(list);
+}
+
+void lifo_std(benchmark::State& state)
+{
+    std::list<void*> list;
+    for (auto _ : state) {
+        for (auto i = state.range(0); i > 0; --i) {
+            list.push_front(kValue);
+        }
+        for (auto i = state.range(0); i > 0; --i) {
+            benchmark::DoNotOptimize(list.front());
+            list.pop_front();
+        }
+    }
+    require(state, list.empty());
+}
+
+#define SIZES ->Arg(1'000)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMicrosecond)
+BENCHMARK(fifo_list) SIZES;
+BENCHMARK(fifo_set) SIZES;
+BENCHMARK(fifo_std) SIZES;
+BENCHMARK(lifo_list) SIZES;
+BENCHMARK(lifo_std) SIZES;
+
+#if HAVE_GLIB
+void fifo_glib(benchmark::State& state)
+{
+    GQueue* const queue = g_queue_new();
+    for (auto _ : state) {
+        for (auto i = state.range(0); i > 0; --i) {
+            g_queue_push_tail(queue, kValue);
+        }
+        for (auto i = state.range(0); i > 0; --i) {
+            benchmark::DoNotOptimize(g_queue_pop_head(queue));
+        }
+    }
+    require(state, g_queue_is_empty(queue) != 0);
+    g_queue_free(queue);
+}
+
+void lifo_glib(benchmark::State& state)
+{
+    GQueue* const queue = g_queue_new();
+    for (auto _ : state) {
+        for (auto i = state.range(0); i > 0; --i) {
+            g_queue_push_head(queue, kValue);
+        }
+        for (auto i = state.range(0); i > 0; --i) {
+            benchmark::DoNotOptimize(g_queue_pop_head(queue));
+        }
+    }
+    require(state, g_queue_is_empty(queue) != 0);
+    g_queue_free(queue);
+}
+
+BENCHMARK(fifo_glib) SIZES;
+BENCHMARK(lifo_glib) SIZES;
+
+// -------------------------------------------------------------------------------------------- walk
+
+/// Through the interface: a call each for the test of the end, the value and the step.
+void walk_list(benchmark::State& state)
+{
+    const LIST list = LIST_New();
+    for (auto i = state.range(0); i > 0; --i) {
+        LIST_PushBack(list, kValue);
+    }
+    std::int64_t count = 0;
+    for (auto _ : state) {
+        for (LIST_IndexBegin(list); LIST_IsEnd(list) == 0; LIST_IndexNext(list)) {
+            count += LIST_Get(list) == kValue ? 1 : 0;
+        }
+    }
+    require(state, count == state.range(0) * static_cast<std::int64_t>(state.iterations()));
+    while (LIST_IsEmpty(list) == 0) {
+        LIST_PopFront(list);
+    }
+    LIST_Delete(list);
+}
+
+/// The nodes of the peer are read by the caller itself.
+void walk_glib(benchmark::State& state)
+{
+    GList* list = nullptr;
+    for (auto i = state.range(0); i > 0; --i) {
+        list = g_list_prepend(list, kValue);
+    }
+    list = g_list_reverse(list);
+    std::int64_t count = 0;
+    for (auto _ : state) {
+        for (const GList* node = list; node != nullptr; node = node->next) {
+            count += node->data == kValue ? 1 : 0;
+        }
+    }
+    require(state, count == state.range(0) * static_cast<std::int64_t>(state.iterations()));
+    g_list_free(list);
+}
+
+BENCHMARK(walk_list) SIZES;
+BENCHMARK(walk_glib) SIZES;
+#endif
+
+// -------------------------------------------------------------------------------------------- sort
+
+constexpr std::size_t kSorted = 100'000;
+
+const std::vector<void*>& shuffled()
+{
+    static const std::vector<void*> values = [] {
+        static std::vector<char> addresses(kSorted);
+        std::vector<void*> all;
+        for (char& address : addresses) {
+            all.push_back(&address);
+        }
+        std::shuffle(all.begin(), all.end(), std::mt19937(1));
+        return all;
+    }();
+    return values;
+}
+
+int by_address(const void* first, const void* second)
+{
+    const char* const a = *static_cast<char* const*>(first);
+    const char* const b = *static_cast<char* const*>(second);
+    return (a > b) - (a < b);
+}
+
+void sort_list(benchmark::State& state)
+{
+    const LIST list = LIST_New();
+    std::vector<AbsSET_Entry*> records;
+    for (auto _ : state) {
+        state.PauseTiming();
+        while (LIST_IsEmpty(list) == 0) {
+            LIST_PopFront(list);
+        }
+        records.clear();
+        for (void* const value : shuffled()) {
+            LIST_PushBack(list, value);
+            records.push_back(AbsSET_EntryGetBack(list));
+        }
+        state.ResumeTiming();
+        require(state, LIST_Sort(list, by_address) == 1);
+        state.PauseTiming();
+        require(state,
+                LIST_GetFront(list) == *std::min_element(shuffled().begin(), shuffled().end()));
+        for (AbsSET_Entry* const record : records) {
+            MEM_Free(record);
+        }
+        state.ResumeTiming();
+    }
+    while (LIST_IsEmpty(list) == 0) {
+        LIST_PopFront(list);
+    }
+    LIST_Delete(list);
+}
+
+void sort_array(benchmark::State& state)
+{
+    std::vector<void*> values;
+    for (auto _ : state) {
+        state.PauseTiming();
+        values = shuffled();
+        state.ResumeTiming();
+        std::qsort(values.data(), values.size(), sizeof values[0], by_address);
+        benchmark::DoNotOptimize(values.data());
+    }
+    require(state, std::is_sorted(values.begin(), values.end()));
+}
+
+BENCHMARK(sort_list)->Unit(benchmark::kMicrosecond);
+BENCHMARK(sort_array)->Unit(benchmark::kMicrosecond);
+
+// --------------------------------------------------------------------------------------------- map
+
+/// What a map is without a library: nodes in a chain, each with a pair.
+struct ChainNode {
+    Map_Pair* pair;
+    ChainNode* next;
+};
+
+struct Chain {
+    ChainNode* first = nullptr;
+    ChainNode** end = &first;
+
+    Chain() = default;
+    Chain(const Chain&) = delete;
+    Chain& operator=(const Chain&) = delete;
+    ~Chain()
+    {
+        while (first != nullptr) {
+            ChainNode* const next = first->next;
+            std::free(first->pair);
+            std::free(first);
+            first = next;
+        }
+    }
+
+    void add(const char* key, void* value)
+    {
+        auto* const pair = static_cast<Map_Pair*>(std::malloc(sizeof(Map_Pair)));
+        *pair = {const_cast<char*>(key), value};
+        auto* const node = static_cast<ChainNode*>(std::malloc(sizeof(ChainNode)));
+        *node = {pair, nullptr};
+        *end = node;
+        end = &node->next;
+    }
+};
+
+[[gnu::noipa]] void* chase_words(const Chain& chain, const void* key)
+{
+    for (const ChainNode* node = chain.first; node != nullptr; node = node->next) {
+        if (node->pair->key == key) {
+            return node->pair->value;
+        }
+    }
+    return nullptr;
+}
+
+[[gnu::noipa]] void* chase_compared(const Chain& chain, const void* key,
+                                    int (*compare)(const void*, const void*))
+{
+    for (const ChainNode* node = chain.first; node != nullptr; node = node->next) {
+        if (compare(key, node->pair->key) == 0) {
+            return node->pair->value;
+        }
+    }
+    return nullptr;
+}
+
+const std::vector<std::string>& keys()
+{
+    static const std::vector<std::string> texts = [] {
+        std::vector<std::string> all;
+        for (int i = 0; i < 1'000; ++i) {
+            all.push_back("key " + std::to_string(i));
+        }
+        return all;
+    }();
+    return texts;
+}
+
+int by_text(const void* key, const void* stored)
+{
+    return std::strcmp(static_cast<const char*>(key), static_cast<const char*>(stored));
+}
+
+/// Looks up the last of as many keys as the argument says.
+void find_in_map(benchmark::State& state, Map_Compare_t compare)
+{
+    const auto count = static_cast<std::size_t>(state.range(0));
+    Map* const map = Map_New(compare);
+    for (std::size_t i = 0; i < count; ++i) {
+        Map_Add(map, keys()[i].c_str(), kValue);
+    }
+    void* found = nullptr;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(found = Map_Find(map, keys()[count - 1].c_str()));
+    }
+    require(state, found == kValue);
+    Map_Delete(map);
+}
+
+void find_words(benchmark::State& state)
+{
+    find_in_map(state, nullptr);
+}
+
+void find_texts(benchmark::State& state)
+{
+    find_in_map(state, by_text);
+}
+
+template <typename Find>
+void find_in_chain(benchmark::State& state, Find find)
+{
+    const auto count = static_cast<std::size_t>(state.range(0));
+    Chain chain;
+    for (std::size_t i = 0; i < count; ++i) {
+        chain.add(keys()[i].c_str(), kValue);
+    }
+    void* found = nullptr;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(found = find(chain, keys()[count - 1].c_str()));
+    }
+    require(state, found == kValue);
+}
+
+void chase_words_by_hand(benchmark::State& state)
+{
+    find_in_chain(state,
+                  [](const Chain& chain, const void* key) { return chase_words(chain, key); });
+}
+
+void chase_texts_by_hand(benchmark::State& state)
+{
+    find_in_chain(state, [](const Chain& chain, const void* key) {
+        return chase_compared(chain, key, by_text);
+    });
+}
+
+BENCHMARK(find_words)->Arg(16)->Arg(1'000);
+BENCHMARK(chase_words_by_hand)->Arg(16)->Arg(1'000);
+BENCHMARK(find_texts)->Arg(16)->Arg(1'000);
+BENCHMARK(chase_texts_by_hand)->Arg(16)->Arg(1'000);
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<bench::Ratio> ratios;
+    for (const std::string size : {"1000", "100000", "1000000"}) {
+        for (const std::string order : {"fifo", "lifo"}) {
+            const std::string ours = order + "_list/" + size;
+            ratios.push_back({"LIST " + ours + " / std::list", ours, order + "_std/" + size, 1.0});
+            ratios.push_back({"LIST " + ours + " / GQueue", ours, order + "_glib/" + size, 1.0});
+        }
+        const std::string set = "fifo_set/" + size;
+        ratios.push_back({"AbsSET " + set + " / std::list", set, "fifo_std/" + size, 1.0});
+        ratios.push_back({"LIST walk of " + size + " / GList loop", "walk_list/" + size,
+                          "walk_glib/" + size, 3.2});
+    }
+    ratios.push_back({"LIST_Sort of 100000 / qsort of an array", "sort_list", "sort_array", 1.25});
+    for (const std::string size : {"16", "1000"}) {
+        ratios.push_back({"Map_Find of " + size + " words / chase by hand", "find_words/" + size,
+                          "chase_words_by_hand/" + size, 1.05});
+        ratios.push_back({"Map_Find of " + size + " texts / chase by hand", "find_texts/" + size,
+                          "chase_texts_by_hand/" + size, 1.05});
+    }
+    return bench::run_and_compare(argc, argv, ratios);
+}
