@@ -13,6 +13,7 @@
 #include "list_by_abstractset.h"
 #include "map.h"
 #include "mem_malloc.h"
+#include "pair_chase.h"
 #include "support/ratio_report.h"
 
 #if HAVE_GLIB
@@ -269,15 +270,9 @@ BENCHMARK(sort_array)->Unit(benchmark::kMicrosecond);
 
 // --------------------------------------------------------------------------------------------- map
 
-/// What a map is without a library: nodes in a chain, each with a pair.
-struct ChainNode {
-    Map_Pair* pair;
-    ChainNode* next;
-};
-
 struct Chain {
-    ChainNode* first = nullptr;
-    ChainNode** end = &first;
+    chase_node* first = nullptr;
+    chase_node** end = &first;
 
     Chain() = default;
     Chain(const Chain&) = delete;
@@ -285,7 +280,7 @@ struct Chain {
     ~Chain()
     {
         while (first != nullptr) {
-            ChainNode* const next = first->next;
+            chase_node* const next = first->next;
             std::free(first->pair);
             std::free(first);
             first = next;
@@ -294,18 +289,19 @@ struct Chain {
 
     void add(const char* key, void* value)
     {
-        auto* const pair = static_cast<Map_Pair*>(std::malloc(sizeof(Map_Pair)));
-        *pair = {const_cast<char*>(key), value};
-        auto* const node = static_cast<ChainNode*>(std::malloc(sizeof(ChainNode)));
+        auto* const pair = static_cast<chase_pair*>(std::malloc(sizeof(chase_pair)));
+        *pair = {key, value};
+        auto* const node = static_cast<chase_node*>(std::malloc(sizeof(chase_node)));
         *node = {pair, nullptr};
         *end = node;
         end = &node->next;
     }
 };
 
-[[gnu::noipa]] void* chase_words(const Chain& chain, const void* key)
+/// The same loops in the program itself, where neither they nor the comparison are far away.
+[[gnu::noipa]] void* chase_words_here(const chase_node* node, const void* key)
 {
-    for (const ChainNode* node = chain.first; node != nullptr; node = node->next) {
+    for (; node != nullptr; node = node->next) {
         if (node->pair->key == key) {
             return node->pair->value;
         }
@@ -313,10 +309,10 @@ struct Chain {
     return nullptr;
 }
 
-[[gnu::noipa]] void* chase_compared(const Chain& chain, const void* key,
-                                    int (*compare)(const void*, const void*))
+[[gnu::noipa]] void* chase_compared_here(const chase_node* node, const void* key,
+                                         int (*compare)(const void*, const void*))
 {
-    for (const ChainNode* node = chain.first; node != nullptr; node = node->next) {
+    for (; node != nullptr; node = node->next) {
         if (compare(key, node->pair->key) == 0) {
             return node->pair->value;
         }
@@ -341,69 +337,102 @@ int by_text(const void* key, const void* stored)
     return std::strcmp(static_cast<const char*>(key), static_cast<const char*>(stored));
 }
 
-/// Looks up the last of as many keys as the argument says.
-void find_in_map(benchmark::State& state, Map_Compare_t compare)
-{
-    const auto count = static_cast<std::size_t>(state.range(0));
-    Map* const map = Map_New(compare);
-    for (std::size_t i = 0; i < count; ++i) {
-        Map_Add(map, keys()[i].c_str(), kValue);
+/// Maps and a chain with the same pairs, built while the heap is still in order.
+struct Pairs {
+    explicit Pairs(std::size_t count) : words(Map_New(nullptr)), texts(Map_New(by_text))
+    {
+        for (Map* const map : {words, texts}) {
+            for (std::size_t i = 0; i < count; ++i) {
+                Map_Add(map, keys()[i].c_str(), kValue);
+            }
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            chain.add(keys()[i].c_str(), kValue);
+        }
     }
+    Pairs(const Pairs&) = delete;
+    Pairs& operator=(const Pairs&) = delete;
+    ~Pairs()
+    {
+        Map_Delete(words);
+        Map_Delete(texts);
+    }
+
+    Map* words;
+    Map* texts;
+    Chain chain;
+};
+
+const Pairs& pairs(std::int64_t count)
+{
+    static const Pairs few(16);
+    static const Pairs many(1'000);
+    return count == 16 ? few : many;
+}
+
+/// Looks up the last of as many keys as the argument says.
+template <typename Find>
+void find_last(benchmark::State& state, Find find)
+{
+    const char* const key = keys()[static_cast<std::size_t>(state.range(0)) - 1].c_str();
     void* found = nullptr;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(found = Map_Find(map, keys()[count - 1].c_str()));
+        benchmark::DoNotOptimize(found = find(key));
     }
     require(state, found == kValue);
-    Map_Delete(map);
 }
 
 void find_words(benchmark::State& state)
 {
-    find_in_map(state, nullptr);
+    const Pairs& all = pairs(state.range(0));
+    find_last(state, [&](const char* key) { return Map_Find(all.words, key); });
+}
+
+void words_shared(benchmark::State& state)
+{
+    const Pairs& all = pairs(state.range(0));
+    find_last(state, [&](const char* key) { return chase_words(all.chain.first, key); });
+}
+
+void words_here(benchmark::State& state)
+{
+    const Pairs& all = pairs(state.range(0));
+    find_last(state, [&](const char* key) { return chase_words_here(all.chain.first, key); });
 }
 
 void find_texts(benchmark::State& state)
 {
-    find_in_map(state, by_text);
+    const Pairs& all = pairs(state.range(0));
+    find_last(state, [&](const char* key) { return Map_Find(all.texts, key); });
 }
 
-template <typename Find>
-void find_in_chain(benchmark::State& state, Find find)
+void texts_shared(benchmark::State& state)
 {
-    const auto count = static_cast<std::size_t>(state.range(0));
-    Chain chain;
-    for (std::size_t i = 0; i < count; ++i) {
-        chain.add(keys()[i].c_str(), kValue);
-    }
-    void* found = nullptr;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(found = find(chain, keys()[count - 1].c_str()));
-    }
-    require(state, found == kValue);
+    const Pairs& all = pairs(state.range(0));
+    find_last(state,
+              [&](const char* key) { return chase_compared(all.chain.first, key, by_text); });
 }
 
-void chase_words_by_hand(benchmark::State& state)
+void texts_here(benchmark::State& state)
 {
-    find_in_chain(state,
-                  [](const Chain& chain, const void* key) { return chase_words(chain, key); });
+    const Pairs& all = pairs(state.range(0));
+    find_last(state,
+              [&](const char* key) { return chase_compared_here(all.chain.first, key, by_text); });
 }
 
-void chase_texts_by_hand(benchmark::State& state)
-{
-    find_in_chain(state, [](const Chain& chain, const void* key) {
-        return chase_compared(chain, key, by_text);
-    });
-}
-
-BENCHMARK(find_words)->Arg(16)->Arg(1'000);
-BENCHMARK(chase_words_by_hand)->Arg(16)->Arg(1'000);
-BENCHMARK(find_texts)->Arg(16)->Arg(1'000);
-BENCHMARK(chase_texts_by_hand)->Arg(16)->Arg(1'000);
+#define PAIRS ->Arg(16)->Arg(1'000)
+BENCHMARK(find_words) PAIRS;
+BENCHMARK(words_shared) PAIRS;
+BENCHMARK(words_here) PAIRS;
+BENCHMARK(find_texts) PAIRS;
+BENCHMARK(texts_shared) PAIRS;
+BENCHMARK(texts_here) PAIRS;
 
 }  // namespace
 
 int main(int argc, char** argv)
 {
+    pairs(0);
     std::vector<bench::Ratio> ratios;
     for (const std::string size : {"1000", "100000", "1000000"}) {
         for (const std::string order : {"fifo", "lifo"}) {
@@ -418,10 +447,13 @@ int main(int argc, char** argv)
     }
     ratios.push_back({"LIST_Sort of 100000 / qsort of an array", "sort_list", "sort_array", 1.25});
     for (const std::string size : {"16", "1000"}) {
-        ratios.push_back({"Map_Find of " + size + " words / chase by hand", "find_words/" + size,
-                          "chase_words_by_hand/" + size, 1.05});
-        ratios.push_back({"Map_Find of " + size + " texts / chase by hand", "find_texts/" + size,
-                          "chase_texts_by_hand/" + size, 1.05});
+        for (const std::string kind : {"words", "texts"}) {
+            const std::string ours = "find_" + kind + "/" + size;
+            ratios.push_back({"Map " + ours + " / chase in a shared object", ours,
+                              kind + "_shared/" + size, 1.05});
+            ratios.push_back(
+                {"Map " + ours + " / chase in the program", ours, kind + "_here/" + size, 1.05});
+        }
     }
     return bench::run_and_compare(argc, argv, ratios);
 }

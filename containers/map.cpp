@@ -14,9 +14,10 @@ static_assert(sizeof(Map_Pair) == 2 * sizeof(void*));
 
 namespace {
 
-Map_Pair* pair_of(const ListLight_Node* node) noexcept
+/// Null for a node without a pair.
+const Map_Pair* pair_of(const ListLight_Node* node) noexcept
 {
-    return node == nullptr ? nullptr : static_cast<Map_Pair*>(node->data);
+    return static_cast<const Map_Pair*>(node->data);
 }
 
 /// Puts an iterator on the first pair that matches, or to the end. A node without a pair is passed.
@@ -42,14 +43,20 @@ Map_Iterator locate(const Map& map, const void* key) noexcept
     return it;
 }
 
-/// What stands for a node without a pair: no key that is looked for is null.
-constexpr Map_Pair kNoPair{};
-
-/// The pair of a node. Without a branch: the lookups are as fast as the memory lets them.
-const Map_Pair* pair_in(const ListLight_Node& node) noexcept
+void* find_word(const ListLight_Node* node, const void* key) noexcept
 {
-    const auto* const pair = static_cast<const Map_Pair*>(node.data);
-    return pair == nullptr ? &kNoPair : pair;
+    while (node != nullptr) {
+        // Ahead of the comparison: the way to the next node is what a lookup waits for.
+        const ListLight_Node* const next = node->next;
+        const Map_Pair* const pair = pair_of(node);
+        if (pair != nullptr) [[likely]] {
+            if (pair->key == key) [[unlikely]] {
+                return pair->value;
+            }
+        }
+        node = next;
+    }
+    return nullptr;
 }
 
 /// Apart from the lookup of words, which needs no registers saved.
@@ -57,9 +64,9 @@ const Map_Pair* pair_in(const ListLight_Node& node) noexcept
 {
     const Map_Compare_t compare = map.compare;
     for (const ListLight_Node* node = map.list->head; node != nullptr; node = node->next) {
-        const void* const stored = pair_in(*node)->key;
-        if (stored != nullptr && compare(key, stored) == 0) {
-            return pair_in(*node)->value;
+        const Map_Pair* const pair = pair_of(node);
+        if (pair != nullptr && compare(key, pair->key) == 0) {
+            return pair->value;
         }
     }
     return nullptr;
@@ -101,15 +108,7 @@ void* Map_Find(const Map* map, const void* key)
     if (map == nullptr || key == nullptr) {
         return nullptr;
     }
-    if (map->compare != nullptr) {
-        return find_compared(*map, key);
-    }
-    for (const ListLight_Node* node = map->list->head; node != nullptr; node = node->next) {
-        if (const Map_Pair* const pair = pair_in(*node); pair->key == key) {
-            return pair->value;
-        }
-    }
-    return nullptr;
+    return map->compare == nullptr ? find_word(map->list->head, key) : find_compared(*map, key);
 }
 
 Map_Iterator* Map_Locate(const Map* map, const void* key)
