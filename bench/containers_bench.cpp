@@ -38,7 +38,7 @@ void require(benchmark::State& state, bool good)
 /// Pushes as many values as the argument says and pops them again, first in, first out.
 void fifo_list(benchmark::State& state)
 {
-    const LIST list = LIST_New();
+    LIST list = LIST_New();
     for (auto _ : state) {
         for (auto i = state.range(0); i > 0; --i) {
             LIST_PushBack(list, kValue);
@@ -84,7 +84,7 @@ void fifo_std(benchmark::State& state)
 /// The other direction, last in, first out, at the front.
 void lifo_list(benchmark::State& state)
 {
-    const LIST list = LIST_New();
+    LIST list = LIST_New();
     for (auto _ : state) {
         for (auto i = state.range(0); i > 0; --i) {
             LIST_PushFront(list, kValue);
@@ -158,7 +158,7 @@ BENCHMARK(lifo_glib) SIZES;
 /// Through the interface: a call each for the test of the end, the value and the step.
 void walk_list(benchmark::State& state)
 {
-    const LIST list = LIST_New();
+    LIST list = LIST_New();
     for (auto i = state.range(0); i > 0; --i) {
         LIST_PushBack(list, kValue);
     }
@@ -224,7 +224,7 @@ int by_address(const void* first, const void* second)
 
 void sort_list(benchmark::State& state)
 {
-    const LIST list = LIST_New();
+    LIST list = LIST_New();
     std::vector<AbsSET_Entry*> records;
     for (auto _ : state) {
         state.PauseTiming();

@@ -37,7 +37,7 @@ LIST LIST_New(void)
 
 LIST LIST_NewEx(AbsSET_Release_t release)
 {
-    const LIST list = AbsSET_New();
+    LIST list = AbsSET_New();
     AbsSET_InitializeEx(list, release);  // tells of a null list itself
     return list;
 }
@@ -186,7 +186,7 @@ uint32_t LIST_Size(LIST list)
 
 LIST LIST_Copy(LIST source)
 {
-    const LIST copy = LIST_New();
+    LIST copy = LIST_New();
     if (copy == nullptr || LIST_IndexBegin(source) == 0) {
         return copy;
     }

@@ -80,7 +80,7 @@ TEST(List, PopOfAnEmptyListWrapsTheSize)
 // AddressSanitizer notices what is not freed.
 TEST(List, NewListFreesItsValues)
 {
-    const LIST list = LIST_New();
+    LIST list = LIST_New();
     EXPECT_EQ(list->release, nullptr);
     EXPECT_EQ(LIST_PushBack(list, MEM_Malloc(8)), 1U);
     EXPECT_EQ(LIST_Clear(list), 1U);
@@ -92,7 +92,7 @@ TEST(List, NewListFreesItsValues)
 TEST(List, NewExKeepsTheReleaseFunction)
 {
     released.clear();
-    const LIST list = LIST_NewEx(note_release);
+    LIST list = LIST_NewEx(note_release);
     LIST_PushBack(list, value(2));
     LIST_PushBack(list, value(1));
     EXPECT_EQ(LIST_Clear(list), 1U);
@@ -115,7 +115,7 @@ TEST(List, CopyIsNeverHandedOutAndFreesTheValues)
 {
     const Outcome outcome = run_fresh([] {
         released.clear();
-        const LIST list = LIST_NewEx(note_release);
+        LIST list = LIST_NewEx(note_release);
         const long before = fault::outstanding_blocks();
         void* const first = MEM_Malloc(8);
         void* const second = MEM_Malloc(8);
@@ -139,7 +139,7 @@ TEST(List, CopyIsNeverHandedOutAndFreesTheValues)
 TEST(List, CopyThatFailsToBeginIsEmpty)
 {
     const Outcome outcome = run_fresh([] {
-        const LIST copy = LIST_Copy(nullptr);
+        LIST copy = LIST_Copy(nullptr);
         ASSERT_NE(copy, nullptr);
         EXPECT_EQ(LIST_Size(copy), 0U);
         LIST_Delete(copy);
@@ -155,7 +155,7 @@ TEST(List, CopyIsWhatWasCopiedBeforeAFailure)
     const Outcome outcome = run_fresh([] {
         LocalList list{1, 2, 3};
         list.records()[2]->value = nullptr;
-        const LIST copy = LIST_Copy(list);
+        LIST copy = LIST_Copy(list);
         ASSERT_NE(copy, nullptr);
         EXPECT_EQ(ring_of(*copy), values({1, 2}));
         EXPECT_EQ(LIST_PopFront(copy), value(1));
