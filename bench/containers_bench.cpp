@@ -299,7 +299,7 @@ struct Chain {
 };
 
 /// The same loops in the program itself, where neither they nor the comparison are far away.
-[[gnu::noipa]] void* chase_words_here(const chase_node* node, const void* key)
+[[gnu::noinline]] void* chase_words_here(const chase_node* node, const void* key)
 {
     for (; node != nullptr; node = node->next) {
         if (node->pair->key == key) {
@@ -309,7 +309,7 @@ struct Chain {
     return nullptr;
 }
 
-[[gnu::noipa]] void* chase_compared_here(const chase_node* node, const void* key,
+[[gnu::noinline]] void* chase_compared_here(const chase_node* node, const void* key,
                                          int (*compare)(const void*, const void*))
 {
     for (; node != nullptr; node = node->next) {

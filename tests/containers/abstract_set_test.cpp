@@ -92,7 +92,7 @@ TEST(AbstractSet, ClearReleasesEachValueOnceFrontFirst)
     released.clear();
     AbsSET set;
     AbsSET_InitializeEx(&set, note_release);
-    for (const std::size_t number : {3, 1, 2, 1}) {
+    for (const std::size_t number : {3U, 1U, 2U, 1U}) {
         AbsSET_PushBack(&set, nullptr, value(number));
     }
     EXPECT_EQ(AbsSET_Clear(&set), AbsSET_Success);

@@ -118,7 +118,7 @@ TEST(Map, NullKeyOrValueAddsNothing)
 TEST(Map, RemoveTakesOnePairOut)
 {
     LocalMap map;
-    for (const std::size_t i : {1, 2, 3}) {
+    for (const std::size_t i : {1U, 2U, 3U}) {
         Map_Add(map, word(i), word(i + 10));
     }
     Map_Remove(map, word(2));
@@ -159,7 +159,7 @@ TEST(Map, LocateOfAnAbsentKeyIsTheEnd)
 TEST(Map, EraseRemovesThePairAndTheIterator)
 {
     LocalMap map;
-    for (const std::size_t i : {1, 2, 3}) {
+    for (const std::size_t i : {1U, 2U, 3U}) {
         Map_Add(map, word(i), word(i + 10));
     }
     Map_Erase(map, Map_Locate(map, word(2)));
