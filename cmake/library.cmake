@@ -30,7 +30,10 @@ add_library(
   platform/line_reader.cpp
   thread/common_process.cpp
   thread/common_system.cpp
-  thread/common_thread.cpp)
+  thread/common_thread.cpp
+  values/oxavar.cpp
+  values/oxavar_serial.cpp
+  values/oxavar_text.cpp)
 target_include_directories(
   common_objects PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(common_objects PRIVATE common_warnings)

@@ -20,6 +20,7 @@
 #include "map.h"
 #include "mem_malloc.h"
 #include "oxa_logger.h"
+#include "oxavar.h"
 #include "status.h"
 
 #endif

@@ -1,0 +1,84 @@
+// Memory of variants: every block is given back, and running out of it ends the process.
+#include <cstdint>
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "fault.h"
+#include "fresh_process.h"
+#include "variants.h"
+
+using namespace bench;
+using fault::Call;
+
+namespace {
+
+struct Step {
+    const char* name;
+    void (*run)(COMMON_OXAVar*);
+};
+
+char some_text[] = "text";
+
+const Step kAllocating[] = {
+    {"strdup", [](COMMON_OXAVar*) { COMMON_OXA_strdup(some_text); }},
+    {"Alloc", [](COMMON_OXAVar*) { COMMON_OXAVarAlloc(); }},
+    {"ArrayAlloc", [](COMMON_OXAVar*) { COMMON_OXAVarArrayAlloc(0); }},
+    {"ArrayAllocAt", [](COMMON_OXAVar* var) { COMMON_OXAVarArrayAllocAt(var, 1); }},
+    {"ArrayRealloc", [](COMMON_OXAVar* var) { COMMON_OXAVarArrayRealloc(var, 3); }},
+    {"Copy",
+     [](COMMON_OXAVar* var) {
+         COMMON_OXAVar copy{};
+         COMMON_OXAVarCopy(&copy, var);
+     }},
+    {"SetString", [](COMMON_OXAVar* var) { COMMON_OXAVarSetString(var, some_text); }},
+    {"SetStringN", [](COMMON_OXAVar* var) { COMMON_OXAVarSetStringN(var, some_text, 2); }},
+    {"ToString", [](COMMON_OXAVar* var) { COMMON_OXAVarToString(var); }},
+};
+
+TEST(OXAVarFault, RunningOutOfMemoryEndsTheProcess)
+{
+    for (const Step& step : kAllocating) {
+        const Outcome outcome = run_fresh([&] {
+            COMMON_OXAVar* const var = COMMON_OXAVarArrayAlloc(1);
+            fault::fail_always(Call::malloc);
+            step.run(var);
+        });
+        EXPECT_THAT(outcome, exited(1)) << step.name;
+    }
+}
+
+TEST(OXAVarFault, EveryBlockIsGivenBack)
+{
+    const Outcome outcome = run_fresh([] {
+        const long blocks = fault::outstanding_blocks();
+        {
+            const Variant var = array_variant(3);
+            COMMON_OXAVarSetString(&var->value.elements[0], std::string(1015, 'x').c_str());
+            COMMON_OXAVarArrayAllocAt(&var->value.elements[1], 2);
+            COMMON_OXAVarSetString(&var->value.elements[1].value.elements[1], "text");
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 5);
+            EXPECT_EQ(shown(*var), "{{unknown (type=0), \"text\"}, unknown (type=0)}");
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 5) << "also what had no room";
+
+            const Bytes form = serialized(*var);
+            const Variant back = empty_variant();
+            COMMON_OXAVarDeserialize(form.data(), back.get());
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 10);
+            EXPECT_EQ(COMMON_OXAVarDeserializeBounded(form.data(),
+                                                      static_cast<std::uint32_t>(form.size() - 1),
+                                                      back.get(), nullptr),
+                      STATUS{STATUS_FAILED});
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 6) << "what was read before is gone";
+
+            COMMON_OXAVarArrayRealloc(var.get(), 1);
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 4);
+            COMMON_OXAVarClear(var.get());
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 2);
+        }
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+}  // namespace

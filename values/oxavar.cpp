@@ -1,0 +1,249 @@
+#include "oxavar.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "mem_malloc.h"
+
+// Callers reach count and the element block themselves.
+static_assert(offsetof(COMMON_OXAVar, type) == 0);
+static_assert(offsetof(COMMON_OXAVar, count) == 4);
+static_assert(offsetof(COMMON_OXAVar, value) == 8);
+static_assert(sizeof(COMMON_OXAVar) == 8 + sizeof(void*));
+static_assert(sizeof(COMMON_OXAVar::value) == sizeof(void*));
+
+namespace {
+
+/// A zeroed block; null when its size is more than MEM_Salloc() can be asked for.
+COMMON_OXAVar* allocate_elements(std::uint32_t count) noexcept
+{
+    if (count > UINT32_MAX / sizeof(COMMON_OXAVar)) {
+        return nullptr;
+    }
+    return static_cast<COMMON_OXAVar*>(
+        MEM_Salloc(static_cast<std::uint32_t>(count * sizeof(COMMON_OXAVar))));
+}
+
+/// Releases what a variant owns and leaves its words as they are.
+void release(const COMMON_OXAVar& var) noexcept
+{
+    if (var.type == OXAVAR_TYPE_STRING) {
+        MEM_Free(var.value.text);
+    } else if (var.type == OXAVAR_TYPE_ARRAY && var.value.elements != nullptr) {
+        for (std::uint32_t index = 0; index < var.count; ++index) {
+            release(var.value.elements[index]);
+        }
+        MEM_Free(var.value.elements);
+    }
+}
+
+/// Makes an empty variant an array.
+void make_array(COMMON_OXAVar& empty, std::uint32_t count) noexcept
+{
+    empty.type = OXAVAR_TYPE_ARRAY;
+    if (count != 0) {
+        empty.value.elements = allocate_elements(count);
+        empty.count = empty.value.elements == nullptr ? 0 : count;
+    }
+}
+
+/// Makes an empty variant a copy.
+void copy_to_empty(COMMON_OXAVar& empty, const COMMON_OXAVar& source) noexcept
+{
+    if (source.type == OXAVAR_TYPE_ARRAY) {
+        make_array(empty, source.count);
+        if (source.value.elements == nullptr) {
+            return;
+        }
+        for (std::uint32_t index = 0; index < empty.count; ++index) {
+            copy_to_empty(empty.value.elements[index], source.value.elements[index]);
+        }
+        return;
+    }
+    empty = source;
+    if (source.type == OXAVAR_TYPE_STRING) {
+        empty.value.text = COMMON_OXA_strdup(source.value.text);
+    }
+}
+
+/// Gives a variant a new content. The old one goes last: the new one may have been made from it.
+COMMON_OXAVar* replace(COMMON_OXAVar* var, const COMMON_OXAVar& content) noexcept
+{
+    const COMMON_OXAVar old = *var;
+    *var = content;
+    release(old);
+    return var;
+}
+
+COMMON_OXAVar text_variant(char* text) noexcept
+{
+    COMMON_OXAVar content{};
+    content.type = OXAVAR_TYPE_STRING;
+    content.value.text = text;
+    return content;
+}
+
+/// A block of length + 1 bytes, filled up with zeroes; null when there can be none.
+char* copy_of_at_most(const char* text, std::uint32_t length) noexcept
+{
+    if (text == nullptr || length == UINT32_MAX) {
+        return nullptr;
+    }
+    auto* const copy = static_cast<char*>(MEM_Malloc(length + 1));
+    if (copy != nullptr) {
+        const std::size_t held = strnlen(text, length);
+        std::memcpy(copy, text, held);
+        std::memset(copy + held, 0, length + 1 - held);
+    }
+    return copy;
+}
+
+}  // namespace
+
+extern "C" {
+
+char* COMMON_OXA_strdup(const char* text)
+{
+    if (text == nullptr) {
+        return nullptr;
+    }
+    const std::size_t size = std::strlen(text) + 1;
+    char* const copy = size > UINT32_MAX
+                           ? nullptr
+                           : static_cast<char*>(MEM_Malloc(static_cast<std::uint32_t>(size)));
+    if (copy != nullptr) {
+        std::memcpy(copy, text, size);
+    }
+    return copy;
+}
+
+COMMON_OXAVar* COMMON_OXAVarAlloc(void)
+{
+    return static_cast<COMMON_OXAVar*>(MEM_Salloc(sizeof(COMMON_OXAVar)));
+}
+
+COMMON_OXAVar* COMMON_OXAVarClear(COMMON_OXAVar* var)
+{
+    if (var != nullptr) {
+        release(*var);
+        *var = {};
+    }
+    return var;
+}
+
+void COMMON_OXAVarFree(COMMON_OXAVar* var)
+{
+    MEM_Free(COMMON_OXAVarClear(var));
+}
+
+COMMON_OXAVar* COMMON_OXAVarArrayAllocAt(COMMON_OXAVar* var, uint32_t count)
+{
+    COMMON_OXAVar* const array = var == nullptr ? COMMON_OXAVarAlloc() : COMMON_OXAVarClear(var);
+    if (array != nullptr) {
+        make_array(*array, count);
+    }
+    return array;
+}
+
+COMMON_OXAVar* COMMON_OXAVarArrayAlloc(uint32_t count)
+{
+    return COMMON_OXAVarArrayAllocAt(nullptr, count);
+}
+
+COMMON_OXAVar* COMMON_OXAVarCopy(COMMON_OXAVar* dst, const COMMON_OXAVar* src)
+{
+    if (dst == nullptr || src == nullptr) {
+        return dst;
+    }
+    // The destination counts as cleared before anything is copied, so that callers may empty a
+    // variant by copying it onto itself.
+    if (dst == src) {
+        return COMMON_OXAVarClear(dst);
+    }
+    COMMON_OXAVar content{};
+    copy_to_empty(content, *src);
+    return replace(dst, content);
+}
+
+COMMON_OXAVar* COMMON_OXAVarArrayRealloc(COMMON_OXAVar* var, uint32_t count)
+{
+    if (var == nullptr || var->type != OXAVAR_TYPE_ARRAY) {
+        return var;
+    }
+    COMMON_OXAVar resized{};
+    make_array(resized, count);
+    // The kept elements move with all that they own, which nobody can tell from a copy.
+    COMMON_OXAVar* const old = var->value.elements;
+    const std::uint32_t held = old == nullptr ? 0 : var->count;
+    const std::uint32_t kept = std::min(resized.count, held);
+    if (kept != 0) {
+        std::memcpy(resized.value.elements, old, kept * sizeof *old);
+    }
+    for (std::uint32_t index = kept; index < held; ++index) {
+        release(old[index]);
+    }
+    MEM_Free(old);
+    *var = resized;
+    return var;
+}
+
+COMMON_OXAVar* COMMON_OXAVarSetInt(COMMON_OXAVar* var, int32_t integer)
+{
+    if (COMMON_OXAVarClear(var) != nullptr) {
+        var->type = OXAVAR_TYPE_INT;
+        var->value.integer = integer;
+    }
+    return var;
+}
+
+COMMON_OXAVar* COMMON_OXAVarSetFloat(COMMON_OXAVar* var, float real)
+{
+    if (COMMON_OXAVarClear(var) != nullptr) {
+        var->type = OXAVAR_TYPE_FLOAT;
+        var->value.real = real;
+    }
+    return var;
+}
+
+COMMON_OXAVar* COMMON_OXAVarSetString(COMMON_OXAVar* var, const char* text)
+{
+    return var == nullptr ? nullptr : replace(var, text_variant(COMMON_OXA_strdup(text)));
+}
+
+COMMON_OXAVar* COMMON_OXAVarSetStringN(COMMON_OXAVar* var, const char* text, uint32_t len)
+{
+    return var == nullptr ? nullptr : replace(var, text_variant(copy_of_at_most(text, len)));
+}
+
+COMMON_OXAVar* COMMON_OXAVarSetPVoid(COMMON_OXAVar* var, void* pointer)
+{
+    if (COMMON_OXAVarClear(var) != nullptr) {
+        var->type = OXAVAR_TYPE_PVOID;
+        var->value.pointer = pointer;
+    }
+    return var;
+}
+
+int32_t COMMON_OXAVarGetInt(const COMMON_OXAVar* var)
+{
+    return var != nullptr && var->type == OXAVAR_TYPE_INT ? var->value.integer : 0;
+}
+
+float COMMON_OXAVarGetFloat(const COMMON_OXAVar* var)
+{
+    return var != nullptr && var->type == OXAVAR_TYPE_FLOAT ? var->value.real : 0.0F;
+}
+
+char* COMMON_OXAVarGetString(const COMMON_OXAVar* var)
+{
+    return var != nullptr && var->type == OXAVAR_TYPE_STRING ? var->value.text : nullptr;
+}
+
+void* COMMON_OXAVarGetPVoid(const COMMON_OXAVar* var)
+{
+    return var != nullptr && var->type == OXAVAR_TYPE_PVOID ? var->value.pointer : nullptr;
+}
+
+}  // extern "C"

@@ -1,0 +1,264 @@
+// The serialised form of variants.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "mem_malloc.h"
+#include "oxavar.h"
+
+namespace {
+
+constexpr std::size_t kWord = 4;
+constexpr std::size_t kHead = 2 * kWord;  // the type, and a value, a length or a count
+
+constexpr std::uint64_t padded(std::uint64_t length) noexcept
+{
+    return (length + (kWord - 1)) & ~std::uint64_t{kWord - 1};
+}
+
+// ------------------------------------------------------------------------------------------
+// writing
+
+std::size_t text_length(const COMMON_OXAVar& var) noexcept
+{
+    return var.value.text == nullptr ? 0 : std::strlen(var.value.text);
+}
+
+std::uint64_t serialized_size(const COMMON_OXAVar& var) noexcept
+{
+    switch (var.type) {
+    case OXAVAR_TYPE_INT:
+    case OXAVAR_TYPE_FLOAT:
+    case OXAVAR_TYPE_PVOID:
+        return kHead;
+    case OXAVAR_TYPE_STRING:
+        return kHead + padded(text_length(var));
+    case OXAVAR_TYPE_ARRAY: {
+        std::uint64_t size = kHead;
+        if (var.value.elements != nullptr) {
+            for (std::uint32_t index = 0; index < var.count; ++index) {
+                size += serialized_size(var.value.elements[index]);
+            }
+        }
+        return size;
+    }
+    default:
+        return kWord;
+    }
+}
+
+unsigned char* write_word(unsigned char* at, std::uint32_t word) noexcept
+{
+    std::memcpy(at, &word, kWord);
+    return at + kWord;
+}
+
+/// Of a pointer the low 32 bits, so that both word sizes write the same.
+std::uint32_t value_word(const COMMON_OXAVar& var) noexcept
+{
+    if (var.type == OXAVAR_TYPE_PVOID) {
+        return static_cast<std::uint32_t>(var.value.word);
+    }
+    std::uint32_t word = 0;
+    std::memcpy(&word, &var.value, kWord);
+    return word;
+}
+
+unsigned char* write_text(unsigned char* at, const COMMON_OXAVar& var) noexcept
+{
+    const std::size_t length = text_length(var);
+    at = write_word(at, static_cast<std::uint32_t>(length));
+    if (length == 0) {
+        return at;
+    }
+    // The padding first, as a whole word under the end of the text.
+    const auto room = static_cast<std::size_t>(padded(length));
+    write_word(at + room - kWord, 0);
+    std::memcpy(at, var.value.text, length);
+    return at + room;
+}
+
+/// Writes where there is room for it, and returns where the next byte goes.
+unsigned char* write(unsigned char* at, const COMMON_OXAVar& var) noexcept
+{
+    switch (var.type) {
+    case OXAVAR_TYPE_INT:
+    case OXAVAR_TYPE_FLOAT:
+    case OXAVAR_TYPE_PVOID:
+        return write_word(write_word(at, var.type), value_word(var));
+    case OXAVAR_TYPE_STRING:
+        return write_text(write_word(at, var.type), var);
+    case OXAVAR_TYPE_ARRAY:
+        at = write_word(write_word(at, var.type), var.count);
+        if (var.value.elements != nullptr) {
+            for (std::uint32_t index = 0; index < var.count; ++index) {
+                at = write(at, var.value.elements[index]);
+            }
+        }
+        return at;
+    default:
+        return write_word(at, OXAVAR_TYPE_NONE);
+    }
+}
+
+// ------------------------------------------------------------------------------------------
+// reading
+
+std::uint32_t word_at(const unsigned char* at) noexcept
+{
+    std::uint32_t word = 0;
+    std::memcpy(&word, at, kWord);
+    return word;
+}
+
+/// The word goes in as it is: as a float it might change on its way through a register.
+void read_value(COMMON_OXAVar& empty, std::uint32_t type, std::uint32_t word) noexcept
+{
+    empty.type = type;
+    if (type == OXAVAR_TYPE_PVOID) {
+        empty.value.word = word;
+    } else {
+        std::memcpy(&empty.value, &word, kWord);
+    }
+}
+
+/// What is read, and the result: how many bytes, or why not.
+struct Read {
+    std::size_t bytes;
+    STATUS status = STATUS_SUCCESS;
+};
+
+constexpr std::size_t kUnknown = SIZE_MAX;
+
+template <bool kBounded>
+Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty, unsigned depth) noexcept;
+
+/// Reads the elements of an array whose head has been read; `size` is what is left for them.
+///
+/// Each element leaves the least that those behind it need. So all arrays together have no more
+/// elements than the bytes have words, however large the numbers that they announce.
+template <bool kBounded>
+Read read_elements(const unsigned char* at, std::size_t size, COMMON_OXAVar& array,
+                   unsigned depth) noexcept
+{
+    std::size_t done = 0;
+    std::size_t reserved = kBounded ? array.count * kWord : 0;
+    for (std::uint32_t index = 0; index < array.count; ++index) {
+        std::size_t room = kUnknown;
+        if constexpr (kBounded) {
+            reserved -= kWord;
+            room = size - done - reserved;
+        }
+        const Read element = read<kBounded>(at + done, room, array.value.elements[index], depth);
+        if (kBounded && element.status != STATUS_SUCCESS) {
+            return element;
+        }
+        done += element.bytes;
+    }
+    return {done};
+}
+
+template <bool kBounded>
+Read read_array(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty,
+                unsigned depth) noexcept
+{
+    const std::uint32_t count = word_at(at + kWord);
+    if constexpr (kBounded) {
+        if (depth == OXAVAR_DEPTH_MAX) {
+            return {0, STATUS_NOT_SUPPORTED};
+        }
+        if (count > (size - kHead) / kWord) {
+            return {0, STATUS_FAILED};
+        }
+    }
+    COMMON_OXAVarArrayAllocAt(&empty, count);
+    if (empty.count != count) {
+        return {kHead, STATUS_NO_RESOURCES};
+    }
+    Read result = read_elements<kBounded>(at + kHead, size - kHead, empty, depth + 1);
+    result.bytes += kHead;
+    return result;
+}
+
+/// Reads a value into an empty variant. When it fails, the variant holds what was read until then.
+template <bool kBounded>
+Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty, unsigned depth) noexcept
+{
+    if (kBounded && size < kWord) {
+        return {0, STATUS_FAILED};
+    }
+    const std::uint32_t type = word_at(at);
+    if (type < OXAVAR_TYPE_INT || type > OXAVAR_TYPE_ARRAY) {
+        return {kWord};
+    }
+    if (kBounded && size < kHead) {
+        return {0, STATUS_FAILED};
+    }
+    if (type == OXAVAR_TYPE_ARRAY) {
+        return read_array<kBounded>(at, size, empty, depth);
+    }
+    const std::uint32_t word = word_at(at + kWord);
+    if (type != OXAVAR_TYPE_STRING) {
+        read_value(empty, type, word);
+        return {kHead};
+    }
+    const std::uint64_t room = padded(word);
+    if (kBounded && room > size - kHead) {
+        return {0, STATUS_FAILED};
+    }
+    COMMON_OXAVarSetStringN(&empty, reinterpret_cast<const char*>(at + kHead), word);
+    return {static_cast<std::size_t>(kHead + room)};
+}
+
+}  // namespace
+
+extern "C" {
+
+uint32_t COMMON_OXAVarGetSerializedSize(const COMMON_OXAVar* var)
+{
+    if (var == nullptr) {
+        return 0;
+    }
+    const std::uint64_t size = serialized_size(*var);
+    return size > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(size);
+}
+
+uint32_t COMMON_OXAVarSerialize(void* buffer, const COMMON_OXAVar* var, uint32_t size)
+{
+    if (buffer == nullptr || var == nullptr || serialized_size(*var) > size) {
+        return 0;
+    }
+    auto* const begin = static_cast<unsigned char*>(buffer);
+    return static_cast<std::uint32_t>(write(begin, *var) - begin);
+}
+
+uint32_t COMMON_OXAVarDeserialize(const void* buffer, COMMON_OXAVar* var)
+{
+    if (COMMON_OXAVarClear(var) == nullptr || buffer == nullptr) {
+        return 0;
+    }
+    const Read result = read<false>(static_cast<const unsigned char*>(buffer), kUnknown, *var, 0);
+    return static_cast<std::uint32_t>(result.bytes);
+}
+
+STATUS COMMON_OXAVarDeserializeBounded(const void* buffer, uint32_t size, COMMON_OXAVar* var,
+                                       uint32_t* consumed)
+{
+    if (consumed != nullptr) {
+        *consumed = 0;
+    }
+    if (COMMON_OXAVarClear(var) == nullptr || buffer == nullptr) {
+        return STATUS_INVALID_PARAM;
+    }
+    const Read result = read<true>(static_cast<const unsigned char*>(buffer), size, *var, 0);
+    if (result.status != STATUS_SUCCESS) {
+        COMMON_OXAVarClear(var);
+        return result.status;
+    }
+    if (consumed != nullptr) {
+        *consumed = static_cast<std::uint32_t>(result.bytes);
+    }
+    return STATUS_SUCCESS;
+}
+
+}  // extern "C"
