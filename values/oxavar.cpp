@@ -16,56 +16,72 @@ static_assert(sizeof(COMMON_OXAVar::value) == sizeof(void*));
 
 namespace {
 
-/// A zeroed block; null when its size is more than MEM_Salloc() can be asked for.
-COMMON_OXAVar* allocate_elements(std::uint32_t count) noexcept
+/// The bytes of so many elements; 0 when no block can be that large, or for none.
+std::uint32_t block_size(std::uint32_t count) noexcept
 {
-    if (count > UINT32_MAX / sizeof(COMMON_OXAVar)) {
-        return nullptr;
-    }
-    return static_cast<COMMON_OXAVar*>(
-        MEM_Salloc(static_cast<std::uint32_t>(count * sizeof(COMMON_OXAVar))));
+    return count > UINT32_MAX / sizeof(COMMON_OXAVar)
+               ? 0
+               : static_cast<std::uint32_t>(count * sizeof(COMMON_OXAVar));
 }
 
-/// Releases what a variant owns and leaves its words as they are.
-void release(const COMMON_OXAVar& var) noexcept
+/// Releases what variants own and leaves their words as they are.
+void release(const COMMON_OXAVar* vars, std::uint32_t count) noexcept
 {
-    if (var.type == OXAVAR_TYPE_STRING) {
-        MEM_Free(var.value.text);
-    } else if (var.type == OXAVAR_TYPE_ARRAY && var.value.elements != nullptr) {
-        for (std::uint32_t index = 0; index < var.count; ++index) {
-            release(var.value.elements[index]);
+    for (const COMMON_OXAVar* var = vars; var != vars + count; ++var) {
+        if (var->type == OXAVAR_TYPE_STRING) {
+            MEM_Free(var->value.text);
+        } else if (var->type == OXAVAR_TYPE_ARRAY && var->value.elements != nullptr) {
+            release(var->value.elements, var->count);
+            MEM_Free(var->value.elements);
         }
-        MEM_Free(var.value.elements);
-    }
-}
-
-/// Makes an empty variant an array.
-void make_array(COMMON_OXAVar& empty, std::uint32_t count) noexcept
-{
-    empty.type = OXAVAR_TYPE_ARRAY;
-    if (count != 0) {
-        empty.value.elements = allocate_elements(count);
-        empty.count = empty.value.elements == nullptr ? 0 : count;
     }
 }
 
-/// Makes an empty variant a copy.
-void copy_to_empty(COMMON_OXAVar& empty, const COMMON_OXAVar& source) noexcept
+/// An array of empty elements; of none when there is no block for them.
+COMMON_OXAVar make_array(std::uint32_t count) noexcept
 {
-    if (source.type == OXAVAR_TYPE_ARRAY) {
-        make_array(empty, source.count);
-        if (source.value.elements == nullptr) {
-            return;
-        }
-        for (std::uint32_t index = 0; index < empty.count; ++index) {
-            copy_to_empty(empty.value.elements[index], source.value.elements[index]);
-        }
-        return;
+    COMMON_OXAVar array{};
+    array.type = OXAVAR_TYPE_ARRAY;
+    const std::uint32_t size = block_size(count);
+    if (size != 0) {
+        array.value.elements = static_cast<COMMON_OXAVar*>(MEM_Salloc(size));
+        array.count = array.value.elements == nullptr ? 0 : count;
     }
-    empty = source;
-    if (source.type == OXAVAR_TYPE_STRING) {
-        empty.value.text = COMMON_OXA_strdup(source.value.text);
+    return array;
+}
+
+COMMON_OXAVar copy_of_array(const COMMON_OXAVar& source) noexcept;
+
+/// Copies to where nothing is yet.
+void copy(COMMON_OXAVar* to, const COMMON_OXAVar* from, std::uint32_t count) noexcept
+{
+    for (const COMMON_OXAVar* const end = from + count; from != end; ++from, ++to) {
+        if (from->type == OXAVAR_TYPE_ARRAY) {
+            *to = copy_of_array(*from);
+            continue;
+        }
+        *to = *from;
+        if (from->type == OXAVAR_TYPE_STRING) {
+            to->value.text = COMMON_OXA_strdup(from->value.text);
+        }
     }
+}
+
+COMMON_OXAVar copy_of_array(const COMMON_OXAVar& source) noexcept
+{
+    const std::uint32_t size = block_size(source.count);
+    if (size == 0 || source.value.elements == nullptr) {
+        return make_array(source.count);
+    }
+    // Every element is copied over: no need for zeroes.
+    auto* const elements = static_cast<COMMON_OXAVar*>(MEM_Malloc(size));
+    if (elements == nullptr) {
+        return make_array(0);
+    }
+    copy(elements, source.value.elements, source.count);
+    COMMON_OXAVar array = source;
+    array.value.elements = elements;
+    return array;
 }
 
 /// Gives a variant a new content. The old one goes last: the new one may have been made from it.
@@ -73,7 +89,7 @@ COMMON_OXAVar* replace(COMMON_OXAVar* var, const COMMON_OXAVar& content) noexcep
 {
     const COMMON_OXAVar old = *var;
     *var = content;
-    release(old);
+    release(&old, 1);
     return var;
 }
 
@@ -95,7 +111,10 @@ char* copy_of_at_most(const char* text, std::uint32_t length) noexcept
     if (copy != nullptr) {
         const std::size_t held = strnlen(text, length);
         std::memcpy(copy, text, held);
-        std::memset(copy + held, 0, length + 1 - held);
+        copy[length] = '\0';
+        if (held != length) {
+            std::memset(copy + held, 0, length - held);
+        }
     }
     return copy;
 }
@@ -127,7 +146,7 @@ COMMON_OXAVar* COMMON_OXAVarAlloc(void)
 COMMON_OXAVar* COMMON_OXAVarClear(COMMON_OXAVar* var)
 {
     if (var != nullptr) {
-        release(*var);
+        release(var, 1);
         *var = {};
     }
     return var;
@@ -142,7 +161,7 @@ COMMON_OXAVar* COMMON_OXAVarArrayAllocAt(COMMON_OXAVar* var, uint32_t count)
 {
     COMMON_OXAVar* const array = var == nullptr ? COMMON_OXAVarAlloc() : COMMON_OXAVarClear(var);
     if (array != nullptr) {
-        make_array(*array, count);
+        *array = make_array(count);
     }
     return array;
 }
@@ -162,8 +181,8 @@ COMMON_OXAVar* COMMON_OXAVarCopy(COMMON_OXAVar* dst, const COMMON_OXAVar* src)
     if (dst == src) {
         return COMMON_OXAVarClear(dst);
     }
-    COMMON_OXAVar content{};
-    copy_to_empty(content, *src);
+    COMMON_OXAVar content;
+    copy(&content, src, 1);
     return replace(dst, content);
 }
 
@@ -172,8 +191,7 @@ COMMON_OXAVar* COMMON_OXAVarArrayRealloc(COMMON_OXAVar* var, uint32_t count)
     if (var == nullptr || var->type != OXAVAR_TYPE_ARRAY) {
         return var;
     }
-    COMMON_OXAVar resized{};
-    make_array(resized, count);
+    const COMMON_OXAVar resized = make_array(count);
     // The kept elements move with all that they own, which nobody can tell from a copy.
     COMMON_OXAVar* const old = var->value.elements;
     const std::uint32_t held = old == nullptr ? 0 : var->count;
@@ -181,8 +199,8 @@ COMMON_OXAVar* COMMON_OXAVarArrayRealloc(COMMON_OXAVar* var, uint32_t count)
     if (kept != 0) {
         std::memcpy(resized.value.elements, old, kept * sizeof *old);
     }
-    for (std::uint32_t index = kept; index < held; ++index) {
-        release(old[index]);
+    if (kept < held) {
+        release(old + kept, held - kept);
     }
     MEM_Free(old);
     *var = resized;

@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 #include "mem_malloc.h"
 #include "oxavar.h"
@@ -16,35 +17,61 @@ constexpr std::uint64_t padded(std::uint64_t length) noexcept
     return (length + (kWord - 1)) & ~std::uint64_t{kWord - 1};
 }
 
-// ------------------------------------------------------------------------------------------
-// writing
+// Writing.
 
-std::size_t text_length(const COMMON_OXAVar& var) noexcept
+/// The lengths of the first texts, in the order of writing: found once, used twice.
+class TextLengths {
+public:
+    std::size_t find(const COMMON_OXAVar& text) noexcept
+    {
+        const std::size_t length = text.value.text == nullptr ? 0 : std::strlen(text.value.text);
+        if (known_ < kMost) {
+            lengths_[known_++] = length;
+        }
+        return length;
+    }
+
+    std::size_t next(const COMMON_OXAVar& text) noexcept
+    {
+        if (next_ < known_) {
+            return lengths_[next_++];
+        }
+        return text.value.text == nullptr ? 0 : std::strlen(text.value.text);
+    }
+
+private:
+    static constexpr unsigned kMost = 16;
+    std::size_t lengths_[kMost];
+    unsigned known_ = 0;
+    unsigned next_ = 0;
+};
+
+constexpr bool is_plain(std::uint32_t type) noexcept
 {
-    return var.value.text == nullptr ? 0 : std::strlen(var.value.text);
+    return type == OXAVAR_TYPE_INT || type == OXAVAR_TYPE_FLOAT || type == OXAVAR_TYPE_PVOID;
 }
 
-std::uint64_t serialized_size(const COMMON_OXAVar& var) noexcept
+/// The elements of an array; none when it has no block.
+std::span<const COMMON_OXAVar> elements_of(const COMMON_OXAVar& array) noexcept
 {
-    switch (var.type) {
-    case OXAVAR_TYPE_INT:
-    case OXAVAR_TYPE_FLOAT:
-    case OXAVAR_TYPE_PVOID:
-        return kHead;
-    case OXAVAR_TYPE_STRING:
-        return kHead + padded(text_length(var));
-    case OXAVAR_TYPE_ARRAY: {
-        std::uint64_t size = kHead;
-        if (var.value.elements != nullptr) {
-            for (std::uint32_t index = 0; index < var.count; ++index) {
-                size += serialized_size(var.value.elements[index]);
-            }
+    return {array.value.elements, array.value.elements == nullptr ? 0 : array.count};
+}
+
+std::uint64_t serialized_size(std::span<const COMMON_OXAVar> vars, TextLengths& lengths) noexcept
+{
+    std::uint64_t size = 0;
+    for (const COMMON_OXAVar& var : vars) {
+        if (is_plain(var.type)) {
+            size += kHead;
+        } else if (var.type == OXAVAR_TYPE_STRING) {
+            size += kHead + padded(lengths.find(var));
+        } else if (var.type == OXAVAR_TYPE_ARRAY) {
+            size += kHead + serialized_size(elements_of(var), lengths);
+        } else {
+            size += kWord;
         }
-        return size;
     }
-    default:
-        return kWord;
-    }
+    return size;
 }
 
 unsigned char* write_word(unsigned char* at, std::uint32_t word) noexcept
@@ -64,45 +91,39 @@ std::uint32_t value_word(const COMMON_OXAVar& var) noexcept
     return word;
 }
 
-unsigned char* write_text(unsigned char* at, const COMMON_OXAVar& var) noexcept
+/// The padding first, as a whole word under the end of the text.
+unsigned char* write_text(unsigned char* at, const char* text, std::size_t length) noexcept
 {
-    const std::size_t length = text_length(var);
     at = write_word(at, static_cast<std::uint32_t>(length));
     if (length == 0) {
         return at;
     }
-    // The padding first, as a whole word under the end of the text.
     const auto room = static_cast<std::size_t>(padded(length));
     write_word(at + room - kWord, 0);
-    std::memcpy(at, var.value.text, length);
+    std::memcpy(at, text, length);
     return at + room;
 }
 
 /// Writes where there is room for it, and returns where the next byte goes.
-unsigned char* write(unsigned char* at, const COMMON_OXAVar& var) noexcept
+unsigned char* write(unsigned char* at, std::span<const COMMON_OXAVar> vars,
+                     TextLengths& lengths) noexcept
 {
-    switch (var.type) {
-    case OXAVAR_TYPE_INT:
-    case OXAVAR_TYPE_FLOAT:
-    case OXAVAR_TYPE_PVOID:
-        return write_word(write_word(at, var.type), value_word(var));
-    case OXAVAR_TYPE_STRING:
-        return write_text(write_word(at, var.type), var);
-    case OXAVAR_TYPE_ARRAY:
-        at = write_word(write_word(at, var.type), var.count);
-        if (var.value.elements != nullptr) {
-            for (std::uint32_t index = 0; index < var.count; ++index) {
-                at = write(at, var.value.elements[index]);
-            }
+    for (const COMMON_OXAVar& var : vars) {
+        if (is_plain(var.type)) {
+            at = write_word(write_word(at, var.type), value_word(var));
+        } else if (var.type == OXAVAR_TYPE_STRING) {
+            at = write_text(write_word(at, var.type), var.value.text, lengths.next(var));
+        } else if (var.type == OXAVAR_TYPE_ARRAY) {
+            at = write_word(write_word(at, var.type), var.count);
+            at = write(at, elements_of(var), lengths);
+        } else {
+            at = write_word(at, OXAVAR_TYPE_NONE);
         }
-        return at;
-    default:
-        return write_word(at, OXAVAR_TYPE_NONE);
     }
+    return at;
 }
 
-// ------------------------------------------------------------------------------------------
-// reading
+// Reading.
 
 std::uint32_t word_at(const unsigned char* at) noexcept
 {
@@ -112,7 +133,7 @@ std::uint32_t word_at(const unsigned char* at) noexcept
 }
 
 /// The word goes in as it is: as a float it might change on its way through a register.
-void read_value(COMMON_OXAVar& empty, std::uint32_t type, std::uint32_t word) noexcept
+void read_plain(COMMON_OXAVar& empty, std::uint32_t type, std::uint32_t word) noexcept
 {
     empty.type = type;
     if (type == OXAVAR_TYPE_PVOID) {
@@ -138,24 +159,28 @@ Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty, unsig
 /// Each element leaves the least that those behind it need. So all arrays together have no more
 /// elements than the bytes have words, however large the numbers that they announce.
 template <bool kBounded>
-Read read_elements(const unsigned char* at, std::size_t size, COMMON_OXAVar& array,
+Read read_elements(const unsigned char* at, std::size_t size, const COMMON_OXAVar& array,
                    unsigned depth) noexcept
 {
-    std::size_t done = 0;
-    std::size_t reserved = kBounded ? array.count * kWord : 0;
-    for (std::uint32_t index = 0; index < array.count; ++index) {
-        std::size_t room = kUnknown;
-        if constexpr (kBounded) {
-            reserved -= kWord;
-            room = size - done - reserved;
+    const unsigned char* const begin = at;
+    COMMON_OXAVar* const end = array.value.elements + array.count;
+    std::size_t spare = kBounded ? size - array.count * kWord : kUnknown;
+    for (COMMON_OXAVar* element = array.value.elements; element != end; ++element) {
+        const std::size_t room = kBounded ? spare + kWord : kUnknown;
+        std::size_t bytes = kHead;
+        if (room >= kHead && is_plain(word_at(at))) {
+            read_plain(*element, word_at(at), word_at(at + kWord));
+        } else {
+            const Read result = read<kBounded>(at, room, *element, depth);
+            if (kBounded && result.status != STATUS_SUCCESS) {
+                return result;
+            }
+            bytes = result.bytes;
         }
-        const Read element = read<kBounded>(at + done, room, array.value.elements[index], depth);
-        if (kBounded && element.status != STATUS_SUCCESS) {
-            return element;
-        }
-        done += element.bytes;
+        at += bytes;
+        spare -= kBounded ? bytes - kWord : 0;
     }
-    return {done};
+    return {static_cast<std::size_t>(at - begin)};
 }
 
 template <bool kBounded>
@@ -198,8 +223,8 @@ Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty, unsig
         return read_array<kBounded>(at, size, empty, depth);
     }
     const std::uint32_t word = word_at(at + kWord);
-    if (type != OXAVAR_TYPE_STRING) {
-        read_value(empty, type, word);
+    if (is_plain(type)) {
+        read_plain(empty, type, word);
         return {kHead};
     }
     const std::uint64_t room = padded(word);
@@ -219,17 +244,19 @@ uint32_t COMMON_OXAVarGetSerializedSize(const COMMON_OXAVar* var)
     if (var == nullptr) {
         return 0;
     }
-    const std::uint64_t size = serialized_size(*var);
+    TextLengths lengths;
+    const std::uint64_t size = serialized_size({var, 1}, lengths);
     return size > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(size);
 }
 
 uint32_t COMMON_OXAVarSerialize(void* buffer, const COMMON_OXAVar* var, uint32_t size)
 {
-    if (buffer == nullptr || var == nullptr || serialized_size(*var) > size) {
+    TextLengths lengths;
+    if (buffer == nullptr || var == nullptr || serialized_size({var, 1}, lengths) > size) {
         return 0;
     }
     auto* const begin = static_cast<unsigned char*>(buffer);
-    return static_cast<std::uint32_t>(write(begin, *var) - begin);
+    return static_cast<std::uint32_t>(write(begin, {var, 1}, lengths) - begin);
 }
 
 uint32_t COMMON_OXAVarDeserialize(const void* buffer, COMMON_OXAVar* var)

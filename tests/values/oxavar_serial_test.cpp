@@ -159,6 +159,18 @@ TEST(OXAVarSerial, ArrayWithoutItsBlockHasOnlyItsHead)
     EXPECT_EQ(serialized(var), joined({word(5), word(3)}));
 }
 
+TEST(OXAVarSerial, ManyTextsKeepTheirLengths)
+{
+    const Variant var = array_variant(40);
+    Bytes form = joined({word(5), word(40)});
+    for (std::uint32_t index = 0; index < 40; ++index) {
+        const std::string text(index * 7 % 40, 'x');
+        COMMON_OXAVarSetString(&var->value.elements[index], text.c_str());
+        form = joined({form, text_form(text)});
+    }
+    expect_form(*var, form);
+}
+
 TEST(OXAVarSerial, BufferOneByteTooSmallStaysUntouched)
 {
     const Variant values[] = {empty_variant(), text_variant("abc"), nested()};
