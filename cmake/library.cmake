@@ -33,7 +33,9 @@ add_library(
   thread/common_thread.cpp
   values/oxavar.cpp
   values/oxavar_serial.cpp
-  values/oxavar_text.cpp)
+  values/oxavar_text.cpp
+  values/regexp.cpp
+  values/regexp_shorthands.cpp)
 target_include_directories(
   common_objects PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(common_objects PRIVATE common_warnings)

@@ -21,6 +21,7 @@
 #include "mem_malloc.h"
 #include "oxa_logger.h"
 #include "oxavar.h"
+#include "regexp.h"
 #include "status.h"
 
 #endif

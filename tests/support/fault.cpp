@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <limits>
 
+#include <regex.h>
+
 #include "fault_rules.h"
 
 namespace bench::fault {

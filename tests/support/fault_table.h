@@ -51,7 +51,9 @@
     X(pthread_detach, "pthread_detach", int, (pthread_t thread), (thread), 0, Result, EINVAL) \
     X(pthread_cancel, "pthread_cancel", int, (pthread_t thread), (thread), 0, Result, ESRCH) \
     X(pthread_kill, "pthread_kill", int, (pthread_t thread, int signal), (thread, signal), 0, Result, EINVAL) \
-    X(pthread_atfork, "pthread_atfork", int, (void (*prepare)(), void (*parent)(), void (*child)()), (prepare, parent, child), 0, Result, ENOMEM)
+    X(pthread_atfork, "pthread_atfork", int, (void (*prepare)(), void (*parent)(), void (*child)()), (prepare, parent, child), 0, Result, ENOMEM) \
+    X(regcomp, "regcomp", int, (regex_t* expression, const char* pattern, int flags), (expression, pattern, flags), 0, Result, REG_ESPACE) \
+    X(regexec, "regexec", int, (const regex_t* expression, const char* text, size_t count, regmatch_t* matches, int flags), (expression, text, count, matches, flags), 0, Result, REG_ESPACE)
 
 #define BENCH_SPECIAL_CALLS(X) \
     X(malloc, "malloc", void*, (size_t size), (size), nullptr, Errno, ENOMEM) \
@@ -86,8 +88,8 @@
         "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "memchr", "memcmp",      \
         "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",                \
         "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \
-        "putchar", "puts", "qsort", "snprintf", "sprintf", "stderr", "stdout", "strchr",           \
-        "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr",   \
-        "strspn", "strtol", "strtoul", "syslog", "tzset", "vfprintf"
+        "putchar", "puts", "qsort", "regfree", "snprintf", "sprintf", "stderr", "stdout",          \
+        "strchr", "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen",    \
+        "strrchr", "strspn", "strstr", "strtol", "strtoul", "syslog", "tzset", "vfprintf"
 
 #endif

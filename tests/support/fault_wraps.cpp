@@ -11,6 +11,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <regex.h>
 #include <sys/stat.h>
 #include <sys/times.h>
 #include <unistd.h>

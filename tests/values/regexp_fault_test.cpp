@@ -1,0 +1,88 @@
+// Regular expressions when the C library fails, and the blocks that they hold.
+#include <regex.h>
+
+#include <gmock/gmock.h>
+
+#include "expressions.h"
+#include "fault.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+
+using namespace bench;
+using fault::Call;
+
+namespace {
+
+TEST(RegExpFault, ExpressionThatCannotBeCompiledEndsTheProcess)
+{
+    const Outcome outcome = run_fresh([] {
+        fault::fail(Call::regcomp);
+        RegExp_New("a", 1);
+    });
+    EXPECT_THAT(outcome, killed_by(SIGABRT));
+    EXPECT_THAT(outcome.err, assertion_text("regexp", "RegExp_New", "0 == ret"));
+}
+
+TEST(RegExpFault, SearchThatFailsFindsNothing)
+{
+    const Outcome outcome = run_fresh([] {
+        const Expression regexp = expression("a");
+        fault::fail_always(Call::regexec);
+        EXPECT_EQ(RegExp_Match(regexp.get(), "a"), 0U);
+        EXPECT_EQ(RegExp_MatchSubExp(regexp.get(), "a", 0), nullptr);
+        EXPECT_STREQ(RegExp_Replace(regexp.get(), "a", "b", 1), "a");
+        EXPECT_EQ(fault::fired(), 3);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(RegExpFault, ReplacingTakesOneSearchForEachMatchAndOneMore)
+{
+    const Outcome outcome = run_fresh([] {
+        const Expression regexp = expression("o");
+        EXPECT_STREQ(RegExp_Replace(regexp.get(), "foo boo", "0", 0), "f0o boo");
+        EXPECT_EQ(fault::calls(Call::regexec), 1);
+        EXPECT_STREQ(RegExp_Replace(regexp.get(), "foo boot", "0", 1), "f00 b00t");
+        EXPECT_EQ(fault::calls(Call::regexec), 6);
+        EXPECT_STREQ(RegExp_Replace(regexp.get(), "oo", "0", 1), "00");
+        EXPECT_EQ(fault::calls(Call::regexec), 8) << "nothing is looked for in nothing";
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(RegExpFault, RunningOutOfMemoryEndsTheProcess)
+{
+    EXPECT_THAT(run_fresh([] {
+                    fault::fail_always(Call::malloc);
+                    RegExp_New("a", 1);
+                }),
+                exited(1));
+    EXPECT_THAT(run_fresh([] {
+                    RegExp* const regexp = RegExp_New("a", 1);
+                    fault::fail_always(Call::realloc);
+                    RegExp_Replace(regexp, "a", "b", 1);
+                }),
+                exited(1));
+}
+
+TEST(RegExpFault, EveryBlockIsGivenBack)
+{
+    const Outcome outcome = run_fresh([] {
+        const long blocks = fault::outstanding_blocks();
+        {
+            const Expression regexp = expression("(\\w)(\\d)?");
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 2) << "the record and the list";
+            RegExp_MatchSubExp(regexp.get(), "a1", 0);
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 8) << "three nodes with texts";
+            RegExp_MatchSubExp(regexp.get(), "a", 0);
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 6);
+            RegExp_Replace(regexp.get(), "a b", "", 1);
+            RegExp_Replace(regexp.get(), "a b", "c", 1);
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 7) << "one result";
+        }
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+}  // namespace

@@ -1,0 +1,185 @@
+#include "regexp.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include "mem_malloc.h"
+#include "platform/assertion.h"
+#include "values/regexp_shorthands.h"
+#include "values/regexp_text.h"
+
+static_assert(offsetof(RegExp, expression) == 0);
+static_assert(offsetof(RegExp, position) == sizeof(regex_t));
+static_assert(offsetof(RegExp, subexps) > offsetof(RegExp, position));
+static_assert(offsetof(RegExp, result) == offsetof(RegExp, subexps) + sizeof(void*));
+static_assert(sizeof(void*) == 8 || sizeof(RegExp) == sizeof(regex_t) + 12);
+
+namespace {
+
+constexpr common::Source kSource = common::kRegexpSource;
+
+void subexps_clear(ListLight* list) noexcept
+{
+    COMMON_ASSERT(kSource, list != nullptr, "list");
+    ListLight_Clear(list, ListLight_entry_data_memfree_callback);
+}
+
+char* copy_of(std::string_view piece) noexcept
+{
+    common::GrowingText text;
+    text.append(piece);
+    return text.take();
+}
+
+/// Room for the slots of a match: on the stack unless there are a great many groups.
+class Slots {
+public:
+    explicit Slots(std::size_t count) noexcept : count_(count)
+    {
+        if (count > std::size(usual_)) {
+            slots_ = static_cast<regmatch_t*>(
+                MEM_Malloc(static_cast<std::uint32_t>(count * sizeof(regmatch_t))));
+        }
+    }
+    ~Slots()
+    {
+        if (slots_ != usual_) {
+            MEM_Free(slots_);
+        }
+    }
+    Slots(const Slots&) = delete;
+    Slots& operator=(const Slots&) = delete;
+
+    regmatch_t* begin() noexcept { return slots_; }
+    regmatch_t* end() noexcept { return slots_ + count_; }
+
+private:
+    std::size_t count_;
+    regmatch_t usual_[16];
+    regmatch_t* slots_ = usual_;
+};
+
+/// Finds the first match in a text whose length is known.
+///
+/// The search is told the length, so that it need not look for the end of a long rest again and
+/// again. It starts at the first byte of what it is given, so that "^" matches there as it does
+/// without a length.
+bool find(const regex_t& expression, std::string_view text, regmatch_t& match) noexcept
+{
+    match.rm_so = 0;
+    match.rm_eo = static_cast<regoff_t>(std::min<std::size_t>(text.size(), INT_MAX));
+    return regexec(&expression, text.data(), 1, &match, REG_STARTEND) == 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+RegExp* RegExp_New(const char* pattern, uint32_t case_sensitive)
+{
+    COMMON_ASSERT(kSource, pattern != nullptr, "text");
+    auto* const regexp = static_cast<RegExp*>(MEM_Salloc(sizeof(RegExp)));
+    char* const rewritten = regexp_rewrite(pattern);
+    const int flags = case_sensitive != 0 ? REG_EXTENDED : REG_EXTENDED | REG_ICASE;
+    const int ret = regcomp(&regexp->expression, rewritten, flags);
+    COMMON_ASSERT(kSource, ret == 0, "0 == ret");
+    MEM_Free(rewritten);
+    regexp->subexps = ListLight_New();
+    return regexp;
+}
+
+void RegExp_Delete(RegExp* regexp)
+{
+    COMMON_ASSERT(kSource, regexp != nullptr, "regexp");
+    subexps_clear(regexp->subexps);
+    ListLight_Delete(regexp->subexps, nullptr);
+    MEM_Free(regexp->result);
+    regfree(&regexp->expression);
+    MEM_Free(regexp);
+}
+
+uint32_t RegExp_Match(const RegExp* regexp, const char* text)
+{
+    COMMON_ASSERT(kSource, regexp != nullptr, "regexp");
+    COMMON_ASSERT(kSource, text != nullptr, "text");
+    return regexec(&regexp->expression, text, 0, nullptr, 0) == 0 ? 1 : 0;
+}
+
+SubExps* RegExp_MatchSubExp(RegExp* regexp, const char* text, uint32_t continue_search)
+{
+    COMMON_ASSERT(kSource, regexp != nullptr, "regexp");
+    COMMON_ASSERT(kSource, text != nullptr, "text");
+    if (continue_search == 0) {
+        regexp->position = 0;
+    }
+    subexps_clear(regexp->subexps);
+    // The text may be another one, and end before the position.
+    if (strnlen(text, std::size_t{regexp->position} + 1) <= regexp->position) {
+        return nullptr;
+    }
+    const char* const rest = text + regexp->position;
+    Slots slots(regexp->expression.re_nsub + 1);
+    if (regexec(&regexp->expression, rest, regexp->expression.re_nsub + 1, slots.begin(), 0) != 0) {
+        return nullptr;
+    }
+    // Optional groups without a match are left out: callers count what took part.
+    for (const regmatch_t& slot : slots) {
+        if (slot.rm_so != -1 && slot.rm_eo != -1) {
+            ListLight_PushBack(
+                regexp->subexps,
+                copy_of({rest + slot.rm_so, static_cast<std::size_t>(slot.rm_eo - slot.rm_so)}));
+        }
+    }
+    regexp->position += static_cast<std::uint32_t>(slots.begin()->rm_eo);
+    return &regexp->subexps;
+}
+
+const char* RegExp_Replace(RegExp* regexp, const char* text, const char* replacement, uint32_t all)
+{
+    COMMON_ASSERT(kSource, regexp != nullptr, "regexp");
+    COMMON_ASSERT(kSource, text != nullptr, "text");
+    COMMON_ASSERT(kSource, replacement != nullptr, "replacement");
+    std::string_view rest(text);
+    const std::string_view put_in(replacement);
+    common::GrowingText result;
+    regmatch_t match;
+    while (find(regexp->expression, rest, match)) {
+        const auto end = static_cast<std::size_t>(match.rm_eo);
+        result.append(rest.substr(0, static_cast<std::size_t>(match.rm_so)));
+        result.append(put_in);
+        rest.remove_prefix(end);
+        // A match of nothing at the start would be found there for ever.
+        if (all != 1 || rest.empty() || end == 0) {
+            break;
+        }
+    }
+    result.append(rest);
+    // Only now: the text may have been the last result.
+    MEM_Free(regexp->result);
+    regexp->result = result.take();
+    return regexp->result;
+}
+
+uint32_t SubExps_Size(const SubExps* subexps)
+{
+    COMMON_ASSERT(kSource, subexps != nullptr, "subexps");
+    return ListLight_Size(*subexps);
+}
+
+const char* SubExps_GetIndex(const SubExps* subexps, uint32_t index)
+{
+    COMMON_ASSERT(kSource, subexps != nullptr, "subexps");
+    if (index >= ListLight_Size(*subexps)) {
+        return nullptr;
+    }
+    ListLight_Iterator it{};
+    for (ListLight_Begin(*subexps, &it); index != 0; --index) {
+        ListLight_Next(*subexps, &it);
+    }
+    return static_cast<const char*>(ListLight_GetEntryData(*subexps, &it));
+}
+
+}  // extern "C"
