@@ -1,5 +1,7 @@
-// What values cost: variants serialised, read back and copied, against peers.
+// What values cost: variants serialised, read back and copied, and expressions matched
+// and replaced, against peers.
 #include <benchmark/benchmark.h>
+#include <regex.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -10,6 +12,7 @@
 
 #include "mem_malloc.h"
 #include "oxavar.h"
+#include "regexp.h"
 #include "support/ratio_report.h"
 
 #if HAVE_MSGPACK
@@ -251,6 +254,48 @@ void deserialise_gvariant(benchmark::State& state)
 BENCHMARK(deserialise_gvariant);
 #endif
 
+// Regular expressions.
+
+constexpr const char* kPattern = "\\.(mp3|ogg|flac)$";
+constexpr const char* kName = "/media/music/an artist/an album/01 a title.flac";
+
+void match_ours(benchmark::State& state)
+{
+    RegExp* const regexp = RegExp_New(kPattern, 1);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(RegExp_Match(regexp, kName));
+    }
+    RegExp_Delete(regexp);
+}
+BENCHMARK(match_ours);
+
+void match_regexec(benchmark::State& state)
+{
+    regex_t expression;
+    if (regcomp(&expression, kPattern, REG_EXTENDED) != 0) {
+        state.SkipWithError("the pattern does not compile");
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(regexec(&expression, kName, 0, nullptr, 0));
+    }
+    regfree(&expression);
+}
+BENCHMARK(match_regexec);
+
+void replace_all(benchmark::State& state)
+{
+    std::string text;
+    for (std::int64_t match = 0; match < state.range(0); ++match) {
+        text += "a field, ";
+    }
+    RegExp* const regexp = RegExp_New(",( )", 1);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(RegExp_Replace(regexp, text.c_str(), ";", 1));
+    }
+    RegExp_Delete(regexp);
+}
+BENCHMARK(replace_all)->Arg(20)->Arg(200)->Arg(2000)->Arg(20000);
+
 /// The figures are of no use if the work is not done.
 bool checks_hold()
 {
@@ -289,5 +334,10 @@ int main(int argc, char** argv)
              "deserialise_msgpack", 1.0},
             {"deserialise / GVariant", "deserialise_ours", "deserialise_gvariant", 1.0},
             {"deep copy / std::variant tree", "copy_ours", "copy_std_variant", 1.2},
+            {"match / bare regexec", "match_ours", "match_regexec", 1.02},
+            {"replace 200 matches / 20 matches, linear is 10", "replace_all/200", "replace_all/20",
+             11},
+            {"replace 2,000 matches / 200 matches", "replace_all/2000", "replace_all/200", 11},
+            {"replace 20,000 matches / 2,000 matches", "replace_all/20000", "replace_all/2000", 11},
         });
 }

@@ -61,12 +61,12 @@ typedef struct COMMON_OXAVar {
     uint32_t type;  /**< one of OXAVAR_TYPE_ */
     uint32_t count; /**< elements of an array, 0 for anything else */
     union {
+        uintptr_t word;                 /**< the whole word, first so that {0} clears all of it */
         int32_t integer;                /**< OXAVAR_TYPE_INT */
         float real;                     /**< OXAVAR_TYPE_FLOAT */
         char* text;                     /**< OXAVAR_TYPE_STRING: owned, may be null */
         void* pointer;                  /**< OXAVAR_TYPE_PVOID: not owned */
         struct COMMON_OXAVar* elements; /**< OXAVAR_TYPE_ARRAY: owned, null when count is 0 */
-        uintptr_t word;                 /**< the whole word */
     } value;
 } COMMON_OXAVar;
 

@@ -55,6 +55,7 @@ public:
 
     regmatch_t* begin() noexcept { return slots_; }
     regmatch_t* end() noexcept { return slots_ + count_; }
+    std::size_t size() const noexcept { return count_; }
 
 private:
     std::size_t count_;
@@ -66,12 +67,13 @@ private:
 ///
 /// The search is told the length, so that it need not look for the end of a long rest again and
 /// again. It starts at the first byte of what it is given, so that "^" matches there as it does
-/// without a length.
-bool find(const regex_t& expression, std::string_view text, regmatch_t& match) noexcept
+/// without a length. All slots are asked for, although only the first one is used: with fewer, the
+/// C library takes another way, on which it matches some expressions differently.
+bool find(const regex_t& expression, std::string_view text, Slots& slots) noexcept
 {
-    match.rm_so = 0;
-    match.rm_eo = static_cast<regoff_t>(std::min<std::size_t>(text.size(), INT_MAX));
-    return regexec(&expression, text.data(), 1, &match, REG_STARTEND) == 0;
+    slots.begin()->rm_so = 0;
+    slots.begin()->rm_eo = static_cast<regoff_t>(std::min<std::size_t>(text.size(), INT_MAX));
+    return regexec(&expression, text.data(), slots.size(), slots.begin(), REG_STARTEND) == 0;
 }
 
 }  // namespace
@@ -122,7 +124,7 @@ SubExps* RegExp_MatchSubExp(RegExp* regexp, const char* text, uint32_t continue_
     }
     const char* const rest = text + regexp->position;
     Slots slots(regexp->expression.re_nsub + 1);
-    if (regexec(&regexp->expression, rest, regexp->expression.re_nsub + 1, slots.begin(), 0) != 0) {
+    if (regexec(&regexp->expression, rest, slots.size(), slots.begin(), 0) != 0) {
         return nullptr;
     }
     // Optional groups without a match are left out: callers count what took part.
@@ -145,10 +147,10 @@ const char* RegExp_Replace(RegExp* regexp, const char* text, const char* replace
     std::string_view rest(text);
     const std::string_view put_in(replacement);
     common::GrowingText result;
-    regmatch_t match;
-    while (find(regexp->expression, rest, match)) {
-        const auto end = static_cast<std::size_t>(match.rm_eo);
-        result.append(rest.substr(0, static_cast<std::size_t>(match.rm_so)));
+    Slots slots(regexp->expression.re_nsub + 1);
+    while (find(regexp->expression, rest, slots)) {
+        const auto end = static_cast<std::size_t>(slots.begin()->rm_eo);
+        result.append(rest.substr(0, static_cast<std::size_t>(slots.begin()->rm_so)));
         result.append(put_in);
         rest.remove_prefix(end);
         // A match of nothing at the start would be found there for ever.
