@@ -115,9 +115,10 @@ TEST(OXAVarBounded, ElementMayNotTakeWhatLaterOnesNeed)
 /** Arrays inside one another, the innermost one empty. */
 Bytes arrays(unsigned depth)
 {
+    const Bytes head = joined({word(5), word(1)});
     Bytes bytes;
     for (unsigned level = 1; level < depth; ++level) {
-        bytes = joined({bytes, word(5), word(1)});
+        bytes.insert(bytes.end(), head.begin(), head.end());
     }
     return joined({bytes, word(5), word(0)});
 }
