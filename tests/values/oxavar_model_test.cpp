@@ -109,7 +109,7 @@ private:
             COMMON_OXAVarSetString(&var, model.text.c_str());
             break;
         case 3:
-            COMMON_OXAVarSetPVoid(&var, reinterpret_cast<void*>(std::uintptr_t{value}));
+            COMMON_OXAVarSetPVoid(&var, pointer_of(std::uintptr_t{value}));
             model = {OXAVAR_TYPE_PVOID, value, {}, {}};
             break;
         case 4: {

@@ -53,7 +53,7 @@ TEST(OXAVarSerial, PlainValues)
     }
     COMMON_OXAVarSetFloat(&var, 0.5F);
     expect_form(var, joined({word(2), word(0x3f000000)}));
-    COMMON_OXAVarSetPVoid(&var, reinterpret_cast<void*>(0x89abcdef));
+    COMMON_OXAVarSetPVoid(&var, pointer_of(0x89abcdef));
     expect_form(var, joined({word(4), word(0x89abcdef)}));
 }
 
@@ -70,12 +70,11 @@ TEST(OXAVarSerial, EveryBitOfAFloatTravels)
 TEST(OXAVarSerial, OfAPointerTheLow32BitsTravel)
 {
     COMMON_OXAVar var{};
-    COMMON_OXAVarSetPVoid(&var,
-                          reinterpret_cast<void*>(static_cast<std::uintptr_t>(0x123489abcdefULL)));
+    COMMON_OXAVarSetPVoid(&var, pointer_of(static_cast<std::uintptr_t>(0x123489abcdefULL)));
     EXPECT_EQ(serialized(var), joined({word(4), word(0x89abcdef)}));
-    COMMON_OXAVarSetPVoid(&var, reinterpret_cast<void*>(UINTPTR_MAX));
+    COMMON_OXAVarSetPVoid(&var, pointer_of(UINTPTR_MAX));
     COMMON_OXAVarDeserialize(joined({word(4), word(0x89abcdef)}).data(), &var);
-    EXPECT_EQ(COMMON_OXAVarGetPVoid(&var), reinterpret_cast<void*>(0x89abcdef));
+    EXPECT_EQ(COMMON_OXAVarGetPVoid(&var), pointer_of(0x89abcdef));
 }
 
 TEST(OXAVarSerial, TextsArePaddedToWords)

@@ -117,10 +117,10 @@ TEST(OXAVar, SetterReplacesWhateverWasThere)
 TEST(OXAVar, SmallValueLeavesNothingOfALargerOne)
 {
     COMMON_OXAVar var{};
-    COMMON_OXAVarSetPVoid(&var, reinterpret_cast<void*>(UINTPTR_MAX));
+    COMMON_OXAVarSetPVoid(&var, pointer_of(UINTPTR_MAX));
     COMMON_OXAVarSetInt(&var, 1);
     EXPECT_EQ(var.value.word, 1U);
-    COMMON_OXAVarSetPVoid(&var, reinterpret_cast<void*>(UINTPTR_MAX));
+    COMMON_OXAVarSetPVoid(&var, pointer_of(UINTPTR_MAX));
     EXPECT_TRUE(is_empty(*COMMON_OXAVarClear(&var)));
 }
 

@@ -35,7 +35,7 @@ TEST(OXAVarText, Numbers)
 TEST(OXAVarText, Pointers)
 {
     COMMON_OXAVar var{};
-    EXPECT_EQ(shown(*COMMON_OXAVarSetPVoid(&var, reinterpret_cast<void*>(0xabc))), "0xabc");
+    EXPECT_EQ(shown(*COMMON_OXAVarSetPVoid(&var, pointer_of(0xabc))), "0xabc");
     EXPECT_EQ(shown(*COMMON_OXAVarSetPVoid(&var, nullptr)), "(nil)");
 }
 

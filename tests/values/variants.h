@@ -5,6 +5,7 @@
 #ifndef TESTS_VALUES_VARIANTS_H
 #define TESTS_VALUES_VARIANTS_H
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -38,6 +39,12 @@ inline Variant text_variant(const std::string& text)
 inline bool is_empty(const COMMON_OXAVar& var)
 {
     return var.type == 0 && var.count == 0 && var.value.word == 0;
+}
+
+/** An opaque pointer with these bits. */
+inline void* pointer_of(std::uintptr_t bits)
+{
+    return std::bit_cast<void*>(bits);
 }
 
 using Bytes = std::vector<std::uint8_t>;
