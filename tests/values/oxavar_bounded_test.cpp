@@ -3,9 +3,7 @@
 #include <cstring>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include "fresh_process.h"
 #include "variants.h"
 
 namespace {
@@ -175,29 +173,6 @@ TEST(OXAVarBounded, NullArguments)
     EXPECT_TRUE(is_empty(*var));
     EXPECT_EQ(COMMON_OXAVarDeserializeBounded(bytes.data(), 4, var.get(), nullptr),
               STATUS{STATUS_SUCCESS});
-}
-
-// Every array announces as many elements as the bytes behind it could be. If each got its block,
-// they would be 64 times the size of the first one, and the process would end.
-TEST(OXAVarBounded, ArraysInsideOneAnotherShareTheBytes)
-{
-    using namespace bench;
-    constexpr std::size_t kSize = 4U << 20;
-    Bytes bytes;
-    for (std::size_t level = 0; level < OXAVAR_DEPTH_MAX; ++level) {
-        const std::size_t left = kSize - (level + 1) * 8;
-        bytes = joined({bytes, word(5), word(static_cast<std::uint32_t>(left / 4))});
-    }
-    bytes.resize(kSize);
-    const Outcome outcome = run_fresh([&] {
-        rusage before{};
-        rusage after{};
-        getrusage(RUSAGE_SELF, &before);
-        expect_refused(bytes, kTruncated);
-        getrusage(RUSAGE_SELF, &after);
-        EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64 << 10) << "kilobytes";
-    });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 }  // namespace

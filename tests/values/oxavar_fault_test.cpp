@@ -81,4 +81,25 @@ TEST(OXAVarFault, EveryBlockIsGivenBack)
     EXPECT_THAT(outcome, exited(0));
 }
 
+// Every array announces as many elements as the bytes behind it could be. If each got its block,
+// they would be 64 times the size of the first one.
+TEST(OXAVarFault, ArraysInsideOneAnotherShareTheBytes)
+{
+    constexpr std::size_t kSize = 4096;
+    Bytes bytes;
+    for (std::size_t level = 0; level < OXAVAR_DEPTH_MAX; ++level) {
+        const std::size_t left = kSize - (level + 1) * 8;
+        bytes = joined({bytes, word(5), word(static_cast<std::uint32_t>(left / 4))});
+    }
+    bytes.resize(kSize);
+    const Outcome outcome = run_fresh([&] {
+        COMMON_OXAVar var{};
+        fault::reset();
+        EXPECT_EQ(COMMON_OXAVarDeserializeBounded(bytes.data(), kSize, &var, nullptr),
+                  STATUS{STATUS_FAILED});
+        EXPECT_EQ(fault::calls(Call::malloc), 1) << "the outermost array only";
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
 }  // namespace
