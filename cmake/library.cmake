@@ -7,6 +7,7 @@ add_library(
   containers/abstract_set.cpp
   containers/abstract_set_whole.cpp
   containers/data.cpp
+  containers/data_hex.cpp
   containers/list_by_abstractset.cpp
   containers/list_light.cpp
   containers/map.cpp

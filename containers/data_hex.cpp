@@ -1,0 +1,188 @@
+// Each conversion is there twice: by a table of pairs, for every processor, and in steps of 32
+// characters for those that have AVX2, which is found out at run time.
+#include "containers/data_hex.h"
+
+#include <cstring>
+
+#if defined(__x86_64__) || defined(__i386__)
+#define COMMON_HEX_BY_VECTORS 1
+#include <cpuid.h>
+#include <immintrin.h>
+
+#include <atomic>
+#else
+#define COMMON_HEX_BY_VECTORS 0
+#endif
+
+namespace common {
+namespace {
+
+std::uint8_t value_of(char digit) noexcept
+{
+    return hex_digit_value[static_cast<unsigned char>(digit)];
+}
+
+#if COMMON_HEX_BY_VECTORS
+
+enum class Vectors : std::uint8_t { Unknown, Absent, Present };
+
+/// Asked for once: the question takes longer than a conversion of some hundred bytes. Threads that
+/// ask at the same time get the same answer.
+constinit std::atomic<Vectors> vectors{Vectors::Unknown};
+
+/// Below this many characters the table is as fast.
+constexpr std::size_t kVectorMinimum = 64;
+
+constexpr std::size_t kStep = 32;
+
+/// The compiler's own way to ask brings a static constructor along.
+bool processor_has_avx2() noexcept
+{
+    unsigned a = 0;
+    unsigned b = 0;
+    unsigned c = 0;
+    unsigned d = 0;
+    constexpr unsigned kStateSaved = bit_OSXSAVE | bit_AVX;
+    if (__get_cpuid(1, &a, &b, &c, &d) == 0 || (c & kStateSaved) != kStateSaved) {
+        return false;
+    }
+    // The kernel keeps the upper halves of the registers over a thread switch.
+    unsigned low = 0;
+    unsigned high = 0;
+    __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+    constexpr unsigned kXmmAndYmm = 6;
+    return (low & kXmmAndYmm) == kXmmAndYmm && __get_cpuid_count(7, 0, &a, &b, &c, &d) != 0 &&
+           (b & bit_AVX2) != 0;
+}
+
+bool use_vectors(std::size_t characters) noexcept
+{
+    if (characters < kVectorMinimum) {
+        return false;
+    }
+    Vectors answer = vectors.load(std::memory_order_relaxed);
+    if (answer == Vectors::Unknown) {
+        answer = processor_has_avx2() ? Vectors::Present : Vectors::Absent;
+        vectors.store(answer, std::memory_order_relaxed);
+    }
+    return answer == Vectors::Present;
+}
+
+__attribute__((target("avx2"))) __m256i load(const void* address) noexcept
+{
+    return _mm256_loadu_si256(static_cast<const __m256i*>(address));
+}
+
+/// Encodes steps of 16 bytes: how many bytes that were.
+__attribute__((target("avx2"))) std::size_t encode_steps(const std::uint8_t* bytes,
+                                                         std::size_t count, char* digits) noexcept
+{
+    const __m256i table = _mm256_setr_epi8('0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'A',
+                                           'B', 'C', 'D', 'E', 'F', '0', '1', '2', '3', '4', '5',
+                                           '6', '7', '8', '9', 'A', 'B', 'C', 'D', 'E', 'F');
+    const __m256i low_nibbles = _mm256_set1_epi8(15);
+    std::size_t done = 0;
+    for (; count - done >= kStep / 2; done += kStep / 2) {
+        const __m256i wide = _mm256_cvtepu8_epi16(
+            _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(bytes + done))));
+        const __m256i nibbles = _mm256_and_si256(
+            _mm256_or_si256(_mm256_srli_epi16(wide, 4), _mm256_slli_epi16(wide, 8)), low_nibbles);
+        _mm256_storeu_si256(static_cast<__m256i*>(static_cast<void*>(digits + 2 * done)),
+                            _mm256_shuffle_epi8(table, nibbles));
+    }
+    return done;
+}
+
+/// Whether all characters of the whole steps are digits.
+__attribute__((target("avx2"))) bool steps_are_valid(const char* text, std::size_t count) noexcept
+{
+    const __m256i lower_case = _mm256_set1_epi8(0x20);
+    __m256i good = _mm256_set1_epi8(-1);
+    for (std::size_t done = 0; count - done >= kStep; done += kStep) {
+        const __m256i characters = load(text + done);
+        // Unsigned: character - '0' is at most 9, or lower-case character - 'a' at most 5.
+        const __m256i decimal = _mm256_sub_epi8(characters, _mm256_set1_epi8('0'));
+        const __m256i letter =
+            _mm256_sub_epi8(_mm256_or_si256(characters, lower_case), _mm256_set1_epi8('a'));
+        const __m256i is_decimal =
+            _mm256_cmpeq_epi8(_mm256_min_epu8(decimal, _mm256_set1_epi8(9)), decimal);
+        const __m256i is_letter =
+            _mm256_cmpeq_epi8(_mm256_min_epu8(letter, _mm256_set1_epi8(5)), letter);
+        good = _mm256_and_si256(good, _mm256_or_si256(is_decimal, is_letter));
+    }
+    return _mm256_movemask_epi8(good) == -1;
+}
+
+/// Decodes steps of 16 bytes: how many bytes that were.
+__attribute__((target("avx2"))) std::size_t decode_steps(const char* digits, std::size_t count,
+                                                         std::uint8_t* bytes) noexcept
+{
+    std::size_t done = 0;
+    for (; count - done >= kStep / 2; done += kStep / 2) {
+        const __m256i characters = load(digits + 2 * done);
+        // Bit 6 tells a letter, whose low nibble lacks 9.
+        const __m256i letter =
+            _mm256_and_si256(_mm256_srli_epi16(characters, 6), _mm256_set1_epi8(1));
+        const __m256i low = _mm256_and_si256(characters, _mm256_set1_epi8(15));
+        const __m256i nine =
+            _mm256_and_si256(_mm256_cmpeq_epi8(letter, _mm256_set1_epi8(1)), _mm256_set1_epi8(9));
+        const __m256i values = _mm256_add_epi8(low, nine);
+        // Each pair becomes 16 * first + second, a word; then the words become bytes again.
+        const __m256i words = _mm256_maddubs_epi16(values, _mm256_set1_epi16(0x0110));
+        const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(words, words), 0x08);
+        _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(bytes + done)),
+                         _mm256_castsi256_si128(packed));
+    }
+    return done;
+}
+
+#endif
+
+}  // namespace
+
+void hex_encode(const std::uint8_t* bytes, std::size_t count, char* digits) noexcept
+{
+    std::size_t done = 0;
+#if COMMON_HEX_BY_VECTORS
+    if (use_vectors(2 * count)) {
+        done = encode_steps(bytes, count, digits);
+    }
+#endif
+    for (; done < count; ++done) {
+        std::memcpy(digits + 2 * done, hex_pair[bytes[done]].data(), 2);
+    }
+}
+
+bool hex_is_valid(const char* text, std::size_t count) noexcept
+{
+    std::size_t done = 0;
+#if COMMON_HEX_BY_VECTORS
+    if (use_vectors(count)) {
+        if (!steps_are_valid(text, count)) {
+            return false;
+        }
+        done = count - count % kStep;
+    }
+#endif
+    std::uint8_t seen = 0;
+    for (; done < count; ++done) {
+        seen |= value_of(text[done]);
+    }
+    return seen <= 15;
+}
+
+void hex_decode(const char* digits, std::size_t count, std::uint8_t* bytes) noexcept
+{
+    std::size_t done = 0;
+#if COMMON_HEX_BY_VECTORS
+    if (use_vectors(2 * count)) {
+        done = decode_steps(digits, count, bytes);
+    }
+#endif
+    for (; done < count; ++done) {
+        bytes[done] = static_cast<std::uint8_t>(value_of(digits[2 * done]) << 4 |
+                                                value_of(digits[2 * done + 1]));
+    }
+}
+
+}  // namespace common

@@ -1,0 +1,120 @@
+// What byte arrays and texts do where memory is refused and the process goes on. The library's own
+// allocation never does that, so this program puts itself between the two.
+#include "data.h"
+
+#include <cstring>
+
+#include <gmock/gmock.h>
+
+#include "fresh_process.h"
+#include "log_expect.h"
+#include "mem_malloc.h"
+
+namespace {
+
+/// The calls that still get memory.
+int granted = 0;
+
+bool is_granted()
+{
+    return granted-- > 0;
+}
+
+}  // namespace
+
+extern "C" {
+// The linker's names: what is called instead of a wrapped function, and that function.
+void* __real_MEM_Malloc(uint32_t size);
+void* __real_MEM_Salloc(uint32_t size);
+
+void* __wrap_MEM_Malloc(uint32_t size)
+{
+    return is_granted() ? __real_MEM_Malloc(size) : nullptr;
+}
+
+void* __wrap_MEM_Salloc(uint32_t size)
+{
+    return is_granted() ? __real_MEM_Salloc(size) : nullptr;
+}
+}
+
+namespace {
+
+using namespace bench;
+using testing::ElementsAre;
+
+Report error(const char* function, const char* message)
+{
+    return {LOG_ERR, "Error", "COMMON", "data", function, message};
+}
+
+constexpr char kNoMemory[] = "Failed allocating memory.";
+
+/// Runs a body in which the first `count` allocations succeed.
+Outcome run_granting(int count, const std::function<void()>& body)
+{
+    return run_fresh([&] {
+        granted = count;
+        body();
+    });
+}
+
+TEST(DataRefused, NoRecordOrNoStorage)
+{
+    for (const int count : {0, 1}) {
+        const Outcome outcome = run_granting(count, [] { EXPECT_EQ(DATA_ArrayNew(16), nullptr); });
+        EXPECT_THAT(outcome, exited(0));  // the record is freed, or the leak is found
+        EXPECT_THAT(reports(outcome), ElementsAre(error("DATA_ArrayNew", kNoMemory)));
+    }
+}
+
+TEST(DataRefused, NoArrayForBytes)
+{
+    for (const int count : {0, 1}) {
+        const Outcome outcome = run_granting(count, [] {
+            EXPECT_EQ(DATA_ArrayNewWithDataLength(4, "abcd", 2), nullptr);
+            granted = 0;
+            EXPECT_EQ(DATA_ArrayNewWithData(4, "abcd"), nullptr);
+        });
+        EXPECT_THAT(outcome, exited(0));
+        EXPECT_THAT(reports(outcome),
+                    ElementsAre(error("DATA_ArrayNew", kNoMemory),
+                                error("DATA_ArrayNewWithDataLength", "DATA_ArrayNew() failed."),
+                                error("DATA_ArrayNew", kNoMemory),
+                                error("DATA_ArrayNewWithDataLength", "DATA_ArrayNew() failed.")));
+    }
+}
+
+TEST(DataRefused, NoArrayForText)
+{
+    const Outcome outcome = run_granting(1, [] { EXPECT_EQ(DATA_AsciiToHex("00"), nullptr); });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome),
+                ElementsAre(error("DATA_ArrayNew", kNoMemory),
+                            error("DATA_AsciiToHex", "Failed to create the array.")));
+}
+
+// Callers get the reports of what is wrong with a text before memory is asked for.
+TEST(DataRefused, TextIsJudgedBeforeMemoryIsAskedFor)
+{
+    const Outcome outcome = run_granting(0, [] { EXPECT_EQ(DATA_AsciiToHex("0x"), nullptr); });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(
+        reports(outcome),
+        ElementsAre(error("DATA_AsciiToHex", "ascii[1] contains an invalid character: x (120)")));
+}
+
+TEST(DataRefused, NoText)
+{
+    const Outcome outcome = run_granting(0, [] {
+        EXPECT_EQ(DATA_HexToAscii("a", 1), nullptr);
+        EXPECT_EQ(DATA_HexDump("a", 1), nullptr);
+        EXPECT_EQ(DATA_HexDumpPretty("a", 1), nullptr);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome),
+                ElementsAre(error("DATA_HexToAscii", kNoMemory), error("DATA_HexDump", kNoMemory),
+                            error("DATA_HexDumpPretty", kNoMemory)));
+}
+
+}  // namespace
