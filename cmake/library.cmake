@@ -32,6 +32,8 @@ add_library(
   thread/common_process.cpp
   thread/common_system.cpp
   thread/common_thread.cpp
+  values/common_uuid.cpp
+  values/convert.cpp
   values/oxavar.cpp
   values/oxavar_serial.cpp
   values/oxavar_text.cpp

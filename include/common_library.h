@@ -14,6 +14,8 @@
 #include "common_process.h"
 #include "common_system.h"
 #include "common_thread.h"
+#include "common_uuid.h"
+#include "convert.h"
 #include "data.h"
 #include "list_by_abstractset.h"
 #include "list_light.h"

@@ -85,11 +85,14 @@
         "_ITM_registerTMCloneTable", "__pthread_register_cancel", "__pthread_unregister_cancel",   \
         "__pthread_unwind_next", "__sigsetjmp", "__stack_chk_fail", "__tls_get_addr",              \
         "___tls_get_addr", "abort", "exit", "flockfile", "fprintf", "fputc", "fputs",              \
-        "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "memchr", "memcmp",      \
-        "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",                \
+        "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "isspace", "memchr",     \
+        "memcmp", "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",      \
         "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \
         "putchar", "puts", "qsort", "regfree", "snprintf", "sprintf", "stderr", "stdout",          \
         "strchr", "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen",    \
         "strrchr", "strspn", "strstr", "strtol", "strtoul", "syslog", "tzset", "vfprintf"
+        "putchar", "puts", "snprintf", "sprintf", "stderr", "stdout", "strchr", "strchrnul",       \
+        "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr", "strspn",      \
+        "strtol", "strtoul", "strtoull", "syslog", "tzset", "vfprintf"
 
 #endif

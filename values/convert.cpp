@@ -1,0 +1,93 @@
+#include "convert.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <limits>
+
+#include "containers/data_hex.h"
+#include "log/report.h"
+
+namespace {
+
+constexpr common::Source kSource{"convert", common::Module::Common};
+
+/// Converts text that begins with a digit and has nothing but digits, not more than the number
+/// holds: false for any other text.
+template <typename Number>
+bool convert_plain(const char* text, Number& value) noexcept
+{
+    Number number = 0;
+    for (unsigned count = 0; count <= 2 * sizeof(Number); ++count) {
+        const auto character = static_cast<unsigned char>(text[count]);
+        const std::uint8_t digit = common::hex_digit_value[character];
+        if (digit == common::kNoHexDigit) {
+            value = number;
+            return count != 0 && character == '\0';
+        }
+        number = static_cast<Number>(number << 4 | digit);
+    }
+    return false;
+}
+
+bool is_negative(const char* text) noexcept
+{
+    while (std::isspace(static_cast<unsigned char>(*text)) != 0) {
+        ++text;
+    }
+    return *text == '-';
+}
+
+/// Converts any text as the C library's conversion for a number of this width does, which a long
+/// has on some platforms only. errno tells a failure, and is set for no other reason.
+template <typename Number>
+Number convert_any(const char* text) noexcept
+{
+    const unsigned long long number = std::strtoull(text, nullptr, 16);
+    const unsigned long long size = is_negative(text) ? 0 - number : number;
+    if (size > std::numeric_limits<Number>::max()) {
+        errno = ERANGE;
+    }
+    return static_cast<Number>(number);
+}
+
+template <typename Number>
+STATUS convert(const char* text, Number* value_out, const char* function) noexcept
+{
+    const auto refuse = [function](std::int32_t line, const char* reason) {
+        common::report(kSource, COMMON_LogLevelWarn, function, line, "%s", reason);
+        return STATUS{STATUS_INVALID_PARAM};
+    };
+    if (text == nullptr) {
+        return refuse(__LINE__, "String Value is NULL");
+    }
+    if (value_out == nullptr) {
+        return refuse(__LINE__, "Destination Pointer is NULL");
+    }
+    Number value = 0;
+    if (!convert_plain(text, value)) {
+        value = convert_any<Number>(text);
+    }
+    // Not cleared before: callers know that an earlier failure of the thread counts, too.
+    if (errno != 0) {
+        return refuse(__LINE__, "Invalid String Value");
+    }
+    *value_out = value;
+    return STATUS_SUCCESS;
+}
+
+}  // namespace
+
+extern "C" {
+
+STATUS CONVERT_HexStrToU32(const char* text, uint32_t* valueOut)
+{
+    return convert(text, valueOut, __func__);
+}
+
+STATUS CONVERT_HexStrToU64(const char* text, uint64_t* valueOut)
+{
+    return convert(text, valueOut, __func__);
+}
+
+}  // extern "C"
