@@ -6,8 +6,10 @@ add_library(
   common_objects OBJECT
   containers/abstract_set.cpp
   containers/abstract_set_whole.cpp
+  containers/client_descriptor.cpp
   containers/data.cpp
   containers/data_hex.cpp
+  containers/descriptor_search.cpp
   containers/list_by_abstractset.cpp
   containers/list_light.cpp
   containers/map.cpp

@@ -6,6 +6,7 @@
 #define COMMON_LIBRARY_H
 
 #include "abstract_set.h"
+#include "client_descriptor.h"
 #include "common.h"
 #include "common_api.h"
 #include "common_debug.h"

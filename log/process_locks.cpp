@@ -6,6 +6,7 @@
 
 namespace common {
 
+constinit pthread_mutex_t descriptor_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
 constinit pthread_mutex_t handler_lock = PTHREAD_MUTEX_INITIALIZER;
 constinit pthread_mutex_t module_config_lock = PTHREAD_MUTEX_INITIALIZER;
 constinit pthread_mutex_t module_assign_lock = PTHREAD_MUTEX_INITIALIZER;
@@ -23,17 +24,20 @@ constinit pthread_once_t fork_guard_once = PTHREAD_ONCE_INIT;
 
 /// In the order in which a thread may take them. A switch rather than a table of addresses, which
 /// would have to be relocated in every process.
-constexpr unsigned kLockCount = 5;
+constexpr unsigned kLockCount = 6;
+constexpr unsigned kDescriptorMutex = 0;
 pthread_mutex_t& lock_at(unsigned index) noexcept
 {
     switch (index) {
-    case 0:
-        return module_config_lock;
+    case kDescriptorMutex:
+        return descriptor_mutex;
     case 1:
-        return module_assign_lock;
+        return module_config_lock;
     case 2:
-        return handler_lock;
+        return module_assign_lock;
     case 3:
+        return handler_lock;
+    case 4:
         return local_time_lock;
     default:
         return send_lock;
@@ -78,7 +82,10 @@ void after_fork_in_child() noexcept
         cannot_send.store(true, std::memory_order_relaxed);
     }
     for (unsigned i = kLockCount; i-- > 0;) {
-        if (took(i)) {
+        if (i == kDescriptorMutex) {
+            // A recursive lock knows its owner by the thread's id, which is another one here.
+            lock_at(i) = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+        } else if (took(i)) {
             pthread_mutex_unlock(&lock_at(i));
         } else {
             lock_at(i) = PTHREAD_MUTEX_INITIALIZER;

@@ -1,4 +1,4 @@
-// The process-wide locks of the logging group, and their answer to fork.
+// The process-wide locks, and their answer to fork.
 #pragma once
 
 #include <pthread.h>
@@ -8,6 +8,9 @@
 
 namespace common {
 
+/// Guards the table of client descriptors (containers/client_descriptor.cpp). Recursive. Taken
+/// first: a failure is reported while it is held.
+extern constinit pthread_mutex_t descriptor_mutex;
 /// Guards the replacement of the log handler and the making of the record slot.
 extern constinit pthread_mutex_t handler_lock;
 /// Guards the reading of the module configuration file.

@@ -84,7 +84,7 @@
         "__gmon_start__", "__register_atfork" /* pthread_atfork */, "_ITM_deregisterTMCloneTable", \
         "_ITM_registerTMCloneTable", "__pthread_register_cancel", "__pthread_unregister_cancel",   \
         "__pthread_unwind_next", "__sigsetjmp", "__stack_chk_fail", "__tls_get_addr",              \
-        "___tls_get_addr", "abort", "exit", "flockfile", "fprintf", "fputc", "fputs",              \
+        "___tls_get_addr", "abort", "bsearch", "exit", "flockfile", "fprintf", "fputc", "fputs",   \
         "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "isspace", "memchr",     \
         "memcmp", "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",      \
         "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \

@@ -1,0 +1,121 @@
+#include "client_descriptor.h"
+
+#include <pthread.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+#include "common_system.h"
+#include "containers/descriptor_search.h"
+#include "log/process_locks.h"
+#include "log/report.h"
+
+namespace {
+
+constexpr common::Source kSource{"client_descriptor", common::Module::Cldes};
+
+/// No descriptor: it marks the end of what can be given out.
+constexpr std::int32_t kRemoved = INT32_MAX;
+
+/// The descriptors in use in ascending order, guarded by common::descriptor_mutex. The block grows
+/// and shrinks by one number for each call, so that a process pays for what it uses.
+constinit std::int32_t* Descriptors = nullptr;
+constinit std::int32_t DescriptorCount = 0;
+
+[[noreturn]] void CommonPanic() noexcept
+{
+    COMMON_REPORT(kSource, Critical, "*** Common Panic: critical failure ***\n");
+    COMMON_System_Exit(1);
+}
+
+void LockDescriptor() noexcept
+{
+    common::install_fork_guard();
+    if (pthread_mutex_lock(&common::descriptor_mutex) != 0) {
+        COMMON_REPORT(kSource, Error, "Failed to lock descriptor mutex.");
+        CommonPanic();
+    }
+}
+
+std::int32_t UnlockDescriptor() noexcept
+{
+    const int error = pthread_mutex_unlock(&common::descriptor_mutex);
+    if (error != 0) {
+        COMMON_REPORT(kSource, Error, "Failed to unlock descriptor mutex.");
+        CommonPanic();
+    }
+    return error;
+}
+
+int Descriptor_Compare(const void* a, const void* b) noexcept
+{
+    // Both are positive, so that the difference is a number.
+    return *static_cast<const std::int32_t*>(a) - *static_cast<const std::int32_t*>(b);
+}
+
+/// Makes the table one of `count` numbers, or leaves it as it is: false when there is no memory.
+/// Exit handlers of a panic find it whole.
+bool resize_locked(std::int32_t count) noexcept
+{
+    const std::size_t size = static_cast<std::size_t>(count) * sizeof *Descriptors;
+    auto* const block = static_cast<std::int32_t*>(std::realloc(Descriptors, size));
+    if (block == nullptr && count != 0) {
+        return false;
+    }
+    Descriptors = block;
+    DescriptorCount = count;
+    return true;
+}
+
+/// Moves the numbers from a place on by a place up or down.
+void move_locked(std::int32_t to, std::int32_t from, std::int32_t count) noexcept
+{
+    std::memmove(Descriptors + to, Descriptors + from,
+                 static_cast<std::size_t>(count) * sizeof *Descriptors);
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t Allocate_Descriptor(void)
+{
+    LockDescriptor();
+    const std::int32_t descriptor = common::lowest_gap(Descriptors, DescriptorCount);
+    if (descriptor == kRemoved) {
+        COMMON_REPORT(kSource, Error, "Out of descriptors");
+        CommonPanic();
+    }
+    if (!resize_locked(DescriptorCount + 1)) {
+        COMMON_REPORT(kSource, Error, "Couldn't reallocate descriptor buffer");
+        CommonPanic();
+    }
+    const std::int32_t place = descriptor - 1;
+    move_locked(place + 1, place, DescriptorCount - descriptor);
+    Descriptors[place] = descriptor;
+    UnlockDescriptor();
+    return descriptor;
+}
+
+int32_t Deallocate_Descriptor(int32_t descriptor)
+{
+    LockDescriptor();
+    const void* const found =
+        descriptor <= 0 || DescriptorCount == 0
+            ? nullptr
+            : std::bsearch(&descriptor, Descriptors, static_cast<std::size_t>(DescriptorCount),
+                           sizeof *Descriptors, Descriptor_Compare);
+    if (found != nullptr) {
+        const auto place =
+            static_cast<std::int32_t>(static_cast<const std::int32_t*>(found) - Descriptors);
+        move_locked(place, place + 1, DescriptorCount - 1 - place);
+        if (!resize_locked(DescriptorCount - 1)) {
+            COMMON_REPORT(kSource, Error, "Couldn't reallocate descriptor buffer");
+            CommonPanic();
+        }
+    }
+    return UnlockDescriptor();
+}
+
+}  // extern "C"
