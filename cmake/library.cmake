@@ -7,6 +7,7 @@ add_library(
   containers/abstract_set.cpp
   containers/abstract_set_whole.cpp
   containers/client_descriptor.cpp
+  containers/client_nodes.cpp
   containers/data.cpp
   containers/data_hex.cpp
   containers/descriptor_search.cpp

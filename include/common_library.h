@@ -7,6 +7,7 @@
 
 #include "abstract_set.h"
 #include "client_descriptor.h"
+#include "client_nodes.h"
 #include "common.h"
 #include "common_api.h"
 #include "common_debug.h"
