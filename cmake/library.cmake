@@ -35,6 +35,7 @@ add_library(
   thread/common_process.cpp
   thread/common_system.cpp
   thread/common_thread.cpp
+  values/charset.cpp
   values/common_uuid.cpp
   values/convert.cpp
   values/oxavar.cpp

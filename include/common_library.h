@@ -6,6 +6,7 @@
 #define COMMON_LIBRARY_H
 
 #include "abstract_set.h"
+#include "charset.h"
 #include "client_descriptor.h"
 #include "client_nodes.h"
 #include "common.h"
