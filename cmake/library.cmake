@@ -20,6 +20,7 @@ add_library(
   foundation/settings_text.cpp
   foundation/status.cpp
   log/common_debug.cpp
+  log/common_debug_settings.cpp
   log/common_log.cpp
   log/common_log_handler.cpp
   log/common_log_layout.cpp

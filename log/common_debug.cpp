@@ -14,30 +14,20 @@
 #include "foundation/initialisation.h"
 #include "foundation/settings_text.h"
 #include "foundation/source.h"
+#include "log/debug_settings.h"
 #include "log/process_locks.h"
 #include "mem_malloc.h"
 #include "platform/assertion.h"
 #include "platform/errno_keeper.h"
 #include "thread/clock.h"
 
+using common::debug;
+
 namespace {
 
 constexpr common::Source kSource{"common_debug"};
 constexpr char kSettingsFile[] = "/config/common/debug/settings.txt";
-constexpr char kPrefix[] = "COMMON_DEBUG_";
-constexpr char kEnableName[] = "COMMON_DEBUG_ENABLE";
-constexpr char kRowLengthName[] = "COMMON_DEBUG_ROW_LENGTH";
 
-constexpr std::uint32_t kMinimumRowLength = 4;
-constexpr std::uint32_t kDefaultRowLength = 32;
-constexpr std::uint32_t kMaximumRowLength = 128;
-
-/// The settings. Written once, under debug_once.
-struct Debug {
-    std::uint32_t enable;
-    std::uint32_t rowLength;
-};
-constinit Debug debug{0, kDefaultRowLength};
 constinit pthread_once_t debug_once = PTHREAD_ONCE_INIT;
 constinit bool once_called = false;
 
@@ -45,63 +35,6 @@ constinit std::atomic<std::uint32_t> write_counter{0};
 constinit std::atomic<bool> header_written{false};
 constinit std::atomic<bool> process_id_wanted{true};
 constinit std::atomic<std::uint32_t> process_id{0};
-
-bool is_decimal(const char* text) noexcept
-{
-    text += *text == '-' ? 1 : 0;
-    return text[std::strspn(text, "0123456789")] == '\0';
-}
-
-void set_row_length(const char* text) noexcept
-{
-    if (!is_decimal(text)) {
-        std::printf("Invalid COMMON_DEBUG_ROW_LENGTH value: %s\n", text);
-        std::fflush(stdout);
-        return;
-    }
-    const long number = std::clamp<long>(std::strtol(text, nullptr, 10), INT32_MIN, INT32_MAX);
-    const auto value = static_cast<std::int32_t>(number);
-    const auto bits = static_cast<std::uint32_t>(value);
-    // The lower bound is tested unsigned and the upper one signed: negative numbers pass both.
-    if (bits < kMinimumRowLength) {
-        debug.rowLength = kMinimumRowLength;
-        std::printf("Using minimum row length '%u' due to invalid value: %d\n", debug.rowLength,
-                    value);
-    } else if (value > static_cast<std::int32_t>(kMaximumRowLength)) {
-        debug.rowLength = kMaximumRowLength;
-        std::printf("Using maximum row length '%u' due to invalid value: %d\n", debug.rowLength,
-                    value);
-    } else if (bits % 4 == 0) {
-        debug.rowLength = bits;
-        return;
-    } else {
-        debug.rowLength = bits + 4 - bits % 4;
-        std::printf("Using address aligned row length '%u' due to invalid value: %d\n",
-                    debug.rowLength, value);
-    }
-    std::fflush(stdout);
-}
-
-void parse_variable(const char* variable) noexcept
-{
-    const char* const equals = std::strchr(variable, '=');
-    if (equals == nullptr || std::strncmp(variable, kPrefix, sizeof kPrefix - 1) != 0) {
-        return;
-    }
-    const auto length = static_cast<std::size_t>(equals - variable);
-    const char* const value = equals + 1;
-    if (common::abbreviates(variable, length, kEnableName)) {
-        bool enable = false;
-        if (common::parse_boolean(value, enable)) {
-            debug.enable = enable ? 1 : 0;
-        } else {
-            // The name in this message is the one that integrators know it by.
-            std::printf("Invalid COMMON_LOG_ENABLED: %s\n", value);
-        }
-    } else if (common::abbreviates(variable, length, kRowLengthName)) {
-        set_row_length(value);
-    }
-}
 
 void threadOnce() noexcept
 {
@@ -112,7 +45,8 @@ void threadOnce() noexcept
     const common::InitScope scope(common::InitRank::Debug);
     common::LineReader file;
     if (file.open(kSettingsFile)) {
-        if (const int error = common::for_each_setting(file, parse_variable); error != 0) {
+        if (const int error = common::for_each_setting(file, common::parse_debug_variable);
+            error != 0) {
             COMMON_Debug_Write(stderr, kSource.name, __func__, __LINE__,
                                "Failed to close the global log file \"%s\" with error: %s",
                                kSettingsFile, std::strerror(error));
@@ -120,7 +54,7 @@ void threadOnce() noexcept
     }
     char** const environment = COMMON_System_Environment();
     for (char** variable = environment; variable != nullptr && *variable != nullptr; ++variable) {
-        parse_variable(*variable);
+        common::parse_debug_variable(*variable);
     }
     if (debug.enable == 1) {
         common::install_fork_guard();  // rows need the local time, whose lock a child inherits
@@ -220,9 +154,9 @@ struct DumpShape {
 
 DumpShape dump_shape(std::uint32_t length) noexcept
 {
-    const bool usable =
-        debug.rowLength >= kMinimumRowLength && debug.rowLength <= kMaximumRowLength;
-    DumpShape shape{usable ? debug.rowLength : kDefaultRowLength, 0};
+    const bool usable = debug.rowLength >= common::kMinimumRowLength &&
+                        debug.rowLength <= common::kMaximumRowLength;
+    DumpShape shape{usable ? debug.rowLength : common::kDefaultRowLength, 0};
     const std::uint32_t rows = length / shape.row_length + (length % shape.row_length != 0 ? 1 : 0);
     shape.rows = std::min(rows, (UINT32_MAX - 1) / shape.row_width());
     return shape;
