@@ -96,42 +96,48 @@ __attribute__((target("avx2"))) std::size_t encode_steps(const std::uint8_t* byt
 /// Whether all characters of the whole steps are digits.
 __attribute__((target("avx2"))) bool steps_are_valid(const char* text, std::size_t count) noexcept
 {
-    const __m256i lower_case = _mm256_set1_epi8(0x20);
-    __m256i good = _mm256_set1_epi8(-1);
+    // A character is a digit when both its nibbles say so: bit 0 for decimal ones, which begin with
+    // 3, bit 1 for letters, which begin with 4 or 6. A shuffle gives 0 for what is no ASCII.
+    const __m256i by_high_nibble = _mm256_setr_epi8(0, 0, 0, 1, 2, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                                    0, 0, 0, 1, 2, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+    const __m256i by_low_nibble = _mm256_setr_epi8(1, 3, 3, 3, 3, 3, 3, 1, 1, 1, 0, 0, 0, 0, 0, 0,
+                                                   1, 3, 3, 3, 3, 3, 3, 1, 1, 1, 0, 0, 0, 0, 0, 0);
+    __m256i least = _mm256_set1_epi8(-1);
     for (std::size_t done = 0; count - done >= kStep; done += kStep) {
         const __m256i characters = load(text + done);
-        // Unsigned: character - '0' is at most 9, or lower-case character - 'a' at most 5.
-        const __m256i decimal = _mm256_sub_epi8(characters, _mm256_set1_epi8('0'));
-        const __m256i letter =
-            _mm256_sub_epi8(_mm256_or_si256(characters, lower_case), _mm256_set1_epi8('a'));
-        const __m256i is_decimal =
-            _mm256_cmpeq_epi8(_mm256_min_epu8(decimal, _mm256_set1_epi8(9)), decimal);
-        const __m256i is_letter =
-            _mm256_cmpeq_epi8(_mm256_min_epu8(letter, _mm256_set1_epi8(5)), letter);
-        good = _mm256_and_si256(good, _mm256_or_si256(is_decimal, is_letter));
+        const __m256i high =
+            _mm256_and_si256(_mm256_srli_epi16(characters, 4), _mm256_set1_epi8(15));
+        const __m256i kinds = _mm256_and_si256(_mm256_shuffle_epi8(by_high_nibble, high),
+                                               _mm256_shuffle_epi8(by_low_nibble, characters));
+        least = _mm256_min_epu8(least, kinds);
     }
-    return _mm256_movemask_epi8(good) == -1;
+    return _mm256_movemask_epi8(_mm256_cmpeq_epi8(least, _mm256_setzero_si256())) == 0;
 }
 
-/// Decodes steps of 16 bytes: how many bytes that were.
+/// Decodes 32 digits: each 16 bits of the result have a byte.
+__attribute__((target("avx2"))) __m256i decode_step(const char* digits) noexcept
+{
+    const __m256i characters = load(digits);
+    // The low nibble of a letter lacks 9.
+    const __m256i nine =
+        _mm256_and_si256(_mm256_cmpgt_epi8(characters, _mm256_set1_epi8('9')), _mm256_set1_epi8(9));
+    const __m256i values =
+        _mm256_and_si256(_mm256_add_epi8(characters, nine), _mm256_set1_epi8(15));
+    // 16 times the first of each pair and the second.
+    return _mm256_maddubs_epi16(values, _mm256_set1_epi16(0x0110));
+}
+
+/// Decodes steps of 32 bytes: how many bytes that were.
 __attribute__((target("avx2"))) std::size_t decode_steps(const char* digits, std::size_t count,
                                                          std::uint8_t* bytes) noexcept
 {
     std::size_t done = 0;
-    for (; count - done >= kStep / 2; done += kStep / 2) {
-        const __m256i characters = load(digits + 2 * done);
-        // Bit 6 tells a letter, whose low nibble lacks 9.
-        const __m256i letter =
-            _mm256_and_si256(_mm256_srli_epi16(characters, 6), _mm256_set1_epi8(1));
-        const __m256i low = _mm256_and_si256(characters, _mm256_set1_epi8(15));
-        const __m256i nine =
-            _mm256_and_si256(_mm256_cmpeq_epi8(letter, _mm256_set1_epi8(1)), _mm256_set1_epi8(9));
-        const __m256i values = _mm256_add_epi8(low, nine);
-        // Each pair becomes 16 * first + second, a word; then the words become bytes again.
-        const __m256i words = _mm256_maddubs_epi16(values, _mm256_set1_epi16(0x0110));
-        const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(words, words), 0x08);
-        _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(bytes + done)),
-                         _mm256_castsi256_si128(packed));
+    for (; count - done >= kStep; done += kStep) {
+        const __m256i first = decode_step(digits + 2 * done);
+        const __m256i second = decode_step(digits + 2 * done + kStep);
+        // Packing works on each half of a register by itself: put the quarters in order.
+        const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(first, second), 0xD8);
+        _mm256_storeu_si256(static_cast<__m256i*>(static_cast<void*>(bytes + done)), packed);
     }
     return done;
 }

@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <limits>
 
@@ -12,22 +13,26 @@ namespace {
 
 constexpr common::Source kSource{"convert", common::Module::Common};
 
-/// Converts text that begins with a digit and has nothing but digits, not more than the number
-/// holds: false for any other text.
+/// Converts text that has nothing but digits, not more than the number holds: false for any other
+/// text.
 template <typename Number>
 bool convert_plain(const char* text, Number& value) noexcept
 {
+    constexpr unsigned kMostDigits = 2 * sizeof(Number);
     Number number = 0;
-    for (unsigned count = 0; count <= 2 * sizeof(Number); ++count) {
+    // Unrolled, each digit has a branch of its own, which the processor learns to foresee.
+#pragma GCC unroll 8
+    for (unsigned count = 0; count < kMostDigits; ++count) {
         const auto character = static_cast<unsigned char>(text[count]);
         const std::uint8_t digit = common::hex_digit_value[character];
-        if (digit == common::kNoHexDigit) {
+        if (digit > 15) {
             value = number;
-            return count != 0 && character == '\0';
+            return character == '\0' && count != 0;
         }
         number = static_cast<Number>(number << 4 | digit);
     }
-    return false;
+    value = number;
+    return text[kMostDigits] == '\0';
 }
 
 bool is_negative(const char* text) noexcept
@@ -51,8 +56,11 @@ Number convert_any(const char* text) noexcept
     return static_cast<Number>(number);
 }
 
+/// Everything but the conversion of plain digits. Never inlined, so that these cost no more than
+/// they need.
 template <typename Number>
-STATUS convert(const char* text, Number* value_out, const char* function) noexcept
+[[gnu::noinline]] STATUS convert_carefully(const char* text, Number* value_out,
+                                           const char* function) noexcept
 {
     const auto refuse = [function](std::int32_t line, const char* reason) {
         common::report(kSource, COMMON_LogLevelWarn, function, line, "%s", reason);
@@ -64,13 +72,21 @@ STATUS convert(const char* text, Number* value_out, const char* function) noexce
     if (value_out == nullptr) {
         return refuse(__LINE__, "Destination Pointer is NULL");
     }
-    Number value = 0;
-    if (!convert_plain(text, value)) {
-        value = convert_any<Number>(text);
-    }
+    const Number value = convert_any<Number>(text);
     // Not cleared before: callers know that an earlier failure of the thread counts, too.
     if (errno != 0) {
         return refuse(__LINE__, "Invalid String Value");
+    }
+    *value_out = value;
+    return STATUS_SUCCESS;
+}
+
+template <typename Number>
+STATUS convert(const char* text, Number* value_out, const char* function) noexcept
+{
+    Number value = 0;
+    if (text == nullptr || value_out == nullptr || !convert_plain(text, value) || errno != 0) {
+        return convert_carefully(text, value_out, function);
     }
     *value_out = value;
     return STATUS_SUCCESS;
