@@ -64,7 +64,7 @@ void allocate_and_copy(benchmark::State& state)
         std::free(block);
     }
 }
-BENCHMARK(allocate_and_copy)->Arg(kSize / 2)->Arg(kSize)->Arg(2 * kSize);
+BENCHMARK(allocate_and_copy)->Arg(kSize / 2)->Arg(kSize)->Arg(std::int64_t{2} * kSize);
 
 void hex_to_ascii(benchmark::State& state)
 {

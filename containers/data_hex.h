@@ -26,7 +26,7 @@ inline constexpr auto hex_digit_value = [] {
 /// The two upper-case digits of each byte.
 inline constexpr auto hex_pair = [] {
     std::array<std::array<char, 2>, 256> pairs{};
-    for (unsigned byte = 0; byte < pairs.size(); ++byte) {
+    for (unsigned byte = 0; byte != 256; ++byte) {
         pairs[byte] = {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
     }
     return pairs;

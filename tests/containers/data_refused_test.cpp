@@ -22,20 +22,20 @@ bool is_granted()
 
 }  // namespace
 
-extern "C" {
-// The linker's names: what is called instead of a wrapped function, and that function.
-void* __real_MEM_Malloc(uint32_t size);
-void* __real_MEM_Salloc(uint32_t size);
+// The linker calls __wrap_NAME instead of a wrapped function, which is then __real_NAME.
+extern "C" void* real_malloc(uint32_t size) __asm__("__real_MEM_Malloc");
+extern "C" void* real_salloc(uint32_t size) __asm__("__real_MEM_Salloc");
+extern "C" void* malloc_if_granted(uint32_t size) __asm__("__wrap_MEM_Malloc");
+extern "C" void* salloc_if_granted(uint32_t size) __asm__("__wrap_MEM_Salloc");
 
-void* __wrap_MEM_Malloc(uint32_t size)
+void* malloc_if_granted(uint32_t size)
 {
-    return is_granted() ? __real_MEM_Malloc(size) : nullptr;
+    return is_granted() ? real_malloc(size) : nullptr;
 }
 
-void* __wrap_MEM_Salloc(uint32_t size)
+void* salloc_if_granted(uint32_t size)
 {
-    return is_granted() ? __real_MEM_Salloc(size) : nullptr;
-}
+    return is_granted() ? real_salloc(size) : nullptr;
 }
 
 namespace {

@@ -17,14 +17,17 @@ std::int32_t pretended_gap = 0;
 
 }  // namespace
 
-extern "C" {
-// The linker's names for common::lowest_gap() and for what is called instead of it.
-std::int32_t __real__ZN6common10lowest_gapEPKii(const std::int32_t* table, std::int32_t count);
+// The linker calls __wrap_NAME instead of a wrapped function, which is then __real_NAME; the name
+// is that of common::lowest_gap().
+extern "C" std::int32_t real_gap(const std::int32_t* table,
+                                 std::int32_t count) __asm__("__real__ZN6common10lowest_gapEPKii");
+extern "C" std::int32_t
+gap_or_pretended(const std::int32_t* table,
+                 std::int32_t count) __asm__("__wrap__ZN6common10lowest_gapEPKii");
 
-std::int32_t __wrap__ZN6common10lowest_gapEPKii(const std::int32_t* table, std::int32_t count)
+std::int32_t gap_or_pretended(const std::int32_t* table, std::int32_t count)
 {
-    return pretended_gap != 0 ? pretended_gap : __real__ZN6common10lowest_gapEPKii(table, count);
-}
+    return pretended_gap != 0 ? pretended_gap : real_gap(table, count);
 }
 
 namespace {
