@@ -90,9 +90,6 @@
         "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \
         "putchar", "puts", "qsort", "regfree", "snprintf", "sprintf", "stderr", "stdout",          \
         "strchr", "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen",    \
-        "strrchr", "strspn", "strstr", "strtol", "strtoul", "syslog", "tzset", "vfprintf"
-        "putchar", "puts", "snprintf", "sprintf", "stderr", "stdout", "strchr", "strchrnul",       \
-        "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr", "strspn",      \
-        "strtol", "strtoul", "strtoull", "syslog", "tzset", "vfprintf"
+        "strrchr", "strspn", "strstr", "strtol", "strtoul", "strtoull", "syslog", "tzset", "vfprintf"
 
 #endif
