@@ -12,6 +12,7 @@
 #include "common_log_settings.h"
 #include "common_system.h"
 #include "counted_log.h"
+#include "mem_malloc.h"
 
 namespace scanner {
 
@@ -36,11 +37,11 @@ bool is_folder(DIR* parent, const dirent& entry) noexcept
            S_ISDIR(status.st_mode);
 }
 
-/// Without memory the library ends the process, so there is a copy in any case.
-Text copied(const char* name)
+/// A copy that the list which it is put into releases. Without memory the library ends the process,
+/// so there is one in any case.
+void* copied(const char* name)
 {
-    const std::size_t size = std::strlen(name) + 1;
-    return Text{static_cast<char*>(MEM_Clone(static_cast<std::uint32_t>(size), name))};
+    return MEM_Clone(static_cast<std::uint32_t>(std::strlen(name) + 1), name);
 }
 
 std::string joined(const std::string& folder, const char* name)
@@ -132,7 +133,7 @@ void Scan::find_below(const std::string& top_level)
 std::vector<std::string> Scan::take_in(std::string path, FolderHandle handle)
 {
     std::vector<std::string> folders;
-    std::vector<Text> names;
+    List names{LIST_New()};
     errno = 0;
     while (const dirent* entry = readdir(handle.get())) {
         if (is_dots(entry->d_name)) {
@@ -141,7 +142,7 @@ std::vector<std::string> Scan::take_in(std::string path, FolderHandle handle)
         if (is_folder(handle.get(), *entry)) {
             folders.push_back(joined(path, entry->d_name));
         } else {
-            names.push_back(copied(entry->d_name));
+            LIST_PushBack(names.get(), copied(entry->d_name));
         }
         errno = 0;
     }
@@ -186,24 +187,26 @@ void Scan::end_details()
 
 void Scan::examine_all()
 {
+    MediaNames media;
     while (const std::optional<Folder> folder = queue_.pop()) {
-        examine(*folder);
+        examine(*folder, media);
         queue_.finished();
     }
 }
 
-void Scan::examine(const Folder& folder)
+void Scan::examine(const Folder& folder, MediaNames& media)
 {
-    std::size_t readable = 0;
-    for (const Text& name : folder.names) {
-        readable += examine_entry(folder, name.get()) ? 1 : 0;
+    const LIST names = folder.names.get();
+    std::uint32_t readable = 0;
+    for (LIST_IndexBegin(names); LIST_IsEnd(names) == 0; LIST_IndexNext(names)) {
+        readable += examine_entry(folder, static_cast<const char*>(LIST_Get(names)), media) ? 1 : 0;
     }
-    SCANNER_LOG(COMMON_LogLevelDebug, zones().examiner, "Examined %s: %zu of %zu readable",
-                folder.path.c_str(), readable, folder.names.size());
+    SCANNER_LOG(COMMON_LogLevelDebug, zones().examiner, "Examined %s: %u of %u readable",
+                folder.path.c_str(), readable, LIST_Size(names));
 }
 
 /// Counts one entry of a folder. @return whether it can be read.
-bool Scan::examine_entry(const Folder& folder, const char* name)
+bool Scan::examine_entry(const Folder& folder, const char* name, MediaNames& media)
 {
     const int parent = dirfd(folder.handle.get());
     struct stat status;
@@ -215,6 +218,9 @@ bool Scan::examine_entry(const Folder& folder, const char* name)
         totals_.files.fetch_add(1, std::memory_order_relaxed);
         totals_.bytes.fetch_add(static_cast<std::uint64_t>(status.st_size),
                                 std::memory_order_relaxed);
+        if (const char* const ending = media.ending(name); ending != nullptr) {
+            kinds_.count(ending, static_cast<std::uint64_t>(status.st_size));
+        }
     } else if (S_ISLNK(status.st_mode)) {
         totals_.links.fetch_add(1, std::memory_order_relaxed);
     }

@@ -9,6 +9,7 @@
 
 #include "common_log.h"
 #include "common_thread.h"
+#include "media_kinds.h"
 #include "work_queue.h"
 
 namespace scanner {
@@ -37,6 +38,7 @@ public:
     bool run();
 
     const Totals& totals() const noexcept { return totals_; }
+    const MediaKinds& kinds() const noexcept { return kinds_; }
 
 private:
     bool start(const char* name, COMMON_ThreadEntry_t entry);
@@ -48,8 +50,8 @@ private:
     void end_details();
 
     void examine_all();
-    void examine(const Folder& folder);
-    bool examine_entry(const Folder& folder, const char* name);
+    void examine(const Folder& folder, MediaNames& media);
+    bool examine_entry(const Folder& folder, const char* name, MediaNames& media);
     void report_unreadable(std::uint32_t zone, const std::string& path, int error);
 
     std::string path_;
@@ -57,6 +59,7 @@ private:
     std::vector<ThreadRecord> threads_;
     WorkQueue queue_;
     Totals totals_;
+    MediaKinds kinds_;
 
     // Of the finder alone:
     bool in_detail_ = false;

@@ -10,9 +10,8 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "mem_malloc.h"
+#include "list_by_abstractset.h"
 
 namespace scanner {
 
@@ -21,16 +20,16 @@ struct CloseFolder {
 };
 using FolderHandle = std::unique_ptr<DIR, CloseFolder>;
 
-struct FreeText {
-    void operator()(char* text) const noexcept { MEM_Free(text); }
+struct DeleteList {
+    void operator()(LIST list) const noexcept { LIST_Delete(list); }
 };
-using Text = std::unique_ptr<char, FreeText>;
+using List = std::unique_ptr<AbsSET, DeleteList>;
 
 /// An open folder and the names of everything in it that is not a folder itself.
 struct Folder {
     std::string path;
     FolderHandle handle;
-    std::vector<Text> names;
+    List names;  // of char*
 };
 
 /// A queue with room for a few folders: each holds a descriptor open, and a process has not many.

@@ -1,5 +1,4 @@
 // The media scanner as its user sees it: exit status, summary, and the records that arrive.
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -57,7 +56,7 @@ std::vector<Record> records_of_scanner(const Outcome& outcome)
     std::vector<Record> records;
     for (const LogRecord& arrived : outcome.log) {
         const Record record = parse(arrived);
-        if (record.file == "main.cpp" || record.file == "scan.cpp") {
+        if (record.file == "main.cpp" || record.file == "scan.cpp" || record.file == "summary.cpp") {
             records.push_back(record);
         }
     }
@@ -89,11 +88,27 @@ std::vector<std::string> layouts(const Outcome& outcome, const std::string& leve
 
 using Counts = std::map<std::string, std::uint64_t>;
 
+/// A part of the summary, which has empty lines between them.
+std::string section(const Outcome& outcome, int index)
+{
+    std::size_t begin = 0;
+    for (; index > 0; --index) {
+        const std::size_t end = outcome.out.find("\n\n", begin);
+        if (end == std::string::npos) {
+            ADD_FAILURE() << "too short: " << outcome.out;
+            return {};
+        }
+        begin = end + 2;
+    }
+    const std::size_t end = outcome.out.find("\n\n", begin);
+    return outcome.out.substr(begin, end == std::string::npos ? end : end - begin);
+}
+
 /// What the summary says above its table of levels.
 Counts found(const Outcome& outcome)
 {
     Counts counts;
-    std::istringstream lines{outcome.out.substr(0, outcome.out.find("\n\n"))};
+    std::istringstream lines{section(outcome, 0)};
     std::string line;
     std::getline(lines, line);
     EXPECT_TRUE(std::regex_match(line, std::regex{"Scanned /tmp/media in [0-9]+\\.[0-9]{3} s"}))
@@ -109,9 +124,7 @@ Counts found(const Outcome& outcome)
 Counts level_counts(const Outcome& outcome, std::size_t column)
 {
     Counts counts;
-    const std::size_t table = outcome.out.find("\n\n");
-    EXPECT_NE(table, std::string::npos) << outcome.out;
-    std::istringstream lines{outcome.out.substr(std::min(table, outcome.out.size()))};
+    std::istringstream lines{section(outcome, 1)};
     std::string name;
     lines >> name >> name >> name;
     EXPECT_EQ(name, "rejected");
@@ -167,6 +180,24 @@ TEST(MediaScanner, CountsWhatIsThere)
     EXPECT_THAT(found(outcome),
                 UnorderedElementsAre(Pair("folders", 4), Pair("files", 3), Pair("links", 2),
                                      Pair("bytes", 15), Pair("unreadable", 2)));
+}
+
+TEST(MediaScanner, CountsTheMediaFilesOfEachKind)
+{
+    bench::Setup setup;
+    setup.files = {{"/tmp/media/a.mp3", "123"},     {"/tmp/media/b.MP3", "4567"},
+                   {"/tmp/media/deep/c.mp3", "89"}, {"/tmp/media/deep/d.Jpeg", "1"},
+                   {"/tmp/media/e.txt", "12345"},   {"/tmp/media/f.mp3.part", "1"},
+                   {"/tmp/media/mp3", "1"},         {"/tmp/media/g.ogg", ""}};
+    const Outcome outcome = scan(setup);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(section(outcome, 2), "media             files        bytes\n"
+                                   "mp3                   3            9\n"
+                                   "jpeg                  1            1\n"
+                                   "ogg                   1            0");
+    EXPECT_EQ(section(outcome, 3),
+              "{\"/tmp/media\", {\"folders\", 2}, {\"files\", 8}, {\"links\", 0}, "
+              "{\"unreadable\", 0}, {{\"mp3\", 3}, {\"jpeg\", 1}, {\"ogg\", 1}}}\n");
 }
 
 TEST(MediaScanner, WarnsOfWhatItCannotRead)

@@ -1,0 +1,91 @@
+#include "summary.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "common_log_settings.h"
+#include "counted_log.h"
+#include "mem_malloc.h"
+#include "oxavar.h"
+
+namespace scanner {
+
+namespace {
+
+struct FreeVariant {
+    void operator()(COMMON_OXAVar* variant) const noexcept { COMMON_OXAVarFree(variant); }
+};
+using Variant = std::unique_ptr<COMMON_OXAVar, FreeVariant>;
+
+struct FreeText {
+    void operator()(char* text) const noexcept { MEM_Free(text); }
+};
+using Text = std::unique_ptr<char, FreeText>;
+
+/// Makes a variant an array of a name and a number. Counts fit into an integer, sums of bytes do not.
+void set_pair(COMMON_OXAVar* variant, const char* name, std::uint64_t number)
+{
+    COMMON_OXAVarArrayAllocAt(variant, 2);
+    COMMON_OXAVarSetString(&variant->value.elements[0], name);
+    COMMON_OXAVarSetInt(&variant->value.elements[1], static_cast<std::int32_t>(number));
+}
+
+/// {folder, {"folders", 4}, {"files", 3}, ..., {{"mp3", 2}, ...}}
+Variant as_variant(const std::string& folder, const Totals& totals, const std::vector<Kind>& kinds)
+{
+    Variant all{COMMON_OXAVarArrayAlloc(6)};
+    COMMON_OXAVar* const elements = all->value.elements;
+    COMMON_OXAVarSetString(&elements[0], folder.c_str());
+    set_pair(&elements[1], "folders", totals.folders.load());
+    set_pair(&elements[2], "files", totals.files.load());
+    set_pair(&elements[3], "links", totals.links.load());
+    set_pair(&elements[4], "unreadable", totals.unreadable.load());
+    COMMON_OXAVarArrayAllocAt(&elements[5], static_cast<std::uint32_t>(kinds.size()));
+    COMMON_OXAVar* element = elements[5].value.elements;
+    for (const Kind& kind : kinds) {
+        set_pair(element++, kind.ending.c_str(), kind.files);
+    }
+    return all;
+}
+
+}  // namespace
+
+void print_summary(const std::string& folder, const Totals& totals, const MediaKinds& kinds,
+                   double seconds)
+{
+    std::printf("Scanned %s in %.3f s\n", folder.c_str(), seconds);
+    std::printf("folders    %12" PRIu64 "\n", totals.folders.load());
+    std::printf("files      %12" PRIu64 "\n", totals.files.load());
+    std::printf("links      %12" PRIu64 "\n", totals.links.load());
+    std::printf("bytes      %12" PRIu64 "\n", totals.bytes.load());
+    std::printf("unreadable %12" PRIu64 "\n", totals.unreadable.load());
+    std::printf("\nrecords        accepted     rejected\n");
+    COMMON_LogLevel_t level = 0;
+    for (const LevelCount& count : level_counts()) {
+        std::printf("%-10s %12" PRIu64 " %12" PRIu64 "\n", COMMON_LogLevel_ToString(level++),
+                    count.accepted.load(), count.rejected.load());
+    }
+    const std::vector<Kind> media = kinds.most_first();
+    std::printf("\nmedia             files        bytes\n");
+    for (const Kind& kind : media) {
+        std::printf("%-10s %12" PRIu64 " %12" PRIu64 "\n", kind.ending.c_str(), kind.files,
+                    kind.bytes);
+    }
+    const Text text{COMMON_OXAVarToString(as_variant(folder, totals, media).get())};
+    std::printf("\n%s\n", text.get());
+}
+
+void log_totals(const std::string& folder, const Totals& totals)
+{
+    const COMMON_LogFormat_t layout = COMMON_Log_FormatGet();
+    COMMON_Log_FormatSet(COMMON_LogFormatLegacy);
+    SCANNER_LOG(COMMON_LogLevelNote, zones().scanner,
+                "Scan of %s ended: %" PRIu64 " folders, %" PRIu64 " files, %" PRIu64 " unreadable",
+                folder.c_str(), totals.folders.load(), totals.files.load(),
+                totals.unreadable.load());
+    COMMON_Log_FormatSet(layout);
+}
+
+}  // namespace scanner

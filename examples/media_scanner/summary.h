@@ -1,0 +1,19 @@
+// What a scan has found, for its user and for the log.
+#pragma once
+
+#include <string>
+
+#include "media_kinds.h"
+#include "scan.h"
+
+namespace scanner {
+
+/// Prints tables of what was found, of the records and of the kinds of media files, and last the
+/// whole as the text of one nested value, for programs that read it.
+void print_summary(const std::string& folder, const Totals& totals, const MediaKinds& kinds,
+                   double seconds);
+
+/// The totals go to the log as well, in the layout for log files.
+void log_totals(const std::string& folder, const Totals& totals);
+
+}  // namespace scanner
