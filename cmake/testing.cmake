@@ -21,6 +21,13 @@ target_include_directories(
 target_compile_options(common_gtest PRIVATE -w -O0)
 target_link_libraries(common_gtest PUBLIC Threads::Threads)
 
+# The framework's headers take most of the time of compiling a test, so they are compiled once.
+file(CONFIGURE OUTPUT test_headers.cpp CONTENT "int main() {}\n")
+add_executable(common_test_headers EXCLUDE_FROM_ALL ${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp)
+target_precompile_headers(common_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+target_link_libraries(common_test_headers PRIVATE common_gtest common_warnings)
+target_compile_options(common_test_headers PRIVATE -O0)
+
 # All that is labelled "threads", for a build that runs nothing else.
 add_custom_target(thread_tests)
 
@@ -49,6 +56,7 @@ function(common_add_test name)
   # What is tested has the configuration's optimisation. The tests themselves run once, so the time
   # to compile them counts more.
   target_compile_options(${name} PRIVATE -O0)
+  target_precompile_headers(${name} REUSE_FROM common_test_headers)
   if(arg_FAULTY)
     target_link_libraries(${name} PRIVATE common_faulty)
   elseif(arg_INTERNAL)
