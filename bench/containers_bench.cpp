@@ -310,7 +310,7 @@ struct Chain {
 }
 
 [[gnu::noinline]] void* chase_compared_here(const chase_node* node, const void* key,
-                                         int (*compare)(const void*, const void*))
+                                            int (*compare)(const void*, const void*))
 {
     for (; node != nullptr; node = node->next) {
         if (compare(key, node->pair->key) == 0) {

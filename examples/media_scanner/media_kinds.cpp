@@ -8,7 +8,8 @@ namespace scanner {
 
 namespace {
 
-constexpr char kMediaName[] = "\\.(aac|avi|flac|gif|jpe?g|m4a|mkv|mp3|mp4|og[agv]|png|svg|wav|webm)$";
+constexpr char kMediaName[] =
+    "\\.(aac|avi|flac|gif|jpe?g|m4a|mkv|mp3|mp4|og[agv]|png|svg|wav|webm)$";
 
 int compare_endings(const void* ending, const void* stored)
 {
@@ -20,7 +21,8 @@ struct DeleteIterator {
 };
 
 /// Calls a function with each kind in a map, in the order in which they were added.
-template <typename Function> void for_each(const Map* kinds, Function function)
+template <typename Function>
+void for_each(const Map* kinds, Function function)
 {
     const std::unique_ptr<Map_Iterator, DeleteIterator> it{Map_NewIterator()};
     for (Map_Begin(kinds, it.get()); Map_End(kinds, it.get()) == 0; Map_Next(kinds, it.get())) {

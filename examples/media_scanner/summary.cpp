@@ -24,7 +24,7 @@ struct FreeText {
 };
 using Text = std::unique_ptr<char, FreeText>;
 
-/// Makes a variant an array of a name and a number. Counts fit into an integer, sums of bytes do not.
+/// Makes a variant an array of a name and a number, which fits when it is a count.
 void set_pair(COMMON_OXAVar* variant, const char* name, std::uint64_t number)
 {
     COMMON_OXAVarArrayAllocAt(variant, 2);

@@ -56,7 +56,8 @@ std::vector<Record> records_of_scanner(const Outcome& outcome)
     std::vector<Record> records;
     for (const LogRecord& arrived : outcome.log) {
         const Record record = parse(arrived);
-        if (record.file == "main.cpp" || record.file == "scan.cpp" || record.file == "summary.cpp") {
+        if (record.file == "main.cpp" || record.file == "scan.cpp" ||
+            record.file == "summary.cpp") {
             records.push_back(record);
         }
     }

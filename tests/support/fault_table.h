@@ -90,6 +90,7 @@
         "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \
         "putchar", "puts", "qsort", "regfree", "snprintf", "sprintf", "stderr", "stdout",          \
         "strchr", "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen",    \
-        "strrchr", "strspn", "strstr", "strtol", "strtoul", "strtoull", "syslog", "tzset", "vfprintf"
+        "strrchr", "strspn", "strstr", "strtol", "strtoul", "strtoull", "syslog", "tzset",         \
+        "vfprintf"
 
 #endif
