@@ -14,6 +14,7 @@ add_library(
   containers/list_by_abstractset.cpp
   containers/list_light.cpp
   containers/map.cpp
+  containers/ring_buffer.cpp
   files/process.cpp
   foundation/initialisation.cpp
   foundation/mem_malloc.cpp

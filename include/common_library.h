@@ -27,6 +27,7 @@
 #include "oxa_logger.h"
 #include "oxavar.h"
 #include "regexp.h"
+#include "ring_buffer.h"
 #include "status.h"
 
 #endif
