@@ -40,6 +40,13 @@
     X(pthread_mutex_lock, "pthread_mutex_lock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EINVAL) \
     X(pthread_mutex_unlock, "pthread_mutex_unlock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EPERM) \
     X(pthread_mutex_timedlock, BENCH_SYMBOL("pthread_mutex_timedlock", "__pthread_mutex_timedlock64"), int, (pthread_mutex_t* mutex, const timespec* time), (mutex, time), 0, Result, ETIMEDOUT) \
+    X(pthread_mutexattr_init, "pthread_mutexattr_init", int, (pthread_mutexattr_t* attributes), (attributes), 0, Result, ENOMEM) \
+    X(pthread_mutexattr_setprioceiling, "pthread_mutexattr_setprioceiling", int, (pthread_mutexattr_t* attributes, int ceiling), (attributes, ceiling), 0, Result, EINVAL) \
+    X(pthread_mutexattr_setprotocol, "pthread_mutexattr_setprotocol", int, (pthread_mutexattr_t* attributes, int protocol), (attributes, protocol), 0, Result, ENOTSUP) \
+    X(pthread_mutexattr_setpshared, "pthread_mutexattr_setpshared", int, (pthread_mutexattr_t* attributes, int shared), (attributes, shared), 0, Result, ENOTSUP) \
+    X(pthread_mutexattr_settype, "pthread_mutexattr_settype", int, (pthread_mutexattr_t* attributes, int type), (attributes, type), 0, Result, EINVAL) \
+    X(pthread_mutex_init, "pthread_mutex_init", int, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes), (mutex, attributes), 0, Result, EAGAIN) \
+    X(pthread_mutex_destroy, "pthread_mutex_destroy", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EBUSY) \
     X(pthread_attr_init, "pthread_attr_init", int, (pthread_attr_t* attributes), (attributes), 0, Result, ENOMEM) \
     X(pthread_attr_setdetachstate, "pthread_attr_setdetachstate", int, (pthread_attr_t* attributes, int state), (attributes, state), 0, Result, EINVAL) \
     X(pthread_attr_setinheritsched, "pthread_attr_setinheritsched", int, (pthread_attr_t* attributes, int inherit), (attributes, inherit), 0, Result, EINVAL) \

@@ -1,0 +1,246 @@
+// Mutexes: what is stored, what a commit makes of it, and how the result behaves.
+#include <cerrno>
+#include <cstring>
+#include <ostream>
+#include <string>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "built_mutex.h"
+#include "wait_until.h"
+
+using namespace bench;
+
+namespace {
+
+// Texts.
+
+TEST(CommonMutex, TypesHaveTexts)
+{
+    EXPECT_STREQ(COMMON_MutexType_ToString(0), "Normal");
+    EXPECT_STREQ(COMMON_MutexType_ToString(1), "Error Checking");
+    EXPECT_STREQ(COMMON_MutexType_ToString(2), "Recursive");
+    EXPECT_STREQ(COMMON_MutexType_ToString(3), "Default");
+    for (const std::int32_t value : {-1, 4, 5, INT32_MIN, INT32_MAX}) {
+        EXPECT_STREQ(COMMON_MutexType_ToString(value), "Invalid") << value;
+    }
+}
+
+TEST(CommonMutex, ProtocolsHaveTexts)
+{
+    EXPECT_STREQ(COMMON_MutexProtocol_ToString(0), "Inherited");
+    EXPECT_STREQ(COMMON_MutexProtocol_ToString(1), "Protected");
+    for (const std::int32_t value : {-1, 2, 3, INT32_MIN, INT32_MAX}) {
+        EXPECT_STREQ(COMMON_MutexProtocol_ToString(value), "Invalid") << value;
+    }
+}
+
+// The record.
+
+void expect_defaults(const COMMON_Mutex& mutex)
+{
+    EXPECT_EQ(COMMON_Mutex_GetPriorityCeiling(&mutex), 0);
+    EXPECT_EQ(COMMON_Mutex_GetProtocol(&mutex), 0);
+    EXPECT_EQ(COMMON_Mutex_GetRecursive(&mutex), 0U);
+    EXPECT_EQ(COMMON_Mutex_GetShared(&mutex), 0U);
+    EXPECT_EQ(COMMON_Mutex_GetType(&mutex), 3);
+}
+
+TEST(CommonMutex, InitializeZeroesTheRecordButForTheType)
+{
+    COMMON_Mutex mutex;
+    std::memset(&mutex, 0xA5, sizeof mutex);
+    COMMON_Mutex_Initialize(&mutex);
+    expect_defaults(mutex);
+    COMMON_Mutex_SetType(&mutex, 0);
+    const std::string bytes(reinterpret_cast<const char*>(&mutex), sizeof mutex);
+    EXPECT_EQ(bytes, std::string(sizeof mutex, '\0'));
+}
+
+TEST(CommonMutex, NewGivesTheDefaults)
+{
+    run_silently([] {
+        COMMON_Mutex* const mutex = COMMON_Mutex_New();
+        expect_defaults(*mutex);
+        COMMON_Mutex_Commit(mutex);
+        COMMON_Mutex_Lock(mutex);
+        EXPECT_FALSE(is_free(*mutex));
+        COMMON_Mutex_Unlock(mutex);
+        EXPECT_TRUE(is_free(*mutex));
+        COMMON_Mutex_Delete(mutex);
+    });
+}
+
+TEST(CommonMutex, SettersStoreAnythingAndLeaveThePlatformsMutexAlone)
+{
+    run_silently([] {
+        Built mutex;
+        const std::string before(reinterpret_cast<const char*>(&mutex.mutex), sizeof mutex.mutex);
+        COMMON_Mutex_SetPriorityCeiling(&mutex, -7);
+        COMMON_Mutex_SetProtocol(&mutex, 99);
+        COMMON_Mutex_SetRecursive(&mutex, 5);
+        COMMON_Mutex_SetShared(&mutex, 6);
+        COMMON_Mutex_SetType(&mutex, INT32_MIN);
+        EXPECT_EQ(COMMON_Mutex_GetPriorityCeiling(&mutex), -7);
+        EXPECT_EQ(COMMON_Mutex_GetProtocol(&mutex), 99);
+        EXPECT_EQ(COMMON_Mutex_GetRecursive(&mutex), 5U);
+        EXPECT_EQ(COMMON_Mutex_GetShared(&mutex), 6U);
+        EXPECT_EQ(COMMON_Mutex_GetType(&mutex), INT32_MIN);
+        const std::string after(reinterpret_cast<const char*>(&mutex.mutex), sizeof mutex.mutex);
+        EXPECT_EQ(after, before);
+    });
+}
+
+// What a commit builds.
+
+/** An error-checking mutex is the only one that refuses an unlocking by somebody else. */
+bool checks_errors(COMMON_Mutex& mutex)
+{
+    pthread_mutex_lock(&mutex.mutex);
+    const bool checks = pthread_mutex_lock(&mutex.mutex) == EDEADLK;
+    pthread_mutex_unlock(&mutex.mutex);
+    return checks;
+}
+
+struct Kind {
+    const char* name;
+    std::uint32_t recursive;
+    std::int32_t type;
+    int relocking; /**< result of locking again */
+};
+
+void PrintTo(const Kind& kind, std::ostream* stream)
+{
+    *stream << kind.name;
+}
+
+const Kind kKinds[] = {
+    {"Default", 0, 3, EBUSY},
+    {"Normal", 0, 0, EBUSY},
+    {"ErrorChecking", 0, 1, EBUSY},
+    {"Recursive", 0, 2, 0},
+    {"DefaultWithFlag", 1, 3, 0},
+    {"DefaultWithAnyFlag", 0x80000000U, 3, 0},
+    {"NormalOverridesFlag", 1, 0, EBUSY},
+    {"ErrorCheckingOverridesFlag", 1, 1, EBUSY},
+    {"RecursiveWithFlag", 1, 2, 0},
+};
+
+class CommonMutexKind : public testing::TestWithParam<Kind> {};
+
+TEST_P(CommonMutexKind, DecidesAboutLockingAgain)
+{
+    run_silently([] {
+        Built mutex([](COMMON_Mutex* record) {
+            COMMON_Mutex_SetRecursive(record, GetParam().recursive);
+            COMMON_Mutex_SetType(record, GetParam().type);
+        });
+        EXPECT_EQ(relocking_by_holder(mutex), GetParam().relocking);
+        if (GetParam().type == COMMON_MutexTypeErrorChecking) {
+            EXPECT_TRUE(checks_errors(mutex));
+        }
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, CommonMutexKind, testing::ValuesIn(kKinds),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(CommonMutex, CeilingOfAProtectedMutexReachesThePlatform)
+{
+    run_silently([] {
+        Built mutex([](COMMON_Mutex* record) {
+            COMMON_Mutex_SetPriorityCeiling(record, 17);
+            COMMON_Mutex_SetProtocol(record, COMMON_MutexProtocolProtected);
+        });
+        int ceiling = 0;
+        EXPECT_EQ(pthread_mutex_getprioceiling(&mutex.mutex, &ceiling), 0);
+        EXPECT_EQ(ceiling, 17);
+    });
+}
+
+TEST(CommonMutex, CeilingAloneMakesNoProtectedMutex)
+{
+    run_silently([] {
+        Built mutex([](COMMON_Mutex* record) { COMMON_Mutex_SetPriorityCeiling(record, 17); });
+        int ceiling = 0;
+        EXPECT_EQ(pthread_mutex_getprioceiling(&mutex.mutex, &ceiling), EINVAL);
+    });
+}
+
+TEST(CommonMutex, InheritedAsksNothingOfThePlatform)
+{
+    run_silently([] {
+        Built plain;
+        Built inherited([](COMMON_Mutex* record) {
+            COMMON_Mutex_SetProtocol(record, COMMON_MutexProtocolInherited);
+        });
+        EXPECT_EQ(std::memcmp(&plain.mutex, &inherited.mutex, sizeof plain.mutex), 0);
+        pthread_mutex_t of_platform{};
+        ASSERT_EQ(pthread_mutex_init(&of_platform, nullptr), 0);
+        EXPECT_EQ(std::memcmp(&plain.mutex, &of_platform, sizeof of_platform), 0)
+            << "not a mutex with the platform's default attributes";
+        pthread_mutex_destroy(&of_platform);
+    });
+}
+
+TEST(CommonMutex, MutexCanBeCommittedAnew)
+{
+    run_silently([] {
+        Built mutex;
+        EXPECT_EQ(relocking_by_holder(mutex), EBUSY);
+        COMMON_Mutex_Destroy(&mutex);
+        COMMON_Mutex_SetRecursive(&mutex, 1);
+        COMMON_Mutex_Commit(&mutex);
+        EXPECT_EQ(relocking_by_holder(mutex), 0);
+    });
+}
+
+// Locking.
+
+TEST(CommonMutex, OnlyOneThreadHoldsIt)
+{
+    run_silently([] {
+        Built mutex;
+        int count = 0;
+        const auto add = [&] {
+            for (int i = 0; i < 5'000; ++i) {
+                COMMON_Mutex_Lock(&mutex);
+                ++count;
+                COMMON_Mutex_Unlock(&mutex);
+            }
+        };
+        std::thread first(add);
+        std::thread second(add);
+        first.join();
+        second.join();
+        EXPECT_EQ(count, 10'000);
+    });
+}
+
+TEST(CommonMutex, RelockGivesAWaitingThreadItsTurn)
+{
+    run_silently([] {
+        Built mutex;
+        Event started;
+        Event had_it;
+        COMMON_Mutex_Lock(&mutex);
+        std::thread waiting([&] {
+            started.set();
+            COMMON_Mutex_Lock(&mutex);
+            had_it.set();
+            COMMON_Mutex_Unlock(&mutex);
+        });
+        EXPECT_TRUE(started.wait());
+        EXPECT_FALSE(had_it.is_set());
+        EXPECT_TRUE(wait_until([&] {
+            COMMON_Mutex_Relock(&mutex);
+            EXPECT_EQ(pthread_mutex_trylock(&mutex.mutex), EBUSY) << "not held afterwards";
+            return had_it.is_set();
+        }));
+        COMMON_Mutex_Unlock(&mutex);
+        waiting.join();
+    });
+}
+
+}  // namespace

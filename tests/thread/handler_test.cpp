@@ -1,0 +1,34 @@
+// The internal functions that call the platform for mutexes and monitors: what they assert.
+#include <csignal>
+
+#include <gmock/gmock.h>
+
+#include "fresh_process.h"
+#include "log_matchers.h"
+#include "thread/mutex_handler.h"
+
+using namespace bench;
+
+namespace {
+
+TEST(MutexHandler, NullRecordEndsTheProcess)
+{
+    const Outcome outcome =
+        run_fresh([] { common::common_mutexHandler(nullptr, pthread_mutex_lock); });
+    EXPECT_THAT(outcome, killed_by(SIGABRT));
+    EXPECT_THAT(outcome.err,
+                assertion_text("common_mutex", "common_mutexHandler", "((void *)0) != mutex"));
+}
+
+TEST(MutexHandler, NullOperationEndsTheProcess)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Mutex mutex{};
+        common::common_mutexHandler(&mutex, nullptr);
+    });
+    EXPECT_THAT(outcome, killed_by(SIGABRT));
+    EXPECT_THAT(outcome.err, assertion_text("common_mutex", "common_mutexHandler",
+                                            "((void *)0) != mutexHandler"));
+}
+
+}  // namespace
