@@ -36,6 +36,7 @@ add_library(
   platform/line_reader.cpp
   thread/common_mutex.cpp
   thread/common_process.cpp
+  thread/common_sync.cpp
   thread/common_system.cpp
   thread/common_thread.cpp
   values/charset.cpp

@@ -16,6 +16,7 @@
 #include "common_log_settings.h"
 #include "common_mutex.h"
 #include "common_process.h"
+#include "common_sync.h"
 #include "common_system.h"
 #include "common_thread.h"
 #include "common_uuid.h"

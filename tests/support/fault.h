@@ -31,6 +31,9 @@ enum class Call {
 /** Stands for the usual error number of the function (fault_table.h). */
 inline constexpr int kUsualError = 0;
 
+/** Lets a function fail without an error number, for those that leave it in errno: that is 0. */
+inline constexpr int kNoError = -1;
+
 /** Lets one call fail: the `nth` (1 is the next one) from now on. */
 void fail(Call call, int nth = 1, int error = kUsualError);
 

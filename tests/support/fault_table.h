@@ -47,6 +47,12 @@
     X(pthread_mutexattr_settype, "pthread_mutexattr_settype", int, (pthread_mutexattr_t* attributes, int type), (attributes, type), 0, Result, EINVAL) \
     X(pthread_mutex_init, "pthread_mutex_init", int, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes), (mutex, attributes), 0, Result, EAGAIN) \
     X(pthread_mutex_destroy, "pthread_mutex_destroy", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EBUSY) \
+    X(sem_init, "sem_init", int, (sem_t* semaphore, int shared, unsigned value), (semaphore, shared, value), -1, Errno, EINVAL) \
+    X(sem_destroy, "sem_destroy", int, (sem_t* semaphore), (semaphore), -1, Errno, EINVAL) \
+    X(sem_wait, "sem_wait", int, (sem_t* semaphore), (semaphore), -1, Errno, EINTR) \
+    X(sem_timedwait, BENCH_SYMBOL("sem_timedwait", "__sem_timedwait64"), int, (sem_t* semaphore, const timespec* time), (semaphore, time), -1, Errno, ETIMEDOUT) \
+    X(sem_getvalue, "sem_getvalue", int, (sem_t* semaphore, int* value), (semaphore, value), -1, Errno, EINVAL) \
+    X(sem_post, "sem_post", int, (sem_t* semaphore), (semaphore), -1, Errno, EOVERFLOW) \
     X(pthread_attr_init, "pthread_attr_init", int, (pthread_attr_t* attributes), (attributes), 0, Result, ENOMEM) \
     X(pthread_attr_setdetachstate, "pthread_attr_setdetachstate", int, (pthread_attr_t* attributes, int state), (attributes, state), 0, Result, EINVAL) \
     X(pthread_attr_setinheritsched, "pthread_attr_setinheritsched", int, (pthread_attr_t* attributes, int inherit), (attributes, inherit), 0, Result, EINVAL) \

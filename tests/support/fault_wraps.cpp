@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <regex.h>
+#include <semaphore.h>
 #include <sys/stat.h>
 #include <sys/times.h>
 #include <unistd.h>
@@ -29,7 +30,7 @@ template <Style style, class Type>
 Type failed(Type failure, int error)
 {
     if constexpr (style == Style::Errno) {
-        errno = error;
+        errno = error == kNoError ? 0 : error;
     } else if constexpr (style == Style::Result) {
         return error;
     }

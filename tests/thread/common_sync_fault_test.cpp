@@ -1,0 +1,330 @@
+// Sync objects whose semaphores fail, call by call.
+#include "common_sync.h"
+
+#include <cerrno>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "built_mutex.h"
+#include "fault.h"
+
+using namespace bench;
+using fault::Call;
+using fault::kNoError;
+
+namespace {
+
+constexpr auto kNobody = static_cast<pthread_t>(-1);
+constexpr timespec kFuture{4'102'444'800, 0};
+
+/** A sync object that is set up and, perhaps, locked. */
+struct Sync : COMMON_sync {
+    explicit Sync(bool locked = false, std::uint32_t chosen = 0)
+    {
+        EXPECT_EQ(COMMON_sync_init(this, 0), 0);
+        flags = chosen;
+        if (locked) {
+            EXPECT_EQ(COMMON_sync_lock(this), 0);
+        }
+        fault::reset();
+    }
+
+    bool is_locked()
+    {
+        int value = -1;
+        EXPECT_EQ(sem_getvalue(&lock, &value), 0);
+        EXPECT_EQ(owner == pthread_self(), value == 0) << "owner and semaphore disagree";
+        return value == 0;
+    }
+
+    int pending()
+    {
+        int value = -1;
+        EXPECT_EQ(sem_getvalue(&signal, &value), 0);
+        return value;
+    }
+};
+
+// Init and destroy.
+
+TEST(CommonSyncFault, FirstSemaphoreThatFailsEndsTheInit)
+{
+    run_silently([] {
+        COMMON_sync sync;
+        fault::fail(Call::sem_init, 1, ENOSPC);
+        EXPECT_EQ(COMMON_sync_init(&sync, 0), ENOSPC);
+        EXPECT_EQ(fault::calls(Call::sem_init), 1);
+    });
+}
+
+TEST(CommonSyncFault, FirstSemaphoreThatFailsWithoutAnErrorDoesNotEndTheInit)
+{
+    run_silently([] {
+        COMMON_sync sync;
+        fault::fail(Call::sem_init, 1, kNoError);
+        EXPECT_EQ(COMMON_sync_init(&sync, 0), 0);
+        EXPECT_EQ(fault::calls(Call::sem_init), 2);
+        fault::reset();
+        fault::fail(Call::sem_init, 1, kNoError);
+        fault::on_call(Call::sem_init, 2, [] { fault::fail(Call::sem_init, 0, ENOSPC); });
+        EXPECT_EQ(COMMON_sync_init(&sync, 0), ENOSPC) << "the second one counts";
+    });
+}
+
+TEST(CommonSyncFault, SecondSemaphoreThatFailsIsTheResult)
+{
+    run_silently([] {
+        COMMON_sync sync;
+        fault::fail(Call::sem_init, 2, ENOSPC);
+        EXPECT_EQ(COMMON_sync_init(&sync, 0), ENOSPC);
+        EXPECT_EQ(sync.owner, kNobody);
+        EXPECT_EQ(sync.flags, 0U);
+    });
+}
+
+TEST(CommonSyncFault, DestroyGivesTheFirstErrorAndDestroysBoth)
+{
+    run_silently([] {
+        struct {
+            int nth;
+            int error;
+        } constexpr kCases[] = {{1, EBUSY}, {2, EINVAL}};
+        for (const auto& example : kCases) {
+            Sync sync;
+            fault::fail(Call::sem_destroy, example.nth, example.error);
+            EXPECT_EQ(COMMON_sync_destroy(&sync), example.error);
+            EXPECT_EQ(fault::calls(Call::sem_destroy), 2);
+        }
+        Sync sync(true);
+        fault::fail(Call::sem_destroy, 1, EBUSY);
+        fault::on_call(Call::sem_destroy, 2, [] { fault::fail(Call::sem_destroy, 0, EINVAL); });
+        EXPECT_EQ(COMMON_sync_destroy(&sync), EBUSY);
+        EXPECT_EQ(fault::fired(), 2);
+        EXPECT_EQ(sync.owner, kNobody);
+    });
+}
+
+// Lock.
+
+TEST(CommonSyncFault, LockThatFailsHasNoOwner)
+{
+    run_silently([] {
+        for (const int error : {EINTR, EINVAL}) {
+            Sync sync;
+            fault::fail(Call::sem_wait, 1, error);
+            EXPECT_EQ(COMMON_sync_lock(&sync), error);
+            EXPECT_EQ(fault::calls(Call::sem_wait), 1);
+            EXPECT_EQ(sync.owner, kNobody);
+            fault::fail(Call::sem_timedwait, 1, error);
+            EXPECT_EQ(COMMON_sync_timedlock(&sync, &kFuture), error);
+            EXPECT_EQ(fault::calls(Call::sem_timedwait), 1);
+            EXPECT_FALSE(sync.is_locked());
+        }
+    });
+}
+
+TEST(CommonSyncFault, LockIsTriedAgainAfterAnInterruptionIfTheFlagIsSet)
+{
+    run_silently([] {
+        for (const std::uint32_t flags : {1U, 3U, UINT32_MAX}) {
+            Sync sync(false, flags);
+            fault::fail(Call::sem_wait, 1, EINTR);
+            EXPECT_EQ(COMMON_sync_lock(&sync), 0);
+            EXPECT_EQ(fault::calls(Call::sem_wait), 2);
+            EXPECT_TRUE(sync.is_locked());
+            EXPECT_EQ(COMMON_sync_unlock(&sync), 0);
+            fault::fail(Call::sem_timedwait, 1, EINTR);
+            EXPECT_EQ(COMMON_sync_timedlock(&sync, &kFuture), 0);
+            EXPECT_EQ(fault::calls(Call::sem_timedwait), 2);
+            EXPECT_TRUE(sync.is_locked());
+        }
+    });
+}
+
+TEST(CommonSyncFault, OtherErrorsAndOtherFlagsEndTheLock)
+{
+    run_silently([] {
+        Sync with_flag(false, COMMON_SyncRetryInterrupted);
+        fault::fail(Call::sem_wait, 1, EINVAL);
+        EXPECT_EQ(COMMON_sync_lock(&with_flag), EINVAL);
+        fault::fail(Call::sem_timedwait, 1, ETIMEDOUT);
+        EXPECT_EQ(COMMON_sync_timedlock(&with_flag, &kFuture), ETIMEDOUT);
+        Sync with_other_flag(false, COMMON_SyncShared);
+        fault::fail(Call::sem_wait, 1, EINTR);
+        EXPECT_EQ(COMMON_sync_lock(&with_other_flag), EINTR);
+    });
+}
+
+TEST(CommonSyncFault, LockThatFailsWithoutAnErrorIsHeld)
+{
+    run_silently([] {
+        Sync sync;
+        fault::fail(Call::sem_wait, 1, kNoError);
+        EXPECT_EQ(COMMON_sync_lock(&sync), 0);
+        EXPECT_EQ(sync.owner, pthread_self());
+        Sync other;
+        fault::fail(Call::sem_timedwait, 1, kNoError);
+        EXPECT_EQ(COMMON_sync_timedlock(&other, &kFuture), 0);
+        EXPECT_EQ(other.owner, pthread_self());
+    });
+}
+
+// Unlock and signal.
+
+TEST(CommonSyncFault, UnlockThatCannotReadTheSemaphoreDoesNotPost)
+{
+    run_silently([] {
+        Sync sync(true);
+        fault::fail(Call::sem_getvalue, 1, EINVAL);
+        EXPECT_EQ(COMMON_sync_unlock(&sync), EINVAL);
+        EXPECT_EQ(fault::calls(Call::sem_post), 0);
+        EXPECT_EQ(sync.owner, kNobody) << "the owner goes first";
+    });
+}
+
+TEST(CommonSyncFault, UnlockThatCannotPostGivesTheError)
+{
+    run_silently([] {
+        Sync sync(true);
+        fault::fail(Call::sem_post, 1, EOVERFLOW);
+        EXPECT_EQ(COMMON_sync_unlock(&sync), EOVERFLOW);
+        EXPECT_EQ(sync.owner, kNobody);
+    });
+}
+
+TEST(CommonSyncFault, SignalGivesTheErrorOfTheSemaphore)
+{
+    run_silently([] {
+        Sync sync;
+        fault::fail(Call::sem_getvalue, 1, EINVAL);
+        EXPECT_EQ(COMMON_sync_signal(&sync), EINVAL);
+        EXPECT_EQ(fault::calls(Call::sem_post), 0);
+        fault::fail(Call::sem_post, 1, EOVERFLOW);
+        EXPECT_EQ(COMMON_sync_signal(&sync), EOVERFLOW);
+        EXPECT_EQ(sync.pending(), 0);
+        EXPECT_EQ(COMMON_sync_signal(&sync), 0);
+        EXPECT_EQ(fault::calls(Call::sem_post), 2);
+        EXPECT_EQ(COMMON_sync_signal(&sync), 0);
+        EXPECT_EQ(fault::calls(Call::sem_post), 2) << "a pending signal is not posted again";
+    });
+}
+
+// Reading and posting are two steps: two threads in between post both.
+TEST(CommonSyncFault, SignalsAtTheSameTimeMayBothBePosted)
+{
+    run_silently([] {
+        Sync sync;
+        fault::on_call(Call::sem_post, 1, [&] { EXPECT_EQ(COMMON_sync_signal(&sync), 0); });
+        EXPECT_EQ(COMMON_sync_signal(&sync), 0);
+        EXPECT_EQ(sync.pending(), 2);
+    });
+}
+
+// Wait.
+
+TEST(CommonSyncFault, WaitThatCannotUnlockDoesNotWait)
+{
+    run_silently([] {
+        Sync sync(true);
+        fault::fail(Call::sem_post, 1, EOVERFLOW);
+        EXPECT_EQ(COMMON_sync_wait(&sync), EOVERFLOW);
+        EXPECT_EQ(fault::calls(Call::sem_wait), 0);
+        Sync timed(true);
+        fault::fail(Call::sem_getvalue, 1, EINVAL);
+        EXPECT_EQ(COMMON_sync_timedwait(&timed, &kFuture), EINVAL);
+        EXPECT_EQ(fault::calls(Call::sem_timedwait), 0);
+        EXPECT_EQ(fault::calls(Call::sem_wait), 0);
+    });
+}
+
+TEST(CommonSyncFault, WaitThatFailsDoesNotLockAgain)
+{
+    run_silently([] {
+        for (const int error : {EINTR, EINVAL}) {
+            Sync sync(true);
+            fault::fail(Call::sem_wait, 1, error);
+            EXPECT_EQ(COMMON_sync_wait(&sync), error);
+            EXPECT_EQ(fault::calls(Call::sem_wait), 1);
+            EXPECT_FALSE(sync.is_locked());
+        }
+    });
+}
+
+TEST(CommonSyncFault, WaitIsTriedAgainAfterAnInterruptionIfTheFlagIsSet)
+{
+    run_silently([] {
+        Sync sync(true, COMMON_SyncRetryInterrupted);
+        EXPECT_EQ(COMMON_sync_signal(&sync), 0);
+        fault::fail(Call::sem_wait, 1, EINTR);
+        EXPECT_EQ(COMMON_sync_wait(&sync), 0);
+        EXPECT_EQ(fault::calls(Call::sem_wait), 3) << "twice for the signal, once for the lock";
+        EXPECT_TRUE(sync.is_locked());
+        EXPECT_EQ(COMMON_sync_signal(&sync), 0);
+        fault::fail(Call::sem_timedwait, 1, EINTR);
+        EXPECT_EQ(COMMON_sync_timedwait(&sync, &kFuture), 0);
+        EXPECT_EQ(fault::calls(Call::sem_timedwait), 2);
+        EXPECT_TRUE(sync.is_locked());
+    });
+}
+
+TEST(CommonSyncFault, WaitGivesTheErrorOfLockingAgain)
+{
+    run_silently([] {
+        Sync sync(true);
+        EXPECT_EQ(COMMON_sync_signal(&sync), 0);
+        fault::fail(Call::sem_wait, 2, EINVAL);
+        EXPECT_EQ(COMMON_sync_wait(&sync), EINVAL);
+        EXPECT_EQ(sync.owner, kNobody);
+    });
+}
+
+TEST(CommonSyncFault, TimedWaitAlwaysLocksAgain)
+{
+    run_silently([] {
+        for (const int error : {ETIMEDOUT, EINTR, EINVAL}) {
+            Sync sync(true);
+            fault::fail(Call::sem_timedwait, 1, error);
+            EXPECT_EQ(COMMON_sync_timedwait(&sync, &kFuture), error);
+            EXPECT_TRUE(sync.is_locked());
+        }
+    });
+}
+
+TEST(CommonSyncFault, TimedWaitGivesTheErrorOfLockingAgainFirst)
+{
+    run_silently([] {
+        Sync sync(true);
+        fault::fail(Call::sem_timedwait, 1, ETIMEDOUT);
+        fault::fail(Call::sem_wait, 1, EINTR);
+        EXPECT_EQ(COMMON_sync_timedwait(&sync, &kFuture), EINTR);
+        EXPECT_FALSE(sync.is_locked());
+    });
+}
+
+// However late: the deadline is that of the signal only.
+TEST(CommonSyncFault, TimedWaitWaitsForTheLockAfterItsDeadline)
+{
+    run_silently([] {
+        Sync sync(true);
+        std::thread other;
+        bool has_let_go = false;
+        constexpr timespec kPast{0, 0};
+        // The other thread takes the lock during the wait, and lets go while it is wanted back.
+        fault::on_call(Call::sem_timedwait, 1, [&] {
+            sem_wait(&sync.lock);
+            fault::on_call(Call::sem_wait, 1, [&] {
+                other = std::thread([&] {
+                    has_let_go = true;
+                    sem_post(&sync.lock);
+                });
+            });
+        });
+        EXPECT_EQ(COMMON_sync_timedwait(&sync, &kPast), ETIMEDOUT);
+        EXPECT_TRUE(has_let_go);
+        EXPECT_TRUE(sync.is_locked());
+        other.join();
+    });
+}
+
+}  // namespace

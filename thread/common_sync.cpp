@@ -1,0 +1,164 @@
+#include "common_sync.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+
+static_assert(offsetof(COMMON_sync, owner) == 0);
+static_assert(offsetof(COMMON_sync, lock) == sizeof(pthread_t));
+static_assert(offsetof(COMMON_sync, signal) == sizeof(pthread_t) + sizeof(sem_t));
+static_assert(offsetof(COMMON_sync, flags) == sizeof(pthread_t) + 2 * sizeof(sem_t));
+static_assert(sizeof(COMMON_sync) == (sizeof(void*) == 4 ? 40 : 80));
+
+namespace {
+
+constexpr auto kNobody = static_cast<pthread_t>(-1);
+
+// The owner only tells a thread whether it holds the lock itself, and a thread sees its own latest
+// store of it or a later one of others, which has another id. No order with other memory is needed:
+// that comes from the semaphores.
+void set_owner(COMMON_sync& sync, pthread_t owner) noexcept
+{
+    std::atomic_ref(sync.owner).store(owner, std::memory_order_relaxed);
+}
+
+bool is_own(COMMON_sync& sync) noexcept
+{
+    const pthread_t owner = std::atomic_ref(sync.owner).load(std::memory_order_relaxed);
+    return owner == pthread_self() && owner != 0;
+}
+
+/// The error number of a semaphore call that failed may be 0: then it counts as done.
+int error_of(int result) noexcept
+{
+    return result == 0 ? 0 : errno;
+}
+
+/// Waits by a call that gives 0 or leaves an error number, again after EINTR if the flags say so.
+template <class Call>
+int wait_for(const COMMON_sync& sync, Call wait) noexcept
+{
+    for (;;) {
+        const int error = error_of(wait());
+        if (error != EINTR || (sync.flags & COMMON_SyncRetryInterrupted) == 0) {
+            return error;
+        }
+    }
+}
+
+template <class Call>
+int lock(COMMON_sync& sync, Call wait) noexcept
+{
+    if (is_own(sync)) {
+        return EACCES;
+    }
+    const int error = wait_for(sync, wait);
+    if (error == 0) {
+        set_owner(sync, pthread_self());
+    }
+    return error;
+}
+
+/// Posts a semaphore unless it is above 0. Two threads that do so at once may both post: whoever
+/// waits looks again anyway.
+int post_once(sem_t& semaphore) noexcept
+{
+    int value = 0;
+    const int error = error_of(sem_getvalue(&semaphore, &value));
+    if (error != 0 || value != 0) {
+        return error;
+    }
+    return error_of(sem_post(&semaphore));
+}
+
+}  // namespace
+
+extern "C" {
+
+// The second argument is not taken for the flags: callers pass all kinds of values, and a wait that
+// an interruption ends is what they know.
+int32_t COMMON_sync_init(COMMON_sync* sync, uint32_t)
+{
+    if (sync == nullptr) {
+        return EINVAL;
+    }
+    set_owner(*sync, kNobody);
+    sync->flags = 0;
+    const int error = error_of(sem_init(&sync->lock, 0, 1));
+    if (error != 0) {
+        return error;
+    }
+    // COMMON_SyncShared cannot be set by now, so the signal is always for one process.
+    return error_of(sem_init(&sync->signal, 0, 0));
+}
+
+int32_t COMMON_sync_destroy(COMMON_sync* sync)
+{
+    if (sync == nullptr) {
+        return EINVAL;
+    }
+    set_owner(*sync, kNobody);
+    const int error_of_lock = error_of(sem_destroy(&sync->lock));
+    const int error_of_signal = error_of(sem_destroy(&sync->signal));
+    return error_of_lock != 0 ? error_of_lock : error_of_signal;
+}
+
+int32_t COMMON_sync_lock(COMMON_sync* sync)
+{
+    if (sync == nullptr) {
+        return EINVAL;
+    }
+    return lock(*sync, [sync] { return sem_wait(&sync->lock); });
+}
+
+int32_t COMMON_sync_timedlock(COMMON_sync* sync, const struct timespec* deadline)
+{
+    if (sync == nullptr || deadline == nullptr) {
+        return EINVAL;
+    }
+    return lock(*sync, [=] { return sem_timedwait(&sync->lock, deadline); });
+}
+
+int32_t COMMON_sync_unlock(COMMON_sync* sync)
+{
+    if (sync == nullptr) {
+        return EINVAL;
+    }
+    if (!is_own(*sync)) {
+        return EACCES;
+    }
+    set_owner(*sync, kNobody);
+    return post_once(sync->lock);
+}
+
+int32_t COMMON_sync_signal(COMMON_sync* sync)
+{
+    return sync == nullptr ? EINVAL : post_once(sync->signal);
+}
+
+int32_t COMMON_sync_wait(COMMON_sync* sync)
+{
+    const int not_unlocked = COMMON_sync_unlock(sync);
+    if (not_unlocked != 0) {
+        return not_unlocked;
+    }
+    // A wait that fails does not lock again, unlike one with a deadline: callers know that.
+    const int error = wait_for(*sync, [sync] { return sem_wait(&sync->signal); });
+    return error != 0 ? error : COMMON_sync_lock(sync);
+}
+
+int32_t COMMON_sync_timedwait(COMMON_sync* sync, const struct timespec* deadline)
+{
+    if (deadline == nullptr) {
+        return EINVAL;
+    }
+    const int not_unlocked = COMMON_sync_unlock(sync);
+    if (not_unlocked != 0) {
+        return not_unlocked;
+    }
+    const int error = wait_for(*sync, [=] { return sem_timedwait(&sync->signal, deadline); });
+    const int not_locked = COMMON_sync_lock(sync);
+    return not_locked != 0 ? not_locked : error;
+}
+
+}  // extern "C"
