@@ -34,6 +34,7 @@ add_library(
   log/report.cpp
   platform/assertion.cpp
   platform/line_reader.cpp
+  thread/common_monitor.cpp
   thread/common_mutex.cpp
   thread/common_process.cpp
   thread/common_sync.cpp

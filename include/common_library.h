@@ -14,6 +14,7 @@
 #include "common_debug.h"
 #include "common_log.h"
 #include "common_log_settings.h"
+#include "common_monitor.h"
 #include "common_mutex.h"
 #include "common_process.h"
 #include "common_sync.h"

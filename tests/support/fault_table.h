@@ -53,6 +53,15 @@
     X(sem_timedwait, BENCH_SYMBOL("sem_timedwait", "__sem_timedwait64"), int, (sem_t* semaphore, const timespec* time), (semaphore, time), -1, Errno, ETIMEDOUT) \
     X(sem_getvalue, "sem_getvalue", int, (sem_t* semaphore, int* value), (semaphore, value), -1, Errno, EINVAL) \
     X(sem_post, "sem_post", int, (sem_t* semaphore), (semaphore), -1, Errno, EOVERFLOW) \
+    X(pthread_condattr_init, "pthread_condattr_init", int, (pthread_condattr_t* attributes), (attributes), 0, Result, ENOMEM) \
+    X(pthread_condattr_setclock, "pthread_condattr_setclock", int, (pthread_condattr_t* attributes, clockid_t clock), (attributes, clock), 0, Result, EINVAL) \
+    X(pthread_condattr_destroy, "pthread_condattr_destroy", int, (pthread_condattr_t* attributes), (attributes), 0, Result, EINVAL) \
+    X(pthread_cond_init, "pthread_cond_init", int, (pthread_cond_t* condition, const pthread_condattr_t* attributes), (condition, attributes), 0, Result, EAGAIN) \
+    X(pthread_cond_destroy, "pthread_cond_destroy", int, (pthread_cond_t* condition), (condition), 0, Result, EBUSY) \
+    X(pthread_cond_wait, "pthread_cond_wait", int, (pthread_cond_t* condition, pthread_mutex_t* mutex), (condition, mutex), 0, Result, EINVAL) \
+    X(pthread_cond_timedwait, BENCH_SYMBOL("pthread_cond_timedwait", "__pthread_cond_timedwait64"), int, (pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* time), (condition, mutex, time), 0, Result, EINVAL) \
+    X(pthread_cond_signal, "pthread_cond_signal", int, (pthread_cond_t* condition), (condition), 0, Result, EINVAL) \
+    X(pthread_cond_broadcast, "pthread_cond_broadcast", int, (pthread_cond_t* condition), (condition), 0, Result, EINVAL) \
     X(pthread_attr_init, "pthread_attr_init", int, (pthread_attr_t* attributes), (attributes), 0, Result, ENOMEM) \
     X(pthread_attr_setdetachstate, "pthread_attr_setdetachstate", int, (pthread_attr_t* attributes, int state), (attributes, state), 0, Result, EINVAL) \
     X(pthread_attr_setinheritsched, "pthread_attr_setinheritsched", int, (pthread_attr_t* attributes, int inherit), (attributes, inherit), 0, Result, EINVAL) \

@@ -5,6 +5,7 @@
 
 #include "fresh_process.h"
 #include "log_matchers.h"
+#include "thread/monitor_handler.h"
 #include "thread/mutex_handler.h"
 
 using namespace bench;
@@ -29,6 +30,26 @@ TEST(MutexHandler, NullOperationEndsTheProcess)
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err, assertion_text("common_mutex", "common_mutexHandler",
                                             "((void *)0) != mutexHandler"));
+}
+
+TEST(MonitorHandler, NullRecordEndsTheProcess)
+{
+    const Outcome outcome =
+        run_fresh([] { common::common_monitorHandler(nullptr, pthread_cond_signal); });
+    EXPECT_THAT(outcome, killed_by(SIGABRT));
+    EXPECT_THAT(outcome.err, assertion_text("common_monitor", "common_monitorHandler",
+                                            "((void *)0) != monitor"));
+}
+
+TEST(MonitorHandler, NullNotificationEndsTheProcess)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Monitor monitor{};
+        common::common_monitorHandler(&monitor, nullptr);
+    });
+    EXPECT_THAT(outcome, killed_by(SIGABRT));
+    EXPECT_THAT(outcome.err,
+                assertion_text("common_monitor", "common_monitorHandler", "((void *)0) != notify"));
 }
 
 }  // namespace
