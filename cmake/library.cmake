@@ -6,8 +6,10 @@ add_library(
   common_objects OBJECT
   containers/abstract_set.cpp
   containers/abstract_set_whole.cpp
+  containers/blockq.cpp
   containers/client_descriptor.cpp
   containers/client_nodes.cpp
+  containers/common_blockQEx.cpp
   containers/data.cpp
   containers/data_hex.cpp
   containers/descriptor_search.cpp

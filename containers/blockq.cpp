@@ -1,0 +1,157 @@
+#include "blockq.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/lock_scope.h"
+
+static_assert(offsetof(BlockQ, ring) == 0);
+static_assert(offsetof(BlockQ, queueMutex) == sizeof(RingBuf));
+static_assert(offsetof(BlockQ, condition) == sizeof(RingBuf) + sizeof(pthread_mutex_t));
+static_assert(offsetof(BlockQ, bufferMutex) ==
+              sizeof(RingBuf) + sizeof(pthread_mutex_t) + sizeof(pthread_cond_t));
+static_assert(sizeof(BlockQ) ==
+              sizeof(RingBuf) + 2 * sizeof(pthread_mutex_t) + sizeof(pthread_cond_t));
+
+using common::LockScope;
+
+namespace {
+
+/// Whoever leaves a mutex may still be inside its unlocking: then it is waited for.
+void destroy_when_free(pthread_mutex_t& mutex) noexcept
+{
+    while (pthread_mutex_destroy(&mutex) == EBUSY) {
+        const LockScope others_leave(mutex);
+    }
+}
+
+void unlock(void* mutex) noexcept
+{
+    pthread_mutex_unlock(static_cast<pthread_mutex_t*>(mutex));
+}
+
+/// Waits for an add. A thread that is cancelled here leaves the mutex free for the others.
+void wait_for_add_locked(BlockQ& queue)
+{
+    pthread_cleanup_push(unlock, &queue.queueMutex);
+    pthread_cond_wait(&queue.condition, &queue.queueMutex);
+    pthread_cleanup_pop(0);
+}
+
+/// Reads by one of the ring's functions, waiting until that gives something. A length of 0 never
+/// does: callers use it as a wait without an end, and are cancelled.
+template <class Read>
+std::uint32_t read_waiting(BlockQ& queue, Read read)
+{
+    const LockScope in_turn(queue.queueMutex);
+    for (;;) {
+        {
+            const LockScope ring_is_ours(queue.bufferMutex);
+            const std::uint32_t length = read(queue.ring);
+            if (length != 0) {
+                return length;
+            }
+        }
+        wait_for_add_locked(queue);
+    }
+}
+
+std::uint32_t capacity_of(const RingBuf& ring) noexcept
+{
+    return static_cast<std::uint32_t>(ring.end - ring.start);
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t BlockQ_Init(BlockQ* q, void* storage, uint32_t capacity)
+{
+    if (q == nullptr) {
+        return -1;
+    }
+    ringBufInit(&q->ring, storage, capacity);
+    pthread_cond_init(&q->condition, nullptr);
+    pthread_mutex_init(&q->queueMutex, nullptr);
+    pthread_mutex_init(&q->bufferMutex, nullptr);
+    return 0;
+}
+
+int32_t BlockQ_Destroy(BlockQ* q)
+{
+    if (q == nullptr) {
+        return -1;
+    }
+    {
+        const LockScope ring_is_ours(q->bufferMutex);
+        ringBufFlush(&q->ring);
+        ringBufDelete(&q->ring, q->ring.count);
+    }
+    destroy_when_free(q->bufferMutex);
+    destroy_when_free(q->queueMutex);
+    pthread_cond_destroy(&q->condition);
+    return 0;
+}
+
+uint32_t BlockQ_Add(BlockQ* q, const void* data, uint32_t len)
+{
+    if (q == nullptr) {
+        return 0;
+    }
+    const LockScope in_turn(q->queueMutex);
+    std::uint32_t stored = 0;
+    {
+        const LockScope ring_is_ours(q->bufferMutex);
+        stored = ringWriteData(&q->ring, data, len);
+    }
+    // Also for a length of 0. A part wakes nobody: a reader that knows how long messages are does
+    // not get to see a cut one by being woken for it.
+    if (stored == len) {
+        pthread_cond_signal(&q->condition);
+    }
+    return stored;
+}
+
+uint32_t BlockQ_Remove(BlockQ* q, void* dst, uint32_t len)
+{
+    if (q == nullptr) {
+        return 0;
+    }
+    return read_waiting(*q, [=](RingBuf& ring) { return ringReadData(&ring, dst, len); });
+}
+
+uint32_t BlockQ_Peek(BlockQ* q, void* dst, uint32_t len)
+{
+    if (q == nullptr) {
+        return 0;
+    }
+    return read_waiting(*q, [=](const RingBuf& ring) { return ringPeekData(&ring, dst, len); });
+}
+
+int32_t BlockQ_Flush(BlockQ* q)
+{
+    pthread_mutex_lock(&q->bufferMutex);
+    ringBufFlush(&q->ring);
+    return pthread_mutex_unlock(&q->bufferMutex);
+}
+
+uint32_t BlockQ_Size(BlockQ* q)
+{
+    const LockScope ring_is_ours(q->bufferMutex);
+    return capacity_of(q->ring);
+}
+
+uint32_t BlockQ_FreeSpace(BlockQ* q)
+{
+    const LockScope ring_is_ours(q->bufferMutex);
+    return capacity_of(q->ring) - q->ring.count;
+}
+
+uint32_t BlockQ_Len(BlockQ* q)
+{
+    const LockScope ring_is_ours(q->bufferMutex);
+    return q->ring.count;
+}
+
+}  // extern "C"

@@ -1,0 +1,79 @@
+/**
+ * @file blockq.h
+ * A queue of bytes between threads. Adding never waits: what does not fit is dropped. Removing
+ * waits until there is something.
+ *
+ * The caller owns the record and the storage, and initialises the queue before others know it. Any
+ * number of threads may add and remove; the bytes of one add stay together and in order. Failures
+ * of the platform's mutexes are neither reported nor given back.
+ *
+ * Every add that is stored whole wakes one waiting thread. One that is stored in part wakes nobody:
+ * producers that must not lose a thread's turn look at BlockQ_FreeSpace() first.
+ */
+#ifndef BLOCKQ_H
+#define BLOCKQ_H
+
+#include <pthread.h>
+
+#include "common_api.h"
+#include "ring_buffer.h"
+
+COMMON_BEGIN_DECLS
+
+/** A queue. Use the functions below rather than the fields. */
+typedef struct BlockQ {
+    RingBuf ring;                /**< first, so that a queue is a ring buffer, too */
+    pthread_mutex_t queueMutex;  /**< serialises who adds and removes; taken first */
+    pthread_cond_t condition;    /**< waited for with queueMutex */
+    pthread_mutex_t bufferMutex; /**< guards the ring; never held during a wait */
+} BlockQ;
+
+/**
+ * Sets up an empty queue.
+ * @param q whatever it held is overwritten, so it must not be a queue in use.
+ * @param storage `capacity` bytes, which stay the caller's and must outlive the queue.
+ * @param capacity bytes.
+ * @return 0; -1 when q is null.
+ */
+int32_t BlockQ_Init(BlockQ* q, void* storage, uint32_t capacity);
+
+/**
+ * Empties the queue and gives its platform objects up. Waits for those that still hold one of the
+ * mutexes; nobody may be waiting for bytes or come anew.
+ * @return 0; -1 when q is null.
+ */
+int32_t BlockQ_Destroy(BlockQ* q);
+
+/**
+ * Adds bytes, without waiting for space.
+ * @param data at least `len` bytes.
+ * @param len bytes; 0 stores nothing and wakes a waiting thread, which goes on waiting.
+ * @return how many were stored: `len`, or the free space if that is less; 0 when q is null.
+ */
+uint32_t BlockQ_Add(BlockQ* q, const void* data, uint32_t len);
+
+/**
+ * Takes bytes out, oldest first; waits, without a limit, until there is at least one. A
+ * cancellation point while it waits, where no lock of the queue is kept.
+ * @param dst room for `len` bytes.
+ * @param len bytes at most. 0 never returns, whatever is added: none is ever read.
+ * @return how many were taken: from 1 to `len`; 0 when q is null.
+ */
+uint32_t BlockQ_Remove(BlockQ* q, void* dst, uint32_t len);
+
+/** Like BlockQ_Remove(), but the bytes stay. */
+uint32_t BlockQ_Peek(BlockQ* q, void* dst, uint32_t len);
+
+/** Drops everything. @param q not null. @return result of unlocking a mutex: 0. */
+int32_t BlockQ_Flush(BlockQ* q);
+
+/** Gives the capacity. @param q not null. @return bytes. */
+uint32_t BlockQ_Size(BlockQ* q);
+/** Gives the free space. @param q not null. @return bytes. */
+uint32_t BlockQ_FreeSpace(BlockQ* q);
+/** Gives what is held. @param q not null. @return bytes. */
+uint32_t BlockQ_Len(BlockQ* q);
+
+COMMON_END_DECLS
+
+#endif

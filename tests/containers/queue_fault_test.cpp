@@ -1,0 +1,369 @@
+// Both blocking queues step by step: which locks are held, and calls of the platform that fail.
+#include "queues.h"
+
+#include <cerrno>
+#include <functional>
+#include <pthread.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "fault.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+#include "wait_until.h"
+
+using namespace bench;
+using fault::Call;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+void run_silently(const std::function<void()>& body)
+{
+    const Outcome outcome = run_fresh(body);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
+{
+    return record(COMMON_LogLevelError, "COMMON", "common_blockQEx", function, message);
+}
+
+// BlockQ.
+
+TEST(BlockQFault, EachFullAddSignalsOnce)
+{
+    run_silently([] {
+        Queue<BlockQKind> queue(4);
+        queue.add("ab");
+        queue.add("cd");
+        queue.add("");
+        EXPECT_EQ(fault::calls(Call::pthread_cond_signal), 3);
+        queue.add("e");
+        EXPECT_EQ(fault::calls(Call::pthread_cond_signal), 3);
+        EXPECT_EQ(fault::calls(Call::pthread_cond_broadcast), 0);
+    });
+}
+
+/** Which of the queue's mutexes another thread finds locked. */
+std::string locked_ones(BlockQ& queue)
+{
+    std::string locked;
+    std::thread([&] {
+        for (auto [name, mutex] :
+             {std::pair{"queue ", &queue.queueMutex}, std::pair{"buffer ", &queue.bufferMutex}}) {
+            if (pthread_mutex_trylock(mutex) == 0) {
+                pthread_mutex_unlock(mutex);
+            } else {
+                locked += name;
+            }
+        }
+    }).join();
+    return locked;
+}
+
+TEST(BlockQFault, LocksAreTakenInOrder)
+{
+    run_silently([] {
+        Queue<BlockQKind> queue(4);
+        std::vector<std::string> seen;
+        const auto see_at = [&](Call call, int nth) {
+            fault::on_call(call, nth, [&] { seen.push_back(locked_ones(queue.record)); });
+        };
+        see_at(Call::pthread_mutex_lock, 1);
+        see_at(Call::pthread_mutex_unlock, 1);
+        see_at(Call::pthread_cond_signal, 1);
+        queue.add("a");
+        EXPECT_THAT(seen, ElementsAre("", "queue buffer ", "queue "));
+        seen.clear();
+        see_at(Call::pthread_mutex_lock, 2);
+        EXPECT_EQ(queue.remove(1), "a");
+        EXPECT_THAT(seen, ElementsAre("queue "));
+        // The others take the buffer's mutex only.
+        seen.clear();
+        for (const auto& look : {BlockQ_Size, BlockQ_FreeSpace, BlockQ_Len}) {
+            see_at(Call::pthread_mutex_unlock, 1);
+            look(&queue.record);
+        }
+        see_at(Call::pthread_mutex_unlock, 1);
+        BlockQ_Flush(&queue.record);
+        EXPECT_THAT(seen, ElementsAre("buffer ", "buffer ", "buffer ", "buffer "));
+    });
+}
+
+TEST(BlockQFault, WaitHoldsNoMutexOfTheBuffer)
+{
+    run_silently([] {
+        Queue<BlockQKind> queue(4);
+        std::string seen = "?";
+        fault::on_call(Call::pthread_cond_wait, 1, [&] {
+            seen = locked_ones(queue.record);
+            ringWriteData(&queue.record.ring, "a", 1);
+            fault::fail(Call::pthread_cond_wait, 0, EINVAL);
+        });
+        EXPECT_EQ(queue.remove(1), "a") << "a wait that fails is one that ends";
+        EXPECT_EQ(seen, "queue ");
+    });
+}
+
+TEST(BlockQFault, FlushGivesTheResultOfTheUnlock)
+{
+    run_silently([] {
+        Queue<BlockQKind> queue(4);
+        queue.add("abc");
+        fault::fail(Call::pthread_mutex_unlock, 1, EPERM);
+        EXPECT_EQ(BlockQ_Flush(&queue.record), EPERM);
+        EXPECT_EQ(queue.record.ring.count, 0U);
+        pthread_mutex_unlock(&queue.record.bufferMutex);
+        EXPECT_EQ(BlockQ_Flush(&queue.record), 0);
+    });
+}
+
+TEST(BlockQFault, FailuresOfThePlatformAreNotTold)
+{
+    run_silently([] {
+        for (const Call call :
+             {Call::pthread_cond_init, Call::pthread_mutex_init, Call::pthread_mutex_lock,
+              Call::pthread_cond_signal, Call::pthread_cond_destroy}) {
+            char storage[4];
+            BlockQ queue{};
+            fault::reset();
+            fault::fail(call);
+            EXPECT_EQ(BlockQ_Init(&queue, storage, 4), 0) << fault::name(call);
+            EXPECT_EQ(BlockQ_Add(&queue, "ab", 2), 2U) << fault::name(call);
+            char text[2];
+            EXPECT_EQ(BlockQ_Remove(&queue, text, 2), 2U) << fault::name(call);
+            EXPECT_EQ(BlockQ_Destroy(&queue), 0) << fault::name(call);
+            EXPECT_EQ(fault::fired(), 1) << fault::name(call);
+        }
+    });
+}
+
+TEST(BlockQFault, InitMakesTheConditionAndBothMutexes)
+{
+    run_silently([] {
+        Queue<BlockQKind> queue(4);
+        EXPECT_EQ(fault::calls(Call::pthread_cond_init), 1);
+        EXPECT_EQ(fault::calls(Call::pthread_mutex_init), 2);
+        EXPECT_EQ(fault::calls(Call::pthread_mutexattr_init), 0);
+        EXPECT_EQ(fault::calls(Call::pthread_condattr_init), 0);
+    });
+}
+
+/** A mutex that the C library has destroyed refuses to be locked. */
+bool is_destroyed(pthread_mutex_t& mutex)
+{
+    const int error = pthread_mutex_trylock(&mutex);
+    if (error == 0) {
+        pthread_mutex_unlock(&mutex);
+    }
+    return error == EINVAL;
+}
+
+TEST(BlockQFault, DestroyTakesTheBuffersMutexFirstAndTheConditionLast)
+{
+    run_silently([] {
+        char storage[4];
+        BlockQ queue;
+        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
+        fault::on_call(Call::pthread_mutex_destroy, 2, [&] {
+            EXPECT_TRUE(is_destroyed(queue.bufferMutex));
+            EXPECT_FALSE(is_destroyed(queue.queueMutex));
+            EXPECT_EQ(fault::calls(Call::pthread_cond_destroy), 0);
+        });
+        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+        EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 2);
+        EXPECT_EQ(fault::calls(Call::pthread_cond_destroy), 1);
+        EXPECT_TRUE(is_destroyed(queue.queueMutex));
+    });
+}
+
+TEST(BlockQFault, DestroyTriesAgainAsLongAsAMutexIsBusy)
+{
+    run_silently([] {
+        char storage[4];
+        BlockQ queue;
+        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
+        fault::reset();
+        // Three times busy for the buffer's mutex: four attempts, and one for the other mutex.
+        fault::fail_from(Call::pthread_mutex_destroy, 1, EBUSY);
+        fault::on_call(Call::pthread_mutex_destroy, 4,
+                       [] { fault::fail(Call::pthread_mutex_destroy, 1'000); });
+        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+        EXPECT_EQ(fault::fired(), 3);
+        EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 5);
+        EXPECT_EQ(fault::calls(Call::pthread_mutex_lock), 4) << "once for the ring";
+        EXPECT_EQ(fault::calls(Call::pthread_mutex_unlock), 4);
+        EXPECT_TRUE(is_destroyed(queue.bufferMutex));
+        EXPECT_TRUE(is_destroyed(queue.queueMutex));
+    });
+}
+
+TEST(BlockQFault, DestroyDoesNotTryAgainAfterOtherErrors)
+{
+    run_silently([] {
+        char storage[4];
+        BlockQ queue;
+        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
+        fault::fail(Call::pthread_mutex_destroy, 1, EINVAL);
+        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+        EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 2);
+    });
+}
+
+TEST(BlockQFault, DestroyWaitsForWhoHoldsAMutex)
+{
+    run_silently([] {
+        char storage[4];
+        BlockQ queue;
+        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
+        Event holds;
+        Event let_go;
+        bool has_let_go = false;
+        std::thread holder([&] {
+            pthread_mutex_lock(&queue.queueMutex);
+            holds.set();
+            EXPECT_TRUE(let_go.wait());
+            has_let_go = true;
+            pthread_mutex_unlock(&queue.queueMutex);
+        });
+        EXPECT_TRUE(holds.wait());
+        // The second attempt of all is the first one for that mutex.
+        fault::on_call(Call::pthread_mutex_destroy, 2, [&] {
+            EXPECT_FALSE(has_let_go);
+            fault::on_call(Call::pthread_mutex_lock, 1, [&] { let_go.set(); });
+        });
+        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+        EXPECT_TRUE(has_let_go);
+        EXPECT_GE(fault::calls(Call::pthread_mutex_destroy), 3);
+        EXPECT_TRUE(is_destroyed(queue.queueMutex));
+        holder.join();
+    });
+}
+
+// BlockQEx.
+
+TEST(BlockQExFault, SyncObjectThatCannotBeMadeIsReported)
+{
+    for (const int nth : {1, 2}) {
+        const Outcome outcome = run_fresh([&] {
+            char storage[4];
+            COMMON_BlockQEx queue;
+            fault::fail(Call::sem_init, nth, ENOSPC);
+            EXPECT_EQ(COMMON_BlockQEx_Init(&queue, storage, 4), -1);
+            EXPECT_EQ(queue.ring.end - queue.ring.start, 4) << "the ring comes first";
+        });
+        EXPECT_THAT(outcome, exited(0));
+        EXPECT_THAT(outcome.log,
+                    ElementsAre(error_of("COMMON_BlockQEx_Init", "COMMON_sync_init err: 28")));
+    }
+}
+
+TEST(BlockQExFault, SignalThatFailsIsReportedAndTheBytesAreThere)
+{
+    const Outcome outcome = run_fresh([] {
+        Queue<BlockQExKind> queue(8);
+        fault::fail(Call::sem_getvalue, 1, EINVAL);
+        EXPECT_EQ(queue.add("abc"), 3U);
+        fault::fail(Call::sem_post, 1, EOVERFLOW);
+        EXPECT_EQ(queue.add("d"), 1U);
+        EXPECT_EQ(queue.remove(9), "abcd");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(error_of("COMMON_BlockQEx_Add", "Failed to signal BlockQ"),
+                            error_of("COMMON_BlockQEx_Add", "Failed to signal BlockQ")));
+    for (const LogRecord& sent : outcome.log) {
+        EXPECT_THAT(sent.raw, testing::EndsWith(", Failed to signal BlockQ\n"));
+    }
+}
+
+TEST(BlockQExFault, LockThatFailsLeavesTheQueueAsItIs)
+{
+    run_silently([] {
+        Queue<BlockQExKind> queue(8);
+        queue.add("abc");
+        const auto fail_next = [] { fault::fail(Call::sem_wait, 1, EINTR); };
+        fail_next();
+        EXPECT_EQ(queue.add("d"), 0U);
+        fail_next();
+        EXPECT_EQ(queue.remove(9), "");
+        fail_next();
+        COMMON_BlockQEx_Flush(&queue.record);
+        fail_next();
+        EXPECT_EQ(COMMON_BlockQEx_Size(&queue.record), 0U);
+        fail_next();
+        EXPECT_EQ(COMMON_BlockQEx_FreeSpace(&queue.record), 0U);
+        fail_next();
+        EXPECT_EQ(COMMON_BlockQEx_Len(&queue.record), 0U);
+        EXPECT_EQ(fault::fired(), 6);
+        EXPECT_EQ(queue.remove(9), "abc");
+    });
+}
+
+// The sync object does not lock again after an interrupted wait; the queue does.
+TEST(BlockQExFault, InterruptedWaitGoesOnWithTheLock)
+{
+    run_silently([] {
+        Queue<BlockQExKind> queue(8);
+        // Interrupted as it waits, and twice more while it locks again.
+        fault::fail_from(Call::sem_wait, 2, EINTR);
+        fault::on_call(Call::sem_wait, 5, [&] {
+            ringWriteData(&queue.record.ring, "abc", 3);
+            fault::fail(Call::sem_wait, 1'000);
+        });
+        EXPECT_EQ(queue.remove(9), "abc");
+        EXPECT_EQ(fault::fired(), 3);
+        EXPECT_EQ(queue.len(), 0U) << "the lock was not given back";
+    });
+}
+
+TEST(BlockQExFault, WaitThatFailsEndsTheRemoveWithoutTheLock)
+{
+    run_silently([] {
+        Queue<BlockQExKind> queue(8);
+        fault::fail(Call::sem_wait, 2, EINVAL);
+        EXPECT_EQ(queue.remove(9), "");
+        EXPECT_EQ(queue.add("abc"), 3U) << "the lock is still held";
+        EXPECT_EQ(queue.remove(9), "abc");
+    });
+}
+
+TEST(BlockQExFault, DestroyEndsWithTheLockHeld)
+{
+    run_silently([] {
+        char storage[4];
+        COMMON_BlockQEx queue;
+        ASSERT_EQ(COMMON_BlockQEx_Init(&queue, storage, 4), 0);
+        EXPECT_EQ(COMMON_BlockQEx_Add(&queue, "abc", 3), 3U);
+        fault::reset();
+        fault::on_call(Call::sem_destroy, 1, [&] {
+            int value = -1;
+            EXPECT_EQ(sem_getvalue(&queue.sync.lock, &value), 0);
+            EXPECT_EQ(value, 0);
+            EXPECT_EQ(queue.ring.count, 0U);
+        });
+        EXPECT_EQ(COMMON_BlockQEx_Destroy(&queue), 0);
+        EXPECT_EQ(fault::calls(Call::sem_destroy), 2);
+    });
+}
+
+TEST(BlockQExFault, DestroyGoesOnWhateverFails)
+{
+    run_silently([] {
+        char storage[4];
+        COMMON_BlockQEx queue;
+        ASSERT_EQ(COMMON_BlockQEx_Init(&queue, storage, 4), 0);
+        fault::fail(Call::sem_wait, 1, EINTR);
+        fault::fail_always(Call::sem_destroy, EBUSY);
+        EXPECT_EQ(COMMON_BlockQEx_Destroy(&queue), 0);
+        EXPECT_EQ(fault::calls(Call::sem_destroy), 2);
+    });
+}
+
+}  // namespace

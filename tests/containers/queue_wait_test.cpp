@@ -1,0 +1,222 @@
+// Readers of both blocking queues that are known to wait: what wakes them and what does not.
+#include "queues.h"
+
+#include <functional>
+#include <pthread.h>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include <gmock/gmock.h>
+
+#include "fault.h"
+#include "fresh_process.h"
+#include "wait_until.h"
+
+using namespace bench;
+using fault::Call;
+
+namespace {
+
+void run_silently(const std::function<void()>& body)
+{
+    const Outcome outcome = run_fresh(body);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, testing::IsEmpty());
+}
+
+/** How a reader waits, and what wakes it. */
+template <class Kind>
+struct Steps;
+
+template <>
+struct Steps<BlockQKind> {
+    static constexpr Call wait = Call::pthread_cond_wait;
+    static constexpr int first_wait = 1;
+};
+
+template <>
+struct Steps<BlockQExKind> {
+    // The first one is for the lock, and each wait is followed by one for the lock again.
+    static constexpr Call wait = Call::sem_wait;
+    static constexpr int first_wait = 2;
+};
+
+template <class Kind>
+class QueueWait : public testing::Test {
+};
+TYPED_TEST_SUITE(QueueWait, QueueKinds, QueueName);
+
+/** A thread that reads, and is known to have begun to wait. */
+class WaitingReader {
+public:
+    template <class Kind>
+    WaitingReader(Queue<Kind>& queue, std::uint32_t length)
+        : WaitingReader(Steps<Kind>::wait, Steps<Kind>::first_wait,
+                        [&queue, length] { return queue.remove(length); })
+    {
+    }
+
+    WaitingReader(Call wait, int first_wait, std::function<std::string()> read)
+        : read_(std::move(read))
+    {
+        fault::on_call(wait, first_wait, [this] { waits_.set(); });
+        EXPECT_EQ(pthread_create(&thread_, nullptr, run, this), 0);
+        EXPECT_TRUE(waits_.wait());
+    }
+
+    bool has_returned() const { return returned_.is_set(); }
+
+    /** Waits for the end of the reader: what it has read. */
+    std::string text()
+    {
+        EXPECT_EQ(join(), nullptr);
+        return text_;
+    }
+
+    /** Cancels the reader, which must be waiting. */
+    void cancel()
+    {
+        EXPECT_EQ(pthread_cancel(thread_), 0);
+        EXPECT_EQ(join(), PTHREAD_CANCELED);
+        EXPECT_FALSE(has_returned());
+    }
+
+private:
+    static void* run(void* argument)
+    {
+        auto* const reader = static_cast<WaitingReader*>(argument);
+        reader->text_ = reader->read_();
+        reader->returned_.set();
+        return nullptr;
+    }
+
+    void* join()
+    {
+        void* result = this;
+        EXPECT_EQ(pthread_join(thread_, &result), 0);
+        return result;
+    }
+
+    std::function<std::string()> read_;
+    Event waits_;
+    Event returned_;
+    pthread_t thread_{};
+    std::string text_;
+};
+
+TYPED_TEST(QueueWait, ReaderThatWaitsIsWokenByAFullAdd)
+{
+    run_silently([] {
+        Queue<TypeParam> queue(8);
+        WaitingReader reader(queue, 9);
+        EXPECT_FALSE(reader.has_returned());
+        EXPECT_EQ(queue.add("abc"), 3U);
+        EXPECT_EQ(reader.text(), "abc");
+    });
+}
+
+TYPED_TEST(QueueWait, PartialAddWakesNobody)
+{
+    run_silently([] {
+        Queue<TypeParam> queue(4);
+        WaitingReader reader(queue, 9);
+        EXPECT_EQ(queue.add("abcdef"), 4U);
+        EXPECT_EQ(queue.add("g"), 0U);
+        if constexpr (std::is_same_v<TypeParam, BlockQKind>) {
+            EXPECT_EQ(fault::calls(Call::pthread_cond_signal), 0);
+        } else {
+            int value = -1;
+            EXPECT_EQ(sem_getvalue(&queue.record.sync.signal, &value), 0);
+            EXPECT_EQ(value, 0);
+        }
+        EXPECT_FALSE(reader.has_returned());
+        EXPECT_EQ(queue.len(), 4U) << "the reader has been woken";
+        // All of nothing is stored, which wakes.
+        EXPECT_EQ(queue.add(""), 0U);
+        EXPECT_EQ(reader.text(), "abcd");
+    });
+}
+
+TYPED_TEST(QueueWait, AddOfNothingWakesAReaderThatGoesOnWaiting)
+{
+    run_silently([] {
+        Queue<TypeParam> queue(8);
+        WaitingReader reader(queue, 9);
+        const int calls = fault::calls(Steps<TypeParam>::wait);
+        EXPECT_EQ(queue.add(""), 0U);
+        EXPECT_TRUE(wait_until([&] { return fault::calls(Steps<TypeParam>::wait) > calls; }));
+        EXPECT_FALSE(reader.has_returned());
+        EXPECT_EQ(queue.add("abc"), 3U);
+        EXPECT_EQ(reader.text(), "abc");
+    });
+}
+
+TYPED_TEST(QueueWait, RemoveOfNothingNeverReturns)
+{
+    run_silently([] {
+        Queue<TypeParam> queue(8);
+        WaitingReader reader(queue, 0);
+        for (int i = 0; i < 20; ++i) {
+            const int calls = fault::calls(Steps<TypeParam>::wait);
+            queue.add("x");
+            if (queue.len() == 8) {
+                TypeParam::flush(&queue.record);
+            }
+            // It is woken, looks and waits again.
+            EXPECT_TRUE(wait_until([&] { return fault::calls(Steps<TypeParam>::wait) > calls; }));
+            EXPECT_FALSE(reader.has_returned());
+        }
+        reader.cancel();
+        TypeParam::flush(&queue.record);
+        EXPECT_EQ(queue.add("ab"), 2U);
+        EXPECT_EQ(queue.remove(2), "ab");
+    });
+}
+
+TYPED_TEST(QueueWait, ReaderWaitsOnWhileOthersTakeTheBytes)
+{
+    run_silently([] {
+        Queue<TypeParam> queue(8);
+        WaitingReader reader(queue, 9);
+        for (int i = 0; i < 20; ++i) {
+            queue.add("x");
+            TypeParam::flush(&queue.record);
+        }
+        if (!reader.has_returned()) {
+            queue.add("y");
+        }
+        EXPECT_THAT(reader.text(), testing::AnyOf("x", "y"));
+    });
+}
+
+// It leaves the lock free for the others.
+TYPED_TEST(QueueWait, ReaderCanBeCancelledWhileItWaits)
+{
+    run_silently([] {
+        Queue<TypeParam> queue(8);
+        WaitingReader reader(queue, 2);
+        reader.cancel();
+        EXPECT_EQ(queue.add("ab"), 2U);
+        EXPECT_EQ(queue.remove(2), "ab");
+    });
+}
+
+TEST(BlockQWait, PeekOfNothingNeverReturns)
+{
+    run_silently([] {
+        Queue<BlockQKind> queue(8);
+        queue.add("abc");
+        WaitingReader reader(Call::pthread_cond_wait, 1, [&] {
+            char byte = '?';
+            BlockQ_Peek(&queue.record, &byte, 0);
+            return std::string(1, byte);
+        });
+        queue.add("d");
+        EXPECT_TRUE(wait_until([] { return fault::calls(Call::pthread_cond_wait) > 1; }));
+        reader.cancel();
+        EXPECT_EQ(queue.remove(9), "abcd");
+    });
+}
+
+}  // namespace
