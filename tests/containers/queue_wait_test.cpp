@@ -5,7 +5,6 @@
 #include <pthread.h>
 #include <string>
 #include <type_traits>
-#include <utility>
 
 #include <gmock/gmock.h>
 
@@ -52,13 +51,19 @@ class WaitingReader {
 public:
     template <class Kind>
     WaitingReader(Queue<Kind>& queue, std::uint32_t length)
-        : WaitingReader(Steps<Kind>::wait, Steps<Kind>::first_wait,
-                        [&queue, length] { return queue.remove(length); })
+        : WaitingReader(&queue.record, length, Steps<Kind>::wait, Steps<Kind>::first_wait,
+                        [](void* record, char* bytes, std::uint32_t wanted) {
+                            using Record = typename Kind::Record;
+                            return Kind::remove(static_cast<Record*>(record), bytes, wanted);
+                        })
     {
     }
 
-    WaitingReader(Call wait, int first_wait, std::function<std::string()> read)
-        : read_(std::move(read))
+    /** Reads by a function that holds nothing: it may be cancelled, which unwinds through it. */
+    using Read = std::uint32_t (*)(void* record, char* bytes, std::uint32_t wanted);
+
+    WaitingReader(void* record, std::uint32_t length, Call wait, int first_wait, Read read)
+        : record_(record), length_(length), read_(read)
     {
         fault::on_call(wait, first_wait, [this] { waits_.set(); });
         EXPECT_EQ(pthread_create(&thread_, nullptr, run, this), 0);
@@ -71,7 +76,7 @@ public:
     std::string text()
     {
         EXPECT_EQ(join(), nullptr);
-        return text_;
+        return {bytes_, count_};
     }
 
     /** Cancels the reader, which must be waiting. */
@@ -86,7 +91,7 @@ private:
     static void* run(void* argument)
     {
         auto* const reader = static_cast<WaitingReader*>(argument);
-        reader->text_ = reader->read_();
+        reader->count_ = reader->read_(reader->record_, reader->bytes_, reader->length_);
         reader->returned_.set();
         return nullptr;
     }
@@ -98,11 +103,14 @@ private:
         return result;
     }
 
-    std::function<std::string()> read_;
+    void* const record_;
+    const std::uint32_t length_;
+    const Read read_;
     Event waits_;
     Event returned_;
     pthread_t thread_{};
-    std::string text_;
+    char bytes_[16] = {};
+    std::uint32_t count_ = 0;
 };
 
 TYPED_TEST(QueueWait, ReaderThatWaitsIsWokenByAFullAdd)
@@ -207,11 +215,10 @@ TEST(BlockQWait, PeekOfNothingNeverReturns)
     run_silently([] {
         Queue<BlockQKind> queue(8);
         queue.add("abc");
-        WaitingReader reader(Call::pthread_cond_wait, 1, [&] {
-            char byte = '?';
-            BlockQ_Peek(&queue.record, &byte, 0);
-            return std::string(1, byte);
-        });
+        WaitingReader reader(&queue.record, 0, Call::pthread_cond_wait, 1,
+                             [](void* record, char* bytes, std::uint32_t wanted) {
+                                 return BlockQ_Peek(static_cast<BlockQ*>(record), bytes, wanted);
+                             });
         queue.add("d");
         EXPECT_TRUE(wait_until([] { return fault::calls(Call::pthread_cond_wait) > 1; }));
         reader.cancel();
