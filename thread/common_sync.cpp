@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstddef>
 
+#include "platform/short_look.h"
+
 static_assert(offsetof(COMMON_sync, owner) == 0);
 static_assert(offsetof(COMMON_sync, lock) == sizeof(pthread_t));
 static_assert(offsetof(COMMON_sync, signal) == sizeof(pthread_t) + sizeof(sem_t));
@@ -46,12 +48,23 @@ int wait_for(const COMMON_sync& sync, Call wait) noexcept
     }
 }
 
+/// Gives a semaphore a moment to rise, which spares both sides the kernel when it does. One that
+/// cannot be read is left to the wait.
+void look_shortly(sem_t& semaphore) noexcept
+{
+    common::comes_true_shortly([&semaphore] {
+        int value = 0;
+        return sem_getvalue(&semaphore, &value) != 0 || value != 0;
+    });
+}
+
 template <class Call>
 int lock(COMMON_sync& sync, Call wait) noexcept
 {
     if (is_own(sync)) {
         return EACCES;
     }
+    look_shortly(sync.lock);
     const int error = wait_for(sync, wait);
     if (error == 0) {
         set_owner(sync, pthread_self());
@@ -142,6 +155,7 @@ int32_t COMMON_sync_wait(COMMON_sync* sync)
     if (not_unlocked != 0) {
         return not_unlocked;
     }
+    look_shortly(sync->signal);
     // A wait that fails does not lock again, unlike one with a deadline: callers know that.
     const int error = wait_for(*sync, [sync] { return sem_wait(&sync->signal); });
     return error != 0 ? error : COMMON_sync_lock(sync);

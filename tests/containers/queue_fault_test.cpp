@@ -75,13 +75,14 @@ TEST(BlockQFault, LocksAreTakenInOrder)
         const auto see_at = [&](Call call, int nth) {
             fault::on_call(call, nth, [&] { seen.push_back(locked_ones(queue.record)); });
         };
+        see_at(Call::pthread_mutex_trylock, 1);
         see_at(Call::pthread_mutex_lock, 1);
         see_at(Call::pthread_mutex_unlock, 1);
         see_at(Call::pthread_cond_signal, 1);
         queue.add("a");
-        EXPECT_THAT(seen, ElementsAre("", "queue buffer ", "queue "));
+        EXPECT_THAT(seen, ElementsAre("", "queue ", "queue buffer ", "queue "));
         seen.clear();
-        see_at(Call::pthread_mutex_lock, 2);
+        see_at(Call::pthread_mutex_lock, 1);
         EXPECT_EQ(queue.remove(1), "a");
         EXPECT_THAT(seen, ElementsAre("queue "));
         // The others take the buffer's mutex only.
@@ -93,6 +94,30 @@ TEST(BlockQFault, LocksAreTakenInOrder)
         see_at(Call::pthread_mutex_unlock, 1);
         BlockQ_Flush(&queue.record);
         EXPECT_THAT(seen, ElementsAre("buffer ", "buffer ", "buffer ", "buffer "));
+    });
+}
+
+TEST(BlockQFault, QueueThatStaysTakenIsWaitedFor)
+{
+    run_silently([] {
+        Queue<BlockQKind> queue(4);
+        Event holds;
+        Event let_go;
+        std::thread holder([&] {
+            pthread_mutex_lock(&queue.record.queueMutex);
+            holds.set();
+            EXPECT_TRUE(let_go.wait());
+            pthread_mutex_unlock(&queue.record.queueMutex);
+        });
+        EXPECT_TRUE(holds.wait());
+        fault::on_call(Call::pthread_mutex_lock, 1, [&] {
+            EXPECT_GT(fault::calls(Call::pthread_mutex_trylock), 1) << "it did not look again";
+            let_go.set();
+        });
+        EXPECT_EQ(queue.add("a"), 1U);
+        EXPECT_TRUE(let_go.is_set());
+        holder.join();
+        EXPECT_EQ(queue.remove(1), "a");
     });
 }
 
@@ -268,7 +293,7 @@ TEST(BlockQExFault, SignalThatFailsIsReportedAndTheBytesAreThere)
 {
     const Outcome outcome = run_fresh([] {
         Queue<BlockQExKind> queue(8);
-        fault::fail(Call::sem_getvalue, 1, EINVAL);
+        fault::fail(Call::sem_getvalue, 2, EINVAL);  // the first one looks at the lock
         EXPECT_EQ(queue.add("abc"), 3U);
         fault::fail(Call::sem_post, 1, EOVERFLOW);
         EXPECT_EQ(queue.add("d"), 1U);

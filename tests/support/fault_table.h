@@ -38,6 +38,7 @@
     X(pthread_key_create, "pthread_key_create", int, (pthread_key_t* key, void (*destructor)(void*)), (key, destructor), 0, Result, EAGAIN) \
     X(pthread_setspecific, "pthread_setspecific", int, (pthread_key_t key, const void* value), (key, value), 0, Result, ENOMEM) \
     X(pthread_mutex_lock, "pthread_mutex_lock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EINVAL) \
+    X(pthread_mutex_trylock, "pthread_mutex_trylock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EBUSY) \
     X(pthread_mutex_unlock, "pthread_mutex_unlock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EPERM) \
     X(pthread_mutex_timedlock, BENCH_SYMBOL("pthread_mutex_timedlock", "__pthread_mutex_timedlock64"), int, (pthread_mutex_t* mutex, const timespec* time), (mutex, time), 0, Result, ETIMEDOUT) \
     X(pthread_mutexattr_init, "pthread_mutexattr_init", int, (pthread_mutexattr_t* attributes), (attributes), 0, Result, ENOMEM) \

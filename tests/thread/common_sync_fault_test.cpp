@@ -170,6 +170,36 @@ TEST(CommonSyncFault, LockThatFailsWithoutAnErrorIsHeld)
     });
 }
 
+// The look at the lock before it is waited for.
+
+TEST(CommonSyncFault, LockThatIsTakenIsLookedAtShortlyAndThenWaitedFor)
+{
+    run_silently([] {
+        Sync sync;
+        sem_wait(&sync.lock);
+        int looks = 0;
+        fault::on_call(Call::sem_wait, 1, [&] {
+            looks = fault::calls(Call::sem_getvalue);
+            sem_post(&sync.lock);
+        });
+        EXPECT_EQ(COMMON_sync_lock(&sync), 0);
+        EXPECT_GT(looks, 1);
+        EXPECT_LE(looks, 1'000);
+        EXPECT_TRUE(sync.is_locked());
+    });
+}
+
+TEST(CommonSyncFault, LockThatCannotBeLookedAtIsWaitedForAtOnce)
+{
+    run_silently([] {
+        Sync sync;
+        fault::fail_always(Call::sem_getvalue, EINVAL);
+        EXPECT_EQ(COMMON_sync_lock(&sync), 0);
+        EXPECT_EQ(fault::calls(Call::sem_getvalue), 1);
+        EXPECT_EQ(fault::calls(Call::sem_wait), 1);
+    });
+}
+
 // Unlock and signal.
 
 TEST(CommonSyncFault, UnlockThatCannotReadTheSemaphoreDoesNotPost)
