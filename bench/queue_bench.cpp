@@ -242,7 +242,7 @@ public:
 
     std::uint32_t remove(std::uint8_t* data)
     {
-        gpointer const block = g_async_queue_pop(queue_);
+        void* const block = g_async_queue_pop(queue_);
         std::memcpy(data, block, chunk_);
         g_free(block);
         return chunk_;

@@ -12,10 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include <gmock/gmock.h>
-
-using testing::ElementsAre;
-using testing::IsEmpty;
+#include <gtest/gtest.h>
 
 namespace {
 

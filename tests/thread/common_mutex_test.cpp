@@ -38,6 +38,12 @@ TEST(CommonMutex, ProtocolsHaveTexts)
 
 // The record.
 
+template <class Record>
+std::string bytes_of(const Record& record)
+{
+    return {reinterpret_cast<const char*>(&record), sizeof record};
+}
+
 void expect_defaults(const COMMON_Mutex& mutex)
 {
     EXPECT_EQ(COMMON_Mutex_GetPriorityCeiling(&mutex), 0);
@@ -54,8 +60,7 @@ TEST(CommonMutex, InitializeZeroesTheRecordButForTheType)
     COMMON_Mutex_Initialize(&mutex);
     expect_defaults(mutex);
     COMMON_Mutex_SetType(&mutex, 0);
-    const std::string bytes(reinterpret_cast<const char*>(&mutex), sizeof mutex);
-    EXPECT_EQ(bytes, std::string(sizeof mutex, '\0'));
+    EXPECT_EQ(bytes_of(mutex), std::string(sizeof mutex, '\0'));
 }
 
 TEST(CommonMutex, NewGivesTheDefaults)
@@ -76,7 +81,7 @@ TEST(CommonMutex, SettersStoreAnythingAndLeaveThePlatformsMutexAlone)
 {
     run_silently([] {
         Built mutex;
-        const std::string before(reinterpret_cast<const char*>(&mutex.mutex), sizeof mutex.mutex);
+        const std::string before = bytes_of(mutex.mutex);
         COMMON_Mutex_SetPriorityCeiling(&mutex, -7);
         COMMON_Mutex_SetProtocol(&mutex, 99);
         COMMON_Mutex_SetRecursive(&mutex, 5);
@@ -87,8 +92,7 @@ TEST(CommonMutex, SettersStoreAnythingAndLeaveThePlatformsMutexAlone)
         EXPECT_EQ(COMMON_Mutex_GetRecursive(&mutex), 5U);
         EXPECT_EQ(COMMON_Mutex_GetShared(&mutex), 6U);
         EXPECT_EQ(COMMON_Mutex_GetType(&mutex), INT32_MIN);
-        const std::string after(reinterpret_cast<const char*>(&mutex.mutex), sizeof mutex.mutex);
-        EXPECT_EQ(after, before);
+        EXPECT_EQ(bytes_of(mutex.mutex), before);
     });
 }
 
@@ -175,10 +179,10 @@ TEST(CommonMutex, InheritedAsksNothingOfThePlatform)
         Built inherited([](COMMON_Mutex* record) {
             COMMON_Mutex_SetProtocol(record, COMMON_MutexProtocolInherited);
         });
-        EXPECT_EQ(std::memcmp(&plain.mutex, &inherited.mutex, sizeof plain.mutex), 0);
+        EXPECT_EQ(bytes_of(inherited.mutex), bytes_of(plain.mutex));
         pthread_mutex_t of_platform{};
         ASSERT_EQ(pthread_mutex_init(&of_platform, nullptr), 0);
-        EXPECT_EQ(std::memcmp(&plain.mutex, &of_platform, sizeof of_platform), 0)
+        EXPECT_EQ(bytes_of(plain.mutex), bytes_of(of_platform))
             << "not a mutex with the platform's default attributes";
         pthread_mutex_destroy(&of_platform);
     });
