@@ -22,6 +22,10 @@ add_library(
   foundation/mem_malloc.cpp
   foundation/settings_text.cpp
   foundation/status.cpp
+  hsm/hsm.cpp
+  hsm/hsm_diagram.cpp
+  hsm/hsm_trace.cpp
+  hsm/ls_hsm.cpp
   log/common_debug.cpp
   log/common_debug_settings.cpp
   log/common_log.cpp

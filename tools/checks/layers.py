@@ -38,7 +38,7 @@ PARTS = {
                    ["group"]),
     "thread":     (["thread/*"], ["common_mutex", "common_monitor", "common_sync"], ["group"]),
     "timer":      (["timer/*"], ["timer", "common_wdm"], ["group"]),
-    "hsm":        (["hsm/*"], ["hsm", "ls_hsm"], ["group"]),
+    "hsm":        (["hsm/*"], ["hsm", "hsm_trace", "ls_hsm"], ["group"]),
     "values":     (["values/*"], ["oxavar", "convert", "common_uuid", "regexp", "charset"],
                    ["containers", "group"]),
     "files":      (["files/*"],
