@@ -286,7 +286,7 @@ private:
         text_.indent(level);
         text_ << "label=\"";
         write_escaped(recorder_.states[place].name);
-        text_ << "\"; style=rounded;\n";
+        text_ << "\"; style=rounded; margin=18;\n";
         if (starts_here(place)) {
             text_.indent(level);
             write_id(place);
