@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "common_log.h"
+#include "hsm_calls.h"
 #include "plain_record.h"
 #include "two_compares.h"
 
@@ -35,16 +36,31 @@ void record_syslog_formatting()
     bench::write_plain_record("hot_loop");
 }
 
+template <typename Machine, auto load>
+void dispatch()
+{
+    static Machine machine;
+    (machine.*load)();
+}
+
+#define DISPATCHES(name, Machine)                                \
+    {name "_internal", dispatch<Machine, &Machine::internal>},   \
+        {name "_bubble", dispatch<Machine, &Machine::bubble>},   \
+        {name "_sibling", dispatch<Machine, &Machine::sibling>}, \
+    {                                                            \
+        name "_deep", dispatch<Machine, &Machine::deep>          \
+    }
+
 struct Operation {
     const char* name;
     void (*run)();
 };
 
 constexpr Operation kOperations[] = {
-    {"check_level", check_level},
-    {"check_two_compares", check_two_compares},
-    {"record_ours", record_ours},
-    {"record_syslog_formatting", record_syslog_formatting},
+    {"check_level", check_level},           {"check_two_compares", check_two_compares},
+    {"record_ours", record_ours},           {"record_syslog_formatting", record_syslog_formatting},
+    DISPATCHES("hsm", bench::HsmMachine),   DISPATCHES("hsm_by_hand", bench::HsmByHand),
+    DISPATCHES("ls_hsm", bench::LsMachine), DISPATCHES("ls_hsm_by_hand", bench::LsByHand),
 };
 
 }  // namespace

@@ -75,6 +75,14 @@ inline void start_current(Hsm* machine)
     }
 }
 
+/// The rest of a dispatch whose handler took a transition. Apart from the dispatch, so that this
+/// one is short for events that make no transition.
+[[gnu::noinline]] void finish_transition(Hsm* machine, HsmEvent event)
+{
+    enter_next(machine, HsmCauseEvent, event);
+    start_current(machine);
+}
+
 std::size_t levels(const State* state) noexcept
 {
     std::size_t count = 0;
@@ -121,8 +129,7 @@ void HsmOnEvent(Hsm* machine, HsmEvent event)
         const HsmEvent result = state->handler(machine, event);
         if (result == 0) {
             if (machine->next != nullptr) {
-                enter_next(machine, HsmCauseEvent, event);
-                start_current(machine);
+                finish_transition(machine, event);
             }
             return;
         }

@@ -68,11 +68,13 @@ void tell(const ls_hsm_t& machine, const Request& request) noexcept
                              .event = request.value});
 }
 
-/// Offers the current state an event of a transition to `target`.
-Result offer(ls_hsm_t& machine, const ls_hsm_event_t& event, const ls_hsm_state_t* target)
+/// Offers the current state an event of a transition to `target`. Inlined, so that each kind of
+/// event has a call of its own, whose callbacks the processor predicts better.
+[[gnu::always_inline]] inline Result offer(ls_hsm_t& machine, const ls_hsm_event_t& event,
+                                           const ls_hsm_state_t* target)
 {
     ls_hsm_state_t* const state = machine.current;
-    if (state->callback(&machine, &event, machine.userData, state) != 0) {
+    if (state->callback(&machine, &event, machine.userData, state) != 0) [[unlikely]] {
         call_hook(machine, LS_HSM_HOOK_REFUSED, state, event, 0);
         return kRefused;
     }
@@ -83,44 +85,47 @@ Result offer(ls_hsm_t& machine, const ls_hsm_event_t& event, const ls_hsm_state_
 /// Not inlined into its loop, where the stack of all rounds would add up.
 [[gnu::noinline]] Result run_round(ls_hsm_t& machine)
 {
-    ls_hsm_state_t* const target = machine.target;
-    constexpr ls_hsm_event_t kExit{LS_HSM_EVENT_EXIT, 0};
+    static constexpr ls_hsm_event_t kExit{LS_HSM_EVENT_EXIT, 0};
+    static constexpr ls_hsm_event_t kEntry{LS_HSM_EVENT_ENTRY, 0};
+    static constexpr ls_hsm_event_t kInit{LS_HSM_EVENT_INIT, 0};
     // From the stack, and as long as the machine says: no bound fits every machine, and a heap is
     // not for here. `last` is tested against the same number.
     auto** const path = static_cast<ls_hsm_state_t**>(
         __builtin_alloca(static_cast<std::size_t>(machine.depth) * sizeof(ls_hsm_state_t*)));
+    ls_hsm_state_t* const target = machine.target;
+    ls_hsm_state_t* current = machine.current;
+    ls_hsm_state_t* step = target;
     std::int32_t last = 0;
-    path[0] = target;
-    while (path[last] != machine.current) {
-        ls_hsm_state_t* const current = machine.current;
-        if (current->parent == nullptr && path[last]->parent == nullptr) {
-            call_hook(machine, LS_HSM_HOOK_NO_COMMON_ANCESTOR, current, kExit, 0);
-            return kNoCommonAncestor;
-        }
-        if (path[last]->depth <= current->depth && current->parent != nullptr) {
-            if (const Result result = offer(machine, kExit, target); result != kDone) {
+    path[0] = step;
+    while (step != current) {
+        if (step->depth <= current->depth && current->parent != nullptr) {
+            if (const Result result = offer(machine, kExit, target); result != kDone) [[unlikely]] {
                 return result;
             }
-            machine.current = machine.current->parent;
+            current = current->parent;
             // The callback may have done anything to its record.
-            COMMON_ASSERT(kSource, machine.current != nullptr, "ls_hsm->source");
-        } else {
-            // It is below the current state, or that one is outermost: so it has a parent.
+            COMMON_ASSERT(kSource, current != nullptr, "ls_hsm->source");
+            machine.current = current;
+        } else if (step->parent != nullptr) {
             if (++last == machine.depth) {
                 call_hook(machine, LS_HSM_HOOK_DEPTH, current, kExit, 0);
                 return kDone;
             }
-            path[last] = path[last - 1]->parent;
+            step = step->parent;
+            path[last] = step;
+        } else {
+            // The current state is outermost, too: the target is in another tree.
+            call_hook(machine, LS_HSM_HOOK_NO_COMMON_ANCESTOR, current, kExit, 0);
+            return kNoCommonAncestor;
         }
     }
     while (last > 0) {
         machine.current = path[--last];
-        if (const Result result = offer(machine, {LS_HSM_EVENT_ENTRY, 0}, target);
-            result != kDone) {
+        if (const Result result = offer(machine, kEntry, target); result != kDone) [[unlikely]] {
             return result;
         }
     }
-    const Result result = offer(machine, {LS_HSM_EVENT_INIT, 0}, target);
+    const Result result = offer(machine, kInit, target);
     if (result == kDone) {
         machine.target = nullptr;
     }
