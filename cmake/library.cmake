@@ -46,6 +46,9 @@ add_library(
   thread/common_sync.cpp
   thread/common_system.cpp
   thread/common_thread.cpp
+  timer/detached_thread.cpp
+  timer/timer.cpp
+  timer/timer_thread.cpp
   values/charset.cpp
   values/common_uuid.cpp
   values/convert.cpp

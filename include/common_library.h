@@ -37,5 +37,6 @@
 #include "regexp.h"
 #include "ring_buffer.h"
 #include "status.h"
+#include "timer.h"
 
 #endif

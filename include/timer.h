@@ -1,0 +1,147 @@
+/**
+ * @file timer.h
+ * One-shot timers: after a number of milliseconds a function is called with an argument, unless the
+ * timer is stopped first.
+ *
+ * A timer waits for its deadlines, on the monotonic clock, in threads of its own. The first start
+ * launches one, detached, with a stack of 128 KiB; it stays parked between starts, so that arming
+ * and stopping a timer costs no thread, and ends with TMR_Delete(). A timer is idle, or armed from
+ * a start until its deadline or a stop; a periodic one is made by starting it from its callback.
+ *
+ * - The callback runs in the timer's thread with no lock held. It may start, stop, restart and
+ * query its own timer, also when it blocks for long: a start that meets no parked thread (the
+ * callback is running, or another start is still waiting for its deadline) launches one more, so
+ * that a deadline never waits for a callback. No more than one thread stays parked.
+ * - The stack is that of the threads of other C libraries by default, and much more than a callback
+ *   needs that logs, formats and calls the system. Work that recurses or keeps large arrays belongs
+ *   into a thread of the caller's. Of it, only the pages that
+ *   were touched take memory.
+ * - Starting a timer that is armed adds a deadline; it does not replace the first one. Each of the
+ *   starts calls back, at its own deadline and with its own function and argument. The timer is in
+ *   use until the last of them, and a stop takes them all back.
+ * - All functions but TMR_New() and TMR_Delete() may be called for one timer from several threads
+ * at once. Whoever takes the timer's mutex first wins: a stop that comes after the deadline gives
+ *   TMR_ReturnNotSet, and the callback may be running or about to run.
+ * - A child of fork() has none of the timers' threads. There every timer is idle, whatever it was
+ * in the parent, and may be started, stopped, queried and deleted as usual; one thread makes the
+ *   first call for a timer.
+ * - A callback may end its thread (pthread_exit(3)); a cancellation takes effect in the callback.
+ *
+ * Failures are reported under the module TIMER at Error.
+ */
+#ifndef COMMON_TIMER_H
+#define COMMON_TIMER_H
+
+#include <pthread.h>
+#include <semaphore.h>
+
+#include "common_api.h"
+
+COMMON_BEGIN_DECLS
+
+/** What a timer calls at its deadline. */
+typedef void (*TMR_Callback_t)(void* argument);
+
+/** Result of TMR_Stop() and TMR_Restart(): one of the TMR_Return values. */
+typedef uint32_t TMR_Return_t;
+
+enum {
+    TMR_ReturnSuccess = 0,
+    TMR_ReturnFailed = 1,   /**< a call of the platform failed */
+    TMR_ReturnNotSet = 2,   /**< the timer was not running */
+    TMR_ReturnNullTimer = 3 /**< null timer; it has no text */
+};
+
+/** A timer. Use the functions below rather than the fields. */
+typedef struct TMR {
+    TMR_Callback_t callback;
+    void* argument;
+    uint32_t interval; /**< milliseconds */
+    pthread_mutex_t mutex;
+    pthread_cond_t condition; /**< on the monotonic clock */
+    sem_t started;            /**< posted by a launched thread that holds the mutex */
+    sem_t stopped;            /**< posted by a thread that leaves the timer for good */
+    uint32_t inUse;           /**< 1 while a deadline is awaited */
+    uint32_t stopRequested;   /**< 1 from a stop to the next start */
+    struct TMR_Thread* threads;
+    uint32_t lostThreads;
+    uint32_t ending;
+    uint32_t orphaned;
+    uint32_t forks;
+} TMR;
+
+/**
+ * Makes a timer.
+ * @return an idle timer, to be released with TMR_Delete(); null without memory (not reported) or
+ *         when one of its parts cannot be made ("Could not create timer").
+ */
+TMR* TMR_New(void);
+
+/**
+ * Arms a timer. Returns when its thread is in place: a stop that follows finds it waiting or
+ * already at its deadline. Never blocks but for that.
+ * @param timer null starts nothing.
+ * @param callback called once, with `argument`, when the time has passed; null starts nothing.
+ * @param argument handed to the callback; must be valid until the callback has run or a stop has
+ *        returned TMR_ReturnSuccess.
+ * @param interval_ms milliseconds, 1 to 4294967295; 0 starts nothing.
+ * @return 1 when the timer was started and 0 when not: callers rely on it being no TMR_Return_t.
+ *         Reported are "Could not lock mutex: %d" and, when no thread can be launched or woken,
+ *         "Could not start timer". A clock that cannot be read is reported at Critical in the name
+ *         of the timer's thread, TimerHandler ("Error getting current time"); the time then counts
+ *         from the clock's origin, which is long past, so that the callback runs at once.
+ */
+uint32_t TMR_Start(TMR* timer, TMR_Callback_t callback, void* argument, uint32_t interval_ms);
+
+/**
+ * Takes back what a timer waits for. When it returns TMR_ReturnSuccess, no callback of an earlier
+ * start will begin any more. Does not block, also not when it meets a start half-way.
+ * @param timer null is not reported.
+ * @return TMR_ReturnSuccess; TMR_ReturnNotSet when nothing is awaited; TMR_ReturnNullTimer;
+ *         TMR_ReturnFailed after "Could not lock mutex: %d", and after "Could not signal timer",
+ *         which takes more than one waiting thread, as only then one has to be woken: the timer
+ *         stays in use until its deadlines, but calls nothing any more. "Could not unlock mutex:
+ * %d" is reported without another result.
+ */
+TMR_Return_t TMR_Stop(TMR* timer);
+
+/**
+ * Stops an armed timer and starts it again with its whole interval, callback and argument.
+ * @param timer null is reported ("Invalid input parameter 'tmrPtr' = NULL!").
+ * @return TMR_ReturnSuccess; what TMR_Stop() gave when that is anything else, in particular
+ *         TMR_ReturnNotSet for an idle timer, and nothing is started then. TMR_ReturnFailed when
+ * the start fails, and the timer is idle then. The thread that waited is used again; only when
+ *         another start has taken it meanwhile is one launched, which may fail with "The thread
+ *         initialization failed!", "The timer thread properties cannot be set" or "The timer thread
+ *         cannot be launched".
+ */
+TMR_Return_t TMR_Restart(TMR* timer);
+
+/**
+ * Stops a timer, waits until its threads have left it, and releases it. Nobody else may use the
+ * timer any more. A callback that is running should have ended: the function waits for it. Called
+ * by the timer's own callback, it returns at once and the timer is released when its callbacks have
+ * returned.
+ * @param timer null is reported ("Invalid input parameter 'tmrPtr' = NULL!"). When its threads
+ *        cannot be woken ("Could not signal timer") or its mutex not be taken ("Could not lock
+ *        mutex: %d"), the timer is left to them rather than taken away under them.
+ */
+void TMR_Delete(TMR* timer);
+
+/**
+ * Tells whether a deadline is awaited.
+ * @param timer null is reported ("Invalid input parameter 'tmrPtr' = NULL!").
+ * @return 1 from a start until its callback is about to be called or the timer is stopped, else 0.
+ */
+uint32_t TMR_InUse(TMR* timer);
+
+/**
+ * Gives the text of a result.
+ * @return "Success", "Failed" or "Not Set" for 0, 1 and 2; "Invalid" for any other value, also for
+ *         TMR_ReturnNullTimer.
+ */
+const char* TMR_ReturnToStr(TMR_Return_t code);
+
+COMMON_END_DECLS
+
+#endif

@@ -1,0 +1,265 @@
+// What a callback may do with its own timer, and timers that are started more than once.
+#include <pthread.h>
+
+#include <gmock/gmock.h>
+
+#include "fresh_process.h"
+#include "shot.h"
+
+using namespace bench;
+
+namespace {
+
+// The callback's own timer.
+
+struct Periodic {
+    TMR* timer;
+    int wanted;
+    std::atomic<int> calls{0};
+    Event done;
+
+    static void call(void* argument)
+    {
+        auto* const self = static_cast<Periodic*>(argument);
+        if (++self->calls < self->wanted) {
+            EXPECT_EQ(TMR_Start(self->timer, call, self, 2), 1U);
+            EXPECT_EQ(TMR_InUse(self->timer), 1U);
+        } else {
+            self->done.set();
+        }
+    }
+};
+
+TEST(TimerCallback, StartsItsOwnTimer)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    TMR* const timer = TMR_New();
+                    Periodic periodic{timer, 50, {}, {}};
+                    EXPECT_EQ(TMR_Start(timer, Periodic::call, &periodic, 2), 1U);
+                    ASSERT_TRUE(periodic.done.wait());
+                    EXPECT_TRUE(has_threads(threads + 1)) << "one stays parked";
+                    TMR_Delete(timer);
+                    EXPECT_EQ(periodic.calls, 50);
+                }),
+                exited(0));
+}
+
+TEST(TimerCallback, StartsStopsAndRestartsItsOwnTimer)
+{
+    EXPECT_THAT(run_fresh([] {
+                    struct Record {
+                        TMR* timer;
+                        Shot shot;
+                        Event done;
+                    } record{TMR_New(), {}, {}};
+                    const auto call = [](void* argument) {
+                        auto* const self = static_cast<Record*>(argument);
+                        EXPECT_EQ(self->shot.start(self->timer, kLong_ms), 1U);
+                        EXPECT_EQ(TMR_Restart(self->timer), 0U);
+                        EXPECT_EQ(TMR_Stop(self->timer), 0U);
+                        EXPECT_EQ(TMR_Stop(self->timer), 2U);
+                        EXPECT_EQ(TMR_Restart(self->timer), 2U);
+                        self->done.set();
+                    };
+                    EXPECT_EQ(TMR_Start(record.timer, call, &record, 5), 1U);
+                    ASSERT_TRUE(record.done.wait());
+                    TMR_Delete(record.timer);
+                    EXPECT_EQ(record.shot.calls, 0);
+                }),
+                exited(0));
+}
+
+TEST(TimerCallback, ThatBlocksDelaysNoLaterStart)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    TMR* const timer = TMR_New();
+                    BlockingShot blocking;
+                    Shot shot;
+                    EXPECT_EQ(TMR_Start(timer, BlockingShot::call, &blocking, 5), 1U);
+                    ASSERT_TRUE(blocking.called.wait());
+                    EXPECT_EQ(TMR_InUse(timer), 0U);
+                    EXPECT_EQ(TMR_Stop(timer), 2U) << "while the callback runs";
+                    EXPECT_EQ(shot.start(timer, 5), 1U);
+                    EXPECT_TRUE(shot.called.wait());
+                    EXPECT_FALSE(blocking.left.is_set());
+                    blocking.go.set();
+                    EXPECT_TRUE(has_threads(threads + 1));
+                    TMR_Delete(timer);
+                    EXPECT_EQ(blocking.calls, 1);
+                }),
+                exited(0));
+}
+
+TEST(TimerCallback, IsWaitedForByDelete)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    BlockingShot blocking;
+                    EXPECT_EQ(TMR_Start(timer, BlockingShot::call, &blocking, 5), 1U);
+                    ASSERT_TRUE(blocking.called.wait());
+                    TMR* const helper = TMR_New();
+                    const auto let_go = [](void* argument) {
+                        static_cast<BlockingShot*>(argument)->go.set();
+                    };
+                    EXPECT_EQ(TMR_Start(helper, let_go, &blocking, 50), 1U);
+                    TMR_Delete(timer);
+                    EXPECT_TRUE(blocking.left.is_set());
+                    TMR_Delete(helper);
+                }),
+                exited(0));
+}
+
+TEST(TimerCallback, DeletesItsOwnTimer)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    struct Record {
+                        TMR* timer;
+                        Shot shot;
+                        std::atomic<bool> done{false};
+                    } record{TMR_New(), {}, {}};
+                    const auto call = [](void* argument) {
+                        auto* const self = static_cast<Record*>(argument);
+                        // A second thread, which waits.
+                        EXPECT_EQ(self->shot.start(self->timer, kLong_ms), 1U);
+                        TMR_Delete(self->timer);
+                        self->done = true;
+                    };
+                    EXPECT_EQ(TMR_Start(record.timer, call, &record, 5), 1U);
+                    ASSERT_TRUE(wait_until([&] { return record.done.load(); }));
+                    EXPECT_TRUE(has_threads(threads));
+                    EXPECT_EQ(record.shot.calls, 0);
+                }),
+                exited(0));
+}
+
+TEST(TimerCallback, MayEndItsThread)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    TMR* const timer = TMR_New();
+                    Event called;
+                    const auto call = [](void* argument) {
+                        static_cast<Event*>(argument)->set();
+                        pthread_exit(nullptr);
+                    };
+                    EXPECT_EQ(TMR_Start(timer, call, &called, 5), 1U);
+                    ASSERT_TRUE(called.wait());
+                    EXPECT_TRUE(has_threads(threads));
+                    Shot shot;
+                    EXPECT_EQ(shot.start(timer, 5), 1U);
+                    EXPECT_TRUE(shot.called.wait());
+                    TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+// Started while armed.
+
+TEST(TimerTwice, BothStartsCallBackEachAtItsTimeAndWithItsArgument)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    TMR* const timer = TMR_New();
+                    Shot first;
+                    Shot second;
+                    const std::int64_t before = now_ms();
+                    EXPECT_EQ(second.start(timer, 150), 1U);
+                    EXPECT_EQ(first.start(timer, 20), 1U);
+                    EXPECT_EQ(thread_count(), threads + 2);
+                    ASSERT_TRUE(first.called.wait());
+                    ASSERT_TRUE(second.called.wait());
+                    EXPECT_GE(first.called_ms - before, 20);
+                    EXPECT_GE(second.called_ms - before, 150);
+                    EXPECT_EQ(TMR_InUse(timer), 0U);
+                    EXPECT_TRUE(has_threads(threads + 1)) << "one stays parked";
+                    TMR_Delete(timer);
+                    EXPECT_EQ(first.calls, 1);
+                    EXPECT_EQ(second.calls, 1);
+                }),
+                exited(0));
+}
+
+TEST(TimerTwice, IsInUseUntilTheLastDeadline)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot first;
+                    Shot second;
+                    EXPECT_EQ(second.start(timer, kLong_ms), 1U);
+                    EXPECT_EQ(first.start(timer, 5), 1U);
+                    ASSERT_TRUE(first.called.wait());
+                    EXPECT_EQ(TMR_InUse(timer), 1U);
+                    EXPECT_EQ(TMR_Stop(timer), 0U);
+                    EXPECT_EQ(TMR_InUse(timer), 0U);
+                    TMR_Delete(timer);
+                    EXPECT_EQ(second.calls, 0);
+                }),
+                exited(0));
+}
+
+TEST(TimerTwice, StopTakesAllDeadlinesBack)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    for (int i = 0; i < 5; ++i) {
+                        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+                    }
+                    EXPECT_EQ(thread_count(), threads + 5);
+                    EXPECT_EQ(TMR_Stop(timer), 0U);
+                    EXPECT_EQ(TMR_Stop(timer), 2U);
+                    EXPECT_TRUE(has_threads(threads + 1));
+                    EXPECT_EQ(shot.start(timer, 5), 1U);
+                    ASSERT_TRUE(shot.called.wait());
+                    TMR_Delete(timer);
+                    EXPECT_EQ(shot.calls, 1);
+                }),
+                exited(0));
+}
+
+// The record's condition is there for others to signal.
+
+TEST(TimerCondition, WakeUpThatNoStopAskedForIsTreatedLikeAStop)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+                    pthread_mutex_lock(&timer->mutex);  // the thread waits, then
+                    pthread_cond_signal(&timer->condition);
+                    pthread_mutex_unlock(&timer->mutex);
+                    EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
+                    EXPECT_EQ(TMR_Stop(timer), 2U);
+                    EXPECT_EQ(shot.start(timer, 5), 1U);
+                    ASSERT_TRUE(shot.called.wait());
+                    TMR_Delete(timer);
+                    EXPECT_EQ(shot.calls, 1);
+                }),
+                exited(0));
+}
+
+TEST(TimerCondition, WakeUpsDoNotDisturbAParkedThread)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    EXPECT_EQ(shot.start(timer, 5), 1U);
+                    ASSERT_TRUE(shot.called.wait());
+                    for (int i = 0; i < 100; ++i) {
+                        pthread_cond_broadcast(&timer->condition);
+                    }
+                    Shot second;
+                    EXPECT_EQ(second.start(timer, 5), 1U);
+                    ASSERT_TRUE(second.called.wait());
+                    EXPECT_TRUE(has_threads(threads + 1));
+                    TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+}  // namespace

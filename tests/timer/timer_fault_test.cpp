@@ -1,0 +1,285 @@
+// Calls of the platform that fail while a timer is made or started.
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "common_log_settings.h"
+#include "fault.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+#include "shot.h"
+
+using namespace bench;
+using fault::Call;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
+{
+    return record(COMMON_LogLevelError, "TIMER", "timer", function, message);
+}
+
+/** Lets the library make what it keeps for the process and the thread, and starts counting. */
+long settled_blocks()
+{
+    COMMON_Log_Write(COMMON_LogLevelDebug, 0, "", "", "", 0, " ");
+    TMR_Delete(TMR_New());
+    fault::reset();
+    return fault::outstanding_blocks();
+}
+
+// New.
+
+constexpr Call kStepsOfNew[] = {Call::pthread_mutexattr_init,
+                                Call::pthread_mutexattr_settype,
+                                Call::pthread_mutex_init,
+                                Call::pthread_condattr_init,
+                                Call::pthread_condattr_setclock,
+                                Call::pthread_cond_init,
+                                Call::sem_init};
+
+TEST(TimerFault, NewTakesItsStepsInOrder)
+{
+    EXPECT_THAT(run_fresh([] {
+                    settled_blocks();
+                    std::vector<std::string> trace;
+                    for (const Call call : kStepsOfNew) {
+                        fault::on_call(call, 1, [&, call] { trace.push_back(fault::name(call)); });
+                    }
+                    TMR* const timer = TMR_New();
+                    EXPECT_THAT(trace,
+                                ElementsAre("pthread_mutexattr_init", "pthread_mutexattr_settype",
+                                            "pthread_mutex_init", "pthread_condattr_init",
+                                            "pthread_condattr_setclock", "pthread_cond_init",
+                                            "sem_init"));
+                    EXPECT_EQ(fault::calls(Call::sem_init), 2);
+                    TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+TEST(TimerFault, NewWithoutMemoryReportsNothing)
+{
+    const Outcome outcome = run_fresh([] {
+        fault::fail(Call::malloc);
+        EXPECT_EQ(TMR_New(), nullptr);
+        EXPECT_EQ(fault::fired(), 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+class TimerNewStep : public testing::TestWithParam<std::pair<Call, int>> {};
+
+TEST_P(TimerNewStep, FailureIsReportedAndFreesTheRecord)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_Acceptable(COMMON_LogLevelInfo);
+        COMMON_Log_CacheSet(0);
+        const long blocks = settled_blocks();
+        fault::fail(GetParam().first, GetParam().second);
+        EXPECT_EQ(TMR_New(), nullptr);
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_New", "Could not create timer")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, TimerNewStep,
+                         testing::Values(std::pair{Call::pthread_mutexattr_init, 1},
+                                         std::pair{Call::pthread_mutexattr_settype, 1},
+                                         std::pair{Call::pthread_mutex_init, 1},
+                                         std::pair{Call::pthread_condattr_init, 1},
+                                         std::pair{Call::pthread_condattr_setclock, 1},
+                                         std::pair{Call::pthread_cond_init, 1},
+                                         std::pair{Call::sem_init, 1},
+                                         std::pair{Call::sem_init, 2}),
+                         [](const auto& test) {
+                             return fault::name(test.param.first) +
+                                    std::to_string(test.param.second);
+                         });
+
+// Start.
+
+struct Launch {
+    Call call;
+    const char* restart_message;
+};
+
+const Launch kLaunches[] = {
+    {Call::malloc, "The timer thread cannot be launched"},
+    {Call::pthread_attr_init, "The thread initialization failed!"},
+    {Call::pthread_attr_setdetachstate, "The timer thread properties cannot be set"},
+    {Call::pthread_attr_setstacksize, "The timer thread properties cannot be set"},
+    {Call::pthread_create, "The timer thread cannot be launched"},
+};
+
+class TimerLaunch : public testing::TestWithParam<Launch> {};
+
+TEST_P(TimerLaunch, FailureOfAStartIsReportedAndLeavesTheTimerIdle)
+{
+    const Outcome outcome = run_fresh([] {
+        const int threads = thread_count();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        fault::fail(GetParam().call);
+        EXPECT_EQ(shot.start(timer, 5), 0U);
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(thread_count(), threads);
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        EXPECT_TRUE(shot.called.wait());
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls, 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not start timer")));
+}
+
+/** The thread that the stop leaves parked is taken by another start, so that one is launched. */
+TEST_P(TimerLaunch, FailureOfARestartIsReported)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        Shot other;
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        fault::on_call(Call::pthread_mutex_lock, 2, [&] {
+            EXPECT_EQ(other.start(timer, kLong_ms), 1U);
+            fault::fail(GetParam().call);
+        });
+        EXPECT_EQ(TMR_Restart(timer), 1U);
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(TMR_Stop(timer), 0U) << "the other start";
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls + other.calls, 0);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Restart", GetParam().restart_message)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, TimerLaunch, testing::ValuesIn(kLaunches),
+                         [](const auto& test) { return fault::name(test.param.call); });
+
+TEST(TimerFault, RestartLaunchesAThreadWhenAnotherStartHasTakenItsOwn)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        Shot other;
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        fault::on_call(Call::pthread_mutex_lock, 2, [&] { EXPECT_EQ(other.start(timer, 5), 1U); });
+        EXPECT_EQ(TMR_Restart(timer), 0U);
+        EXPECT_TRUE(other.called.wait());
+        EXPECT_EQ(fault::calls(Call::pthread_create), 2);
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(TimerFault, ParkedThreadThatCannotBeWokenFailsTheStart)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        ASSERT_TRUE(shot.called.wait());
+        // Parked for good only when it waits without a deadline.
+        ASSERT_TRUE(wait_until([] { return fault::calls(Call::pthread_cond_wait) == 1; }));
+        fault::fail(Call::pthread_cond_signal);
+        EXPECT_EQ(shot.start(timer, 5), 0U);
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls, 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not start timer")));
+}
+
+TEST(TimerFault, ArmingAParkedThreadThatWakesEarlierTakesNoSignal)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    for (int i = 0; i < 100; ++i) {
+                        ASSERT_EQ(shot.start(timer, kLong_ms), 1U);
+                        ASSERT_EQ(TMR_Restart(timer), 0U);
+                        ASSERT_EQ(TMR_Stop(timer), 0U);
+                    }
+                    EXPECT_EQ(fault::calls(Call::pthread_cond_signal), 0);
+                    EXPECT_EQ(fault::calls(Call::pthread_create), 1);
+                    EXPECT_EQ(fault::calls(Call::pthread_cond_timedwait), 1);
+                    TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+TEST(TimerFault, StopThatMeetsAStartHalfWayDoesNotHang)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    // Between the creation of the thread and its being in place.
+                    TMR_Return_t stopped = 7;
+                    fault::on_call(Call::sem_wait, 1, [&] { stopped = TMR_Stop(timer); });
+                    EXPECT_EQ(shot.start(timer, 1), 1U);
+                    EXPECT_NE(stopped, 7U);
+                    EXPECT_EQ(shot.calls, stopped == 0 ? 0 : 1);
+                    // And before the thread itself has got the mutex.
+                    TMR* const other = TMR_New();
+                    fault::on_call(Call::clock_gettime, 1, [&] {
+                        EXPECT_TRUE(wait_until([&] { return TMR_InUse(other) == 1; }));
+                        EXPECT_EQ(TMR_Stop(other), 0U);
+                    });
+                    EXPECT_EQ(shot.start(other, 1), 1U);
+                    EXPECT_EQ(TMR_InUse(other), 0U);
+                    TMR_Delete(timer);
+                    TMR_Delete(other);
+                    EXPECT_TRUE(has_threads(threads));
+                }),
+                exited(0));
+}
+
+// The clock.
+
+TEST(TimerFault, ClockThatFailsInTheThreadIsReportedAndItGoesOn)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        fault::fail(Call::clock_gettime);
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        EXPECT_TRUE(shot.called.wait()) << "the deadline is long past";
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelCritical, "TIMER", "timer",
+                                                "TimerHandler", "Error getting current time")));
+}
+
+TEST(TimerFault, ClockThatFailsForAParkedThreadIsReportedInItsName)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        fault::fail(Call::clock_gettime);
+        EXPECT_EQ(TMR_Restart(timer), 0U);
+        EXPECT_TRUE(shot.called.wait(std::chrono::seconds(5)) || now_ms() < kLong_ms);
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelCritical, "TIMER", "timer",
+                                                "TimerHandler", "Error getting current time")));
+}
+
+}  // namespace

@@ -1,0 +1,359 @@
+// Locks, signals and waits of a timer that fail.
+#include <cerrno>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "fault.h"
+#include "fault_sweep.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+#include "shot.h"
+
+using namespace bench;
+using fault::Call;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
+{
+    return record(COMMON_LogLevelError, "TIMER", "timer", function, message);
+}
+
+/** Lets the library make what it keeps for the process and the thread, and starts counting. */
+long settled_blocks()
+{
+    COMMON_Log_Write(COMMON_LogLevelDebug, 0, "", "", "", 0, " ");
+    TMR_Delete(TMR_New());
+    fault::reset();
+    return fault::outstanding_blocks();
+}
+
+// Locking.
+
+TEST(TimerLock, MutexThatCannotBeLockedFailsEachCall)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
+        EXPECT_EQ(shot.start(timer, 5), 0U);
+        fault::fail(Call::pthread_mutex_lock, 1, EAGAIN);
+        EXPECT_EQ(TMR_Stop(timer), 1U);
+        fault::fail(Call::pthread_mutex_lock, 1, EPERM);
+        EXPECT_EQ(TMR_Restart(timer), 1U) << "the stop";
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        fault::fail(Call::pthread_mutex_lock, 2, EINVAL);
+        EXPECT_EQ(TMR_Restart(timer), 1U);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        fault::fail(Call::pthread_mutex_lock, 2, EINVAL);
+        TMR_Delete(timer);
+        TMR_Delete(timer);  // it was kept
+        EXPECT_EQ(shot.calls, 0);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not lock mutex: 22"),
+                                         error_of("TMR_Stop", "Could not lock mutex: 11"),
+                                         error_of("TMR_Stop", "Could not lock mutex: 1"),
+                                         error_of("TMR_Restart", "Could not lock mutex: 22"),
+                                         error_of("TMR_Delete", "Could not lock mutex: 22")));
+}
+
+TEST(TimerLock, TimerWithoutThreadsIsDeletedAlsoWhenItsMutexFails)
+{
+    const Outcome outcome = run_fresh([] {
+        const long blocks = settled_blocks();
+        TMR* const timer = TMR_New();
+        fault::fail_always(Call::pthread_mutex_lock, EINVAL);
+        TMR_Delete(timer);
+        fault::reset();
+        EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not lock mutex: 22")));
+}
+
+TEST(TimerLock, ThreadThatCannotLockTheMutexFailsItsStart)
+{
+    const Outcome outcome = run_fresh([] {
+        const int threads = thread_count();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        fault::fail(Call::pthread_mutex_lock, 2, EINVAL);
+        EXPECT_EQ(shot.start(timer, 5), 0U);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        EXPECT_TRUE(has_threads(threads));
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        EXPECT_TRUE(shot.called.wait());
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls, 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22"),
+                                         error_of("TMR_Start", "Could not start timer")));
+}
+
+TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
+{
+    const Outcome outcome = run_fresh([] {
+        const int threads = thread_count();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(TMR_Start(
+                      timer,
+                      [](void* argument) {
+                          fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
+                          Shot::call(argument);
+                      },
+                      &shot, 5),
+                  1U);
+        EXPECT_TRUE(shot.called.wait());
+        EXPECT_TRUE(has_threads(threads));
+        Shot second;
+        EXPECT_EQ(second.start(timer, 5), 1U);
+        EXPECT_TRUE(second.called.wait());
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22")));
+}
+
+TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
+{
+    const Outcome outcome = run_fresh([] {
+        const int threads = thread_count();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(TMR_Start(
+                      timer,
+                      [](void* argument) {
+                          fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
+                          Shot::call(argument);
+                      },
+                      &shot, 5),
+                  1U);
+        EXPECT_TRUE(shot.called.wait());
+        EXPECT_TRUE(has_threads(threads));
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22")));
+}
+
+// Unlocking.
+
+TEST(TimerLock, MutexThatCannotBeUnlockedIsReported)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        fault::fail(Call::pthread_mutex_unlock, 1, EPERM);
+        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        fault::fail(Call::pthread_mutex_unlock, 1, EINVAL);
+        EXPECT_EQ(TMR_Stop(timer), 0U);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        EXPECT_EQ(shot.start(timer, 5), 1U) << "it is not left locked";
+        EXPECT_TRUE(shot.called.wait());
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not unlock mutex: 1"),
+                                         error_of("TMR_Stop", "Could not unlock mutex: 22")));
+}
+
+TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        // The first unlock is that of the start; the wait unlocks by itself.
+        fault::fail(Call::pthread_mutex_unlock, 2, EPERM);
+        EXPECT_EQ(shot.start(timer, 20), 1U);
+        EXPECT_TRUE(shot.called.wait());
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls, 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not unlock mutex")));
+}
+
+// Signalling.
+
+TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(shot.start(timer, 300), 1U);
+        EXPECT_EQ(shot.start(timer, 350), 1U);
+        fault::fail_always(Call::pthread_cond_signal);
+        EXPECT_EQ(TMR_Stop(timer), 1U);
+        fault::reset();
+        EXPECT_EQ(timer->stopRequested, 1U);
+        EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
+        EXPECT_EQ(shot.calls, 0);
+        // Nor do deadlines from before come to life with a later start.
+        EXPECT_EQ(shot.start(timer, 200), 1U);
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        fault::fail_always(Call::pthread_cond_signal);
+        EXPECT_EQ(TMR_Stop(timer), 1U);
+        fault::reset();
+        Shot later;
+        EXPECT_EQ(later.start(timer, 300), 1U);
+        EXPECT_TRUE(later.called.wait());
+        EXPECT_EQ(shot.calls, 0);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not signal timer"),
+                                         error_of("TMR_Stop", "Could not signal timer")));
+}
+
+TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
+{
+    const Outcome outcome = run_fresh([] {
+        const int threads = thread_count();
+        const long blocks = settled_blocks();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(shot.start(timer, 200), 1U);
+        fault::fail(Call::pthread_cond_signal);
+        TMR_Delete(timer);
+        EXPECT_EQ(thread_count(), threads + 1);
+        EXPECT_TRUE(has_threads(threads)) << "it leaves when it wakes";
+        EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
+        EXPECT_EQ(shot.calls, 0);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Delete", "Could not signal timer")));
+}
+
+// Waiting.
+
+TEST(TimerLock, WaitThatFailsEndsTheThread)
+{
+    const Outcome outcome = run_fresh([] {
+        const int threads = thread_count();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        fault::fail(Call::pthread_cond_timedwait, 1, EINVAL);
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
+        EXPECT_TRUE(has_threads(threads));
+        EXPECT_EQ(shot.calls, 0);
+        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        EXPECT_TRUE(shot.called.wait());
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls, 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Error waiting")));
+}
+
+TEST(TimerLock, ParkedThreadWhoseWaitFailsEnds)
+{
+    const Outcome outcome = run_fresh([] {
+        const int threads = thread_count();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        fault::fail(Call::pthread_cond_wait, 1, EPERM);
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        EXPECT_TRUE(shot.called.wait());
+        EXPECT_TRUE(has_threads(threads));
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Error waiting")));
+}
+
+TEST(TimerLock, InterruptedWaitsForAThreadAreResumed)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    fault::fail(Call::sem_wait, 1, EINTR);
+                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+                    EXPECT_GE(fault::calls(Call::sem_wait), 2);
+                    fault::fail(Call::sem_wait, 1, EINTR);
+                    TMR_Delete(timer);
+                    EXPECT_TRUE(has_threads(threads));
+                }),
+                exited(0));
+}
+
+// Fork.
+
+TEST(TimerLock, ChildThatCannotMakeTheTimerAnewCanStillDeleteIt)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        const auto child = fork();
+        if (child == 0) {
+            fault::fail(Call::pthread_cond_init);
+            EXPECT_EQ(shot.start(timer, 5), 0U);
+            fault::fail(Call::pthread_mutex_init);
+            EXPECT_EQ(TMR_Stop(timer), 2U);
+            fault::fail(Call::sem_init);
+            TMR_Delete(timer);
+            _exit(testing::Test::HasFailure() ? 1 : 0);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not start timer")));
+}
+
+// Every failure in turn.
+
+/** Not swept are the mutex and the signal, whose failure can leave a timer undeleted (above), and
+ * the post of a semaphore, which cannot fail. */
+TEST(TimerLock, EveryFailureIsSurvived)
+{
+    constexpr Call kCalls[] = {Call::malloc,
+                               Call::clock_gettime,
+                               Call::sem_init,
+                               Call::sem_wait,
+                               Call::sem_destroy,
+                               Call::pthread_create,
+                               Call::pthread_attr_init,
+                               Call::pthread_attr_setdetachstate,
+                               Call::pthread_once,
+                               Call::pthread_attr_setstacksize,
+                               Call::pthread_atfork,
+                               Call::pthread_mutex_unlock,
+                               Call::pthread_cond_timedwait,
+                               Call::pthread_cond_init};
+    for (const Call call : kCalls) {
+        const int count = sweep({},
+                                [] {
+                                    TMR* const timer = TMR_New();
+                                    if (timer == nullptr) {
+                                        return;
+                                    }
+                                    const auto nothing = [](void*) {};
+                                    if (TMR_Start(timer, nothing, nullptr, 10) == 1) {
+                                        TMR_Restart(timer);
+                                    }
+                                    TMR_Start(timer, nothing, nullptr, 100);
+                                    TMR_Stop(timer);
+                                    TMR_Delete(timer);
+                                },
+                                survives, {.only = call});
+        EXPECT_GT(count, 0) << fault::name(call);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,335 @@
+// Timers as callers use them: starting, stopping, restarting, deleting, and what they report.
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "fresh_process.h"
+#include "log_matchers.h"
+#include "shot.h"
+
+using namespace bench;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
+{
+    return record(COMMON_LogLevelError, "TIMER", "timer", function, message);
+}
+
+constexpr char kNullTimer[] = "Invalid input parameter 'tmrPtr' = NULL!";
+
+// One shot.
+
+TEST(Timer, NewOneIsIdle)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    ASSERT_NE(timer, nullptr);
+                    EXPECT_EQ(TMR_InUse(timer), 0U);
+                    EXPECT_EQ(timer->stopRequested, 0U);
+                    TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+TEST(Timer, CallsOnceWithItsArgumentInAThreadOfItsOwn)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        const std::int64_t before = now_ms();
+        EXPECT_EQ(shot.start(timer, 30), 1U);
+        EXPECT_EQ(timer->argument, &shot);
+        EXPECT_EQ(timer->interval, 30U);
+        ASSERT_TRUE(shot.called.wait());
+        EXPECT_GE(shot.called_ms - before, 30);
+        EXPECT_LT(shot.called_ms - before, stretched(kPatience).count());
+        EXPECT_EQ(pthread_equal(shot.thread, pthread_self()), 0);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        EXPECT_EQ(TMR_Stop(timer), 2U) << "after expiry, and does not wait";
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls, 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(Timer, IsInUseUntilItsCallback)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    struct Seen {
+                        TMR* timer;
+                        std::atomic<std::uint32_t> in_use{7};
+                        std::atomic<TMR_Return_t> stop{7};
+                        Event called;
+                    } seen{timer, {7}, {7}, {}};
+                    const auto look = [](void* argument) {
+                        auto* const record = static_cast<Seen*>(argument);
+                        record->in_use = TMR_InUse(record->timer);
+                        record->stop = TMR_Stop(record->timer);
+                        record->called.set();
+                    };
+                    EXPECT_EQ(TMR_Start(timer, look, &seen, 20), 1U);
+                    ASSERT_TRUE(seen.called.wait());
+                    EXPECT_EQ(seen.in_use, 0U);
+                    EXPECT_EQ(seen.stop, 2U);
+                    Shot shot;
+                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+                    EXPECT_EQ(TMR_InUse(timer), 1U);
+                    TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+TEST(Timer, IntervalOfZeroAndNullsStartNothing)
+{
+    const Outcome outcome = run_fresh([] {
+        const int threads = thread_count();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(shot.start(timer, 0), 0U);
+        EXPECT_EQ(TMR_Start(timer, nullptr, &shot, 10), 0U);
+        EXPECT_EQ(TMR_Start(nullptr, Shot::call, &shot, 10), 0U);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        EXPECT_EQ(timer->callback, nullptr);
+        EXPECT_EQ(thread_count(), threads);
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(Timer, StopTakesTheDeadlineBack)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        Shot stopped;
+        Shot later;
+        EXPECT_EQ(TMR_Stop(timer), 2U) << "never started";
+        EXPECT_EQ(stopped.start(timer, 150), 1U);
+        EXPECT_EQ(TMR_Stop(timer), 0U);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        EXPECT_EQ(timer->stopRequested, 1U);
+        EXPECT_EQ(TMR_Stop(timer), 2U);
+        // A second deadline, past the first one, which the thread still wakes for.
+        EXPECT_EQ(later.start(timer, 250), 1U);
+        EXPECT_EQ(timer->stopRequested, 0U);
+        ASSERT_TRUE(later.called.wait());
+        EXPECT_EQ(stopped.calls, 0);
+        EXPECT_EQ(later.calls, 1);
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(Timer, EarlierDeadlineThanTheStoppedOneIsMet)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot stopped;
+                    Shot earlier;
+                    EXPECT_EQ(stopped.start(timer, kLong_ms), 1U);
+                    EXPECT_EQ(TMR_Stop(timer), 0U);
+                    EXPECT_EQ(earlier.start(timer, 20), 1U);
+                    EXPECT_TRUE(earlier.called.wait());
+                    TMR_Delete(timer);
+                    EXPECT_EQ(stopped.calls, 0);
+                }),
+                exited(0));
+}
+
+TEST(Timer, LaterDeadlineThanTheStoppedOneIsNotMetEarly)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    EXPECT_EQ(shot.start(timer, 100), 1U);
+                    EXPECT_EQ(TMR_Stop(timer), 0U);
+                    const std::int64_t before = now_ms();
+                    EXPECT_EQ(shot.start(timer, 300), 1U);
+                    ASSERT_TRUE(shot.called.wait());
+                    EXPECT_GE(shot.called_ms - before, 300);
+                    TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+TEST(Timer, DeleteStopsIt)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    Shot shot;
+                    TMR* const timer = TMR_New();
+                    EXPECT_EQ(shot.start(timer, 150), 1U);
+                    TMR_Delete(timer);
+                    EXPECT_TRUE(has_threads(threads));
+                    TMR* const other = TMR_New();  // past the deadline of the first one
+                    Shot end;
+                    EXPECT_EQ(end.start(other, 250), 1U);
+                    EXPECT_TRUE(end.called.wait());
+                    EXPECT_EQ(shot.calls, 0);
+                    TMR_Delete(other);
+                }),
+                exited(0));
+}
+
+// Restart.
+
+TEST(Timer, RestartOfAnIdleOneStartsNothing)
+{
+    const Outcome outcome = run_fresh([] {
+        TMR* const timer = TMR_New();
+        EXPECT_EQ(TMR_Restart(timer), 2U);
+        Shot shot;
+        EXPECT_EQ(shot.start(timer, 10), 1U);
+        ASSERT_TRUE(shot.called.wait());
+        EXPECT_EQ(TMR_Restart(timer), 2U);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls, 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(Timer, RestartBeginsTheWholeIntervalAgain)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    EXPECT_EQ(shot.start(timer, 400), 1U);
+                    const std::int64_t start = now_ms();
+                    ASSERT_TRUE(wait_until([&] { return now_ms() - start >= 100; }));
+                    const std::int64_t before = now_ms();
+                    EXPECT_EQ(TMR_Restart(timer), 0U);
+                    EXPECT_EQ(TMR_InUse(timer), 1U);
+                    EXPECT_EQ(timer->stopRequested, 0U);
+                    ASSERT_TRUE(shot.called.wait());
+                    EXPECT_GE(shot.called_ms - before, 400);
+                    TMR_Delete(timer);
+                    EXPECT_EQ(shot.calls, 1);
+                }),
+                exited(0));
+}
+
+// Results and reports.
+
+TEST(Timer, ResultsHaveTexts)
+{
+    EXPECT_STREQ(TMR_ReturnToStr(0), "Success");
+    EXPECT_STREQ(TMR_ReturnToStr(1), "Failed");
+    EXPECT_STREQ(TMR_ReturnToStr(2), "Not Set");
+    EXPECT_STREQ(TMR_ReturnToStr(3), "Invalid");
+    EXPECT_STREQ(TMR_ReturnToStr(4), "Invalid");
+    EXPECT_STREQ(TMR_ReturnToStr(UINT32_MAX), "Invalid");
+}
+
+TEST(Timer, NullIsReportedButNotByStop)
+{
+    const Outcome outcome = run_fresh([] {
+        EXPECT_EQ(TMR_Stop(nullptr), 3U);
+        EXPECT_EQ(TMR_Restart(nullptr), 3U);
+        EXPECT_EQ(TMR_InUse(nullptr), 0U);
+        TMR_Delete(nullptr);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(error_of("TMR_Restart", kNullTimer), error_of("TMR_InUse", kNullTimer),
+                            error_of("TMR_Delete", kNullTimer)));
+}
+
+// Threads.
+
+TEST(Timer, ThreadIsThereFromTheFirstStartToTheEnd)
+{
+    EXPECT_THAT(run_fresh([] {
+                    const int threads = thread_count();
+                    TMR* const timer = TMR_New();
+                    EXPECT_EQ(TMR_Stop(timer), 2U);
+                    EXPECT_EQ(thread_count(), threads);
+                    Shot shot;
+                    EXPECT_EQ(shot.start(timer, 10), 1U);
+                    ASSERT_TRUE(shot.called.wait());
+                    EXPECT_EQ(thread_count(), threads + 1);
+                    for (int i = 0; i < 1000; ++i) {
+                        ASSERT_EQ(shot.start(timer, kLong_ms), 1U);
+                        ASSERT_EQ(TMR_Stop(timer), 0U);
+                    }
+                    EXPECT_TRUE(has_threads(threads + 1));
+                    TMR_Delete(timer);
+                    EXPECT_TRUE(has_threads(threads));
+                }),
+                exited(0));
+}
+
+/** Pages of the process: all of them, and those in memory. */
+std::pair<long, long> pages()
+{
+    long all = 0;
+    long resident = 0;
+    FILE* const file = std::fopen("/proc/self/statm", "re");
+    EXPECT_EQ(std::fscanf(file, "%ld %ld", &all, &resident), 2);
+    std::fclose(file);
+    return {all, resident};
+}
+
+/** What a run-time library may take for itself; much less than 16 bytes for each of the cycles. */
+constexpr long kFewPages = 256;
+
+TEST(Timer, ArmedAndStoppedAHundredThousandTimesItDoesNotGrow)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    const auto cycle = [&](int count) {
+                        for (int i = 0; i < count; ++i) {
+                            ASSERT_EQ(shot.start(timer, 1000 + static_cast<unsigned>(i % 7)), 1U);
+                            ASSERT_EQ(TMR_Stop(timer), 0U);
+                        }
+                    };
+                    cycle(1000);
+                    const auto before = pages();
+                    cycle(100'000);
+                    const auto after = pages();
+                    EXPECT_LE(after.first - before.first, kFewPages);
+                    EXPECT_LE(after.second - before.second, kFewPages);
+                    TMR_Delete(timer);
+                    EXPECT_EQ(shot.calls, 0);
+                }),
+                exited(0));
+}
+
+TEST(Timer, ThousandOfThemMeetTheirDeadlines)
+{
+    constexpr int kCount = 1000;
+    EXPECT_THAT(run_fresh({.time_limit = std::chrono::seconds(60)},
+                          [] {
+                              std::vector<TMR*> timers;
+                              std::vector<Shot> shots(kCount);
+                              std::vector<std::int64_t> started(kCount);
+                              for (std::size_t i = 0; i < kCount; ++i) {
+                                  timers.push_back(TMR_New());
+                                  ASSERT_NE(timers.back(), nullptr);
+                                  started[i] = now_ms();
+                                  ASSERT_EQ(shots[i].start(timers[i], 1000), 1U);
+                              }
+                              for (std::size_t i = 0; i < kCount; ++i) {
+                                  ASSERT_TRUE(shots[i].called.wait());
+                                  EXPECT_GE(shots[i].called_ms - started[i], 1000);
+                                  EXPECT_LT(shots[i].called_ms - started[i],
+                                            1000 + stretched(std::chrono::seconds(5)).count());
+                              }
+                              for (std::size_t i = 0; i < kCount; ++i) {
+                                  TMR_Delete(timers[i]);
+                                  EXPECT_EQ(shots[i].calls, 1);
+                              }
+                          }),
+                exited(0));
+}
+
+}  // namespace

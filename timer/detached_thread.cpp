@@ -1,0 +1,25 @@
+#include "timer/detached_thread.h"
+
+#include <pthread.h>
+
+namespace common {
+
+ThreadStart start_detached(void* (*entry)(void*), void* argument, std::size_t stack_bytes) noexcept
+{
+    pthread_attr_t attributes;
+    if (pthread_attr_init(&attributes) != 0) {
+        return ThreadStart::NoAttributes;
+    }
+    ThreadStart result = ThreadStart::NoProperties;
+    if (pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
+        (stack_bytes == kDefaultStack ||
+         pthread_attr_setstacksize(&attributes, stack_bytes) == 0)) {
+        pthread_t unused{};
+        result = pthread_create(&unused, &attributes, entry, argument) == 0 ? ThreadStart::Started
+                                                                            : ThreadStart::NoThread;
+    }
+    pthread_attr_destroy(&attributes);
+    return result;
+}
+
+}  // namespace common

@@ -1,0 +1,274 @@
+#include "timer.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <ctime>
+
+#include "log/process_locks.h"
+#include "log/report.h"
+#include "timer/timer_thread.h"
+
+static_assert(offsetof(TMR, callback) == 0);
+static_assert(offsetof(TMR, argument) == sizeof(void*));
+static_assert(offsetof(TMR, interval) == 2 * sizeof(void*));
+static_assert(offsetof(TMR, mutex) == (sizeof(void*) == 4 ? 12 : 24));
+static_assert(offsetof(TMR, condition) == offsetof(TMR, mutex) + sizeof(pthread_mutex_t));
+static_assert(offsetof(TMR, started) == offsetof(TMR, condition) + sizeof(pthread_cond_t));
+static_assert(offsetof(TMR, stopped) == offsetof(TMR, started) + sizeof(sem_t));
+static_assert(offsetof(TMR, inUse) == offsetof(TMR, stopped) + sizeof(sem_t));
+static_assert(offsetof(TMR, stopRequested) == offsetof(TMR, inUse) + 4);
+static_assert(sizeof(void*) != 4 || offsetof(TMR, stopRequested) == 120);
+
+namespace {
+
+using common::ArmResult;
+using common::kTimerSource;
+
+constexpr char kNullTimer[] = "Invalid input parameter 'tmrPtr' = NULL!";
+
+/// Makes the parts of a timer.
+bool initialise(TMR& timer) noexcept
+{
+    pthread_mutexattr_t mutex_attributes;
+    pthread_condattr_t condition_attributes;
+    const bool made = pthread_mutexattr_init(&mutex_attributes) == 0 &&
+                      pthread_mutexattr_settype(&mutex_attributes, PTHREAD_MUTEX_RECURSIVE) == 0 &&
+                      // Not with these attributes: the mutex is not recursive, only its attributes
+                      // have to be there. Neither kind of attributes is destroyed.
+                      pthread_mutex_init(&timer.mutex, nullptr) == 0 &&
+                      pthread_condattr_init(&condition_attributes) == 0 &&
+                      pthread_condattr_setclock(&condition_attributes, CLOCK_MONOTONIC) == 0 &&
+                      pthread_cond_init(&timer.condition, &condition_attributes) == 0 &&
+                      sem_init(&timer.started, 0, 0) == 0 && sem_init(&timer.stopped, 0, 0) == 0;
+    timer.inUse = 0;
+    timer.stopRequested = 0;
+    timer.threads = nullptr;
+    timer.lostThreads = 0;
+    timer.ending = 0;
+    timer.orphaned = 0;
+    timer.forks = common::fork_count.load(std::memory_order_relaxed);
+    return made;
+}
+
+bool is_from_parent(const TMR& timer) noexcept
+{
+    return timer.forks != common::fork_count.load(std::memory_order_relaxed);
+}
+
+/// Makes a timer that came with a fork usable: its threads stayed behind, and its mutex may have
+/// been taken. False when its parts cannot be made anew.
+bool settle_after_fork(TMR& timer) noexcept
+{
+    if (!is_from_parent(timer)) {
+        return true;
+    }
+    common::forget_threads(timer);
+    const std::uint32_t forks = timer.forks;
+    if (initialise(timer)) {
+        return true;
+    }
+    timer.forks = forks;
+    return false;
+}
+
+/// Unlocks, and gives the result of TMR_Stop().
+TMR_Return_t unlock_and_return(TMR& timer, TMR_Return_t result, const char* function) noexcept
+{
+    const int error = common::unlock(timer);
+    if (error != 0) {
+        common::report(kTimerSource, COMMON_LogLevelError, function, __LINE__,
+                       "Could not unlock mutex: %d", error);
+    }
+    return result;
+}
+
+bool lock(TMR& timer, const char* function) noexcept
+{
+    const int error = pthread_mutex_lock(&timer.mutex);
+    if (error != 0) {
+        common::report(kTimerSource, COMMON_LogLevelError, function, __LINE__,
+                       "Could not lock mutex: %d", error);
+    }
+    return error == 0;
+}
+
+/// Gives the locked timer's deadline to a thread, unlocks and waits until the thread is in place.
+ArmResult arm_and_unlock(TMR& timer, const char* function) noexcept
+{
+    bool clock_failed = false;
+    const ArmResult result = common::arm_locked(timer, clock_failed);
+    unlock_and_return(timer, TMR_ReturnSuccess, function);
+    if (clock_failed) {
+        common::report_clock();
+    }
+    return result == ArmResult::Launched && !common::await_launched(timer) ? ArmResult::NoThread
+                                                                           : result;
+}
+
+/// What a restart reports; null when it went well.
+const char* failure_of_restart(ArmResult result) noexcept
+{
+    switch (result) {
+    case ArmResult::NoAttributes:
+        return "The thread initialization failed!";
+    case ArmResult::NoProperties:
+        return "The timer thread properties cannot be set";
+    case ArmResult::NoThread:
+        return "The timer thread cannot be launched";
+    case ArmResult::NoSignal:
+        return "Could not signal timer";
+    default:
+        return nullptr;
+    }
+}
+
+bool is_null(const TMR* timer, const char* function, std::int32_t line) noexcept
+{
+    if (timer != nullptr) {
+        return false;
+    }
+    common::report(kTimerSource, COMMON_LogLevelError, function, line, "%s", kNullTimer);
+    return true;
+}
+#define IS_NULL(timer) is_null(timer, __func__, __LINE__)
+
+}  // namespace
+
+extern "C" {
+
+TMR* TMR_New(void)
+{
+    auto* const timer = static_cast<TMR*>(std::malloc(sizeof(TMR)));
+    if (timer == nullptr) {
+        return nullptr;
+    }
+    common::install_fork_guard();
+    timer->callback = nullptr;
+    timer->argument = nullptr;
+    timer->interval = 0;
+    if (!initialise(*timer)) {
+        COMMON_REPORT(kTimerSource, Error, "Could not create timer");
+        std::free(timer);
+        return nullptr;
+    }
+    return timer;
+}
+
+uint32_t TMR_Start(TMR* timer, TMR_Callback_t callback, void* argument, uint32_t interval_ms)
+{
+    if (timer == nullptr || callback == nullptr || interval_ms == 0) {
+        return 0;
+    }
+    if (!settle_after_fork(*timer)) {
+        COMMON_REPORT(kTimerSource, Error, "Could not start timer");
+        return 0;
+    }
+    if (!lock(*timer, __func__)) {
+        return 0;
+    }
+    timer->callback = callback;
+    timer->argument = argument;
+    timer->interval = interval_ms;
+    const ArmResult result = arm_and_unlock(*timer, __func__);
+    if (result != ArmResult::Armed && result != ArmResult::Launched) {
+        COMMON_REPORT(kTimerSource, Error, "Could not start timer");
+        return 0;
+    }
+    return 1;
+}
+
+TMR_Return_t TMR_Stop(TMR* timer)
+{
+    if (timer == nullptr) {
+        return TMR_ReturnNullTimer;
+    }
+    if (!settle_after_fork(*timer)) {
+        return TMR_ReturnNotSet;
+    }
+    if (!lock(*timer, __func__)) {
+        return TMR_ReturnFailed;
+    }
+    if (!common::in_use(*timer)) {
+        return unlock_and_return(*timer, TMR_ReturnNotSet, __func__);
+    }
+    timer->stopRequested = 1;
+    // A lone thread cannot call back any more, wherever it is, and may sleep on. Of several only
+    // one is to stay.
+    if (common::has_surplus_locked(*timer) && !common::wake_all_locked(*timer)) {
+        unlock_and_return(*timer, TMR_ReturnFailed, __func__);
+        COMMON_REPORT(kTimerSource, Error, "Could not signal timer");
+        return TMR_ReturnFailed;
+    }
+    common::disarm_all_locked(*timer);
+    return unlock_and_return(*timer, TMR_ReturnSuccess, __func__);
+}
+
+TMR_Return_t TMR_Restart(TMR* timer)
+{
+    if (IS_NULL(timer)) {
+        return TMR_ReturnNullTimer;
+    }
+    const TMR_Return_t stopped = TMR_Stop(timer);
+    if (stopped != TMR_ReturnSuccess) {
+        return stopped;
+    }
+    if (!lock(*timer, __func__)) {
+        return TMR_ReturnFailed;
+    }
+    const char* const failure = failure_of_restart(arm_and_unlock(*timer, __func__));
+    if (failure != nullptr) {
+        COMMON_REPORT(kTimerSource, Error, "%s", failure);
+        return TMR_ReturnFailed;
+    }
+    return TMR_ReturnSuccess;
+}
+
+void TMR_Delete(TMR* timer)
+{
+    if (IS_NULL(timer)) {
+        return;
+    }
+    if (!settle_after_fork(*timer)) {
+        std::free(timer);
+        return;
+    }
+    TMR_Stop(timer);
+    int error = 0;
+    switch (common::end_threads(*timer, error)) {
+    case common::ThreadsEnd::Gone:
+        common::destroy(timer);
+        return;
+    case common::ThreadsEnd::NoLock:
+        COMMON_REPORT(kTimerSource, Error, "Could not lock mutex: %d", error);
+        return;
+    case common::ThreadsEnd::NoSignal:
+        COMMON_REPORT(kTimerSource, Error, "Could not signal timer");
+        return;
+    case common::ThreadsEnd::Left:
+        return;
+    }
+}
+
+uint32_t TMR_InUse(TMR* timer)
+{
+    if (IS_NULL(timer)) {
+        return 0;
+    }
+    return !is_from_parent(*timer) && common::in_use(*timer) ? 1 : 0;
+}
+
+const char* TMR_ReturnToStr(TMR_Return_t code)
+{
+    switch (code) {
+    case TMR_ReturnSuccess:
+        return "Success";
+    case TMR_ReturnFailed:
+        return "Failed";
+    case TMR_ReturnNotSet:
+        return "Not Set";
+    default:  // also a null timer, which callers know as "Invalid"
+        return "Invalid";
+    }
+}
+
+}  // extern "C"
