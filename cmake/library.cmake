@@ -39,6 +39,7 @@ add_library(
   log/process_locks.cpp
   log/report.cpp
   platform/assertion.cpp
+  platform/futex.cpp
   platform/line_reader.cpp
   thread/common_monitor.cpp
   thread/common_mutex.cpp
@@ -46,6 +47,8 @@ add_library(
   thread/common_sync.cpp
   thread/common_system.cpp
   thread/common_thread.cpp
+  timer/common_wdm.cpp
+  timer/common_wdm_monitor.cpp
   timer/detached_thread.cpp
   timer/timer.cpp
   timer/timer_thread.cpp

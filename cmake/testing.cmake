@@ -31,6 +31,9 @@ target_compile_options(common_test_headers PRIVATE -O0)
 # All that is labelled "threads", for a build that runs nothing else.
 add_custom_target(thread_tests)
 
+# The programs named *_soak_test: their races run briefly with the others and for long on demand.
+add_custom_target(soak_tests)
+
 # common_add_test(<name> SOURCES <file>... [FAULTY] [INTERNAL] [THREADS]
 #                 [DEFINITIONS <definition>...] [DEPENDS <target>...])
 #
@@ -69,7 +72,10 @@ function(common_add_test name)
     add_dependencies(${name} ${arg_DEPENDS})
   endif()
 
-  include(GoogleTest) # here, because what it sets is only seen in the folder that includes it
+  if(name MATCHES "_soak_test$")
+    add_dependencies(soak_tests ${name})
+  endif()
+
   set(properties TIMEOUT 120)
   if(arg_THREADS)
     list(APPEND properties LABELS threads)

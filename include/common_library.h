@@ -24,6 +24,7 @@
 #include "common_thread.h"
 #include "common_uuid.h"
 #include "convert.h"
+#include "common_wdm.h"
 #include "data.h"
 #include "list_by_abstractset.h"
 #include "list_light.h"

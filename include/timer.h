@@ -64,6 +64,7 @@ typedef struct TMR {
     uint32_t inUse;           /**< 1 while a deadline is awaited */
     uint32_t stopRequested;   /**< 1 from a stop to the next start */
     struct TMR_Thread* threads;
+    uint32_t starting;
     uint32_t lostThreads;
     uint32_t ending;
     uint32_t orphaned;

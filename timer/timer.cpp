@@ -43,6 +43,7 @@ bool initialise(TMR& timer) noexcept
     timer.inUse = 0;
     timer.stopRequested = 0;
     timer.threads = nullptr;
+    timer.starting = 0;
     timer.lostThreads = 0;
     timer.ending = 0;
     timer.orphaned = 0;

@@ -100,6 +100,7 @@ ArmResult launch_locked(TMR& timer) noexcept
     timer.threads = thread;
     const ThreadStart start = start_detached(TimerHandler, thread, kStackBytes);
     if (start == ThreadStart::Started) {
+        ++timer.starting;
         return ArmResult::Launched;
     }
     unlink_locked(timer, *thread);
@@ -143,6 +144,12 @@ void lose(TMR_Thread& self) noexcept
     sem_post(&timer.stopped);
 }
 
+/// Whether a timer that was deleted by its own callback has to be released now.
+bool nobody_left_locked(const TMR& timer) noexcept
+{
+    return timer.orphaned != 0 && timer.threads == nullptr && timer.starting == 0;
+}
+
 /// Takes the calling thread off its timer and unlocks. The timer may be gone afterwards: whoever
 /// waits for the thread, or the thread itself, if nobody does, releases it.
 void leave_locked(TMR& timer, TMR_Thread* self) noexcept
@@ -151,13 +158,13 @@ void leave_locked(TMR& timer, TMR_Thread* self) noexcept
     std::free(self);
     const bool ending = timer.ending != 0;
     const bool orphaned = timer.orphaned != 0;
-    const bool last = timer.threads == nullptr;
+    const bool last = nobody_left_locked(timer);
     if (unlock(timer) != 0) {
         REPORT_OF_THREAD(Error, "Could not unlock mutex");
     }
     if (ending && !orphaned) {
         sem_post(&timer.stopped);
-    } else if (orphaned && last) {
+    } else if (last) {
         destroy(&timer);
     }
 }
@@ -272,6 +279,9 @@ bool serve_locked(TMR& timer, TMR_Thread& self)
 unsigned reap_locked(TMR& timer) noexcept
 {
     unsigned never_in_place = 0;
+    if (std::atomic_ref(timer.lostThreads).load(std::memory_order_acquire) == 0) {
+        return 0;
+    }
     TMR_Thread** link = &timer.threads;
     while (TMR_Thread* const thread = *link) {
         if (!thread->lost) {
@@ -307,12 +317,17 @@ bool await_launched(TMR& timer) noexcept
 {
     const UncancelledScope uncancelled;
     wait_for(timer.started);
-    if (std::atomic_ref(timer.lostThreads).load(std::memory_order_acquire) == 0 ||
-        pthread_mutex_lock(&timer.mutex) != 0) {
+    if (pthread_mutex_lock(&timer.mutex) != 0) {
         return true;
     }
     const bool in_place = reap_locked(timer) == 0;
+    --timer.starting;
+    // The callback may already have run and deleted the timer.
+    const bool last = nobody_left_locked(timer);
     unlock(timer);
+    if (last) {
+        destroy(&timer);
+    }
     return in_place;
 }
 

@@ -82,6 +82,7 @@
     X(malloc, "malloc", void*, (size_t size), (size), nullptr, Errno, ENOMEM) \
     X(realloc, "realloc", void*, (void* block, size_t size), (block, size), nullptr, Errno, ENOMEM) \
     X(strdup, "strdup", char*, (const char* text), (text), nullptr, Errno, ENOMEM) \
+    X(syscall, "syscall", long, (long number, ...), (number), -1, Errno, EINTR) \
     X(open, "open64", int, (const char* path, int flags, ...), (path, flags), -1, Errno, EACCES) \
     X(close, "close", int, (int fd), (fd), -1, Errno, EIO) \
     X(dlopen, "dlopen", void*, (const char* path, int flags), (path, flags), nullptr, Nowhere, ENOENT) \

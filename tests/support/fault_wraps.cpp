@@ -129,6 +129,22 @@ int wrap_open(const char* path, int flags, ...)
     return real_open(path, flags, mode);
 }
 
+// Six words are handed on, as the kernel takes them.
+long wrap_syscall(long number, ...)
+{
+    if (const int forced = visit(Call::syscall)) {
+        return failed<Style::Errno>(-1L, forced);
+    }
+    long words[6];
+    va_list rest;
+    va_start(rest, number);
+    for (long& word : words) {
+        word = va_arg(rest, long);
+    }
+    va_end(rest);
+    return real_syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+}
+
 // The kernel gives the descriptor free whatever it reports.
 int wrap_close(int fd)
 {

@@ -171,9 +171,9 @@ TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
     const Outcome outcome = run_fresh([] {
         TMR* const timer = TMR_New();
         Shot shot;
-        // The first unlock is that of the start; the wait unlocks by itself.
-        fault::fail(Call::pthread_mutex_unlock, 2, EPERM);
-        EXPECT_EQ(shot.start(timer, 20), 1U);
+        // Two unlocks are those of the start; the wait unlocks by itself.
+        fault::fail(Call::pthread_mutex_unlock, 3, EPERM);
+        EXPECT_EQ(shot.start(timer, 200), 1U);
         EXPECT_TRUE(shot.called.wait());
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);

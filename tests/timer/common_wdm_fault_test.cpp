@@ -1,0 +1,316 @@
+// What a watchdog asks of the platform, what it does when that fails, and that nothing is lost.
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "fault.h"
+#include "fault_sweep.h"
+#include "fresh_process.h"
+#include "watched.h"
+
+using namespace bench;
+using fault::Call;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+/** Runs a piece that must give back all memory and report nothing. */
+void run_whole(const std::function<void()>& body)
+{
+    const Outcome outcome = run_fresh([&] {
+        const long blocks = fault::outstanding_blocks();
+        body();
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+TEST(CommonWdmFault, InitWithoutMemoryGivesNull)
+{
+    run_whole([] {
+        fault::fail(Call::malloc);
+        EXPECT_EQ(COMMON_wdm_Init(), nullptr);
+        EXPECT_EQ(fault::calls(Call::pthread_create), 0);
+    });
+}
+
+class CommonWdmThread : public testing::TestWithParam<Call> {};
+
+TEST_P(CommonWdmThread, WithoutAMonitorNothingIsWatchedAndTheWatchdogCanBeDestroyed)
+{
+    run_whole([] {
+        fault::fail(GetParam());
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        EXPECT_EQ(fault::fired(), 1);
+        ASSERT_NE(watchdog, nullptr);
+        Watched watched;
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, 0);
+        COMMON_wdm_Destroy(watchdog);
+        EXPECT_EQ(watched.starts, 0);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+TEST_P(CommonWdmThread, HandlerThatCannotBeStartedIsNotReportedAndDelaysNobody)
+{
+    if (GetParam() == Call::pthread_attr_setstacksize) {
+        return;  // not asked for: handlers have the platform's stack
+    }
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        ASSERT_TRUE(wait_until([&] { return sleeps_empty(*watchdog); }));
+        Watched refused;
+        fault::fail(GetParam());
+        COMMON_wdm_Subscribe(watchdog, refused.subscriber, 0);
+        ASSERT_TRUE(wait_until([&] { return fault::fired() == 1; }));
+        Watched watched;
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, 0);
+        EXPECT_TRUE(watched.has_started());
+        COMMON_wdm_Destroy(watchdog);
+        EXPECT_EQ(refused.starts, 0);
+        EXPECT_EQ(refused.subscriber->fired, 1U);
+        COMMON_wdm_Unsubscribe(refused.subscriber);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, CommonWdmThread,
+                         testing::Values(Call::pthread_attr_init, Call::pthread_attr_setdetachstate,
+                                         Call::pthread_attr_setstacksize, Call::pthread_create),
+                         [](const auto& test) { return fault::name(test.param); });
+
+TEST(CommonWdmFault, SubscriberWithoutMemoryIsNull)
+{
+    run_whole([] {
+        fault::fail(Call::malloc);
+        EXPECT_EQ(COMMON_wdm_Create_Subscriber(Watched::handle, nullptr), nullptr);
+    });
+}
+
+TEST(CommonWdmFault, SubscribingWithoutMemoryLeavesAllAsItWas)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        ASSERT_TRUE(wait_until([&] { return sleeps_empty(*watchdog); }));
+        Watched watched;
+        watched.subscriber->fired = 1;
+        fault::fail(Call::malloc);
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, 0);
+        EXPECT_EQ(watched.subscriber->fired, 1U);
+        EXPECT_TRUE(sleeps_empty(*watchdog));
+        watched.subscriber->fired = 0;
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, kLong_s);
+        // A tickle to an earlier time takes a node, too, and does without.
+        fault::fail(Call::malloc);
+        COMMON_wdm_Tickle(watched.subscriber, 100);
+        EXPECT_EQ(fault::fired(), 2);
+        EXPECT_LE(watched.subscriber->deadline, now_s() + 100);
+        COMMON_wdm_Destroy(watchdog);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+TEST(CommonWdmFault, SubscribingTakesItsStepsInOrder)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        ASSERT_TRUE(wait_until([&] { return sleeps_empty(*watchdog); }));
+        Watched watched;
+        fault::reset();
+        std::vector<std::string> trace;
+        COMMON_wdm_Node* linked = nullptr;
+        for (const Call call : {Call::malloc, Call::clock_gettime}) {
+            fault::on_call(call, 1, [&trace, call] { trace.emplace_back(fault::name(call)); });
+        }
+        fault::on_call(Call::sem_post, 1, [&] {
+            trace.emplace_back("sem_post");
+            // The tail first, then its link.
+            linked = std::atomic_ref(watchdog->tail).load();
+            EXPECT_EQ(std::atomic_ref(watchdog->anchor.next).load(),
+                      reinterpret_cast<std::uintptr_t>(linked));
+            EXPECT_EQ(linked->subscriber, watched.subscriber);
+        });
+        // Before the monitor is awake only the subscriber calls.
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, kLong_s);
+        EXPECT_THAT(trace, ElementsAre("malloc", "clock_gettime", "sem_post"));
+        EXPECT_GE(fault::calls(Call::syscall), 1) << "and the futex is woken";
+        COMMON_wdm_Destroy(watchdog);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+TEST(CommonWdmFault, TickleAsksForTheTimeOnly)
+{
+    run_whole([] {
+        Watched watched;
+        fault::reset();
+        COMMON_wdm_Tickle(watched.subscriber, 10);
+        COMMON_wdm_Tickle(watched.subscriber, 20);
+        EXPECT_EQ(fault::calls(Call::clock_gettime), 2);
+        EXPECT_EQ(fault::calls(Call::malloc) + fault::calls(Call::syscall) +
+                      fault::calls(Call::sem_post),
+                  0);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+TEST(CommonWdmFault, UnsubscribedRecordIsFreedByTheMonitor)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        const long blocks = fault::outstanding_blocks();
+        auto* const subscriber = COMMON_wdm_Create_Subscriber(
+            [](void*) -> void* {
+                ADD_FAILURE() << "started";
+                return nullptr;
+            },
+            nullptr);
+        COMMON_wdm_Subscribe(watchdog, subscriber, 1);
+        COMMON_wdm_Unsubscribe(subscriber);
+        EXPECT_TRUE(wait_until([&] { return fault::outstanding_blocks() == blocks; }));
+        COMMON_wdm_Destroy(watchdog);
+    });
+}
+
+TEST(CommonWdmFault, RecordThatIsNotInAQueueIsFreedAtOnce)
+{
+    run_whole([] {
+        const long blocks = fault::outstanding_blocks();
+        COMMON_wdm_Unsubscribe(COMMON_wdm_Create_Subscriber(nullptr, nullptr));
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        Watched watched;
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, 0);
+        EXPECT_TRUE(watched.has_started());
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 1) << "the watchdog itself";
+        COMMON_wdm_Destroy(watchdog);
+    });
+}
+
+TEST(CommonWdmFault, DestroyFreesTheQueueAndLeavesClientsTheirRecords)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        std::vector<COMMON_wdm_Subscriber*> kept;
+        for (int i = 0; i < 300; ++i) {
+            kept.push_back(COMMON_wdm_Create_Subscriber(Watched::handle, nullptr));
+            COMMON_wdm_Subscribe(watchdog, kept.back(), kLong_s);
+            if (i % 3 == 0) {
+                COMMON_wdm_Unsubscribe(kept.back());
+                kept.pop_back();
+            } else if (i % 3 == 1) {
+                COMMON_wdm_Subscribe(watchdog, kept.back(), kLong_s);
+            }
+        }
+        COMMON_wdm_Destroy(watchdog);
+        for (auto* const subscriber : kept) {
+            EXPECT_EQ(subscriber->fired, 0U);
+            COMMON_wdm_Unsubscribe(subscriber);
+        }
+    });
+}
+
+TEST(CommonWdmFault, QueueThatOnlyGrowsIsCleared)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        const long blocks = fault::outstanding_blocks();
+        Watched watched;
+        for (int i = 0; i < 20'000; ++i) {
+            auto* const subscriber = COMMON_wdm_Create_Subscriber(Watched::handle, nullptr);
+            COMMON_wdm_Subscribe(watchdog, subscriber, kLong_s);
+            COMMON_wdm_Unsubscribe(subscriber);
+        }
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, kLong_s);
+        EXPECT_TRUE(wait_until([&] { return fault::outstanding_blocks() < blocks + 500; }));
+        COMMON_wdm_Destroy(watchdog);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+// Waits that end early.
+
+TEST(CommonWdmFault, WaitThatIsInterruptedIsResumed)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        ASSERT_TRUE(wait_until([&] { return sleeps_empty(*watchdog); }));
+        Watched watched;
+        const std::int64_t start = now_ms();
+        // The wake-up of the subscription, then the monitor's wait.
+        fault::fail(Call::syscall, 2, EINTR);
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, 2);
+        EXPECT_TRUE(watched.has_started());
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_GT(watched.started_ms - start, 1000);
+        COMMON_wdm_Destroy(watchdog);
+        EXPECT_EQ(watched.starts, 1);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+TEST(CommonWdmFault, SleepThatIsInterruptedIsResumed)
+{
+    run_whole([] {
+        fault::fail(Call::sem_wait, 1, EINTR);
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        ASSERT_TRUE(wait_until([] { return fault::calls(Call::sem_wait) == 2; }));
+        Watched watched;
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, 0);
+        EXPECT_TRUE(watched.has_started());
+        COMMON_wdm_Destroy(watchdog);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+TEST(CommonWdmFault, EveryLackOfMemoryIsSurvived)
+{
+    const int count = sweep({},
+                            [] {
+                                COMMON_wdm* const watchdog = COMMON_wdm_Init();
+                                auto* const subscriber = COMMON_wdm_Create_Subscriber(
+                                    [](void*) -> void* { return nullptr; }, nullptr);
+                                COMMON_wdm_Subscribe(watchdog, subscriber, kLong_s);
+                                COMMON_wdm_Tickle(subscriber, 100);
+                                COMMON_wdm_Destroy(watchdog);
+                                COMMON_wdm_Unsubscribe(subscriber);
+                            },
+                            survives, {.only = Call::malloc, .blocks_return = true});
+    EXPECT_EQ(count, 4);
+}
+
+// Fork.
+
+TEST(CommonWdmFault, ChildHasNoMonitorAndDestroysItsCopy)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        Watched watched;
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, kLong_s);
+        ASSERT_TRUE(wait_until([&] { return !sleeps_empty(*watchdog); }));
+        const pid_t child = fork();
+        if (child == 0) {
+            Watched another;
+            COMMON_wdm_Subscribe(watchdog, another.subscriber, 0);
+            COMMON_wdm_Tickle(watched.subscriber, 10);
+            COMMON_wdm_Unsubscribe(another.subscriber);
+            COMMON_wdm_Destroy(watchdog);
+            COMMON_wdm_Unsubscribe(watched.subscriber);
+            _exit(another.starts != 0 || fault::outstanding_blocks() != 0 ? 1 : 0);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        COMMON_wdm_Destroy(watchdog);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+}  // namespace

@@ -1,0 +1,371 @@
+// The queue of a watchdog, without a monitor: appending, collecting garbage, and who frees what.
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+#include <random>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "fresh_process.h"
+#include "platform/futex.h"
+#include "timer/common_wdm_queue.h"
+#include "watched.h"
+
+using namespace bench;
+using testing::ElementsAre;
+
+namespace {
+
+/** A watchdog whose monitor is the test. */
+class Queue {
+public:
+    Queue()
+    {
+        watchdog.head = watchdog.tail = &watchdog.anchor;
+        sem_init(&watchdog.wake, 0, 0);
+    }
+    Queue(const Queue&) = delete;
+    Queue& operator=(const Queue&) = delete;
+    ~Queue()
+    {
+        for (auto* node = watchdog.head; node != nullptr;) {
+            auto* const next = common::next_of(*node);
+            if (node->subscriber != nullptr) {
+                common::release(node->subscriber, 1);
+                std::free(node);
+            }
+            node = next;
+        }
+        sem_destroy(&watchdog.wake);
+    }
+
+    /** The subscribers from head to tail; null for the anchor. */
+    std::vector<COMMON_wdm_Subscriber*> order() const
+    {
+        std::vector<COMMON_wdm_Subscriber*> all;
+        COMMON_wdm_Node* last = nullptr;
+        for (auto* node = watchdog.head; node != nullptr; node = common::next_of(*node)) {
+            all.push_back(node->subscriber);
+            last = node;
+        }
+        EXPECT_EQ(last, watchdog.tail);
+        return all;
+    }
+
+    int wake_posts()
+    {
+        int value = -1;
+        sem_getvalue(&watchdog.wake, &value);
+        return value;
+    }
+
+    COMMON_wdm watchdog{};
+};
+
+class CommonWdmQueue : public testing::Test {
+protected:
+    ~CommonWdmQueue() override
+    {
+        queue.reset();
+        for (auto* const subscriber : owned) {
+            COMMON_wdm_Unsubscribe(subscriber);
+        }
+    }
+
+    /** A subscriber in the queue. */
+    COMMON_wdm_Subscriber* subscribed()
+    {
+        auto* const subscriber = COMMON_wdm_Create_Subscriber(nullptr, nullptr);
+        COMMON_wdm_Subscribe(&queue->watchdog, subscriber, kLong_s);
+        owned.insert(subscriber);
+        return subscriber;
+    }
+
+    void unsubscribe(COMMON_wdm_Subscriber* subscriber)
+    {
+        owned.erase(subscriber);
+        COMMON_wdm_Unsubscribe(subscriber);
+    }
+
+    void collect() { common::wdm_GarbageCollect(queue->watchdog); }
+
+    std::vector<COMMON_wdm_Subscriber*> order() const { return queue->order(); }
+
+    std::unique_ptr<Queue> queue = std::make_unique<Queue>();
+    std::set<COMMON_wdm_Subscriber*> owned;
+};
+
+// Times.
+
+TEST_F(CommonWdmQueue, RemainingTimeOfNobodyIsTheLargestSignedNumber)
+{
+    EXPECT_EQ(common::wdm_CalcTime(nullptr), 2'147'483'647U);
+}
+
+TEST_F(CommonWdmQueue, RemainingTimeCountsDownAndWraps)
+{
+    auto* const subscriber = subscribed();
+    COMMON_wdm_Tickle(subscriber, 100);
+    const std::uint32_t left = common::wdm_CalcTime(subscriber);
+    EXPECT_LE(left, 100U);
+    EXPECT_GE(left, 98U);
+    subscriber->deadline = now_s() - 5;
+    EXPECT_GE(common::wdm_CalcTime(subscriber), UINT32_MAX - 8);
+    EXPECT_LE(common::wdm_CalcTime(subscriber), UINT32_MAX - 4);
+}
+
+TEST_F(CommonWdmQueue, TickleMovesTheDeadline)
+{
+    auto* const subscriber = subscribed();
+    const std::uint32_t before = now_s();
+    COMMON_wdm_Tickle(subscriber, 7200);
+    EXPECT_GE(subscriber->deadline, before + 7200);
+    EXPECT_LE(subscriber->deadline, now_s() + 7200);
+    EXPECT_THAT(order(), ElementsAre(nullptr, subscriber));
+}
+
+// Appending.
+
+TEST_F(CommonWdmQueue, HoldsTheAnchorAloneAtFirst)
+{
+    EXPECT_THAT(order(), ElementsAre(nullptr));
+}
+
+TEST_F(CommonWdmQueue, SubscribersAreAppended)
+{
+    auto* const first = subscribed();
+    auto* const second = subscribed();
+    EXPECT_THAT(order(), ElementsAre(nullptr, first, second));
+    EXPECT_EQ(queue->wake_posts(), 0) << "nobody sleeps";
+    EXPECT_EQ(first->watchdog, &queue->watchdog);
+}
+
+TEST_F(CommonWdmQueue, AppendingWakesAMonitorThatSleepsForWantOfSubscribers)
+{
+    queue->watchdog.anchor.next = common::kAsleep;
+    auto* const subscriber = subscribed();
+    EXPECT_EQ(queue->wake_posts(), 1);
+    EXPECT_THAT(order(), ElementsAre(nullptr, subscriber));
+}
+
+TEST_F(CommonWdmQueue, AppendingWakesAMonitorThatWaitsAtTheTail)
+{
+    std::atomic<bool> woken{false};
+    std::thread monitor([&] {
+        // Also when the append comes first, as the word has changed then.
+        common::futex_wait(common::futex_word(queue->watchdog.anchor), 0, timespec{600, 0});
+        woken = true;
+    });
+    subscribed();
+    EXPECT_TRUE(wait_until([&] { return woken.load(); }));
+    monitor.join();
+}
+
+TEST_F(CommonWdmQueue, LinksAreSeenByTheirLowHalf)
+{
+    COMMON_wdm_Node node{1, nullptr};
+    EXPECT_EQ(*common::futex_word(node), 1U);
+    node.next = common::kAsleep;
+    EXPECT_EQ(*common::futex_word(node), UINT32_MAX);
+}
+
+TEST_F(CommonWdmQueue, AddressThatLooksNullToAFutexIsNoLink)
+{
+    EXPECT_TRUE(common::is_linkable(0x1000, 16));
+    EXPECT_FALSE(common::is_linkable(0, 16));
+    EXPECT_TRUE(common::is_linkable(0xFFFF'FF00U, 0x100));
+#if UINTPTR_MAX > UINT32_MAX
+    EXPECT_FALSE(common::is_linkable(0x7F00'0000'0000, 16));
+    EXPECT_FALSE(common::is_linkable(0x7EFF'FFFF'FFF0, 32)) << "one within the block";
+    EXPECT_TRUE(common::is_linkable(0x7EFF'FFFF'FFF0, 16));
+    EXPECT_TRUE(common::is_linkable(0x7F00'0000'0010, 16));
+#endif
+}
+
+// Garbage.
+
+TEST_F(CommonWdmQueue, WatchedSubscribersStay)
+{
+    auto* const first = subscribed();
+    auto* const second = subscribed();
+    collect();
+    EXPECT_THAT(order(), ElementsAre(nullptr, first, second));
+}
+
+TEST_F(CommonWdmQueue, FiredOneInTheMiddleIsTakenOutAndStaysItsClients)
+{
+    auto* const first = subscribed();
+    auto* const fired = subscribed();
+    auto* const last = subscribed();
+    fired->fired = 1;
+    collect();
+    EXPECT_THAT(order(), ElementsAre(nullptr, first, last));
+    EXPECT_EQ(fired->holders, common::kClientHold);
+}
+
+TEST_F(CommonWdmQueue, LastOneIsTakenOutWithTheFirstNodeMovedBehindIt)
+{
+    auto* const first = subscribed();
+    auto* const second = subscribed();
+    unsubscribe(subscribed());
+    collect();
+    EXPECT_THAT(order(), ElementsAre(first, second, nullptr));
+    unsubscribe(second);
+    collect();
+    EXPECT_THAT(order(), ElementsAre(first, nullptr));
+}
+
+TEST_F(CommonWdmQueue, LastOneWhoseForerunnerIsMovedIsTakenOutAtTheHead)
+{
+    unsubscribe(subscribed());
+    collect();
+    EXPECT_THAT(order(), ElementsAre(nullptr));
+    auto* const subscriber = subscribed();
+    EXPECT_THAT(order(), ElementsAre(nullptr, subscriber)) << "and the queue is whole";
+}
+
+TEST_F(CommonWdmQueue, HeadIsTakenOut)
+{
+    auto* const head = subscribed();
+    auto* const second = subscribed();
+    unsubscribe(subscribed());
+    collect();
+    ASSERT_THAT(order(), ElementsAre(head, second, nullptr));
+    unsubscribe(head);
+    collect();
+    EXPECT_THAT(order(), ElementsAre(second, nullptr));
+}
+
+TEST_F(CommonWdmQueue, AllAreTakenOutAtOnce)
+{
+    for (int i = 0; i < 100; ++i) {
+        unsubscribe(subscribed());
+    }
+    collect();
+    EXPECT_THAT(order(), ElementsAre(nullptr));
+}
+
+/** A client has exchanged the tail but not yet set the link when the monitor takes the tail out. */
+TEST_F(CommonWdmQueue, NodeWhoseLinkIsStillMissingIsWaitedFor)
+{
+    auto* const first = subscribed();
+    auto* const fired = subscribed();
+    fired->fired = 1;
+    auto* const late = COMMON_wdm_Create_Subscriber(nullptr, nullptr);
+    owned.insert(late);
+    ++late->holders;
+    auto* const node = static_cast<COMMON_wdm_Node*>(std::malloc(sizeof(COMMON_wdm_Node)));
+    *node = {0, late};
+    auto* const before = std::atomic_ref(queue->watchdog.tail).exchange(node);
+    ASSERT_EQ(before->subscriber, fired);
+
+    std::thread monitor([&] { collect(); });
+    EXPECT_TRUE(wait_until([&] { return common::next_of(*node) == &queue->watchdog.anchor; }));
+    common::link(*before).exchange(reinterpret_cast<std::uintptr_t>(node));
+    monitor.join();
+    EXPECT_THAT(order(), ElementsAre(first, late, nullptr));
+}
+
+// More than one node of a subscriber.
+
+TEST_F(CommonWdmQueue, AllNodesOfAFiredSubscriberGo)
+{
+    auto* const twice = subscribed();
+    auto* const other = subscribed();
+    COMMON_wdm_Subscribe(&queue->watchdog, twice, 1);
+    ASSERT_THAT(order(), ElementsAre(nullptr, twice, other, twice));
+    twice->fired = 1;
+    collect();
+    EXPECT_THAT(order(), ElementsAre(other, nullptr));
+    EXPECT_EQ(twice->holders, common::kClientHold);
+}
+
+TEST_F(CommonWdmQueue, RecordWithTwoNodesIsFreedWithTheLastOfThem)
+{
+    auto* const twice = subscribed();
+    COMMON_wdm_Subscribe(&queue->watchdog, twice, 1);
+    unsubscribe(twice);
+    EXPECT_EQ(twice->holders, 2U);
+    collect();  // the address sanitizer watches
+    EXPECT_THAT(order(), ElementsAre(nullptr));
+}
+
+TEST_F(CommonWdmQueue, SurplusNodeOfAWatchedSubscriberGoes)
+{
+    auto* const twice = subscribed();
+    auto* const other = subscribed();
+    COMMON_wdm_Subscribe(&queue->watchdog, twice, 1);
+    collect();
+    EXPECT_THAT(order(), ElementsAre(nullptr, other, twice));
+    EXPECT_EQ(twice->holders, common::kClientHold + 1);
+}
+
+TEST_F(CommonWdmQueue, SubscriberThatIsSubscribedAnewWhileItsOldNodeIsThereIsWatchedOnce)
+{
+    auto* const again = subscribed();
+    again->fired = 1;
+    COMMON_wdm_Subscribe(&queue->watchdog, again, kLong_s);
+    EXPECT_EQ(again->fired, 0U);
+    collect();
+    EXPECT_THAT(order(), ElementsAre(nullptr, again));
+}
+
+TEST_F(CommonWdmQueue, TickleToAnEarlierTimeAppendsANode)
+{
+    auto* const subscriber = subscribed();
+    COMMON_wdm_Tickle(subscriber, 5);
+    EXPECT_THAT(order(), ElementsAre(nullptr, subscriber, subscriber));
+    COMMON_wdm_Tickle(subscriber, 50);
+    EXPECT_THAT(order(), ElementsAre(nullptr, subscriber, subscriber));
+    collect();
+    EXPECT_THAT(order(), ElementsAre(nullptr, subscriber));
+}
+
+TEST_F(CommonWdmQueue, TickleOfWhatIsNotWatchedAppendsNothing)
+{
+    auto* const subscriber = COMMON_wdm_Create_Subscriber(nullptr, nullptr);
+    owned.insert(subscriber);
+    COMMON_wdm_Tickle(subscriber, 50);
+    COMMON_wdm_Tickle(subscriber, 5);
+    EXPECT_THAT(order(), ElementsAre(nullptr));
+    EXPECT_EQ(subscriber->holders, common::kClientHold);
+}
+
+/** Whatever is done, the queue holds the anchor and each watched subscriber once after a
+ * collection. */
+TEST_F(CommonWdmQueue, RandomLifeCyclesKeepTheQueueWhole)
+{
+    std::mt19937 random(20);
+    std::set<COMMON_wdm_Subscriber*> watched;
+    const auto any = [&] {
+        return *std::next(watched.begin(), static_cast<std::ptrdiff_t>(random() % watched.size()));
+    };
+    for (int i = 0; i < 20'000; ++i) {
+        const auto choice = random() % 10;
+        if (choice < 4 || watched.empty()) {
+            watched.insert(subscribed());
+        } else if (choice < 6) {
+            auto* const gone = any();
+            watched.erase(gone);
+            unsubscribe(gone);
+        } else if (choice < 7) {
+            auto* const fired = any();
+            watched.erase(fired);
+            fired->fired = 1;
+        } else if (choice < 8) {
+            COMMON_wdm_Subscribe(&queue->watchdog, any(), kLong_s);
+        } else {
+            collect();
+            auto all = order();
+            EXPECT_EQ(std::erase(all, nullptr), 1U);
+            std::sort(all.begin(), all.end());
+            ASSERT_EQ(all, std::vector(watched.begin(), watched.end())) << "step " << i;
+        }
+    }
+}
+
+}  // namespace
