@@ -127,8 +127,13 @@ bool process_name(std::uint32_t pid, char* destination, std::size_t size) noexce
 {
     char path[32];
     std::snprintf(path, sizeof path, "/proc/%u/%s", pid, "status");
+    return process_name_from(path, destination, size);
+}
+
+bool process_name_from(const char* status_path, char* destination, std::size_t size) noexcept
+{
     LineReader file;
-    if (!file.open(path)) {
+    if (!file.open(status_path)) {
         return false;
     }
     char line[255];

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -56,6 +57,28 @@ inline void hide_proc()
     // What sanitizers do at the exit needs it.
     std::atexit([] { umount2("/proc", MNT_DETACH); });
 }
+
+/** A process file system with nothing in it but what is put there, until the end of the scope. */
+class FakeProcesses {
+public:
+    FakeProcesses()
+    {
+        if (mount("tmpfs", "/proc", "tmpfs", 0, nullptr) != 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot replace /proc");
+        }
+    }
+    ~FakeProcesses() { umount2("/proc", MNT_DETACH); }
+    FakeProcesses(const FakeProcesses&) = delete;
+    FakeProcesses& operator=(const FakeProcesses&) = delete;
+
+    /** Adds an entry, a number or not, with a status file. */
+    void add(const std::string& entry, std::string_view status)
+    {
+        const std::string folder = "/proc/" + entry;
+        std::filesystem::create_directories(folder);
+        std::ofstream(folder + "/status", std::ios::binary) << status;
+    }
+};
 
 }  // namespace bench
 

@@ -33,6 +33,10 @@
     X(strftime, "strftime", size_t, (char* text, size_t size, const char* format, const tm* time), (text, size, format, time), 0, Nowhere, ERANGE) \
     X(vsnprintf, "vsnprintf", int, (char* text, size_t size, const char* format, va_list values), (text, size, format, values), -1, Errno, EOVERFLOW) \
     X(fflush, "fflush", int, (FILE* stream), (stream), EOF, Errno, EIO) \
+    X(opendir, "opendir", DIR*, (const char* path), (path), nullptr, Errno, EACCES) \
+    X(readdir, "readdir64", dirent*, (DIR* folder), (folder), nullptr, Errno, EIO) \
+    X(kill, "kill", int, (pid_t process, int signal), (process, signal), -1, Errno, EPERM) \
+    X(usleep, "usleep", int, (useconds_t microseconds), (microseconds), -1, Errno, EINTR) \
     X(nanosleep, BENCH_SYMBOL("nanosleep", "__nanosleep64"), int, (const timespec* time, timespec* left), (time, left), -1, Errno, EINTR) \
     X(pthread_once, "pthread_once", int, (pthread_once_t* once, void (*function)()), (once, function), 0, Result, EINVAL) \
     X(pthread_key_create, "pthread_key_create", int, (pthread_key_t* key, void (*destructor)(void*)), (key, destructor), 0, Result, EAGAIN) \
@@ -108,7 +112,7 @@
         "__gmon_start__", "__register_atfork" /* pthread_atfork */, "_ITM_deregisterTMCloneTable", \
         "_ITM_registerTMCloneTable", "__pthread_register_cancel", "__pthread_unregister_cancel",   \
         "__pthread_unwind_next", "__sigsetjmp", "__stack_chk_fail", "__tls_get_addr",              \
-        "___tls_get_addr", "abort", "bsearch", "exit", "flockfile", "fprintf", "fputc", "fputs",   \
+        "___tls_get_addr", "abort", "bsearch", "closedir", "exit", "flockfile", "fprintf", "fputc", "fputs",   \
         "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "isspace", "memchr",     \
         "memcmp", "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",      \
         "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \

@@ -3,11 +3,13 @@
 // given to the compiler as assembler labels only, because what is "stat" in a source has another
 // name in the object file.
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
