@@ -17,7 +17,10 @@ add_library(
   containers/list_light.cpp
   containers/map.cpp
   containers/ring_buffer.cpp
+  files/folder.cpp
+  files/folder_items.cpp
   files/process.cpp
+  files/text.cpp
   foundation/initialisation.cpp
   foundation/mem_malloc.cpp
   foundation/settings_text.cpp

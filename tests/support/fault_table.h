@@ -24,6 +24,8 @@
 #define BENCH_PLAIN_CALLS(X) \
     X(read, "read", ssize_t, (int fd, void* buffer, size_t size), (fd, buffer, size), -1, Errno, EIO) \
     X(stat, BENCH_SYMBOL("stat64", "__stat64_time64"), int, (const char* path, struct stat* result), (path, result), -1, Errno, EACCES) \
+    X(mkdir, "mkdir", int, (const char* path, mode_t mode), (path, mode), -1, Errno, ENOSPC) \
+    X(unlink, "unlink", int, (const char* path), (path), -1, Errno, EACCES) \
     X(system, "system", int, (const char* command), (command), -1, Errno, ENOMEM) \
     X(clock_gettime, BENCH_SYMBOL("clock_gettime", "__clock_gettime64"), int, (clockid_t clock, timespec* time), (clock, time), -1, Errno, EINVAL) \
     X(clock_getres, BENCH_SYMBOL("clock_getres", "__clock_getres64"), int, (clockid_t clock, timespec* time), (clock, time), -1, Errno, EINVAL) \

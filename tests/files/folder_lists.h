@@ -1,0 +1,71 @@
+/**
+ * @file folder_lists.h
+ * Lists of folders (common.h) that release themselves, and files to be listed.
+ */
+#ifndef TESTS_FOLDER_LISTS_H
+#define TESTS_FOLDER_LISTS_H
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <dirent.h>
+#include <gtest/gtest.h>
+
+#include "common.h"
+
+namespace bench {
+
+/** A list, and how it came about. */
+class FolderList {
+public:
+    explicit FolderList(const char* folder, const char* regex = nullptr,
+                        int32_t filter = UTIL_FOLDER_ITEMS_ALL)
+        : status(UTIL_GetFolderItems(folder, regex, filter, &items))
+    {
+    }
+    ~FolderList() { EXPECT_EQ(UTIL_ReleaseFolderItems(&items), 100U); }
+    FolderList(const FolderList&) = delete;
+    FolderList& operator=(const FolderList&) = delete;
+
+    std::vector<std::string> names() const
+    {
+        return items.count == 0 ? std::vector<std::string>{}
+                                : std::vector<std::string>(items.items, items.items + items.count);
+    }
+
+    /** Whether it is as it is when nothing was kept. */
+    bool is_empty() const { return items.items == nullptr && items.count == 0; }
+
+    // What a call leaves alone shows as this.
+    UTIL_FolderItems items{nullptr, 77};
+    STATUS status;
+};
+
+/** Makes a file, and the folders above it. */
+inline void make_file(const std::string& path, const std::string& content = "")
+{
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path) << content;
+}
+
+/** The names of a folder's entries in its own order. */
+inline std::vector<std::string> names_in_order(const char* path)
+{
+    std::vector<std::string> names;
+    DIR* const folder = opendir(path);
+    if (folder == nullptr) {
+        ADD_FAILURE() << path;
+        return names;
+    }
+    while (const dirent* entry = readdir(folder)) {
+        names.emplace_back(entry->d_name);
+    }
+    closedir(folder);
+    return names;
+}
+
+}  // namespace bench
+
+#endif

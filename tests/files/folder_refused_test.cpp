@@ -1,0 +1,173 @@
+// What a listing does where memory or an expression is refused and the process goes on. The
+// library's own allocation never does that, so this program puts itself between the two.
+#include "common.h"
+
+#include <functional>
+
+#include <gmock/gmock.h>
+
+#include "folder_lists.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+#include "mem_malloc.h"
+#include "regexp.h"
+
+namespace {
+
+enum class Refused { Nothing, Malloc, Salloc, Realloc, Expression };
+
+/** What is refused from now on, after so many more calls of it. */
+Refused refused = Refused::Nothing;
+int granted = 0;
+
+/** The size that the last call for another size asked for. */
+std::uint32_t asked_for = 0;
+
+bool is_refused(Refused what)
+{
+    return refused == what && granted-- <= 0;
+}
+
+}  // namespace
+
+// The linker calls __wrap_NAME instead of a wrapped function, which is then __real_NAME.
+extern "C" void* real_malloc(uint32_t size) __asm__("__real_MEM_Malloc");
+extern "C" void* real_salloc(uint32_t size) __asm__("__real_MEM_Salloc");
+extern "C" void* real_realloc(void* block, uint32_t size) __asm__("__real_MEM_Realloc");
+extern "C" RegExp* real_new(const char* pattern, uint32_t flag) __asm__("__real_RegExp_New");
+extern "C" void* malloc_if_granted(uint32_t size) __asm__("__wrap_MEM_Malloc");
+extern "C" void* salloc_if_granted(uint32_t size) __asm__("__wrap_MEM_Salloc");
+extern "C" void* realloc_if_granted(void* block, uint32_t size) __asm__("__wrap_MEM_Realloc");
+extern "C" RegExp* new_if_granted(const char* pattern, uint32_t flag) __asm__("__wrap_RegExp_New");
+
+void* malloc_if_granted(uint32_t size)
+{
+    return is_refused(Refused::Malloc) ? nullptr : real_malloc(size);
+}
+
+void* salloc_if_granted(uint32_t size)
+{
+    return is_refused(Refused::Salloc) ? nullptr : real_salloc(size);
+}
+
+void* realloc_if_granted(void* block, uint32_t size)
+{
+    asked_for = size;
+    return is_refused(Refused::Realloc) ? nullptr : real_realloc(block, size);
+}
+
+RegExp* new_if_granted(const char* pattern, uint32_t flag)
+{
+    return is_refused(Refused::Expression) ? nullptr : real_new(pattern, flag);
+}
+
+namespace {
+
+using namespace bench;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+auto error(const std::string& message)
+{
+    return record(COMMON_LogLevelError, "COMMON", "common", "UTIL_GetFolderItems", message);
+}
+
+/** Runs a body with 25 entries in "/tmp/d" in which something is refused after so many calls. */
+Outcome run_refusing(Refused what, int count, const std::function<void()>& body)
+{
+    return run_fresh([&] {
+        for (int i = 0; i < 23; ++i) {
+            make_file("/tmp/d/" + std::to_string(i));
+        }
+        refused = what;
+        granted = count;
+        body();
+        refused = Refused::Nothing;
+    });
+}
+
+// Whatever is lost here is found by the build that looks for lost memory.
+
+TEST(FolderRefused, NoArray)
+{
+    const Outcome outcome = run_refusing(Refused::Salloc, 0, [] {
+        const FolderList list("/tmp/d");
+        EXPECT_EQ(list.status, 104U);
+        EXPECT_TRUE(list.is_empty());
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error("Not enough memory for the output data!")));
+}
+
+TEST(FolderRefused, NoExpression)
+{
+    const Outcome outcome = run_refusing(Refused::Expression, 0, [] {
+        const FolderList list("/tmp/missing", "x");
+        EXPECT_EQ(list.status, 104U);
+        EXPECT_TRUE(list.is_empty());
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error("RegExp_New() failed!")));
+}
+
+TEST(FolderRefused, NoCopyOfTheFirstName)
+{
+    const Outcome outcome = run_refusing(Refused::Malloc, 0, [] {
+        const FolderList list("/tmp/d");
+        EXPECT_EQ(list.status, 104U);
+        EXPECT_TRUE(list.is_empty());
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error("Cannot be allocated memory!")));
+}
+
+TEST(FolderRefused, NoCopyOfALaterNameKeepsThoseBefore)
+{
+    const Outcome outcome = run_refusing(Refused::Malloc, 12, [] {
+        const FolderList list("/tmp/d");
+        EXPECT_EQ(list.status, 104U);
+        std::vector<std::string> expected = names_in_order("/tmp/d");
+        expected.resize(12);
+        EXPECT_THAT(list.names(), testing::ElementsAreArray(expected));
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error("Cannot be allocated memory!")));
+}
+
+TEST(FolderRefused, NoMoreSlotsLoseTheNames)
+{
+    for (const int grown : {0, 1}) {
+        const Outcome outcome = run_refusing(Refused::Realloc, grown, [&] {
+            const FolderList list("/tmp/d");
+            EXPECT_EQ(list.status, 104U);
+            EXPECT_TRUE(list.is_empty());
+            EXPECT_EQ(asked_for, (grown == 0 ? 20 : 30) * sizeof(char*));
+        });
+        EXPECT_THAT(outcome, exited(0));
+        EXPECT_THAT(outcome.log, ElementsAre(error("Memory reallocation failed!")));
+    }
+}
+
+TEST(FolderRefused, ListThatCannotBeCutToSizeLosesTheNames)
+{
+    const Outcome outcome = run_refusing(Refused::Realloc, 2, [] {
+        const FolderList list("/tmp/d");
+        EXPECT_EQ(list.status, 104U);
+        EXPECT_TRUE(list.is_empty());
+        EXPECT_EQ(asked_for, 25 * sizeof(char*));
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error("Memory reallocation failed!")));
+}
+
+TEST(FolderRefused, NothingIsRefusedBeyondThat)
+{
+    const Outcome outcome = run_refusing(Refused::Realloc, 3, [] {
+        EXPECT_EQ(FolderList("/tmp/d").items.count, 25U);
+        EXPECT_EQ(granted, 0);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+}  // namespace
