@@ -19,6 +19,7 @@ add_library(
   containers/ring_buffer.cpp
   files/folder.cpp
   files/folder_items.cpp
+  files/oxa_file.cpp
   files/process.cpp
   files/text.cpp
   foundation/initialisation.cpp

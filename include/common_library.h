@@ -33,6 +33,7 @@
 #include "hsm_trace.h"
 #include "ls_hsm.h"
 #include "mem_malloc.h"
+#include "oxa_file.h"
 #include "oxa_logger.h"
 #include "oxavar.h"
 #include "regexp.h"

@@ -7,13 +7,16 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include <dirent.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "common.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
 
 namespace bench {
 
@@ -64,6 +67,25 @@ inline std::vector<std::string> names_in_order(const char* path)
     }
     closedir(folder);
     return names;
+}
+
+/** The function that reports whatever goes wrong while a folder is listed. */
+inline constexpr char kListing[] = "UTIL_GetFolderItems";
+
+inline constexpr char kInvalid[] = "One or more invalid parameters are detected!";
+
+inline auto warning(const char* function, const std::string& message)
+{
+    return record(COMMON_LogLevelWarn, "COMMON", "common", function, message);
+}
+
+/** Runs a body in a fresh process that must neither log nor print anything. */
+inline void run_silently(const std::function<void()>& body)
+{
+    const Outcome outcome = run_fresh(body);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, testing::IsEmpty());
+    EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
 }  // namespace bench

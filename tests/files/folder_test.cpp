@@ -360,8 +360,8 @@ TEST(FolderMaking, RepeatedSlashesCountOnce)
               "");
 }
 
-const auto kInvalid = record(COMMON_LogLevelError, "COMMON", "common", "UTIL_CreateFolderRecursive",
-                             "One or more invalid parameters are detected!");
+const auto kNoPath = record(COMMON_LogLevelError, "COMMON", "common", "UTIL_CreateFolderRecursive",
+                            "One or more invalid parameters are detected!");
 
 auto not_made(const std::string& message)
 {
@@ -377,7 +377,7 @@ TEST(FolderMaking, NullAndEmptyPathsAreReported)
         EXPECT_EQ(fault::calls(Call::mkdir), 0);
     });
     EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(kInvalid, kInvalid));
+    EXPECT_THAT(outcome.log, ElementsAre(kNoPath, kNoPath));
 }
 
 TEST(FolderMaking, FirstFailureIsReportedAndEndsIt)

@@ -24,6 +24,13 @@
 #define BENCH_PLAIN_CALLS(X) \
     X(read, "read", ssize_t, (int fd, void* buffer, size_t size), (fd, buffer, size), -1, Errno, EIO) \
     X(stat, BENCH_SYMBOL("stat64", "__stat64_time64"), int, (const char* path, struct stat* result), (path, result), -1, Errno, EACCES) \
+    X(fstat, BENCH_SYMBOL("fstat64", "__fstat64_time64"), int, (int fd, struct stat* result), (fd, result), -1, Errno, EIO) \
+    X(fopen, "fopen64", FILE*, (const char* path, const char* mode), (path, mode), nullptr, Errno, EACCES) \
+    X(fseek, "fseek", int, (FILE* stream, long offset, int origin), (stream, offset, origin), -1, Errno, EINVAL) \
+    X(ftell, "ftell", long, (FILE* stream), (stream), -1, Errno, ESPIPE) \
+    X(fileno, "fileno", int, (FILE* stream), (stream), -1, Errno, EBADF) \
+    X(fgetc, "fgetc", int, (FILE* stream), (stream), EOF, Errno, EIO) \
+    X(fputc, "fputc", int, (int character, FILE* stream), (character, stream), EOF, Errno, EIO) \
     X(mkdir, "mkdir", int, (const char* path, mode_t mode), (path, mode), -1, Errno, ENOSPC) \
     X(unlink, "unlink", int, (const char* path), (path), -1, Errno, EACCES) \
     X(system, "system", int, (const char* command), (command), -1, Errno, ENOMEM) \
@@ -89,6 +96,9 @@
     X(realloc, "realloc", void*, (void* block, size_t size), (block, size), nullptr, Errno, ENOMEM) \
     X(strdup, "strdup", char*, (const char* text), (text), nullptr, Errno, ENOMEM) \
     X(syscall, "syscall", long, (long number, ...), (number), -1, Errno, EINTR) \
+    X(fread, "fread", size_t, (void* buffer, size_t size, size_t count, FILE* stream), (buffer, size, count, stream), 0, Errno, EIO) \
+    X(fwrite, "fwrite", size_t, (const void* buffer, size_t size, size_t count, FILE* stream), (buffer, size, count, stream), 0, Errno, ENOSPC) \
+    X(fclose, "fclose", int, (FILE* stream), (stream), EOF, Errno, EIO) \
     X(open, "open64", int, (const char* path, int flags, ...), (path, flags), -1, Errno, EACCES) \
     X(close, "close", int, (int fd), (fd), -1, Errno, EIO) \
     X(dlopen, "dlopen", void*, (const char* path, int flags), (path, flags), nullptr, Nowhere, ENOENT) \
@@ -122,5 +132,13 @@
         "strchr", "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen",    \
         "strrchr", "strspn", "strstr", "strtol", "strtoul", "strtoull", "syslog", "tzset",         \
         "vfprintf"
+        "___tls_get_addr", "abort", "bsearch", "closedir", "exit", "feof", "ferror", "flockfile",  \
+        "fprintf", "fputs", "funlockfile", "getenv", "getpid", "gettid", "isprint", "isspace",     \
+        "memchr", "memcmp", "memcpy", "memmove", "memset", "openlog", "printf",                    \
+        "pthread_attr_destroy", "pthread_exit", "pthread_getspecific", "pthread_self",             \
+        "pthread_setcancelstate", "putchar", "puts", "qsort", "regfree", "snprintf", "sprintf",    \
+        "stderr", "stdout", "strchr", "strchrnul", "strcmp", "strerror", "strlen", "strncmp",      \
+        "strncpy", "strnlen", "strrchr", "strspn", "strstr", "strtol", "strtoul", "strtoull",      \
+        "syslog", "tzset", "vfprintf"
 
 #endif

@@ -1,0 +1,235 @@
+#include "oxa_file.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "log/report.h"
+#include "platform/uncancelled_scope.h"
+
+namespace {
+
+constexpr common::Source kSource{"oxa_file", common::Module::Common};
+
+/// A size or position as callers get it: -1, with errno as the system sets it, when it is too
+/// large.
+std::int32_t narrowed(std::int64_t bytes) noexcept
+{
+    if (bytes > INT32_MAX) {
+        errno = EOVERFLOW;
+        return -1;
+    }
+    return static_cast<std::int32_t>(bytes);
+}
+
+/// An element size or count as the C library takes it. A negative one would stand for nearly all of
+/// the memory.
+constexpr std::size_t at_least_nothing(std::int32_t number) noexcept
+{
+    return number < 0 ? 0 : static_cast<std::size_t>(number);
+}
+
+}  // namespace
+
+extern "C" {
+
+FILE* FILE_Open(const char* path, const char* mode)
+{
+    errno = 0;
+    if (path == nullptr || mode == nullptr) {
+        COMMON_REPORT(kSource, Critical, "FILE_Open() failed, Null Parameter");
+        return nullptr;
+    }
+    FILE* const stream = std::fopen(path, mode);
+    if (stream == nullptr) {
+        COMMON_REPORT(kSource, Critical, "FILE_Open() failed opening %s, returned:  %s", path,
+                      std::strerror(errno));
+    }
+    return stream;
+}
+
+uint32_t FILE_Close(FILE* stream)
+{
+    errno = 0;
+    if (stream == nullptr) {
+        COMMON_REPORT(kSource, Critical, "FILE_Close() failed, NULL fp");
+        return 0;
+    }
+    if (std::fclose(stream) != 0) {
+        COMMON_REPORT(kSource, Critical, "FILE_Close() failed, returned:  %s",
+                      std::strerror(errno));
+        return 0;
+    }
+    return 1;
+}
+
+int32_t FILE_Read(void* buffer, int32_t size, int32_t count, FILE* stream)
+{
+    errno = 0;
+    if (buffer == nullptr || stream == nullptr) {
+        COMMON_REPORT(kSource, Critical, "FILE_Read() failed, NULL pointer");
+        return 0;
+    }
+    const std::size_t done =
+        std::fread(buffer, at_least_nothing(size), at_least_nothing(count), stream);
+    if (std::ferror(stream) != 0) {
+        COMMON_REPORT(kSource, Critical, "FILE_Read() failed, returned:  %s", std::strerror(errno));
+    }
+    return static_cast<std::int32_t>(done);
+}
+
+int32_t FILE_Write(const void* buffer, int32_t size, int32_t count, FILE* stream)
+{
+    errno = 0;
+    if (buffer == nullptr || stream == nullptr) {
+        COMMON_REPORT(kSource, Critical, "FILE_Write() failed, NULL pointer");
+        return 0;
+    }
+    const std::size_t done =
+        std::fwrite(buffer, at_least_nothing(size), at_least_nothing(count), stream);
+    if (std::ferror(stream) != 0) {
+        COMMON_REPORT(kSource, Critical, "FILE_Write() failed, returned:  %s",
+                      std::strerror(errno));
+    }
+    return static_cast<std::int32_t>(done);
+}
+
+uint32_t FILE_Seek(FILE* stream, int32_t offset, int32_t origin)
+{
+    errno = 0;
+    if (stream == nullptr) {
+        COMMON_REPORT(kSource, Critical, "FILE_Seek() failed, NULL file pointer");
+        return 0;
+    }
+    if (std::fseek(stream, offset, origin) != 0) {
+        COMMON_REPORT(kSource, Critical, "FILE_Seek() failed, returned:  %s", std::strerror(errno));
+        return 0;
+    }
+    return 1;
+}
+
+int32_t FILE_GetChar(FILE* stream)
+{
+    errno = 0;
+    if (stream == nullptr) {
+        COMMON_REPORT(kSource, Critical, "FILE_GetChar() failed, NULL file pointer");
+        return -1;
+    }
+    const int character = std::fgetc(stream);
+    if (character == EOF && std::feof(stream) == 0) {
+        COMMON_REPORT(kSource, Critical, "FILE_GetChar() failed, returned:  %s",
+                      std::strerror(errno));
+    }
+    return character;
+}
+
+uint32_t FILE_PutChar(int32_t character, FILE* stream)
+{
+    errno = 0;
+    if (stream == nullptr) {
+        COMMON_REPORT(kSource, Critical, "FILE_PutChar() failed, NULL file pointer");
+        return 0;
+    }
+    // Compared with the number as given: callers learn that way that it was no character.
+    if (std::fputc(character, stream) != character) {
+        COMMON_REPORT(kSource, Critical, "FILE_PutChar() failed, returned:  %s",
+                      std::strerror(errno));
+        return 0;
+    }
+    return 1;
+}
+
+uint32_t FILE_Flush(FILE* stream)
+{
+    errno = 0;
+    // Null is allowed: callers flush all streams that way.
+    if (std::fflush(stream) != 0) {
+        COMMON_REPORT(kSource, Critical, "FILE_Flush() failed, returned:  %s",
+                      std::strerror(errno));
+        return 0;
+    }
+    return 1;
+}
+
+int32_t FILE_Tell(FILE* stream)
+{
+    errno = 0;
+    if (stream == nullptr) {
+        COMMON_REPORT(kSource, Critical, "The input parameter \"fp\" is invalid!");
+        return -1;
+    }
+    const std::int32_t position = narrowed(std::ftell(stream));
+    if (position < 0) {
+        COMMON_REPORT(kSource, Critical, "FILE_Tell() failed, returned:  %s", std::strerror(errno));
+        return -1;
+    }
+    return position;
+}
+
+int32_t FILE_GetFileSize(FILE* stream)
+{
+    errno = 0;
+    if (stream == nullptr) {
+        COMMON_REPORT(kSource, Error, "One or more invalid parameters are detected!");
+        return -1;
+    }
+    const int descriptor = fileno(stream);
+    if (descriptor == -1) {
+        COMMON_REPORT(kSource, Error, "Conversion stream -> file descriptior failed!");
+        return -1;
+    }
+    struct stat status;
+    const std::int32_t size = fstat(descriptor, &status) == 0 ? narrowed(status.st_size) : -1;
+    if (size < 0) {
+        COMMON_REPORT(kSource, Error, "Cannot get file attributes!");
+        return -1;
+    }
+    return size;
+}
+
+int32_t FILE_GetFileSizeByName(const char* path)
+{
+    errno = 0;
+    if (path == nullptr) {
+        COMMON_REPORT(kSource, Error, "One or more invalid parameters are detected!");
+        return -1;
+    }
+    struct stat status;
+    const std::int32_t size = stat(path, &status) == 0 ? narrowed(status.st_size) : -1;
+    if (size < 0) {
+        COMMON_REPORT(kSource, Error, "Cannot get file attributes!");
+        return -1;
+    }
+    return size;
+}
+
+int32_t FILE_OpenAndRead(void* buffer, int32_t size, int32_t count, const char* path)
+{
+    const common::UncancelledScope uncancelled;
+    FILE* const stream = FILE_Open(path, "rb");
+    if (stream == nullptr) {
+        return 0;
+    }
+    const std::int32_t done = FILE_Read(buffer, size, count, stream);
+    FILE_Close(stream);
+    return done;
+}
+
+int32_t FILE_OpenAndWrite(const void* buffer, int32_t size, int32_t count, const char* path)
+{
+    const common::UncancelledScope uncancelled;
+    FILE* const stream = FILE_Open(path, "wb");
+    if (stream == nullptr) {
+        return 0;
+    }
+    const std::int32_t done = FILE_Write(buffer, size, count, stream);
+    FILE_Flush(stream);
+    FILE_Close(stream);
+    return done;
+}
+
+}  // extern "C"

@@ -1,0 +1,54 @@
+/**
+ * @file file_reports.h
+ * What the functions for streams (oxa_file.h) report, and files to try them on.
+ */
+#ifndef TESTS_FILE_REPORTS_H
+#define TESTS_FILE_REPORTS_H
+
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "fresh_process.h"
+#include "log_matchers.h"
+
+namespace bench {
+
+inline auto critical(const std::string& function, const std::string& message)
+{
+    return record(COMMON_LogLevelCritical, "COMMON", "oxa_file", function, message);
+}
+
+inline auto error(const std::string& function, const std::string& message)
+{
+    return record(COMMON_LogLevelError, "COMMON", "oxa_file", function, message);
+}
+
+/** What a body that must return normally, and print nothing, logs. */
+inline std::vector<LogRecord> records_of(const std::function<void()>& body)
+{
+    const Outcome outcome = run_fresh(body);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(outcome.out + outcome.err, "");
+    return outcome.log;
+}
+
+inline void make_content(const std::string& path, const std::string& content)
+{
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+inline std::string content_of(const std::string& path)
+{
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+}  // namespace bench
+
+#endif

@@ -1,0 +1,325 @@
+// Lists of a folder's entries: empty ones, failures, memory, and what is done with a list.
+#include "common.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <gmock/gmock.h>
+
+#include "fault.h"
+#include "folder_lists.h"
+#include "fresh_process.h"
+#include "log_matchers.h"
+#include "mem_malloc.h"
+
+using namespace bench;
+using fault::Call;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr auto kFiles = UTIL_FOLDER_ITEMS_FILES;
+constexpr auto kFolders = UTIL_FOLDER_ITEMS_FOLDERS;
+constexpr char kByIndex[] = "UTIL_GetFolderItemByIndex";
+
+auto error(const char* function, const std::string& message)
+{
+    return record(COMMON_LogLevelError, "COMMON", "common", function, message);
+}
+
+// ---------------------------------------------------------------------------------- nothing there
+
+TEST(FolderItems, NothingKeptIsAnEmptyList)
+{
+    const Outcome outcome = run_fresh([] {
+        make_file("/tmp/d/file");
+        FolderList list("/tmp/d", "nothing like it");
+        EXPECT_EQ(list.status, 100U);
+        EXPECT_TRUE(list.is_empty());
+        std::uint32_t count = 77;
+        EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, &count), 100U);
+        EXPECT_EQ(count, 0U);
+        char name[8] = "kept";
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, name, sizeof name), 104U);
+        EXPECT_STREQ(name, "kept");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(warning(kByIndex, "The specified index is out of range!")));
+}
+
+TEST(FolderItems, FolderThatCannotBeOpenedIsReported)
+{
+    const Outcome outcome = run_fresh([] {
+        make_file("/tmp/file");
+        for (const char* folder : {"/tmp/missing", "/tmp/file", ""}) {
+            const FolderList list(folder, "x");
+            EXPECT_EQ(list.status, 104U);
+            EXPECT_TRUE(list.is_empty());
+        }
+        fault::fail(Call::opendir, 1, EMFILE);
+        EXPECT_EQ(FolderList("/tmp").status, 104U);
+        EXPECT_EQ(fault::fired(), 1);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "opendir(\"/tmp/missing\") failed!"),
+                                         warning(kListing, "opendir(\"/tmp/file\") failed!"),
+                                         warning(kListing, "opendir(\"\") failed!"),
+                                         warning(kListing, "opendir(\"/tmp\") failed!")));
+}
+
+// The C library tells both in the same way.
+TEST(FolderItems, FolderThatCannotBeReadOnHasComeToItsEnd)
+{
+    run_silently([] {
+        make_file("/tmp/d/file");
+        make_file("/tmp/d/other");
+        fault::fail_from(Call::readdir, 3, EIO);
+        const FolderList list("/tmp/d");
+        EXPECT_EQ(list.status, 100U);
+        EXPECT_EQ(list.items.count, 2U);
+    });
+}
+
+TEST(FolderItems, MissingArgumentsAreReportedAndLeaveTheListAlone)
+{
+    const Outcome outcome = run_fresh([] {
+        UTIL_FolderItems items{nullptr, 77};
+        EXPECT_EQ(UTIL_GetFolderItems(nullptr, nullptr, 0, &items), 120U);
+        EXPECT_EQ(items.count, 77U);
+        EXPECT_EQ(UTIL_GetFolderItems("/tmp", nullptr, 0, nullptr), 120U);
+        EXPECT_EQ(UTIL_GetFolderItems(nullptr, "(", 0, nullptr), 120U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error(kListing, kInvalid), error(kListing, kInvalid),
+                                         error(kListing, kInvalid)));
+}
+
+// ----------------------------------------------------------------------------------------- memory
+
+class FolderItemsCount : public testing::TestWithParam<int> {};
+
+TEST_P(FolderItemsCount, EveryNameIsThereOnce)
+{
+    run_silently([] {
+        const int files = GetParam();
+        fs::create_directory("/tmp/d");
+        for (int i = 0; i < files; ++i) {
+            make_file("/tmp/d/" + std::to_string(i));
+        }
+        const FolderList list("/tmp/d", "\\d");
+        EXPECT_EQ(list.items.count, static_cast<std::uint32_t>(files));
+        std::vector<std::string> expected = names_in_order("/tmp/d");
+        std::erase(expected, ".");
+        std::erase(expected, "..");
+        EXPECT_THAT(list.names(), ElementsAreArray(expected));
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, FolderItemsCount,
+                         testing::Values(1, 9, 10, 11, 20, 21, 99, 100, 101, 149, 150, 151, 1000),
+                         testing::PrintToStringParamName());
+
+// Ten slots, twenty, thirty, and then the twenty-five that are needed.
+TEST(FolderItems, ListGrowsByTenSlotsAndIsCutToSize)
+{
+    run_silently([] {
+        for (int i = 0; i < 23; ++i) {
+            make_file("/tmp/d/" + std::to_string(i));
+        }
+        fault::reset();
+        const FolderList list("/tmp/d");
+        EXPECT_EQ(list.items.count, 25U);
+        EXPECT_EQ(fault::calls(Call::realloc), 3);
+    });
+}
+
+TEST(FolderItems, FullListIsNotCut)
+{
+    run_silently([] {
+        for (int i = 0; i < 8; ++i) {
+            make_file("/tmp/d/" + std::to_string(i));
+        }
+        fault::reset();
+        EXPECT_EQ(FolderList("/tmp/d").items.count, 10U);
+        EXPECT_EQ(fault::calls(Call::realloc), 0);
+    });
+}
+
+TEST(FolderItems, LongListGrowsInFewSteps)
+{
+    run_silently([] {
+        for (int i = 0; i < 10'000; ++i) {
+            make_file("/tmp/d/" + std::to_string(i));
+        }
+        fault::reset();
+        EXPECT_EQ(FolderList("/tmp/d").items.count, 10'002U);
+        EXPECT_LT(fault::calls(Call::realloc), 40);
+    });
+}
+
+TEST(FolderItems, EveryBlockIsGivenBack)
+{
+    const Outcome outcome = run_fresh([] {
+        make_file("/tmp/d/file");
+        fs::create_symlink("nowhere", "/tmp/d/dangling");
+        FolderList("/tmp/missing");
+        const long blocks = fault::outstanding_blocks();
+        FolderList("/tmp/d");
+        FolderList("/tmp/d", "nothing like it");
+        FolderList("/tmp/d", "i", kFiles);
+        FolderList("/tmp/d", "i", kFolders);
+        FolderList("/tmp/missing", "x");
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+        {
+            const FolderList list("/tmp/d");
+            EXPECT_EQ(fault::outstanding_blocks(), blocks + 5) << "four names and their array";
+        }
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(FolderItems, RunningOutOfMemoryEndsTheProcess)
+{
+    EXPECT_THAT(run_fresh([] {
+                    fault::fail(Call::malloc);
+                    FolderList("/tmp");
+                }),
+                exited(1));
+    EXPECT_THAT(run_fresh([] {
+                    fault::fail(Call::malloc, 2);
+                    FolderList("/tmp");
+                }),
+                exited(1));
+    EXPECT_THAT(run_fresh([] {
+                    fault::fail(Call::realloc);
+                    FolderList("/tmp");
+                }),
+                exited(1));
+}
+
+// ------------------------------------------------------------------------------------- using lists
+
+TEST(FolderItems, CountIsGiven)
+{
+    const Outcome outcome = run_fresh([] {
+        make_file("/tmp/d/file");
+        const FolderList list("/tmp/d");
+        std::uint32_t count = 77;
+        EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, &count), 100U);
+        EXPECT_EQ(count, 3U);
+        count = 77;
+        EXPECT_EQ(UTIL_GetFolderItemsCount(nullptr, &count), 120U);
+        EXPECT_EQ(count, 77U);
+        EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, nullptr), 120U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    const auto invalid = error("UTIL_GetFolderItemsCount", kInvalid);
+    EXPECT_THAT(outcome.log, ElementsAre(invalid, invalid));
+}
+
+TEST(FolderItems, NameIsCopiedAsStrncpyDoes)
+{
+    run_silently([] {
+        make_file("/tmp/d/name");
+        const FolderList list("/tmp/d", "name");
+        for (const std::uint32_t size : {5U, 6U, 12U}) {
+            char buffer[16];
+            std::memset(buffer, 'x', sizeof buffer);
+            EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, size), 100U);
+            const std::string expected =
+                "name" + std::string(size - 4, '\0') + std::string(sizeof buffer - size, 'x');
+            EXPECT_EQ(std::string(buffer, sizeof buffer), expected);
+        }
+    });
+}
+
+TEST(FolderItems, BufferThatIsTooSmallIsEmptied)
+{
+    const Outcome outcome = run_fresh([] {
+        make_file("/tmp/d/name");
+        const FolderList list("/tmp/d", "name");
+        for (const std::uint32_t size : {4U, 1U}) {
+            char buffer[8] = "before";
+            EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, size), 104U);
+            EXPECT_EQ(std::string(buffer, 7), std::string("\0efore\0", 7));
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(warning(kByIndex, "Insufficient buffer, Required: 5, Given: 4"),
+                            warning(kByIndex, "Insufficient buffer, Required: 5, Given: 1")));
+}
+
+TEST(FolderItems, IndexMustBeThatOfAName)
+{
+    const Outcome outcome = run_fresh([] {
+        make_file("/tmp/d/name");
+        FolderList list("/tmp/d", "name");
+        char buffer[8] = "before";
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 1, buffer, sizeof buffer), 104U);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, UINT32_MAX, buffer, 1), 104U);
+        MEM_Free(list.items.items[0]);
+        list.items.items[0] = nullptr;
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, sizeof buffer), 104U);
+        const UTIL_FolderItems without_names{nullptr, 3};
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&without_names, 0, buffer, sizeof buffer), 104U);
+        EXPECT_STREQ(buffer, "before");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    const auto out_of_range = warning(kByIndex, "The specified index is out of range!");
+    EXPECT_THAT(outcome.log, ElementsAre(out_of_range, out_of_range, out_of_range, out_of_range));
+}
+
+TEST(FolderItems, MissingArgumentsOfACopyAreReported)
+{
+    const Outcome outcome = run_fresh([] {
+        const FolderList list("/tmp");
+        char buffer[8] = "before";
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(nullptr, 0, buffer, sizeof buffer), 120U);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, nullptr, 8), 120U);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, 0), 120U);
+        EXPECT_STREQ(buffer, "before");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    const auto invalid = error(kByIndex, kInvalid);
+    EXPECT_THAT(outcome.log, ElementsAre(invalid, invalid, invalid));
+}
+
+TEST(FolderItems, ReleasedListIsEmptyAndMayBeReleasedAgain)
+{
+    run_silently([] {
+        UTIL_FolderItems items{nullptr, 0};
+        EXPECT_EQ(UTIL_GetFolderItems("/tmp", nullptr, 0, &items), 100U);
+        EXPECT_EQ(UTIL_ReleaseFolderItems(&items), 100U);
+        EXPECT_EQ(items.items, nullptr);
+        EXPECT_EQ(items.count, 0U);
+        EXPECT_EQ(UTIL_ReleaseFolderItems(&items), 100U);
+    });
+}
+
+TEST(FolderItems, ListWithoutNamesIsLeftAlone)
+{
+    run_silently([] {
+        char* slots[1] = {nullptr};
+        UTIL_FolderItems no_count{slots, 0};
+        EXPECT_EQ(UTIL_ReleaseFolderItems(&no_count), 100U);
+        EXPECT_EQ(no_count.items, slots);
+        UTIL_FolderItems no_array{nullptr, 3};
+        EXPECT_EQ(UTIL_ReleaseFolderItems(&no_array), 100U);
+        EXPECT_EQ(no_array.count, 3U);
+    });
+}
+
+TEST(FolderItems, NothingToReleaseIsReported)
+{
+    const Outcome outcome = run_fresh([] { EXPECT_EQ(UTIL_ReleaseFolderItems(nullptr), 120U); });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(error("UTIL_ReleaseFolderItems", kInvalid)));
+}
+
+}  // namespace
