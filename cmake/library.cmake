@@ -17,6 +17,7 @@ add_library(
   containers/list_light.cpp
   containers/map.cpp
   containers/ring_buffer.cpp
+  files/error_counter.cpp
   files/folder.cpp
   files/folder_items.cpp
   files/oxa_file.cpp

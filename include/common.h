@@ -1,6 +1,6 @@
 /**
  * @file common.h
- * File, folder and process utilities.
+ * File, folder and process utilities, texts and dumps, and a counter of errors.
  */
 #ifndef COMMON_COMMON_H
 #define COMMON_COMMON_H
@@ -210,6 +210,41 @@ uint32_t UTIL_FindPid(uint32_t pid);
  *         no such process) or the process still exists after the time.
  */
 uint32_t UTIL_TerminatePid(uint32_t pid, uint32_t timeout_ms, uint32_t force);
+
+/** @} */
+
+/**
+ * @name Error counter
+ *
+ * Counts the errors of a service over its restarts, so that it stops trying again at a limit of 50.
+ * The count is the one byte of the file "/dev/shmem/bterrors.log", as a number; no file is a count
+ * of 0, and whoever wants to count anew removes it. Failures are printed to standard output (that
+ * of reading, to standard error), not logged; none blocks the caller. There is no lock: of two
+ * processes that count in the same moment one may be lost.
+ * @{
+ */
+
+/**
+ * Reads the count. An empty file is removed ("ReadBTErrorCount: Corrupt file: %s, deleting...\n").
+ * @return 0 to 255; -1 after a failure.
+ */
+int32_t bterrors_ReadErrorCount(void);
+
+/**
+ * Tells whether the limit is reached.
+ * @return 1 when the count is 50 or more, else 0; 0 also when it cannot be read.
+ */
+uint32_t BTE_IsErrorLimitReached(void);
+
+/**
+ * Counts an error. A count of 50 or more, or one that cannot be read, leaves the file as it is.
+ * @return the count, or -1 when it could not be read; not whether the file could be written, which
+ *         is printed ("WriteBTErrorCount: Couldn't open file for writing: %s\n").
+ */
+int32_t BTE_LogError(void);
+
+/** Does nothing; kept for those who call it. @return 0. */
+uint32_t FlashWriteErrorDTC(void);
 
 /** @} */
 

@@ -134,11 +134,11 @@
         "vfprintf"
         "___tls_get_addr", "abort", "bsearch", "closedir", "exit", "feof", "ferror", "flockfile",  \
         "fprintf", "fputs", "funlockfile", "getenv", "getpid", "gettid", "isprint", "isspace",     \
-        "memchr", "memcmp", "memcpy", "memmove", "memset", "openlog", "printf",                    \
+        "memchr", "memcmp", "memcpy", "memmove", "memset", "openlog", "perror", "printf",          \
         "pthread_attr_destroy", "pthread_exit", "pthread_getspecific", "pthread_self",             \
-        "pthread_setcancelstate", "putchar", "puts", "qsort", "regfree", "snprintf", "sprintf",    \
-        "stderr", "stdout", "strchr", "strchrnul", "strcmp", "strerror", "strlen", "strncmp",      \
-        "strncpy", "strnlen", "strrchr", "strspn", "strstr", "strtol", "strtoul", "strtoull",      \
-        "syslog", "tzset", "vfprintf"
+        "pthread_setcancelstate", "putchar", "puts", "qsort", "regfree", "setvbuf", "snprintf",    \
+        "sprintf", "stderr", "stdout", "strchr", "strchrnul", "strcmp", "strerror", "strlen",      \
+        "strncmp", "strncpy", "strnlen", "strrchr", "strspn", "strstr", "strtol", "strtoul",       \
+        "strtoull", "syslog", "tzset", "vfprintf"
 
 #endif

@@ -1,0 +1,269 @@
+// The counter of errors that outlives the process.
+#include "common.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "fault.h"
+#include "file_reports.h"
+#include "fresh_process.h"
+
+using namespace bench;
+using fault::Call;
+using testing::IsEmpty;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kFile[] = "/dev/shmem/bterrors.log";
+
+const FreshSetup kWithFolder{.prepare = [] { fs::create_directory("/dev/shmem"); }};
+
+std::string byte(int value)
+{
+    return std::string(1, static_cast<char>(value));
+}
+
+void hold(const std::string& content)
+{
+    make_content(kFile, content);
+}
+
+std::string held()
+{
+    return fs::exists(kFile) ? content_of(kFile) : "(no file)";
+}
+
+/** Runs a body that logs nothing. @return what it prints, to standard error behind a bar. */
+std::string printed_by(const FreshSetup& setup, const std::function<void()>& body)
+{
+    const Outcome outcome = run_fresh(setup, body);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, IsEmpty());
+    return outcome.out + (outcome.err.empty() ? "" : "|" + outcome.err);
+}
+
+std::string printed_by(const std::function<void()>& body)
+{
+    return printed_by(kWithFolder, body);
+}
+
+TEST(ErrorCounter, NoFileIsACountOfNone)
+{
+    EXPECT_EQ(printed_by([] {
+                  EXPECT_EQ(bterrors_ReadErrorCount(), 0);
+                  EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+                  EXPECT_EQ(held(), "(no file)") << "reading makes none";
+              }),
+              "");
+}
+
+TEST(ErrorCounter, FirstErrorMakesTheFile)
+{
+    EXPECT_EQ(printed_by([] {
+                  EXPECT_EQ(BTE_LogError(), 1);
+                  EXPECT_EQ(held(), byte(1));
+                  EXPECT_EQ(bterrors_ReadErrorCount(), 1);
+              }),
+              "");
+}
+
+TEST(ErrorCounter, FiftyErrorsReachTheLimit)
+{
+    EXPECT_EQ(printed_by([] {
+                  for (int count = 1; count <= 50; ++count) {
+                      EXPECT_EQ(BTE_IsErrorLimitReached(), 0U) << count;
+                      EXPECT_EQ(BTE_LogError(), count);
+                      EXPECT_EQ(held(), byte(count));
+                  }
+                  EXPECT_EQ(BTE_IsErrorLimitReached(), 1U);
+                  fault::reset();
+                  EXPECT_EQ(BTE_LogError(), 50);
+                  EXPECT_EQ(BTE_LogError(), 50);
+                  EXPECT_EQ(held(), byte(50));
+                  EXPECT_EQ(fault::calls(Call::fopen), 2) << "to be read, not to be written";
+                  EXPECT_EQ(fault::calls(Call::fwrite), 0);
+              }),
+              "");
+}
+
+TEST(ErrorCounter, CountOutlivesTheProcess)
+{
+    EXPECT_EQ(printed_by([] {
+                  hold(byte(48));
+                  EXPECT_EQ(bterrors_ReadErrorCount(), 48);
+                  EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+                  EXPECT_EQ(BTE_LogError(), 49);
+                  EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+                  EXPECT_EQ(BTE_LogError(), 50);
+                  EXPECT_EQ(held(), byte(50));
+                  EXPECT_EQ(BTE_IsErrorLimitReached(), 1U);
+              }),
+              "");
+}
+
+// Somebody else wrote it; it is a limit for good.
+TEST(ErrorCounter, CountAboveTheLimitIsNeverRewritten)
+{
+    EXPECT_EQ(printed_by([] {
+                  for (const int count : {50, 51, 127, 128, 200, 255}) {
+                      hold(byte(count));
+                      EXPECT_EQ(bterrors_ReadErrorCount(), count);
+                      EXPECT_EQ(BTE_IsErrorLimitReached(), 1U) << count;
+                      EXPECT_EQ(BTE_LogError(), count);
+                      EXPECT_EQ(held(), byte(count));
+                  }
+              }),
+              "");
+}
+
+TEST(ErrorCounter, CountIsABinaryNumber)
+{
+    EXPECT_EQ(printed_by([] {
+                  hold("7");
+                  EXPECT_EQ(bterrors_ReadErrorCount(), 55);
+                  hold(byte(0));
+                  EXPECT_EQ(bterrors_ReadErrorCount(), 0);
+                  EXPECT_EQ(BTE_LogError(), 1);
+              }),
+              "");
+}
+
+TEST(ErrorCounter, OnlyTheFirstByteCountsAndOnlyOneIsWritten)
+{
+    EXPECT_EQ(printed_by([] {
+                  hold(byte(5) + byte(60) + "more");
+                  EXPECT_EQ(bterrors_ReadErrorCount(), 5);
+                  EXPECT_EQ(BTE_LogError(), 6);
+                  EXPECT_EQ(held(), byte(6));
+              }),
+              "");
+}
+
+// The call that finds the file empty removes it and counts nothing; the next one starts again.
+TEST(ErrorCounter, EmptyFileIsRemoved)
+{
+    EXPECT_EQ(printed_by([] {
+                  hold("");
+                  EXPECT_EQ(BTE_LogError(), -1);
+                  EXPECT_EQ(held(), "(no file)");
+                  EXPECT_EQ(BTE_LogError(), 1);
+                  EXPECT_EQ(held(), byte(1));
+              }),
+              "ReadBTErrorCount: Corrupt file: /dev/shmem/bterrors.log, deleting...\n");
+    EXPECT_EQ(printed_by([] {
+                  hold("");
+                  EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+                  EXPECT_EQ(bterrors_ReadErrorCount(), 0);
+              }),
+              "ReadBTErrorCount: Corrupt file: /dev/shmem/bterrors.log, deleting...\n");
+}
+
+TEST(ErrorCounter, EmptyFileThatCannotBeRemovedStays)
+{
+    EXPECT_EQ(printed_by([] {
+                  hold("");
+                  fault::fail(Call::unlink, 1, EROFS);
+                  EXPECT_EQ(bterrors_ReadErrorCount(), -1);
+                  EXPECT_EQ(fault::fired(), 1);
+                  EXPECT_EQ(held(), "");
+              }),
+              "ReadBTErrorCount: Corrupt file: /dev/shmem/bterrors.log, deleting...\n"
+              "ReadBTErrorCount: Error deleting file: /dev/shmem/bterrors.log\n");
+}
+
+TEST(ErrorCounter, FileThatCannotBeOpenedIsAnUnknownCount)
+{
+    const std::string text = "ReadBTErrorCount: Couldn't open file: /dev/shmem/bterrors.log\n";
+    EXPECT_EQ(printed_by([] {
+                  hold(byte(49));
+                  fault::fail_always(Call::fopen, EMFILE);
+                  EXPECT_EQ(bterrors_ReadErrorCount(), -1);
+                  EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+                  EXPECT_EQ(BTE_LogError(), -1);
+                  EXPECT_EQ(fault::fired(), 3) << "it is not opened for writing then";
+                  EXPECT_EQ(held(), byte(49));
+              }),
+              text + text + text);
+}
+
+TEST(ErrorCounter, FileThatCannotBeReadIsAnUnknownCount)
+{
+    const std::string text = "ReadBTErrorCount: Error reading from file: Input/output error\n";
+    EXPECT_EQ(printed_by([] {
+                  hold(byte(49));
+                  fault::fail_always(Call::fread, EIO);
+                  EXPECT_EQ(bterrors_ReadErrorCount(), -1);
+                  EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+                  EXPECT_EQ(BTE_LogError(), -1);
+                  EXPECT_EQ(held(), byte(49));
+              }),
+              "|" + text + text + text);
+}
+
+TEST(ErrorCounter, WhatIsNoFileIsACountOfNoneThatCannotBeRaised)
+{
+    EXPECT_EQ(printed_by([] {
+                  fs::create_directory(kFile);
+                  EXPECT_EQ(bterrors_ReadErrorCount(), 0);
+                  EXPECT_EQ(BTE_LogError(), 1);
+                  EXPECT_TRUE(fs::is_directory(kFile));
+              }),
+              "WriteBTErrorCount: Couldn't open file for writing: /dev/shmem/bterrors.log\n");
+}
+
+TEST(ErrorCounter, MissingFolderIsToldByWriting)
+{
+    EXPECT_EQ(printed_by({},
+                         [] {
+                             EXPECT_EQ(bterrors_ReadErrorCount(), 0);
+                             EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+                             BTE_LogError();
+                         }),
+              "WriteBTErrorCount: Couldn't open file for writing: /dev/shmem/bterrors.log\n");
+}
+
+TEST(ErrorCounter, ByteThatCannotBeWrittenIsTold)
+{
+    const std::string text =
+        "WriteBTErrorCount: Not all byte(s) were written to file: /dev/shmem/bterrors.log\n";
+    EXPECT_EQ(printed_by([] {
+                  hold(byte(7));
+                  fault::fail(Call::fwrite, 1, ENOSPC);
+                  BTE_LogError();
+                  EXPECT_EQ(fault::fired(), 1);
+                  EXPECT_EQ(fault::calls(Call::fclose), 2);
+              }),
+              text);
+    // A real one: the link is followed, and the device is always full.
+    EXPECT_EQ(printed_by([] {
+                  fs::create_symlink("/dev/full", kFile);
+                  BTE_LogError();
+              }),
+              text);
+}
+
+TEST(ErrorCounter, FileThatCannotBeExaminedIsPrintedAndACountOfNone)
+{
+    EXPECT_EQ(printed_by([] {
+                  hold(byte(7));
+                  fault::fail(Call::stat, 1, EIO);
+                  EXPECT_EQ(bterrors_ReadErrorCount(), 0);
+              }),
+              "UTIL_FileExists: Error running stat routine: Input/output error\n");
+}
+
+TEST(ErrorCounter, FlashWriteErrorIsAPlaceholder)
+{
+    EXPECT_EQ(printed_by([] { EXPECT_EQ(FlashWriteErrorDTC(), 0U); }), "");
+}
+
+}  // namespace
