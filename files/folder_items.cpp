@@ -1,7 +1,6 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -27,6 +26,9 @@ constexpr char kListing[] = "UTIL_GetFolderItems";
 
 /// The slots of a new list, and by how many a short one grows.
 constexpr std::uint32_t kSlots = 10;
+
+/// From so many slots on, a list is long.
+constexpr std::uint32_t kLongList = 100;
 
 /// Releases the names and their array, which is there also before the first name is.
 void release(UTIL_FolderItems& list) noexcept
@@ -83,10 +85,10 @@ public:
     bool shrink() noexcept { return list_.count == slots_ || resize(list_, list_.count); }
 
 private:
-    /// By ten slots, but by half of a long list: each step may have to move all that is there.
+    /// By ten slots, but a long list doubles: each step may have to move all that is there.
     bool grow() noexcept
     {
-        const std::uint32_t more = std::max(kSlots, slots_ / (2 * kSlots) * kSlots);
+        const std::uint32_t more = slots_ < kLongList ? kSlots : slots_;
         if (!resize(list_, slots_ + more)) {
             return false;
         }
