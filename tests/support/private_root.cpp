@@ -22,7 +22,8 @@ namespace {
 // The new root is put together here. What a kept folder below it needs is opened beforehand.
 constexpr const char* kAssembly = "/tmp";
 
-constexpr std::array<std::string_view, 4> kFreshFolders{"config", "dev", "oxa", "tmp"};
+constexpr std::array<std::string_view, 6> kFreshFolders{"config", "config-mfg", "dev",
+                                                        "log",    "oxa",        "tmp"};
 constexpr std::array<const char*, 6> kDevices{"null", "zero", "full", "random", "urandom", "tty"};
 
 [[noreturn]] void fail(const std::string& what)

@@ -1,7 +1,7 @@
 /**
  * @file private_root.h
- * A file system of one's own, so that what a process finds in /config, /tmp, /oxa and /dev is what
- * was put there for it, and what it leaves there is gone with it.
+ * A file system of one's own, so that what a process finds in /config, /config-mfg, /log, /tmp,
+ * /oxa and /dev is what was put there for it, and what it leaves there is gone with it.
  */
 #ifndef BENCH_PRIVATE_ROOT_H
 #define BENCH_PRIVATE_ROOT_H
@@ -21,8 +21,8 @@ public:
 
 /**
  * Moves the calling process, which has one thread, into a new private root. There
- * - /config, /oxa, /tmp and /dev are new and empty, but for the usual few devices and links in
- * /dev; there is no /dev/log;
+ * - /config, /config-mfg, /log, /oxa, /tmp and /dev are new and empty, but for the usual few
+ * devices and links in /dev; there is no /dev/log;
  * - every other top-level folder is the machine's own: writing there changes the machine;
  * - the source tree, the build tree, the folder of the running program and the folders of `keep`
  *   stay reachable under the same path, also below /tmp;

@@ -43,9 +43,9 @@ ssize_t read_byte(const char* path)
 /** What every private root must be, whoever entered it. */
 void check_root()
 {
-    EXPECT_THAT(names_in("/config"), IsEmpty());
-    EXPECT_THAT(names_in("/oxa"), IsEmpty());
-    EXPECT_THAT(names_in("/dev/shm"), IsEmpty());
+    for (const char* folder : {"/config", "/config-mfg", "/log", "/oxa", "/dev/shm"}) {
+        EXPECT_THAT(names_in(folder), IsEmpty()) << folder;
+    }
     EXPECT_NE(access("/dev/log", F_OK), 0);
 
     EXPECT_EQ(read_byte("/dev/null"), 0);
@@ -71,13 +71,15 @@ TEST(PrivateRoot, NothingIsSeenOutside)
 {
     const std::string name = "bench-private-" + std::to_string(getpid());
     const Outcome outcome = run_fresh([&] {
-        for (const std::string folder : {"/tmp/", "/config/", "/oxa/", "/dev/", "/"}) {
+        for (const std::string folder :
+             {"/tmp/", "/config/", "/config-mfg/", "/log/", "/oxa/", "/dev/", "/"}) {
             std::ofstream(folder + name) << "x";
             EXPECT_EQ(access((folder + name).c_str(), F_OK), 0) << folder;
         }
     });
     EXPECT_THAT(outcome, exited(0));
-    for (const std::string folder : {"/tmp/", "/config/", "/oxa/", "/dev/", "/"}) {
+    for (const std::string folder :
+         {"/tmp/", "/config/", "/config-mfg/", "/log/", "/oxa/", "/dev/", "/"}) {
         EXPECT_NE(access((folder + name).c_str(), F_OK), 0) << folder;
     }
 }
