@@ -18,6 +18,11 @@ add_library(
   containers/map.cpp
   containers/ring_buffer.cpp
   files/error_counter.cpp
+  files/flash_check.cpp
+  files/flash_driver.cpp
+  files/flash_mount.cpp
+  files/flash_parameters.cpp
+  files/flash_walk.cpp
   files/folder.cpp
   files/folder_items.cpp
   files/oxa_file.cpp

@@ -26,6 +26,7 @@
 #include "convert.h"
 #include "common_wdm.h"
 #include "data.h"
+#include "flash_safety.h"
 #include "list_by_abstractset.h"
 #include "list_light.h"
 #include "map.h"

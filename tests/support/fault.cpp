@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <limits>
 
+#include <glob.h>
 #include <regex.h>
 
 #include "fault_rules.h"

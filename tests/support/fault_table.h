@@ -33,6 +33,9 @@
     X(fputc, "fputc", int, (int character, FILE* stream), (character, stream), EOF, Errno, EIO) \
     X(mkdir, "mkdir", int, (const char* path, mode_t mode), (path, mode), -1, Errno, ENOSPC) \
     X(unlink, "unlink", int, (const char* path), (path), -1, Errno, EACCES) \
+    X(fstatat, BENCH_SYMBOL("fstatat64", "__fstatat64_time64"), int, (int folder, const char* path, struct stat* result, int flags), (folder, path, result, flags), -1, Errno, EACCES) \
+    X(fdopendir, "fdopendir", DIR*, (int fd), (fd), nullptr, Errno, ENOMEM) \
+    X(glob, BENCH_SYMBOL("glob64", "__glob64_time64"), int, (const char* pattern, int flags, int (*on_error)(const char*, int), glob_t* paths), (pattern, flags, on_error, paths), 0, Result, GLOB_NOSPACE) \
     X(system, "system", int, (const char* command), (command), -1, Errno, ENOMEM) \
     X(clock_gettime, BENCH_SYMBOL("clock_gettime", "__clock_gettime64"), int, (clockid_t clock, timespec* time), (clock, time), -1, Errno, EINVAL) \
     X(clock_getres, BENCH_SYMBOL("clock_getres", "__clock_getres64"), int, (clockid_t clock, timespec* time), (clock, time), -1, Errno, EINVAL) \
@@ -100,6 +103,7 @@
     X(fwrite, "fwrite", size_t, (const void* buffer, size_t size, size_t count, FILE* stream), (buffer, size, count, stream), 0, Errno, ENOSPC) \
     X(fclose, "fclose", int, (FILE* stream), (stream), EOF, Errno, EIO) \
     X(open, "open64", int, (const char* path, int flags, ...), (path, flags), -1, Errno, EACCES) \
+    X(openat, "openat64", int, (int folder, const char* path, int flags, ...), (folder, path, flags), -1, Errno, EACCES) \
     X(close, "close", int, (int fd), (fd), -1, Errno, EIO) \
     X(dlopen, "dlopen", void*, (const char* path, int flags), (path, flags), nullptr, Nowhere, ENOENT) \
     X(dlsym, "dlsym", void*, (void* library, const char* name), (library, name), nullptr, Nowhere, ENOENT) \
@@ -124,9 +128,10 @@
         "__gmon_start__", "__register_atfork" /* pthread_atfork */, "_ITM_deregisterTMCloneTable", \
         "_ITM_registerTMCloneTable", "__pthread_register_cancel", "__pthread_unregister_cancel",   \
         "__pthread_unwind_next", "__sigsetjmp", "__stack_chk_fail", "__tls_get_addr",              \
-        "___tls_get_addr", "abort", "bsearch", "closedir", "exit", "flockfile", "fprintf", "fputc", "fputs",   \
-        "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "isspace", "memchr",     \
-        "memcmp", "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",      \
+        "___tls_get_addr", "abort", "bsearch", "closedir", "dirfd", "exit", "flockfile",           \
+        "fprintf", "fputc", "fputs", "funlockfile", "fwrite", "getenv", "globfree64",              \
+        "__globfree64_time64", "getpid", "gettid", "isprint", "isspace", "memchr", "memcmp",       \
+        "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",                \
         "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \
         "putchar", "puts", "qsort", "regfree", "snprintf", "sprintf", "stderr", "stdout",          \
         "strchr", "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen",    \

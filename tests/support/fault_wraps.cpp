@@ -12,6 +12,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <glob.h>
 #include <pthread.h>
 #include <regex.h>
 #include <semaphore.h>
@@ -165,6 +166,11 @@ int wrap_fclose(FILE* stream)
     const int forced = visit(Call::fclose);
     const int result = real_fclose(stream);
     return forced != 0 ? failed<Style::Errno>(EOF, forced) : result;
+// The library makes no files with it, which would take one more argument.
+int wrap_openat(int folder, const char* path, int flags, ...)
+    if (const int forced = visit(Call::openat)) {
+        return failed<Style::Errno>(-1, forced);
+    return real_openat(folder, path, flags);
 }
 
 // The kernel gives the descriptor free whatever it reports.

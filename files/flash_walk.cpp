@@ -1,0 +1,141 @@
+// The deep check: a walk over everything below a mount point.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "files/flash_device.h"
+#include "log/report.h"
+#include "platform/uncancelled_scope.h"
+
+namespace common {
+namespace {
+
+/// A tree whose folders are nested deeper below the mount point counts as corrupt.
+constexpr std::uint32_t kMostLevels = 98;
+
+/// The path of what the walk has come to, one for all levels. It is what reports show; the kernel
+/// is given names only, relative to an open folder, for as long as the path is not cut.
+class WalkPath {
+public:
+    explicit WalkPath(const char* mount_point) noexcept
+    {
+        length_ = strnlen(mount_point, kCapacity);
+        std::memcpy(text_, mount_point, length_);
+        text_[length_] = '\0';
+    }
+
+    const char* text() const noexcept { return text_; }
+    std::size_t length() const noexcept { return length_; }
+
+    bool has_room_for(const char* name) const noexcept
+    {
+        return length_ + 1 + std::strlen(name) <= kCapacity;
+    }
+
+    /// Appends a slash and a name, of which so much is left out as there is no room for.
+    void append(const char* name) noexcept
+    {
+        if (length_ < kCapacity) {
+            text_[length_++] = '/';
+        }
+        const std::size_t count = strnlen(name, kCapacity - length_);
+        std::memcpy(text_ + length_, name, count);
+        length_ += count;
+        text_[length_] = '\0';
+    }
+
+    void cut(std::size_t length) noexcept
+    {
+        length_ = length;
+        text_[length_] = '\0';
+    }
+
+private:
+    static constexpr std::size_t kCapacity = 4095;
+
+    std::size_t length_ = 0;
+    char text_[kCapacity + 1];
+};
+
+DIR* open_folder(int parent, const char* name) noexcept
+{
+    const int fd = openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) {
+        return nullptr;
+    }
+    DIR* const folder = fdopendir(fd);
+    if (folder == nullptr) {
+        close(fd);
+    }
+    return folder;
+}
+
+/// Both lead back to where the walk has been: following them would find every tree too deep.
+bool leads_back(const char* name) noexcept
+{
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+/// Walks over the folder `name`, relative to the open folder `parent`, whose path is `path`. Names
+/// that are relative to the folder that they are in cost the kernel one step instead of one for
+/// each level, and there is no limit to the symbolic links on the way but that of the levels.
+std::uint32_t flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char* name,
+                                         std::uint32_t depth) noexcept
+{
+    if (depth > kMostLevels) {
+        COMMON_REPORT(kFlashSafety, Warn, "Too many directory levels (%u), assuming corruption",
+                      depth);
+        return 0;
+    }
+    DIR* const folder = open_folder(parent, name);
+    if (folder == nullptr) {
+        COMMON_REPORT(kFlashSafety, Warn, "Detected corruption in file/dir: %s", path.text());
+        return 0;
+    }
+    const std::size_t length = path.length();
+    std::uint32_t sound = 1;
+    // An error of readdir() is the end of the folder: only what it gives is examined.
+    for (const dirent* entry = nullptr; sound != 0 && (entry = readdir(folder)) != nullptr;) {
+        if (leads_back(entry->d_name)) {
+            continue;
+        }
+        // A path that is cut may be that of another entry or of none: it is examined as it stands.
+        const char* examined = entry->d_name;
+        if (!path.has_room_for(entry->d_name)) {
+            path.append(entry->d_name);
+            examined = path.text();
+        }
+        struct stat status;
+        const bool known = fstatat(dirfd(folder), examined, &status, 0) == 0;
+        if (known && !S_ISDIR(status.st_mode)) {
+            path.cut(length);
+            continue;
+        }
+        if (examined == entry->d_name) {
+            path.append(entry->d_name);
+        }
+        if (known) {
+            sound = flashsafe_DoRecursiveCheck(path, dirfd(folder), examined, depth + 1);
+        } else {
+            COMMON_REPORT(kFlashSafety, Warn, "Detected corruption in file/dir: %s", path.text());
+            sound = 0;
+        }
+        path.cut(length);
+    }
+    closedir(folder);
+    return sound;
+}
+
+}  // namespace
+
+std::uint32_t tree_is_sound(const char* mount_point) noexcept
+{
+    const UncancelledScope uncancelled;  // cancellation would leave the folders open
+    WalkPath path(mount_point);
+    return flashsafe_DoRecursiveCheck(path, AT_FDCWD, mount_point, 0);
+}
+
+}  // namespace common

@@ -1,0 +1,273 @@
+// The parameters of the flash devices: what is read from the environment, when, and what is said.
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "files/flash_device.h"
+#include "flash_safety.h"
+#include "flash_support.h"
+
+using namespace bench;
+using namespace common;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+namespace {
+
+const std::vector<std::string> kNorVariables{
+    "FLASH_START_DRIVER_NAME", "FLASH_START_DRIVER_OPTIONS",  "FLASH_START_BOOT_SIZE",
+    "FLASH_START_ROOT_SIZE",   "FLASH_START_CONFIG_MFG_SIZE", "FLASH_START_CONFIG_SIZE",
+    "FLASH_START_LOG_SIZE"};
+
+const Report kNoNorParameters = flash_error(
+    "flashsafe_GetNorParams", "Cannot get flash driver parameters from the environment!");
+const Report kNoNandParameters = flash_error(
+    "flashsafe_GetNandParams", "Cannot get NAND driver parameters from the environment!");
+
+void expect_partition(std::uint32_t index, const char* mount_point, std::int32_t offset,
+                      std::int32_t size)
+{
+    EXPECT_STREQ(partitionInfo[index].mount_point, mount_point);
+    EXPECT_EQ(partitionInfo[index].offset, offset) << mount_point;
+    EXPECT_EQ(partitionInfo[index].size, size) << mount_point;
+}
+
+TEST(FlashParameters, PartitionsLieBackToBackBehindTheBootArea)
+{
+    const Outcome outcome = with_parameters([] {
+        EXPECT_EQ(haveFlashParams, 0U);
+        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+        EXPECT_EQ(haveFlashParams, 1U);
+        expect_partition(0, "/", 256, 8192);
+        expect_partition(1, "/config-mfg", 8448, 512);
+        expect_partition(2, "/config", 8960, 1024);
+        expect_partition(3, "/log", 9984, 2048);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(flash_reports(outcome), ElementsAreArray(nor_parameters()));
+}
+
+TEST(FlashParameters, TextsAreThoseOfTheEnvironment)
+{
+    const Outcome outcome = with_parameters([] {
+        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+        EXPECT_EQ(flashsafe_NorDriverName, std::getenv("FLASH_START_DRIVER_NAME"));
+        EXPECT_EQ(flashsafe_NorDriverOptions, std::getenv("FLASH_START_DRIVER_OPTIONS"));
+        EXPECT_EQ(flashsafe_GetNandParams(), 1U);
+        EXPECT_EQ(flashsafe_NandDriverName, std::getenv("NAND_DRIVER_NAME"));
+        EXPECT_EQ(flashsafe_NandDriverOptions, std::getenv("NAND_DRIVER_OPTIONS"));
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(FlashParameters, EveryMissingVariableIsReportedInOrder)
+{
+    const Outcome outcome = run_fresh(with_debug_records(), [] {
+        EXPECT_EQ(flashsafe_GetNorParams(), 0U);
+        EXPECT_EQ(haveFlashParams, 0U);
+        EXPECT_EQ(flashsafe_GetNandParams(), 0U);
+        EXPECT_EQ(hasNandParams, 0U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    Reports expected;
+    for (const std::string& variable : kNorVariables) {
+        expected.push_back(missing(variable));
+    }
+    expected.push_back(kNoNorParameters);
+    expected.push_back(missing("NAND_DRIVER_NAME"));
+    expected.push_back(missing("NAND_DRIVER_OPTIONS"));
+    expected.push_back(kNoNandParameters);
+    EXPECT_THAT(flash_reports(outcome), ElementsAreArray(expected));
+}
+
+TEST(FlashParameters, OneMissingVariableIsEnough)
+{
+    for (const std::string& variable : kNorVariables) {
+        const Outcome outcome = with_parameters([&] {
+            unsetenv(variable.c_str());
+            EXPECT_EQ(flashsafe_GetNorParams(), 0U);
+            // Nothing is remembered: the next call tries again, and so does the one that succeeds.
+            EXPECT_EQ(flashsafe_GetNorParams(), 0U);
+            setenv(variable.c_str(), usual_target_environment()[variable].c_str(), 1);
+            EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+        });
+        EXPECT_THAT(outcome, exited(0));
+        EXPECT_THAT(flash_reports(outcome),
+                    ElementsAreArray(joined({{missing(variable), kNoNorParameters},
+                                             {missing(variable), kNoNorParameters},
+                                             nor_parameters()})))
+            << variable;
+    }
+    for (const std::string variable : {"NAND_DRIVER_NAME", "NAND_DRIVER_OPTIONS"}) {
+        const Outcome outcome = with_parameters([&] {
+            unsetenv(variable.c_str());
+            EXPECT_EQ(flashsafe_GetNandParams(), 0U);
+            setenv(variable.c_str(), usual_target_environment()[variable].c_str(), 1);
+            EXPECT_EQ(flashsafe_GetNandParams(), 1U);
+        });
+        EXPECT_THAT(outcome, exited(0));
+        EXPECT_THAT(flash_reports(outcome),
+                    ElementsAre(missing(variable), kNoNandParameters, nand_parameters()))
+            << variable;
+    }
+}
+
+TEST(FlashParameters, AreLoadedOnceForTheLifeOfTheProcess)
+{
+    const Outcome outcome = with_parameters([] {
+        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+        EXPECT_EQ(flashsafe_GetNandParams(), 1U);
+        EXPECT_EQ(hasNandParams, 1U);
+        setenv("FLASH_START_LOG_SIZE", "1", 1);
+        unsetenv("FLASH_START_BOOT_SIZE");
+        unsetenv("NAND_DRIVER_OPTIONS");
+        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+        EXPECT_EQ(flashsafe_GetNandParams(), 1U);
+        expect_partition(3, "/log", 9984, 2048);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(flash_reports(outcome),
+                ElementsAreArray(joined({nor_parameters(), {nand_parameters()}})));
+}
+
+TEST(FlashParameters, SetToNothingIsNotMissing)
+{
+    const Outcome outcome = with_parameters([] {
+        for (const std::string& variable : kNorVariables) {
+            setenv(variable.c_str(), "", 1);
+        }
+        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+        expect_partition(0, "/", 0, 0);
+        expect_partition(3, "/log", 0, 0);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(flash_reports(outcome),
+                ElementsAre(flash_info("flashsafe_GetNorParams", "NOR flash driver: \" \""),
+                            flash_info("flashsafe_GetNorParams",
+                                       "NOR flash partitions: b=[0,0] r=[0,0] m=[0,0] c=[0,0] "
+                                       "l=[0,0]")));
+}
+
+struct Size {
+    const char* text;
+    std::int32_t value;
+};
+
+TEST(FlashParameters, SizesAreNumbersOfAnyBase)
+{
+    const Size sizes[] = {
+        {"0", 0},
+        {"2048", 2048},
+        {"0x800", 2048},
+        {"0X1f", 31},
+        {"0400", 256},
+        {"08", 0},
+        {"  12", 12},
+        {"+7", 7},
+        {"-5", -5},
+        {"12K", 12},
+        {"K", 0},
+        {"2147483647", INT32_MAX},
+        // A number of 64 bits loses its upper half, one of 32 bits is the largest.
+        {"0x180000001", sizeof(long) == 8 ? INT32_MIN + 1 : INT32_MAX}};
+    for (const Size& size : sizes) {
+        const Outcome outcome = with_parameters([&] {
+            setenv("FLASH_START_LOG_SIZE", size.text, 1);
+            EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+            expect_partition(3, "/log", 9984, size.value);
+        });
+        EXPECT_THAT(outcome, exited(0)) << size.text;
+    }
+}
+
+TEST(FlashParameters, OffsetsWrapBeyondAllDevices)
+{
+    const Outcome outcome = with_parameters([] {
+        setenv("FLASH_START_BOOT_SIZE", "0x7fffffff", 1);
+        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+        expect_partition(0, "/", INT32_MAX, 8192);
+        expect_partition(1, "/config-mfg", INT32_MIN + 8191, 512);
+    });
+    EXPECT_THAT(outcome, exited(0));
+}
+
+TEST(FlashParameters, DriversAreUpWhenTheirDevicesAreThere)
+{
+    struct Devices {
+        const char* path;
+        std::uint32_t nor;
+        std::uint32_t nand;
+    };
+    const Devices all[] = {{"/dev/nothing", 0, 0}, {"/dev/fs0", 1, 0},  {"/dev/fs0p3", 1, 0},
+                           {"/dev/fs1", 0, 0},     {"/dev/xfs0", 0, 0}, {"/dev/etfs", 0, 1},
+                           {"/dev/etfs2", 0, 1},   {"/dev/etf", 0, 0},  {"/dev/sub/fs0", 0, 0},
+                           {"/dev/.fs0", 0, 0}};
+    for (const Devices& devices : all) {
+        const Outcome outcome = run_fresh([&] {
+            std::filesystem::create_directory("/dev/sub");
+            std::ofstream(devices.path) << std::flush;
+            EXPECT_EQ(flashsafe_CheckNorPartitions(), devices.nor) << devices.path;
+            EXPECT_EQ(flashsafe_CheckNandPartitions(), devices.nand) << devices.path;
+        });
+        EXPECT_THAT(outcome, exited(0));
+        EXPECT_THAT(outcome.log, IsEmpty());
+    }
+}
+
+TEST(FlashParameters, ManyDevicesAreTheSameAsOne)
+{
+    EXPECT_THAT(run_fresh([] {
+                    for (int i = 0; i < 100; ++i) {
+                        std::ofstream("/dev/fs0p" + std::to_string(i)) << std::flush;
+                    }
+                    EXPECT_EQ(flashsafe_CheckNorPartitions(), 1U);
+                    EXPECT_EQ(flashsafe_CheckNandPartitions(), 0U);
+                }),
+                exited(0));
+}
+
+// What is missing is nothing to do for those who stop and start drivers, and a failure for all
+// else.
+TEST(FlashParameters, MissingOnesInEveryExportedFunction)
+{
+    const Outcome outcome = with_parameters([] {
+        unsetenv("FLASH_START_LOG_SIZE");
+        std::ofstream("/dev/fs0") << std::flush;
+        std::uint32_t corrupt = 7;
+        EXPECT_EQ(FLASHSAFE_CheckPartition(1, 0, 1, &corrupt), 0U);
+        EXPECT_EQ(corrupt, 0U);
+        EXPECT_EQ(FLASHSAFE_MountWritable(1), 0U);
+        EXPECT_EQ(FLASHSAFE_MountReadOnly(1), 0U);
+        setenv("NAND_DRIVER_NAME", "", 1);
+        EXPECT_EQ(FLASHSAFE_ShutdownDriver(100, 1), 1U);
+        EXPECT_EQ(FLASHSAFE_StartDriver(100), 1U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    const Reports nor{missing("FLASH_START_LOG_SIZE"), kNoNorParameters};
+    const Reports nand{flash_info("flashsafe_GetNandParams", "NAND flash driver: \" -c 4\"")};
+    EXPECT_THAT(flash_reports(outcome), ElementsAreArray(joined({nor, nor, nor, nor, nand, nor})));
+}
+
+TEST(FlashParameters, WithoutNandEveryCallOfADriverFunctionSaysSo)
+{
+    const Outcome outcome = with_parameters([] {
+        unsetenv("NAND_DRIVER_NAME");
+        unsetenv("NAND_DRIVER_OPTIONS");
+        setenv("FLASH_START_DRIVER_NAME", "", 1);
+        EXPECT_EQ(FLASHSAFE_ShutdownDriver(100, 1), 1U);
+        EXPECT_EQ(FLASHSAFE_StartDriver(100), 1U);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    Reports nor = nor_parameters();
+    nor[0].message = "NOR flash driver: \" -s0x40000000,12M\"";
+    EXPECT_THAT(flash_reports(outcome), ElementsAreArray(joined({nor, no_nand(), no_nand()})));
+}
+
+}  // namespace

@@ -1,0 +1,136 @@
+// What the tests of flash safety share: its records, and the simulated target that it works on.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fresh_process.h"
+#include "held_resources.h"
+#include "log_expect.h"
+#include "simulated_target.h"
+
+namespace bench {
+
+inline Report flash_report(int priority, const char* level, const char* function,
+                           const std::string& message)
+{
+    return {priority, level, "COMMON", "flash_safety", function, message};
+}
+
+inline Report flash_error(const char* function, const std::string& message)
+{
+    return flash_report(LOG_ERR, "Error", function, message);
+}
+
+inline Report flash_warning(const char* function, const std::string& message)
+{
+    return flash_report(LOG_WARNING, "Warn", function, message);
+}
+
+inline Report flash_info(const char* function, const std::string& message)
+{
+    return flash_report(LOG_INFO, "Info", function, message);
+}
+
+inline Report flash_debug(const char* function, const std::string& message)
+{
+    return flash_report(LOG_DEBUG, "Debug", function, message);
+}
+
+/// The records of flash safety, without those that the log facility writes about itself.
+inline std::vector<Report> flash_reports(const Outcome& outcome)
+{
+    std::vector<Report> found;
+    for (const Report& report : reports(outcome)) {
+        if (report.file != "common_log" && report.file != "common_log_settings") {
+            found.push_back(report);
+        }
+    }
+    return found;
+}
+
+/// The two records of the usual NOR parameters.
+inline std::vector<Report> nor_parameters()
+{
+    return {
+        flash_info("flashsafe_GetNorParams", "NOR flash driver: \"nor-driver -s0x40000000,12M\""),
+        flash_info("flashsafe_GetNorParams",
+                   "NOR flash partitions: b=[0,256] r=[256,8192] m=[8448,512] c=[8960,1024] "
+                   "l=[9984,2048]")};
+}
+
+/// The record of the usual NAND parameters.
+inline Report nand_parameters()
+{
+    return flash_info("flashsafe_GetNandParams", "NAND flash driver: \"nand-driver -c 4\"");
+}
+
+inline Report missing(const std::string& variable)
+{
+    return flash_error("flashsafe_GetEnvVarPtr",
+                       "getenv(\"" + variable +
+                           "\") returned NULL for the required driver parameter!");
+}
+
+/// What every call reports that stops or starts drivers where there is no NAND device.
+inline std::vector<Report> no_nand()
+{
+    return {missing("NAND_DRIVER_NAME"), missing("NAND_DRIVER_OPTIONS"),
+            flash_error("flashsafe_GetNandParams",
+                        "Cannot get NAND driver parameters from the environment!")};
+}
+
+/// A target without a NAND device.
+inline TargetSetup nor_only()
+{
+    return {.env = {{"NAND_DRIVER_NAME", std::nullopt}, {"NAND_DRIVER_OPTIONS", std::nullopt}}};
+}
+
+using Reports = std::vector<Report>;
+
+/// Joins lists of records.
+inline Reports joined(const std::vector<Reports>& lists)
+{
+    Reports all;
+    for (const Reports& list : lists) {
+        all.insert(all.end(), list.begin(), list.end());
+    }
+    return all;
+}
+
+/// A level at which all records are written.
+inline FreshSetup with_debug_records()
+{
+    return {.env = {{"COMMON_LOG_LEVEL", "Debug"}}};
+}
+
+/// Runs a body on a simulated target, with all records. It must leave nothing behind.
+inline Outcome on_target(const TargetSetup& target, const std::function<void()>& body)
+{
+    return run_fresh(with_debug_records(), [&] {
+        const int status = run_on_target(target, [&] {
+            const HeldResources before = held_resources();
+            body();
+            EXPECT_EQ(differences_from(before), "");
+            return 0;
+        });
+        EXPECT_EQ(status, 0);
+    });
+}
+
+/// Runs a body in a fresh process whose environment has the usual parameters; nothing else of a
+/// target is there.
+inline Outcome with_parameters(const std::function<void()>& body)
+{
+    FreshSetup setup;
+    setup.env = usual_target_environment();
+    setup.env["COMMON_LOG_LEVEL"] = "Debug";
+    return run_fresh(setup, body);
+}
+
+}  // namespace bench
