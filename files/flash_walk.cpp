@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "files/flash_device.h"
@@ -60,15 +61,20 @@ private:
     char text_[kCapacity + 1];
 };
 
-DIR* open_folder(int parent, const char* name) noexcept
+/// Opens a folder by its path, which takes the fewest system calls. A path over more symbolic links
+/// than the kernel follows at once is no reason to stop: then by its name in the folder above.
+DIR* open_folder(const WalkPath& path, int parent, const char* name) noexcept
 {
-    const int fd = openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) {
-        return nullptr;
+    DIR* folder = opendir(path.text());
+    if (folder != nullptr || errno != ELOOP) {
+        return folder;
     }
-    DIR* const folder = fdopendir(fd);
-    if (folder == nullptr) {
-        close(fd);
+    const int fd = openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        folder = fdopendir(fd);
+        if (folder == nullptr) {
+            close(fd);
+        }
     }
     return folder;
 }
@@ -90,7 +96,7 @@ std::uint32_t flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char*
                       depth);
         return 0;
     }
-    DIR* const folder = open_folder(parent, name);
+    DIR* const folder = open_folder(path, parent, name);
     if (folder == nullptr) {
         COMMON_REPORT(kFlashSafety, Warn, "Detected corruption in file/dir: %s", path.text());
         return 0;

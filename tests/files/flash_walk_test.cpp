@@ -261,7 +261,7 @@ TEST(FlashWalk, ACircleOfLinksEndsAtTheDepthRule)
                     fs::create_symlink(".", "/config/one");
                     fs::create_symlink("/config", "/config/two");
                     EXPECT_TRUE(found_corrupt());
-                    EXPECT_EQ(fault::calls(Call::openat), 99);
+                    EXPECT_EQ(fault::calls(Call::opendir), 99);
                 }),
                 ElementsAreArray(too_deep()));
 }
@@ -372,7 +372,7 @@ TEST(FlashWalk, TheCutPathMayBeThatOfAnotherEntry)
                     EXPECT_FALSE(found_corrupt());
                     const int levels_above =
                         static_cast<int>(std::count(folder.begin(), folder.end(), '/'));
-                    EXPECT_EQ(fault::calls(Call::openat), levels_above + 2);
+                    EXPECT_EQ(fault::calls(Call::opendir), levels_above + 2);
                 }),
                 ElementsAreArray(sound()));
 }
@@ -406,7 +406,8 @@ TEST(FlashWalk, ExaminesEachOf100000FilesOnce)
                     }
                     EXPECT_FALSE(found_corrupt());
                     EXPECT_EQ(fault::calls(Call::fstatat), 100 * 1000 + 100);
-                    EXPECT_EQ(fault::calls(Call::openat), 101);
+                    EXPECT_EQ(fault::calls(Call::opendir), 101);
+                    EXPECT_EQ(fault::calls(Call::openat), 0);
                 }),
                 ElementsAreArray(sound()));
 }
@@ -496,15 +497,31 @@ void make_small_tree()
 
 TEST(FlashWalk, AFolderThatDoesNotOpenIsCorruptWhateverTheReason)
 {
+    for (const int error : {EACCES, EIO, EMFILE, ENOMEM}) {
+        expect_corrupt(corrupt_at("/config"), [&] {
+            make_small_tree();
+            fault::fail(Call::opendir, 1, error);
+        });
+        expect_corrupt(corrupt_at("/config/a"), [&] {
+            make_small_tree();
+            fault::fail(Call::opendir, 2, error);
+        });
+    }
+}
+
+// A path over too many links is opened by its last name; that may fail as well.
+TEST(FlashWalk, AFolderBehindManyLinksIsOpenedByItsName)
+{
+    expect_sound([] {
+        make_small_tree();
+        fault::fail_always(Call::opendir, ELOOP);
+    });
     for (const Call call : {Call::openat, Call::fdopendir}) {
-        for (const int error : {EACCES, EIO, EMFILE, ENOMEM}) {
-            expect_corrupt(corrupt_at("/config"), [&] {
-                make_small_tree();
-                fault::fail(call, 1, error);
-            });
+        for (const int error : {EACCES, ELOOP, EMFILE, ENOMEM}) {
             expect_corrupt(corrupt_at("/config/a"), [&] {
                 make_small_tree();
-                fault::fail(call, 2, error);
+                fault::fail(Call::opendir, 2, ELOOP);
+                fault::fail(call, 1, error);
             });
         }
     }
@@ -535,7 +552,7 @@ TEST(FlashWalk, WhatReaddirDoesNotGiveIsNotExamined)
                     fs::create_directory("/config/a");
                     corrupt("/config");
                     fs::create_directory("/config/z");
-                    fault::on_call(Call::openat, 2, [] { fault::fail(Call::readdir, 1, EIO); });
+                    fault::on_call(Call::opendir, 2, [] { fault::fail(Call::readdir, 1, EIO); });
                     EXPECT_TRUE(found_corrupt());
                     EXPECT_EQ(fault::fired(), 1);
                 }),
