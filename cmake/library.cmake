@@ -26,6 +26,7 @@ add_library(
   files/folder.cpp
   files/folder_items.cpp
   files/oxa_file.cpp
+  files/oxa_shims.cpp
   files/process.cpp
   files/text.cpp
   foundation/initialisation.cpp
@@ -115,6 +116,11 @@ endif()
 target_include_directories(
   common INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
                    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/common>)
+
+# Times in the interface have 64 bits, as in the library.
+if(COMMON_32BIT)
+  target_compile_definitions(common INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 
 install(TARGETS common EXPORT CommonTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/common FILES_MATCHING PATTERN "*.h")

@@ -36,6 +36,7 @@
 #include "mem_malloc.h"
 #include "oxa_file.h"
 #include "oxa_logger.h"
+#include "oxa_shims.h"
 #include "oxavar.h"
 #include "regexp.h"
 #include "ring_buffer.h"

@@ -71,6 +71,9 @@ int main(void)
     if (COMMON_System_Time() == 0 || COMMON_Debug_GetEnable() != 0) {
         return 4;
     }
+    if (OXA_procmgr_daemon(0, 0U) != 1 || OXA_mmap_device_io(sizeof flag, UINT64_C(1)) != 0) {
+        return 6;
+    }
     if (COMMON_Log_LevelGet() != COMMON_LogLevelInfo) {
         return 5;
     }

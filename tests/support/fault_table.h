@@ -92,6 +92,10 @@
     X(pthread_kill, "pthread_kill", int, (pthread_t thread, int signal), (thread, signal), 0, Result, EINVAL) \
     X(pthread_atfork, "pthread_atfork", int, (void (*prepare)(), void (*parent)(), void (*child)()), (prepare, parent, child), 0, Result, ENOMEM) \
     X(regcomp, "regcomp", int, (regex_t* expression, const char* pattern, int flags), (expression, pattern, flags), 0, Result, REG_ESPACE) \
+    X(posix_spawnp, "posix_spawnp", int, (pid_t* child, const char* file, const posix_spawn_file_actions_t* actions, const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment), (child, file, actions, attributes, arguments, environment), 0, Result, ENOENT) \
+    X(waitpid, "waitpid", pid_t, (pid_t child, int* status, int options), (child, status, options), -1, Errno, EINTR) \
+    X(symlink, "symlink", int, (const char* target, const char* path), (target, path), -1, Errno, EACCES) \
+    X(unlink, "unlink", int, (const char* path), (path), -1, Errno, EACCES) \
     X(regexec, "regexec", int, (const regex_t* expression, const char* text, size_t count, regmatch_t* matches, int flags), (expression, text, count, matches, flags), 0, Result, REG_ESPACE)
 
 #define BENCH_SPECIAL_CALLS(X) \
@@ -145,5 +149,13 @@
         "sprintf", "stderr", "stdout", "strchr", "strchrnul", "strcmp", "strerror", "strlen",      \
         "strncmp", "strncpy", "strnlen", "strrchr", "strspn", "strstr", "strtol", "strtoul",       \
         "strtoull", "syslog", "tzset", "vfprintf"
+        "___tls_get_addr", "abort", "bsearch", "exit", "flockfile", "fprintf", "fputc", "fputs",   \
+        "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "isspace", "memchr",     \
+        "memcmp", "memcpy", "memmove", "memset", "openlog", "optarg", "opterr", "optind",          \
+        "optopt", "printf", "pthread_attr_destroy", "pthread_exit", "pthread_getspecific",         \
+        "pthread_self", "pthread_setcancelstate", "putchar", "puts", "qsort", "regfree",           \
+        "snprintf", "sprintf", "stderr", "stdout", "strchr", "strchrnul", "strcmp", "strerror",    \
+        "strlen", "strncmp", "strncpy", "strnlen", "strrchr", "strspn", "strstr", "strtol",        \
+        "strtoul", "strtoull", "syslog", "tzset", "vfprintf", "warnx"
 
 #endif

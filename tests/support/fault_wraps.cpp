@@ -16,8 +16,10 @@
 #include <pthread.h>
 #include <regex.h>
 #include <semaphore.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/times.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
