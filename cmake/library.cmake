@@ -26,6 +26,7 @@ add_library(
   files/folder.cpp
   files/folder_items.cpp
   files/oxa_file.cpp
+  files/oxa_getopt.cpp
   files/oxa_shims.cpp
   files/process.cpp
   files/text.cpp

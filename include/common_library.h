@@ -35,6 +35,7 @@
 #include "ls_hsm.h"
 #include "mem_malloc.h"
 #include "oxa_file.h"
+#include "oxa_getopt.h"
 #include "oxa_logger.h"
 #include "oxa_shims.h"
 #include "oxavar.h"

@@ -42,7 +42,7 @@ extern "C" {
 int spawn_stand_in(pid_t* child, const char* file, const posix_spawn_file_actions_t* actions,
                    const posix_spawnattr_t* attributes, char* const* arguments,
                    char* const* environment) __asm__("__wrap_posix_spawnp");
-pid_t wait_stand_in(pid_t child, int* status, int options) __asm__("__wrap_waitpid");
+pid_t wait_stand_in(pid_t child, const int* status, int options) __asm__("__wrap_waitpid");
 
 int spawn_stand_in(pid_t* child, const char* file, const posix_spawn_file_actions_t* actions,
                    const posix_spawnattr_t* attributes, char* const* arguments,
@@ -57,7 +57,7 @@ int spawn_stand_in(pid_t* child, const char* file, const posix_spawn_file_action
     return 0;
 }
 
-pid_t wait_stand_in(pid_t child, int* status, int options)
+pid_t wait_stand_in(pid_t child, const int* status, int options)
 {
     waits.push_back({child, status != nullptr, options});
     if (options != 0 && !takes_option) {
