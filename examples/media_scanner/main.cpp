@@ -1,5 +1,5 @@
 // Scans a folder with several threads and logs what it finds: a tour of the library's threads, its
-// log facility, its containers and its values. Watch the records with
+// log facility, its containers, its values and its options. Watch the records with
 // "commonctl listen -- media_scanner FOLDER".
 //
 // Exits with 0 after a scan, 1 when the folder cannot be opened or a thread cannot be started, and
@@ -7,10 +7,13 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <optional>
 #include <string>
 
+#include "common_log_settings.h"
 #include "common_system.h"
 #include "counted_log.h"
+#include "options.h"
 #include "scan.h"
 #include "summary.h"
 
@@ -18,12 +21,10 @@ namespace {
 
 using namespace scanner;
 
-constexpr char kUsage[] = "usage: media_scanner FOLDER\n"
-                          "Counts what is in FOLDER and logs what it finds to the system log.\n";
-
-int scan_folder(const std::string& folder)
+int scan_folder(const Options& options)
 {
-    Scan scan;
+    const std::string& folder = options.folder;
+    Scan scan{options};
     if (const int error = scan.open(folder); error != 0) {
         SCANNER_LOG(COMMON_LogLevelError, zones().scanner, "Cannot scan %s: %s (%d)",
                     folder.c_str(), std::strerror(error), error);
@@ -37,7 +38,7 @@ int scan_folder(const std::string& folder)
         return 1;
     }
     const std::uint64_t elapsed_ns = COMMON_System_GetTimeByClockId(CLOCK_MONOTONIC) - start_ns;
-    log_totals(folder, scan.totals());
+    log_totals(options, scan.totals());
     print_summary(folder, scan.totals(), scan.kinds(), static_cast<double>(elapsed_ns) / 1e9);
     return 0;
 }
@@ -46,13 +47,16 @@ int scan_folder(const std::string& folder)
 
 int main(int argc, char** argv)
 {
-    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
-        std::fputs(kUsage, stdout);
-        return 0;
+    int status = 0;
+    const std::optional<Options> options = read_options(argc, argv, status);
+    if (!options) {
+        return status;
     }
-    if (argc != 2 || argv[1][0] == '-' || argv[1][0] == '\0') {
-        std::fputs(kUsage, stderr);
-        return 2;
+    if (options->layout) {
+        COMMON_Log_FormatSet(*options->layout);
     }
-    return scan_folder(argv[1]);
+    if (options->level) {
+        COMMON_Log_LevelSet(*options->level);
+    }
+    return scan_folder(*options);
 }

@@ -12,6 +12,11 @@
 
 namespace scanner {
 
+struct DeleteRegExp {
+    void operator()(RegExp* expression) const noexcept { RegExp_Delete(expression); }
+};
+using Expression = std::unique_ptr<RegExp, DeleteRegExp>;
+
 /// Knows media files by their names. For one thread, as the expression in it is.
 class MediaNames {
 public:
@@ -21,10 +26,7 @@ public:
     const char* ending(const char* name);
 
 private:
-    struct DeleteRegExp {
-        void operator()(RegExp* expression) const noexcept { RegExp_Delete(expression); }
-    };
-    std::unique_ptr<RegExp, DeleteRegExp> expression_;
+    Expression expression_;
 };
 
 /// How many files of a kind there are.

@@ -51,6 +51,12 @@ std::string joined(const std::string& folder, const char* name)
 
 }  // namespace
 
+Scan::Scan(const Options& options)
+    : options_{options}, pattern_{options.pattern ? RegExp_New(options.pattern->c_str(), 1)
+                                                  : nullptr}
+{
+}
+
 int Scan::open(const std::string& path)
 {
     path_ = path;
@@ -60,16 +66,7 @@ int Scan::open(const std::string& path)
 
 bool Scan::run()
 {
-    const auto examine_all = [](void* scan) -> void* {
-        static_cast<Scan*>(scan)->examine_all();
-        return nullptr;
-    };
-    const auto find = [](void* scan) -> void* {
-        static_cast<Scan*>(scan)->find();
-        return nullptr;
-    };
-    const bool started = start("examiner-1", examine_all) && start("examiner-2", examine_all) &&
-                         start("examiner-3", examine_all) && start("finder", find);
+    const bool started = start_all();
     if (!started) {
         queue_.close();
     }
@@ -83,13 +80,31 @@ bool Scan::run()
     return started;
 }
 
-/// Starts a thread that nobody joins: one that ends before it is joined could not be any more.
-bool Scan::start(const char* name, COMMON_ThreadEntry_t entry)
+bool Scan::start_all()
 {
-    SCANNER_LOG(COMMON_LogLevelDebug, zones().scanner, "Thread '%s' starts", name);
+    const auto examine_all = [](void* scan) -> void* {
+        static_cast<Scan*>(scan)->examine_all();
+        return nullptr;
+    };
+    const auto find = [](void* scan) -> void* {
+        static_cast<Scan*>(scan)->find();
+        return nullptr;
+    };
+    for (unsigned examiner = 1; examiner <= options_.examiners; ++examiner) {
+        if (!start("examiner-" + std::to_string(examiner), examine_all)) {
+            return false;
+        }
+    }
+    return start("finder", find);
+}
+
+/// Starts a thread that nobody joins: one that ends before it is joined could not be any more.
+bool Scan::start(const std::string& name, COMMON_ThreadEntry_t entry)
+{
+    SCANNER_LOG(COMMON_LogLevelDebug, zones().scanner, "Thread '%s' starts", name.c_str());
     threads_.emplace_back(COMMON_Thread_New(entry, this));
     COMMON_Thread* const thread = threads_.back().get();
-    COMMON_Thread_SetName(thread, name);
+    COMMON_Thread_SetName(thread, name.c_str());
     COMMON_Thread_SetDetachState(thread, COMMON_ThreadDetachDetached);
     return COMMON_Thread_Start(thread) == STATUS_SUCCESS;
 }
@@ -141,7 +156,7 @@ std::vector<std::string> Scan::take_in(std::string path, FolderHandle handle)
         }
         if (is_folder(handle.get(), *entry)) {
             folders.push_back(joined(path, entry->d_name));
-        } else {
+        } else if (pattern_ == nullptr || RegExp_Match(pattern_.get(), entry->d_name) == 1) {
             LIST_PushBack(names.get(), copied(entry->d_name));
         }
         errno = 0;
@@ -161,12 +176,13 @@ void Scan::begin_details()
 {
     level_before_ = COMMON_Log_LevelGet();
     layout_before_ = COMMON_Log_FormatGet();
-    // Whoever runs the scanner with fewer records than usual, or with more, wants it so.
-    in_detail_ = level_before_ == COMMON_LogLevelInfo;
+    // Whoever runs the scanner with fewer records than usual, or with more, or asks for a level,
+    // wants it so.
+    in_detail_ = level_before_ == COMMON_LogLevelInfo && !options_.level;
     if (in_detail_) {
-        SCANNER_LOG(COMMON_LogLevelNote, zones().finder,
-                    "Level Debug and layout Columns from here");
-        COMMON_Log_FormatSet(COMMON_LogFormatColumns);
+        SCANNER_LOG(COMMON_LogLevelNote, zones().finder, "Level Debug and layout %s from here",
+                    options_.layout ? "as before" : "Columns");
+        COMMON_Log_FormatSet(options_.layout.value_or(COMMON_LogFormatColumns));
         COMMON_Log_LevelSet(COMMON_LogLevelDebug);
     }
 }
@@ -196,7 +212,7 @@ void Scan::examine_all()
 
 void Scan::examine(const Folder& folder, MediaNames& media)
 {
-    const LIST names = folder.names.get();
+    LIST names = folder.names.get();
     std::uint32_t readable = 0;
     for (LIST_IndexBegin(names); LIST_IsEnd(names) == 0; LIST_IndexNext(names)) {
         readable += examine_entry(folder, static_cast<const char*>(LIST_Get(names)), media) ? 1 : 0;

@@ -10,6 +10,7 @@
 #include "common_log.h"
 #include "common_thread.h"
 #include "media_kinds.h"
+#include "options.h"
 #include "work_queue.h"
 
 namespace scanner {
@@ -30,6 +31,8 @@ using ThreadRecord = std::unique_ptr<COMMON_Thread, DeleteThread>;
 
 class Scan {
 public:
+    explicit Scan(const Options& options);
+
     /// Opens the folder to scan. @return 0 or the error number.
     int open(const std::string& path);
 
@@ -41,7 +44,8 @@ public:
     const MediaKinds& kinds() const noexcept { return kinds_; }
 
 private:
-    bool start(const char* name, COMMON_ThreadEntry_t entry);
+    bool start(const std::string& name, COMMON_ThreadEntry_t entry);
+    bool start_all();
 
     void find();
     void find_below(const std::string& top_level);
@@ -54,6 +58,7 @@ private:
     bool examine_entry(const Folder& folder, const char* name, MediaNames& media);
     void report_unreadable(std::uint32_t zone, const std::string& path, int error);
 
+    const Options& options_;
     std::string path_;
     FolderHandle handle_;
     std::vector<ThreadRecord> threads_;
@@ -62,6 +67,7 @@ private:
     MediaKinds kinds_;
 
     // Of the finder alone:
+    Expression pattern_;  // null: every file counts
     bool in_detail_ = false;
     COMMON_LogLevel_t level_before_ = 0;
     COMMON_LogFormat_t layout_before_ = 0;

@@ -77,13 +77,13 @@ void print_summary(const std::string& folder, const Totals& totals, const MediaK
     std::printf("\n%s\n", text.get());
 }
 
-void log_totals(const std::string& folder, const Totals& totals)
+void log_totals(const Options& options, const Totals& totals)
 {
     const COMMON_LogFormat_t layout = COMMON_Log_FormatGet();
-    COMMON_Log_FormatSet(COMMON_LogFormatLegacy);
+    COMMON_Log_FormatSet(options.layout.value_or(COMMON_LogFormatLegacy));
     SCANNER_LOG(COMMON_LogLevelNote, zones().scanner,
                 "Scan of %s ended: %" PRIu64 " folders, %" PRIu64 " files, %" PRIu64 " unreadable",
-                folder.c_str(), totals.folders.load(), totals.files.load(),
+                options.folder.c_str(), totals.folders.load(), totals.files.load(),
                 totals.unreadable.load());
     COMMON_Log_FormatSet(layout);
 }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "media_kinds.h"
+#include "options.h"
 #include "scan.h"
 
 namespace scanner {
@@ -13,7 +14,7 @@ namespace scanner {
 void print_summary(const std::string& folder, const Totals& totals, const MediaKinds& kinds,
                    double seconds);
 
-/// The totals go to the log as well, in the layout for log files.
-void log_totals(const std::string& folder, const Totals& totals);
+/// The totals go to the log as well, in the layout for log files unless the user chose one.
+void log_totals(const Options& options, const Totals& totals);
 
 }  // namespace scanner
