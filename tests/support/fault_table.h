@@ -95,7 +95,6 @@
     X(posix_spawnp, "posix_spawnp", int, (pid_t* child, const char* file, const posix_spawn_file_actions_t* actions, const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment), (child, file, actions, attributes, arguments, environment), 0, Result, ENOENT) \
     X(waitpid, "waitpid", pid_t, (pid_t child, int* status, int options), (child, status, options), -1, Errno, EINTR) \
     X(symlink, "symlink", int, (const char* target, const char* path), (target, path), -1, Errno, EACCES) \
-    X(unlink, "unlink", int, (const char* path), (path), -1, Errno, EACCES) \
     X(regexec, "regexec", int, (const regex_t* expression, const char* text, size_t count, regmatch_t* matches, int flags), (expression, text, count, matches, flags), 0, Result, REG_ESPACE)
 
 #define BENCH_SPECIAL_CALLS(X) \
@@ -128,34 +127,18 @@
  * diagnostics). A few stand for a wrapped function under another name.
  */
 #define BENCH_INFALLIBLE_SYMBOLS                                                                   \
-    "__assert_fail", "__cxa_finalize", "__errno_location", "__environ", "environ",                 \
-        "__gmon_start__", "__register_atfork" /* pthread_atfork */, "_ITM_deregisterTMCloneTable", \
-        "_ITM_registerTMCloneTable", "__pthread_register_cancel", "__pthread_unregister_cancel",   \
-        "__pthread_unwind_next", "__sigsetjmp", "__stack_chk_fail", "__tls_get_addr",              \
-        "___tls_get_addr", "abort", "bsearch", "closedir", "dirfd", "exit", "flockfile",           \
-        "fprintf", "fputc", "fputs", "funlockfile", "fwrite", "getenv", "globfree64",              \
-        "__globfree64_time64", "getpid", "gettid", "isprint", "isspace", "memchr", "memcmp",       \
-        "memcpy", "memmove", "memset", "openlog", "printf", "pthread_attr_destroy",                \
-        "pthread_exit", "pthread_getspecific", "pthread_self", "pthread_setcancelstate",           \
-        "putchar", "puts", "qsort", "regfree", "snprintf", "sprintf", "stderr", "stdout",          \
-        "strchr", "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen",    \
-        "strrchr", "strspn", "strstr", "strtol", "strtoul", "strtoull", "syslog", "tzset",         \
-        "vfprintf"
-        "___tls_get_addr", "abort", "bsearch", "closedir", "exit", "feof", "ferror", "flockfile",  \
-        "fprintf", "fputs", "funlockfile", "getenv", "getpid", "gettid", "isprint", "isspace",     \
-        "memchr", "memcmp", "memcpy", "memmove", "memset", "openlog", "perror", "printf",          \
-        "pthread_attr_destroy", "pthread_exit", "pthread_getspecific", "pthread_self",             \
+    "_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable", "___tls_get_addr",                 \
+        "__assert_fail", "__cxa_finalize", "__environ", "__errno_location", "__globfree64_time64", \
+        "__gmon_start__", "__pthread_register_cancel", "__pthread_unregister_cancel",              \
+        "__pthread_unwind_next", "__register_atfork" /* pthread_atfork */, "__sigsetjmp",          \
+        "__stack_chk_fail", "__tls_get_addr", "abort", "bsearch", "closedir", "dirfd", "environ",  \
+        "exit", "feof", "ferror", "flockfile", "fprintf", "fputs", "funlockfile", "getenv",        \
+        "getpid", "gettid", "globfree64", "isprint", "isspace", "memchr", "memcmp", "memcpy",      \
+        "memmove", "memset", "openlog", "optarg", "opterr", "optind", "optopt", "perror",          \
+        "printf", "pthread_attr_destroy", "pthread_exit", "pthread_getspecific", "pthread_self",   \
         "pthread_setcancelstate", "putchar", "puts", "qsort", "regfree", "setvbuf", "snprintf",    \
         "sprintf", "stderr", "stdout", "strchr", "strchrnul", "strcmp", "strerror", "strlen",      \
         "strncmp", "strncpy", "strnlen", "strrchr", "strspn", "strstr", "strtol", "strtoul",       \
-        "strtoull", "syslog", "tzset", "vfprintf"
-        "___tls_get_addr", "abort", "bsearch", "exit", "flockfile", "fprintf", "fputc", "fputs",   \
-        "funlockfile", "fwrite", "getenv", "getpid", "gettid", "isprint", "isspace", "memchr",     \
-        "memcmp", "memcpy", "memmove", "memset", "openlog", "optarg", "opterr", "optind",          \
-        "optopt", "printf", "pthread_attr_destroy", "pthread_exit", "pthread_getspecific",         \
-        "pthread_self", "pthread_setcancelstate", "putchar", "puts", "qsort", "regfree",           \
-        "snprintf", "sprintf", "stderr", "stdout", "strchr", "strchrnul", "strcmp", "strerror",    \
-        "strlen", "strncmp", "strncpy", "strnlen", "strrchr", "strspn", "strstr", "strtol",        \
-        "strtoul", "strtoull", "syslog", "tzset", "vfprintf", "warnx"
+        "strtoull", "syslog", "tzset", "vfprintf", "warnx"
 
 #endif
