@@ -148,30 +148,41 @@ long wrap_syscall(long number, ...)
     }
     va_end(rest);
     return real_syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+}
+
 // A stream remembers that reading or writing it has failed.
 size_t wrap_fread(void* buffer, size_t size, size_t count, FILE* stream)
+{
     if (const int forced = visit(Call::fread)) {
         stream->_flags |= _IO_ERR_SEEN;
         return failed<Style::Errno>(size_t{0}, forced);
+    }
     return real_fread(buffer, size, count, stream);
 }
 
 size_t wrap_fwrite(const void* buffer, size_t size, size_t count, FILE* stream)
+{
     if (const int forced = visit(Call::fwrite)) {
         stream->_flags |= _IO_ERR_SEEN;
         return failed<Style::Errno>(size_t{0}, forced);
+    }
     return real_fwrite(buffer, size, count, stream);
 }
 
 // The stream is gone whatever is reported.
 int wrap_fclose(FILE* stream)
+{
     const int forced = visit(Call::fclose);
     const int result = real_fclose(stream);
     return forced != 0 ? failed<Style::Errno>(EOF, forced) : result;
+}
+
 // The library makes no files with it, which would take one more argument.
 int wrap_openat(int folder, const char* path, int flags, ...)
+{
     if (const int forced = visit(Call::openat)) {
         return failed<Style::Errno>(-1, forced);
+    }
     return real_openat(folder, path, flags);
 }
 
