@@ -79,10 +79,6 @@ int forced_sem_post(sem_t* semaphore)
 
 #include "built_mutex.h"
 
-#if !defined(COMMON_FAST_PATH)
-#error "compile this with optimisation"
-#endif
-
 using namespace bench;
 using testing::ElementsAre;
 
