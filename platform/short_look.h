@@ -3,21 +3,25 @@
 
 namespace common {
 
-/// Looks until a condition holds, for about as long as sleeping and being woken would take: locks
-/// that are held for moments are not worth that. False when it did not come true.
+/// Looks until a condition holds, for a few microseconds: about as long as to sleep and be woken
+/// takes. False when it did not come true. There are pauses between the looks, because each one
+/// takes the memory that it looks at away from the thread that is about to change it.
 template <class Condition>
 bool comes_true_shortly(Condition condition) noexcept
 {
-    constexpr int kLooks = 100;
-    for (int i = 0; i < kLooks; ++i) {
+    constexpr int kLooks = 20;
+    constexpr int kPauses = 16;
+    for (int look = 0; look < kLooks; ++look) {
         if (condition()) {
             return true;
         }
+        for (int pause = 0; pause < kPauses; ++pause) {
 #if defined(__x86_64__) || defined(__i386__)
-        __builtin_ia32_pause();
+            __builtin_ia32_pause();
 #elif defined(__aarch64__) || defined(__arm__)
-        __asm__ volatile("yield");
+            __asm__ volatile("yield");
 #endif
+        }
     }
     return false;
 }
