@@ -1,5 +1,6 @@
 // The player's state machine, and the diagram of it in the documentation.
 #include <fstream>
+#include <initializer_list>
 #include <sstream>
 #include <string>
 #include <vector>

@@ -219,7 +219,7 @@ std::size_t compare(std::uint64_t seed)
     HsmOnStart(&charted.machine);
     model.start();
     for (std::uint64_t number = 1; number <= 40; ++number) {
-        const HsmEvent event = random() % 7 + 1;
+        const auto event = static_cast<HsmEvent>(random() % 7 + 1);
         charted.decider.begin(number);
         HsmOnEvent(&charted.machine, event);
         model.dispatch(number, event);

@@ -294,7 +294,7 @@ TEST(HsmRecorder, CountsEachTransitionOnce)
     another.moves = {{&another.top, kStart, &another.z}};
     HsmOnStart(&another);
     HsmOnStart(&chart);
-    for (const HsmEvent event : {1, 11, 11, 3, 1, 4}) {
+    for (const HsmEvent event : {1U, 11U, 11U, 3U, 1U, 4U}) {
         HsmOnEvent(&chart, event);
     }
     HsmTraceSet(nullptr);
