@@ -1,6 +1,6 @@
 // What dispatching an event costs: both engines, the same callbacks called by hand in the right
-// order, and other libraries' machines of the same states. The callbacks do next to nothing, so that
-// the ratios show the engines only.
+// order, and other libraries' machines of the same states. The callbacks do next to nothing, so
+// that the ratios show the engines only.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
