@@ -70,6 +70,7 @@ typedef struct COMMON_wdm {
     COMMON_wdm_Node end;
     sem_t ended;
     uint32_t monitored;
+    uint32_t waiting;
     uint32_t forks;
 } COMMON_wdm;
 

@@ -46,11 +46,14 @@ void append(COMMON_wdm& watchdog, COMMON_wdm_Node& node) noexcept
     // From here on the node before may be taken out and freed.
     const std::uint32_t* const word = futex_word(*before);
     const std::uintptr_t old =
-        link(*before).exchange(reinterpret_cast<std::uintptr_t>(&node), std::memory_order_acq_rel);
+        link(*before).exchange(reinterpret_cast<std::uintptr_t>(&node), std::memory_order_seq_cst);
     if (old != 0) {
         sem_post(&watchdog.wake);
     }
-    futex_wake_one(word);
+    // Either this sees that the monitor is about to sleep, or the monitor sees the link.
+    if (std::atomic_ref(watchdog.waiting).load(std::memory_order_seq_cst) != 0) {
+        futex_wake_one(word);
+    }
 }
 
 void release(COMMON_wdm_Subscriber* subscriber, std::uint32_t holds) noexcept
@@ -124,6 +127,7 @@ COMMON_wdm* COMMON_wdm_Init(void)
     watchdog->head = &watchdog->anchor;
     watchdog->tail = &watchdog->anchor;
     watchdog->end = {0, nullptr};
+    watchdog->waiting = 0;
     sem_init(&watchdog->wake, 0, 0);
     sem_init(&watchdog->ended, 0, 0);
     watchdog->forks = common::fork_count.load(std::memory_order_relaxed);

@@ -139,9 +139,28 @@ TEST(CommonWdmFault, SubscribingTakesItsStepsInOrder)
         // Before the monitor is awake only the subscriber calls.
         COMMON_wdm_Subscribe(watchdog, watched.subscriber, kLong_s);
         EXPECT_THAT(trace, ElementsAre("malloc", "clock_gettime", "sem_post"));
-        EXPECT_GE(fault::calls(Call::syscall), 1) << "and the futex is woken";
         COMMON_wdm_Destroy(watchdog);
         COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+TEST(CommonWdmFault, SubscribingWakesAMonitorThatWaitsAtTheTail)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        Watched first;
+        Watched second;
+        COMMON_wdm_Subscribe(watchdog, first.subscriber, kLong_s);
+        // It says that it is about to sleep.
+        ASSERT_TRUE(wait_until([&] { return std::atomic_ref(watchdog->waiting).load() == 1; }));
+        ASSERT_TRUE(wait_until([] { return fault::calls(Call::syscall) >= 1; }));
+        fault::reset();
+        COMMON_wdm_Subscribe(watchdog, second.subscriber, 0);
+        EXPECT_GE(fault::calls(Call::syscall), 1);
+        EXPECT_TRUE(second.has_started());
+        COMMON_wdm_Destroy(watchdog);
+        COMMON_wdm_Unsubscribe(first.subscriber);
+        COMMON_wdm_Unsubscribe(second.subscriber);
     });
 }
 
@@ -244,8 +263,7 @@ TEST(CommonWdmFault, WaitThatIsInterruptedIsResumed)
         ASSERT_TRUE(wait_until([&] { return sleeps_empty(*watchdog); }));
         Watched watched;
         const std::int64_t start = now_ms();
-        // The wake-up of the subscription, then the monitor's wait.
-        fault::fail(Call::syscall, 2, EINTR);
+        fault::fail(Call::syscall, 1, EINTR);
         COMMON_wdm_Subscribe(watchdog, watched.subscriber, 2);
         EXPECT_TRUE(watched.has_started());
         EXPECT_EQ(fault::fired(), 1);

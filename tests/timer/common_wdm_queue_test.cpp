@@ -155,6 +155,7 @@ TEST_F(CommonWdmQueue, AppendingWakesAMonitorThatSleepsForWantOfSubscribers)
 TEST_F(CommonWdmQueue, AppendingWakesAMonitorThatWaitsAtTheTail)
 {
     std::atomic<bool> woken{false};
+    queue->watchdog.waiting = 1;
     std::thread monitor([&] {
         // Also when the append comes first, as the word has changed then.
         common::futex_wait(common::futex_word(queue->watchdog.anchor), 0, timespec{600, 0});
