@@ -17,6 +17,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <regex>
 #include <string>
 #include <vector>
@@ -24,8 +25,6 @@
 #include "common.h"
 #include "oxa_file.h"
 #include "support/ratio_report.h"
-
-extern char** environ;
 
 namespace {
 
@@ -350,8 +349,8 @@ bool checks_hold()
 
 int main(int argc, char** argv)
 {
-    Scene everything;
-    scene = &everything;
+    const auto everything = std::make_unique<Scene>();
+    scene = everything.get();
     if (!checks_hold()) {
         std::fputs("files_bench: the library gives wrong results\n", stderr);
         return 1;

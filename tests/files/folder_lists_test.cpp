@@ -166,13 +166,13 @@ TEST(FolderItems, EveryBlockIsGivenBack)
     const Outcome outcome = run_fresh([] {
         make_file("/tmp/d/file");
         fs::create_symlink("nowhere", "/tmp/d/dangling");
-        FolderList("/tmp/missing");
+        EXPECT_EQ(FolderList("/tmp/missing").status, 104U);
         const long blocks = fault::outstanding_blocks();
-        FolderList("/tmp/d");
-        FolderList("/tmp/d", "nothing like it");
-        FolderList("/tmp/d", "i", kFiles);
-        FolderList("/tmp/d", "i", kFolders);
-        FolderList("/tmp/missing", "x");
+        EXPECT_EQ(FolderList("/tmp/d").status, 100U);
+        EXPECT_EQ(FolderList("/tmp/d", "nothing like it").status, 100U);
+        EXPECT_EQ(FolderList("/tmp/d", "i", kFiles).status, 104U);
+        EXPECT_EQ(FolderList("/tmp/d", "i", kFolders).status, 104U);
+        EXPECT_EQ(FolderList("/tmp/missing", "x").status, 104U);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
         {
             const FolderList list("/tmp/d");
@@ -187,17 +187,17 @@ TEST(FolderItems, RunningOutOfMemoryEndsTheProcess)
 {
     EXPECT_THAT(run_fresh([] {
                     fault::fail(Call::malloc);
-                    FolderList("/tmp");
+                    EXPECT_EQ(FolderList("/tmp").status, 100U);
                 }),
                 exited(1));
     EXPECT_THAT(run_fresh([] {
                     fault::fail(Call::malloc, 2);
-                    FolderList("/tmp");
+                    EXPECT_EQ(FolderList("/tmp").status, 100U);
                 }),
                 exited(1));
     EXPECT_THAT(run_fresh([] {
                     fault::fail(Call::realloc);
-                    FolderList("/tmp");
+                    EXPECT_EQ(FolderList("/tmp").status, 100U);
                 }),
                 exited(1));
 }
