@@ -8,10 +8,8 @@
 #include <cstring>
 
 #include <gmock/gmock.h>
-#include <linux/capability.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -199,21 +197,6 @@ TEST(FolderItems, LinkThatLeadsNowhereEndsTheListingWhateverItsName)
     });
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "stat(/tmp/d/dangling) failed!")));
-}
-
-/** Lists a folder without special rights, such as root has. */
-void list_without_privileges(const char* folder, std::int32_t filter)
-{
-    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct before[2];
-    ASSERT_EQ(syscall(SYS_capget, &header, before), 0);
-    __user_cap_data_struct none[2] = {before[0], before[1]};
-    none[0].effective = none[1].effective = 0;
-    ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
-    const FolderList list(folder, nullptr, filter);
-    EXPECT_EQ(syscall(SYS_capset, &header, before), 0);
-    EXPECT_EQ(list.status, 104U);
-    EXPECT_TRUE(list.is_empty());
 }
 
 TEST(FolderItems, FolderThatMustNotBeSearchedEndsTheListing)

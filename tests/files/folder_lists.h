@@ -13,6 +13,9 @@
 
 #include <dirent.h>
 #include <gmock/gmock.h>
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "common.h"
 #include "fresh_process.h"
@@ -67,6 +70,21 @@ inline std::vector<std::string> names_in_order(const char* path)
     }
     closedir(folder);
     return names;
+}
+
+/** Lists a folder without special rights, such as root has. */
+inline void list_without_privileges(const char* folder, std::int32_t filter)
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct before[2];
+    ASSERT_EQ(syscall(SYS_capget, &header, before), 0);
+    __user_cap_data_struct none[2] = {before[0], before[1]};
+    none[0].effective = none[1].effective = 0;
+    ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
+    const FolderList list(folder, nullptr, filter);
+    EXPECT_EQ(syscall(SYS_capset, &header, before), 0);
+    EXPECT_EQ(list.status, 104U);
+    EXPECT_TRUE(list.is_empty());
 }
 
 /** The function that reports whatever goes wrong while a folder is listed. */

@@ -266,13 +266,18 @@ TEST(FolderItems, IndexMustBeThatOfAName)
         MEM_Free(list.items.items[0]);
         list.items.items[0] = nullptr;
         EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, sizeof buffer), 104U);
+        char text[] = "x";
+        char* slots[] = {text, text};
+        const UTIL_FolderItems longer_array{slots, 1};
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&longer_array, 1, buffer, sizeof buffer), 104U);
         const UTIL_FolderItems without_names{nullptr, 3};
         EXPECT_EQ(UTIL_GetFolderItemByIndex(&without_names, 0, buffer, sizeof buffer), 104U);
         EXPECT_STREQ(buffer, "before");
     });
     EXPECT_THAT(outcome, exited(0));
     const auto out_of_range = warning(kByIndex, "The specified index is out of range!");
-    EXPECT_THAT(outcome.log, ElementsAre(out_of_range, out_of_range, out_of_range, out_of_range));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(out_of_range, out_of_range, out_of_range, out_of_range, out_of_range));
 }
 
 TEST(FolderItems, MissingArgumentsOfACopyAreReported)

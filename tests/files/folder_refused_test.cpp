@@ -1,10 +1,13 @@
-// What a listing does where memory or an expression is refused and the process goes on. The
-// library's own allocation never does that, so this program puts itself between the two.
+// What a listing does where memory or an expression is refused and the process goes on, and where a
+// folder has no entries for itself and its parent. The library's own allocation never does that,
+// nor does a usual file system, so this program puts itself between them.
 #include "common.h"
 
 #include <functional>
 
+#include <dirent.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "folder_lists.h"
 #include "fresh_process.h"
@@ -20,6 +23,18 @@ enum class Refused { Nothing, Malloc, Salloc, Realloc, Expression };
 Refused refused = Refused::Nothing;
 int granted = 0;
 
+/** Blocks that were granted and not given back. */
+int blocks = 0;
+
+void* counted(void* block)
+{
+    blocks += block != nullptr ? 1 : 0;
+    return block;
+}
+
+/** Whether folders have "." and "..", as they have in most file systems. */
+bool has_dots = true;
+
 /** The size that the last call for another size asked for. */
 std::uint32_t asked_for = 0;
 
@@ -34,20 +49,25 @@ bool is_refused(Refused what)
 extern "C" void* real_malloc(uint32_t size) __asm__("__real_MEM_Malloc");
 extern "C" void* real_salloc(uint32_t size) __asm__("__real_MEM_Salloc");
 extern "C" void* real_realloc(void* block, uint32_t size) __asm__("__real_MEM_Realloc");
+extern "C" void real_free(void* block) __asm__("__real_MEM_Free");
 extern "C" RegExp* real_new(const char* pattern, uint32_t flag) __asm__("__real_RegExp_New");
 extern "C" void* malloc_if_granted(uint32_t size) __asm__("__wrap_MEM_Malloc");
 extern "C" void* salloc_if_granted(uint32_t size) __asm__("__wrap_MEM_Salloc");
 extern "C" void* realloc_if_granted(void* block, uint32_t size) __asm__("__wrap_MEM_Realloc");
+extern "C" void counting_free(void* block) __asm__("__wrap_MEM_Free");
 extern "C" RegExp* new_if_granted(const char* pattern, uint32_t flag) __asm__("__wrap_RegExp_New");
+
+extern "C" dirent* real_readdir(DIR* folder) __asm__("__real_readdir64");
+extern "C" dirent* readdir_without_dots(DIR* folder) __asm__("__wrap_readdir64");
 
 void* malloc_if_granted(uint32_t size)
 {
-    return is_refused(Refused::Malloc) ? nullptr : real_malloc(size);
+    return is_refused(Refused::Malloc) ? nullptr : counted(real_malloc(size));
 }
 
 void* salloc_if_granted(uint32_t size)
 {
-    return is_refused(Refused::Salloc) ? nullptr : real_salloc(size);
+    return is_refused(Refused::Salloc) ? nullptr : counted(real_salloc(size));
 }
 
 void* realloc_if_granted(void* block, uint32_t size)
@@ -56,9 +76,24 @@ void* realloc_if_granted(void* block, uint32_t size)
     return is_refused(Refused::Realloc) ? nullptr : real_realloc(block, size);
 }
 
+void counting_free(void* block)
+{
+    blocks -= block != nullptr ? 1 : 0;
+    real_free(block);
+}
+
 RegExp* new_if_granted(const char* pattern, uint32_t flag)
 {
     return is_refused(Refused::Expression) ? nullptr : real_new(pattern, flag);
+}
+
+dirent* readdir_without_dots(DIR* folder)
+{
+    dirent* entry = real_readdir(folder);
+    while (!has_dots && entry != nullptr && entry->d_name[0] == '.') {
+        entry = real_readdir(folder);
+    }
+    return entry;
 }
 
 namespace {
@@ -83,10 +118,9 @@ Outcome run_refusing(Refused what, int count, const std::function<void()>& body)
         granted = count;
         body();
         refused = Refused::Nothing;
+        EXPECT_EQ(blocks, 0) << "every one is given back";
     });
 }
-
-// Whatever is lost here is found by the build that looks for lost memory.
 
 TEST(FolderRefused, NoArray)
 {
@@ -168,6 +202,19 @@ TEST(FolderRefused, NothingIsRefusedBeyondThat)
     });
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+// Also a file is examined when it comes first: it tells whether any entry can be reached.
+TEST(FolderRefused, FirstEntryIsExaminedWhateverItIs)
+{
+    const Outcome outcome = run_fresh([] {
+        make_file("/tmp/d/file");
+        ASSERT_EQ(chmod("/tmp/d", 0644), 0);
+        has_dots = false;
+        list_without_privileges("/tmp/d", UTIL_FOLDER_ITEMS_FILES);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "stat(/tmp/d/file) failed!")));
 }
 
 }  // namespace
