@@ -66,7 +66,7 @@ void subscribe(benchmark::State& state)
 BENCHMARK(subscribe)->UseRealTime();
 
 struct Node {
-    std::atomic<std::uintptr_t> next{0};
+    std::atomic<Node*> next{nullptr};
     void* subscriber = nullptr;
 };
 
@@ -79,7 +79,7 @@ void* word_of(Node& node)
 void* follow(void* argument)
 {
     for (auto* node = static_cast<Node*>(argument); node->subscriber != argument;) {
-        auto* const next = reinterpret_cast<Node*>(node->next.load(std::memory_order_acquire));
+        Node* const next = node->next.load(std::memory_order_acquire);
         if (next != nullptr) {
             node = next;
         } else {
@@ -97,7 +97,7 @@ void append(std::atomic<Node*>& tail, std::atomic<std::uint32_t>& deadline, void
     node->subscriber = subscriber;
     deadline.exchange(kLong_s);
     Node* const before = tail.exchange(node);
-    before->next.exchange(reinterpret_cast<std::uintptr_t>(node));
+    before->next.exchange(node);
     syscall(SYS_futex, word_of(*before), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
@@ -121,8 +121,8 @@ void append_by_hand(benchmark::State& state, bool followed)
         if (followed) {
             pthread_join(thread, nullptr);
         }
-        for (auto* node = reinterpret_cast<Node*>(anchor.next.load()); node != nullptr;) {
-            auto* const next = reinterpret_cast<Node*>(node->next.load());
+        for (Node* node = anchor.next; node != nullptr;) {
+            Node* const next = node->next;
             std::free(node);
             node = next;
         }

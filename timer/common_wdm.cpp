@@ -215,7 +215,7 @@ void COMMON_wdm_Destroy(COMMON_wdm* watchdog)
             common::release(node->subscriber, 1);
             std::free(node);
         }
-        node = next == common::kAsleep ? nullptr : reinterpret_cast<COMMON_wdm_Node*>(next);
+        node = next == common::kAsleep ? nullptr : common::node_at(next);
     }
     if (!in_child) {
         sem_destroy(&watchdog->wake);

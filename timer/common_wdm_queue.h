@@ -7,6 +7,7 @@
 #pragma once
 
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -29,10 +30,16 @@ inline std::atomic_ref<std::uintptr_t> link(COMMON_wdm_Node& node) noexcept
     return std::atomic_ref(node.next);
 }
 
+/// The node that a link leads to.
+inline COMMON_wdm_Node* node_at(std::uintptr_t word) noexcept
+{
+    return std::bit_cast<COMMON_wdm_Node*>(word);
+}
+
 /// The next node; null at the tail.
 inline COMMON_wdm_Node* next_of(COMMON_wdm_Node& node) noexcept
 {
-    return reinterpret_cast<COMMON_wdm_Node*>(link(node).load(std::memory_order_acquire));
+    return node_at(link(node).load(std::memory_order_acquire));
 }
 
 /// The part of a link that a futex can wait on: its low half, where addresses have 64 bits.

@@ -255,8 +255,8 @@ TEST(CommonWdm, LaterSubscribersDoNotPostponeADeadline)
 }
 
 struct Again {
-    COMMON_wdm* watchdog;
-    COMMON_wdm_Subscriber* subscriber;
+    COMMON_wdm* watchdog = nullptr;
+    COMMON_wdm_Subscriber* subscriber = nullptr;
     std::atomic<int> starts{0};
 
     static void* handle(void* argument)
@@ -273,10 +273,10 @@ TEST(CommonWdm, HandlerSubscribesAnewAndIsStartedOnceForEachDeadline)
 {
     EXPECT_THAT(run_fresh([] {
                     COMMON_wdm* const watchdog = COMMON_wdm_Init();
-                    std::deque<Again> all;
+                    std::deque<Again> all(20);
                     const std::int64_t start = now_ms();
-                    for (int i = 0; i < 20; ++i) {
-                        Again& again = all.emplace_back(watchdog, nullptr, 0);
+                    for (Again& again : all) {
+                        again.watchdog = watchdog;
                         again.subscriber = COMMON_wdm_Create_Subscriber(Again::handle, &again);
                         COMMON_wdm_Subscribe(watchdog, again.subscriber, 1);
                     }

@@ -15,7 +15,6 @@
 using namespace bench;
 using fault::Call;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
