@@ -332,7 +332,6 @@ TEST(TimerLock, EveryFailureIsSurvived)
                                Call::pthread_once,
                                Call::pthread_attr_setstacksize,
                                Call::pthread_atfork,
-                               Call::pthread_mutex_unlock,
                                Call::pthread_cond_timedwait,
                                Call::pthread_cond_init};
     for (const Call call : kCalls) {
