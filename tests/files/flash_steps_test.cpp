@@ -185,12 +185,12 @@ TEST(FlashCheck, RecoveryFormatsAndRestarts)
         std::uint32_t index;
         const char* place;
     } partitions[] = {{1, "-o8448K -l512K"}, {2, "-o8960K -l1024K"}, {3, "-o9984K -l2048K"}};
-    for (const auto& [index, place] : partitions) {
+    for (const auto& partition : partitions) {
+        const std::uint32_t index = partition.index;
         EXPECT_THAT(steps_of(
                         [&] {
                             without_nand();
-                            // The device is gone when the driver was ended, and there when it runs
-                            // again.
+                            // The device is gone after the formatting, and does not come again.
                             script.on_system = [](const std::string& command) {
                                 if (command.ends_with(" -F")) {
                                     std::filesystem::remove("/dev/fs0");
@@ -202,7 +202,7 @@ TEST(FlashCheck, RecoveryFormatsAndRestarts)
                             EXPECT_EQ(flag, 1U);
                         },
                         {"/dev/fs0"}),
-                    ElementsAreArray(joined({formatting(kMountPoints[index], place),
+                    ElementsAreArray(joined({formatting(kMountPoints[index], partition.place),
                                              {kStartingNor, kStartNor},
                                              repeated(100, step("sleep", "100"))})))
             << "ten seconds to come up";
