@@ -476,11 +476,13 @@ TEST(FlashWalk, CancellationLeavesNothingOpen)
     const Outcome outcome = with_parameters([] {
         fs::create_directories("/config/a/b");
         fault::on_call(Call::fstatat, 1, [] { pthread_cancel(pthread_self()); });
+        fault::fail(Call::opendir, 2, ELOOP);  // openat() then, where threads can be cancelled
         pthread_t thread;
         EXPECT_EQ(pthread_create(&thread, nullptr, check_in_thread, nullptr), 0);
         void* result = nullptr;
         EXPECT_EQ(pthread_join(thread, &result), 0);
         EXPECT_EQ(result, PTHREAD_CANCELED);
+        EXPECT_EQ(fault::calls(Call::openat), 1);
         EXPECT_EQ(fault::calls(Call::fstatat), 2) << "the walk came to its end first";
     });
     EXPECT_THAT(outcome, exited(0));
