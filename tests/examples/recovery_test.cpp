@@ -17,7 +17,6 @@ namespace {
 
 using namespace bench;
 using testing::AllOf;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::Field;
 using testing::HasSubstr;

@@ -1,6 +1,7 @@
 // What the tests of flash safety share: its records, and the simulated target that it works on.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <string>
@@ -125,9 +126,11 @@ inline Outcome on_target(const TargetSetup& target, const std::function<void()>&
 
 /// Runs a body in a fresh process whose environment has the usual parameters; nothing else of a
 /// target is there.
-inline Outcome with_parameters(const std::function<void()>& body)
+inline Outcome with_parameters(const std::function<void()>& body,
+                               std::chrono::milliseconds time_limit = kTimeLimit)
 {
     FreshSetup setup;
+    setup.time_limit = time_limit;
     setup.env = usual_target_environment();
     setup.env["COMMON_LOG_LEVEL"] = "Debug";
     return run_fresh(setup, body);

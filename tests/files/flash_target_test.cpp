@@ -17,7 +17,6 @@
 #include "flash_target.h"
 
 using namespace bench;
-namespace fs = std::filesystem;
 using fault::Call;
 using testing::ElementsAre;
 using testing::ElementsAreArray;

@@ -21,7 +21,6 @@
 
 using namespace bench;
 using testing::AllOf;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
