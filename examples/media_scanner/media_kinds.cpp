@@ -59,7 +59,6 @@ MediaKinds::~MediaKinds()
 
 void MediaKinds::count(const char* ending, std::uint64_t bytes)
 {
-    const std::lock_guard lock{mutex_};
     auto* kind = static_cast<Kind*>(Map_Find(kinds_, ending));
     if (kind == nullptr) {
         kind = new Kind{.ending = lower_case(ending)};
@@ -72,10 +71,7 @@ void MediaKinds::count(const char* ending, std::uint64_t bytes)
 std::vector<Kind> MediaKinds::most_first() const
 {
     std::vector<Kind> sorted;
-    {
-        const std::lock_guard lock{mutex_};
-        for_each(kinds_, [&sorted](const Kind* kind) { sorted.push_back(*kind); });
-    }
+    for_each(kinds_, [&sorted](const Kind* kind) { sorted.push_back(*kind); });
     std::sort(sorted.begin(), sorted.end(), [](const Kind& first, const Kind& second) {
         return first.files != second.files ? first.files > second.files
                                            : first.ending < second.ending;

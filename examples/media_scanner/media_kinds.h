@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -36,7 +35,7 @@ struct Kind {
     std::uint64_t bytes = 0;
 };
 
-/// Counts the files of each kind, from several threads.
+/// Counts the files of each kind. For one thread at a time, as the map in it is.
 class MediaKinds {
 public:
     MediaKinds();
@@ -51,8 +50,7 @@ public:
     std::vector<Kind> most_first() const;
 
 private:
-    mutable std::mutex mutex_;
-    Map* kinds_;  // from the ending to a Kind, both owned; guarded by mutex_
+    Map* kinds_;  // from the ending to a Kind, both owned
 };
 
 }  // namespace scanner

@@ -21,13 +21,20 @@ constexpr char kUsage[] =
     "  -f, --layout NAME   layout of all records: Legacy, All, Columns, Syslogng, Syslogngext\n"
     "  -l, --level NAME    least severe level of records: Fatal, Critical, Error, Warn, Note,\n"
     "                      Info, Debug, Verbose\n"
-    "  -h, --help          this text\n";
+    "  -i, --interval MS   milliseconds between two records of progress (500); 0 for none\n"
+    "  -r, --report FILE   write the summary to FILE, too, as a serialised value\n"
+    "  -h, --help          this text\n"
+    "\n"
+    "Ctrl-C pauses. Then SIGCONT (the shell's fg after Ctrl-Z, or kill -CONT) goes on, and "
+    "another\n"
+    "Ctrl-C ends with what has been found so far and exit status 130.\n";
 
-constexpr char kLetters[] = "p:t:f:l:h";
+constexpr char kLetters[] = "p:t:f:l:i:r:h";
 constexpr option kLongOptions[] = {
-    {"pattern", required_argument, nullptr, 'p'}, {"threads", required_argument, nullptr, 't'},
-    {"layout", required_argument, nullptr, 'f'},  {"level", required_argument, nullptr, 'l'},
-    {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0}};
+    {"pattern", required_argument, nullptr, 'p'},  {"threads", required_argument, nullptr, 't'},
+    {"layout", required_argument, nullptr, 'f'},   {"level", required_argument, nullptr, 'l'},
+    {"interval", required_argument, nullptr, 'i'}, {"report", required_argument, nullptr, 'r'},
+    {"help", no_argument, nullptr, 'h'},           {nullptr, 0, nullptr, 0}};
 
 constexpr const char* kLayouts[] = {"Legacy", "All", "Columns", "Syslogng", "Syslogngext"};
 
@@ -45,18 +52,20 @@ bool compiles(const char* pattern)
     return true;
 }
 
-std::optional<unsigned> read_examiners(const char* text)
+/// @param what named when the text is no number from `least` to `most`.
+std::optional<unsigned> read_number(const char* text, unsigned least, unsigned most,
+                                    const char* what)
 {
     // strtoul() takes signs and blanks, which nobody means.
     if (std::isdigit(static_cast<unsigned char>(*text)) != 0) {
         char* end = nullptr;
         const unsigned long number = std::strtoul(text, &end, 10);
-        if (*end == '\0' && number >= 1 && number <= kMostExaminers) {
+        if (*end == '\0' && number >= least && number <= most) {
             return static_cast<unsigned>(number);
         }
     }
-    std::fprintf(stderr, "media_scanner: '%s' is no number of threads from 1 to %u\n", text,
-                 kMostExaminers);
+    std::fprintf(stderr, "media_scanner: '%s' is no number of %s from %u to %u\n", text, what,
+                 least, most);
     return std::nullopt;
 }
 
@@ -92,10 +101,19 @@ bool take_in(int code, const char* value, Options& options)
         options.pattern = value;
         return compiles(value);
     case 't': {
-        const std::optional<unsigned> number = read_examiners(value);
+        const std::optional<unsigned> number = read_number(value, 1, kMostExaminers, "threads");
         options.examiners = number.value_or(options.examiners);
         return number.has_value();
     }
+    case 'i': {
+        const std::optional<unsigned> number =
+            read_number(value, 0, kLongestInterval_ms, "milliseconds");
+        options.interval_ms = number.value_or(options.interval_ms);
+        return number.has_value();
+    }
+    case 'r':
+        options.report = value;
+        return true;
     case 'f':
         options.layout = read_layout(value);
         return options.layout.has_value();

@@ -11,13 +11,16 @@ namespace scanner {
 struct Options {
     std::string folder;
     unsigned examiners = 3;              // threads that examine folders, 1 to kMostExaminers
+    unsigned interval_ms = 500;          // of progress, 0 for none
     std::optional<std::string> pattern;  // compiles; only files whose names match it count
+    std::optional<std::string> report;   // where the summary goes as well
     // What is not given is as the settings of the log facility say, and as the scanner likes it.
     std::optional<COMMON_LogFormat_t> layout;
     std::optional<COMMON_LogLevel_t> level;
 };
 
 inline constexpr unsigned kMostExaminers = 16;
+inline constexpr unsigned kLongestInterval_ms = 3'600'000;
 
 /// The exit status for a command line that cannot be used.
 inline constexpr int kBadUsage = 2;

@@ -1,7 +1,10 @@
 #include "scan.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <iterator>
@@ -9,6 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common.h"
 #include "common_log_settings.h"
 #include "common_system.h"
 #include "counted_log.h"
@@ -26,14 +30,11 @@ bool is_dots(const char* name) noexcept
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-/// Whether an entry is a folder. Not every file system tells that with the name.
-bool is_folder(DIR* parent, const dirent& entry) noexcept
+/// Whether an entry is a folder itself, not a link to one.
+bool is_folder(DIR* parent, const char* name) noexcept
 {
-    if (entry.d_type != DT_UNKNOWN) {
-        return entry.d_type == DT_DIR;
-    }
     struct stat status;
-    return fstatat(dirfd(parent), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+    return fstatat(dirfd(parent), name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
            S_ISDIR(status.st_mode);
 }
 
@@ -64,44 +65,41 @@ int Scan::open(const std::string& path)
     return handle_ ? 0 : errno;
 }
 
-bool Scan::run()
+bool Scan::start()
 {
-    const bool started = start_all();
+    const bool started = start_threads();
     if (!started) {
+        give_up();
         queue_.close();
-    }
-    queue_.wait_until_done();
-    // A record has to outlive its thread, which clears the id there when its function has returned.
-    for (const ThreadRecord& thread : threads_) {
-        while (COMMON_Thread_GetId(thread.get()) != 0) {
-            OS_Sleep(1);
+        finds_.add({.type = Find::End});
+        if (!has_counter_) {
+            count_all();
         }
     }
     return started;
 }
 
-bool Scan::start_all()
+bool Scan::start_threads()
 {
-    const auto examine_all = [](void* scan) -> void* {
-        static_cast<Scan*>(scan)->examine_all();
-        return nullptr;
-    };
-    const auto find = [](void* scan) -> void* {
-        static_cast<Scan*>(scan)->find();
-        return nullptr;
-    };
     for (unsigned examiner = 1; examiner <= options_.examiners; ++examiner) {
-        if (!start("examiner-" + std::to_string(examiner), examine_all)) {
+        if (!start_thread<&Scan::examine_all>("examiner-" + std::to_string(examiner))) {
             return false;
         }
     }
-    return start("finder", find);
+    has_counter_ = start_thread<&Scan::count_all>("counter");
+    // Last, because it changes what is logged.
+    return has_counter_ && start_thread<&Scan::find>("finder");
 }
 
 /// Starts a thread that nobody joins: one that ends before it is joined could not be any more.
-bool Scan::start(const std::string& name, COMMON_ThreadEntry_t entry)
+template <void (Scan::*Work)()>
+bool Scan::start_thread(const std::string& name)
 {
     SCANNER_LOG(COMMON_LogLevelDebug, zones().scanner, "Thread '%s' starts", name.c_str());
+    const auto entry = [](void* scan) -> void* {
+        (static_cast<Scan*>(scan)->*Work)();
+        return nullptr;
+    };
     threads_.emplace_back(COMMON_Thread_New(entry, this));
     COMMON_Thread* const thread = threads_.back().get();
     COMMON_Thread_SetName(thread, name.c_str());
@@ -109,23 +107,55 @@ bool Scan::start(const std::string& name, COMMON_ThreadEntry_t entry)
     return COMMON_Thread_Start(thread) == STATUS_SUCCESS;
 }
 
+void Scan::give_up()
+{
+    given_up_ = true;
+    set_gate(true);
+}
+
+void Scan::wait()
+{
+    counted_.wait(false);
+    // A record has to outlive its thread, which clears the id there when its function has returned.
+    for (const ThreadRecord& thread : threads_) {
+        while (COMMON_Thread_GetId(thread.get()) != 0) {
+            OS_Sleep(1);
+        }
+    }
+}
+
+/// Waits while the scan is paused, and tells the watchdog that this thread goes on.
+void Scan::pass_gate()
+{
+    gate_.pass([this] { watch_.alive(); });
+}
+
 void Scan::find()
 {
+    pass_gate();
     begin_details();
-    std::vector<std::string> top_level = take_in(path_, std::move(handle_));
-    std::sort(top_level.begin(), top_level.end());
+    std::vector<std::string> top_level;
+    if (!given_up_) {
+        top_level = take_in(path_, std::move(handle_));
+        std::sort(top_level.begin(), top_level.end());
+    }
     for (const std::string& folder : top_level) {
+        if (given_up_) {
+            break;
+        }
         find_below(folder);
     }
     end_details();
     queue_.close();
+    queue_.wait_until_idle();
+    finds_.add({.type = Find::End});
 }
 
 void Scan::find_below(const std::string& top_level)
 {
     std::uint64_t folders = 0;
     std::vector<std::string> to_visit{top_level};
-    while (!to_visit.empty()) {
+    while (!to_visit.empty() && !given_up_) {
         std::string path = std::move(to_visit.back());
         to_visit.pop_back();
         // Not a link either, should something have taken the folder's place meanwhile.
@@ -147,25 +177,30 @@ void Scan::find_below(const std::string& top_level)
 /// Hands a folder to the workers. @return the folders in it.
 std::vector<std::string> Scan::take_in(std::string path, FolderHandle handle)
 {
+    pass_gate();
     std::vector<std::string> folders;
     List names{LIST_New()};
+    UTIL_FolderItems items{};
     errno = 0;
-    while (const dirent* entry = readdir(handle.get())) {
-        if (is_dots(entry->d_name)) {
-            continue;
-        }
-        if (is_folder(handle.get(), *entry)) {
-            folders.push_back(joined(path, entry->d_name));
-        } else if (pattern_ == nullptr || RegExp_Match(pattern_.get(), entry->d_name) == 1) {
-            LIST_PushBack(names.get(), copied(entry->d_name));
-        }
-        errno = 0;
-    }
-    if (errno != 0) {
+    if (UTIL_GetFolderItems(path.c_str(), nullptr, UTIL_FOLDER_ITEMS_ALL, &items) !=
+        STATUS_SUCCESS) {
         report_unreadable(zones().finder, path, errno);
     }
+    for (std::uint32_t i = 0; i < items.count; ++i) {
+        const char* const name = items.items[i];
+        if (is_dots(name)) {
+            continue;
+        }
+        if (is_folder(handle.get(), name)) {
+            folders.push_back(joined(path, name));
+        } else if (pattern_ == nullptr || RegExp_Match(pattern_.get(), name) == 1) {
+            LIST_PushBack(names.get(), copied(name));
+        }
+    }
+    UTIL_ReleaseFolderItems(&items);
     queue_.push({std::move(path), std::move(handle), std::move(names)});
-    if (++totals_.folders == kDetailedFolders) {
+    finds_.add({.type = Find::Folder});
+    if (++folders_ == kDetailedFolders) {
         end_details();
     }
     return folders;
@@ -205,7 +240,10 @@ void Scan::examine_all()
 {
     MediaNames media;
     while (const std::optional<Folder> folder = queue_.pop()) {
-        examine(*folder, media);
+        pass_gate();
+        if (!given_up_) {
+            examine(*folder, media);
+        }
         queue_.finished();
     }
 }
@@ -231,14 +269,13 @@ bool Scan::examine_entry(const Folder& folder, const char* name, MediaNames& med
         return false;
     }
     if (S_ISREG(status.st_mode)) {
-        totals_.files.fetch_add(1, std::memory_order_relaxed);
-        totals_.bytes.fetch_add(static_cast<std::uint64_t>(status.st_size),
-                                std::memory_order_relaxed);
+        Find find{.type = Find::File, .bytes = static_cast<std::uint64_t>(status.st_size)};
         if (const char* const ending = media.ending(name); ending != nullptr) {
-            kinds_.count(ending, static_cast<std::uint64_t>(status.st_size));
+            std::snprintf(find.ending, sizeof find.ending, "%s", ending);
         }
+        finds_.add(find);
     } else if (S_ISLNK(status.st_mode)) {
-        totals_.links.fetch_add(1, std::memory_order_relaxed);
+        finds_.add({.type = Find::Link});
     }
     // For a link this says whether it leads anywhere.
     if (faccessat(parent, name, R_OK, 0) != 0) {
@@ -250,9 +287,47 @@ bool Scan::examine_entry(const Folder& folder, const char* name, MediaNames& med
     return true;
 }
 
+void Scan::count_all()
+{
+    std::array<Find, 64> room;
+    for (bool ended = false; !ended;) {
+        for (const Find& find : finds_.take(room)) {
+            count(find);
+            ended = find.type == Find::End;
+        }
+    }
+    counted_ = true;
+    counted_.notify_all();
+    kill(getpid(), SIGUSR1);
+}
+
+void Scan::count(const Find& find)
+{
+    switch (find.type) {
+    case Find::File:
+        totals_.files.fetch_add(1, std::memory_order_relaxed);
+        totals_.bytes.fetch_add(find.bytes, std::memory_order_relaxed);
+        if (find.ending[0] != '\0') {
+            kinds_.count(find.ending, find.bytes);
+        }
+        break;
+    case Find::Link:
+        totals_.links.fetch_add(1, std::memory_order_relaxed);
+        break;
+    case Find::Unreadable:
+        totals_.unreadable.fetch_add(1, std::memory_order_relaxed);
+        break;
+    case Find::Folder:
+        totals_.folders.fetch_add(1, std::memory_order_relaxed);
+        break;
+    case Find::End:
+        break;
+    }
+}
+
 void Scan::report_unreadable(std::uint32_t zone, const std::string& path, int error)
 {
-    totals_.unreadable.fetch_add(1, std::memory_order_relaxed);
+    finds_.add({.type = Find::Unreadable});
     SCANNER_LOG(COMMON_LogLevelWarn, zone, "Cannot read %s: %s (%d)", path.c_str(),
                 std::strerror(error), error);
 }

@@ -1,4 +1,5 @@
-// One walk over a folder: a thread that finds the folders, and workers that examine them.
+// One walk over a folder: a thread that finds the folders, workers that examine them, and one that
+// counts what they find.
 #pragma once
 
 #include <atomic>
@@ -9,13 +10,16 @@
 
 #include "common_log.h"
 #include "common_thread.h"
+#include "finds.h"
+#include "gate.h"
 #include "media_kinds.h"
 #include "options.h"
+#include "watch.h"
 #include "work_queue.h"
 
 namespace scanner {
 
-/// What a scan has found.
+/// What a scan has found so far.
 struct Totals {
     std::atomic<std::uint64_t> folders{0};  // with the one that was given
     std::atomic<std::uint64_t> files{0};
@@ -36,16 +40,28 @@ public:
     /// Opens the folder to scan. @return 0 or the error number.
     int open(const std::string& path);
 
-    /// Scans the opened folder and returns when all of it has been examined. @return false when a
-    /// thread could not be started; the library has reported why.
-    bool run();
+    /// Starts the threads, which scan the opened folder while the gate is open. @return false when
+    /// one could not be started; the library has reported why, and nothing is scanned.
+    bool start();
+
+    /// Lets the threads work, or has them wait. Closed at first.
+    void set_gate(bool open) { gate_.set_open(open); }
+
+    /// What has not been examined is left out. Opens the gate.
+    void give_up();
+
+    /// Waits until everything has been examined and counted, and the threads are gone. To those who
+    /// wait in another way, the process gets SIGUSR1 when all is counted.
+    void wait();
 
     const Totals& totals() const noexcept { return totals_; }
     const MediaKinds& kinds() const noexcept { return kinds_; }
 
 private:
-    bool start(const std::string& name, COMMON_ThreadEntry_t entry);
-    bool start_all();
+    template <void (Scan::*Work)()>
+    bool start_thread(const std::string& name);
+    bool start_threads();
+    void pass_gate();
 
     void find();
     void find_below(const std::string& top_level);
@@ -54,6 +70,8 @@ private:
     void end_details();
 
     void examine_all();
+    void count_all();
+    void count(const Find& find);
     void examine(const Folder& folder, MediaNames& media);
     bool examine_entry(const Folder& folder, const char* name, MediaNames& media);
     void report_unreadable(std::uint32_t zone, const std::string& path, int error);
@@ -62,11 +80,20 @@ private:
     std::string path_;
     FolderHandle handle_;
     std::vector<ThreadRecord> threads_;
+    bool has_counter_ = false;
+    Gate gate_;
+    Watch watch_;
     WorkQueue queue_;
+    FindQueue finds_;
+    std::atomic<bool> given_up_{false};
+    std::atomic<bool> counted_{false};
+
+    // Written by the counter alone:
     Totals totals_;
-    MediaKinds kinds_;
+    MediaKinds kinds_;  // read when all is counted
 
     // Of the finder alone:
+    std::uint64_t folders_ = 0;
     Expression pattern_;  // null: every file counts
     bool in_detail_ = false;
     COMMON_LogLevel_t level_before_ = 0;

@@ -8,6 +8,7 @@
 #include "common_log_settings.h"
 #include "counted_log.h"
 #include "mem_malloc.h"
+#include "oxa_file.h"
 #include "oxavar.h"
 
 namespace scanner {
@@ -50,11 +51,22 @@ Variant as_variant(const std::string& folder, const Totals& totals, const std::v
     return all;
 }
 
+/// Writes the serialised form, which another process reads back. What fails is logged.
+bool write_report(const char* path, const COMMON_OXAVar* variant)
+{
+    std::vector<char> bytes(COMMON_OXAVarGetSerializedSize(variant));
+    const auto size = static_cast<std::uint32_t>(bytes.size());
+    COMMON_OXAVarSerialize(bytes.data(), variant, size);
+    const auto count = static_cast<std::int32_t>(size);
+    return FILE_OpenAndWrite(bytes.data(), 1, count, path) == count;
+}
+
 }  // namespace
 
-void print_summary(const std::string& folder, const Totals& totals, const MediaKinds& kinds,
+bool print_summary(const Options& options, const Totals& totals, const MediaKinds& kinds,
                    double seconds)
 {
+    const std::string& folder = options.folder;
     std::printf("Scanned %s in %.3f s\n", folder.c_str(), seconds);
     std::printf("folders    %12" PRIu64 "\n", totals.folders.load());
     std::printf("files      %12" PRIu64 "\n", totals.files.load());
@@ -73,17 +85,19 @@ void print_summary(const std::string& folder, const Totals& totals, const MediaK
         std::printf("%-10s %12" PRIu64 " %12" PRIu64 "\n", kind.ending.c_str(), kind.files,
                     kind.bytes);
     }
-    const Text text{COMMON_OXAVarToString(as_variant(folder, totals, media).get())};
+    const Variant summary = as_variant(folder, totals, media);
+    const Text text{COMMON_OXAVarToString(summary.get())};
     std::printf("\n%s\n", text.get());
+    return !options.report || write_report(options.report->c_str(), summary.get());
 }
 
-void log_totals(const Options& options, const Totals& totals)
+void log_totals(const Options& options, const Totals& totals, const char* how_it_went)
 {
     const COMMON_LogFormat_t layout = COMMON_Log_FormatGet();
     COMMON_Log_FormatSet(options.layout.value_or(COMMON_LogFormatLegacy));
     SCANNER_LOG(COMMON_LogLevelNote, zones().scanner,
-                "Scan of %s ended: %" PRIu64 " folders, %" PRIu64 " files, %" PRIu64 " unreadable",
-                options.folder.c_str(), totals.folders.load(), totals.files.load(),
+                "Scan of %s %s: %" PRIu64 " folders, %" PRIu64 " files, %" PRIu64 " unreadable",
+                options.folder.c_str(), how_it_went, totals.folders.load(), totals.files.load(),
                 totals.unreadable.load());
     COMMON_Log_FormatSet(layout);
 }

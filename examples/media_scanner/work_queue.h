@@ -74,13 +74,6 @@ public:
         changed_.wait(lock, [this] { return unfinished_ == 0; });
     }
 
-    /// Waits until the queue is closed, and every folder that was added has been examined.
-    void wait_until_done()
-    {
-        std::unique_lock lock{mutex_};
-        changed_.wait(lock, [this] { return closed_ && unfinished_ == 0; });
-    }
-
     /// Nothing more comes.
     void close()
     {

@@ -27,9 +27,9 @@ void record_everything()
     Player player([](void*, const char*) {}, nullptr);
     HsmRecorderInit(&recorder, player.hsm(), event_name);
     HsmTraceSet(&recorder.trace);
-    for (const auto& events : {std::initializer_list<Event>{kStart, kPause, kResume, kFinished},
-                               {kStart, kStop},
-                               {kStop}}) {
+    for (const auto& events : {std::initializer_list<Event>{kStart, kInterrupt, kResume, kFinished},
+                               {kStart, kInterrupt, kInterrupt},
+                               {kInterrupt}}) {
         player.start();
         for (const Event event : events) {
             player.handle(event);

@@ -12,8 +12,8 @@ constexpr HsmEvent kExit = 103;
 
 const char* event_name(HsmEvent event)
 {
-    constexpr const char* kNames[] = {"start", "pause", "resume", "finished", "stop"};
-    return event >= kStart && event <= kStop ? kNames[event - kStart] : nullptr;
+    constexpr const char* kNames[] = {"start", "interrupt", "resume", "finished"};
+    return event >= kStart && event <= kFinished ? kNames[event - kStart] : nullptr;
 }
 
 Player::Player(Entered entered, void* user) : machine_{}
@@ -58,7 +58,7 @@ HsmEvent Player::in_idle(Hsm* hsm, HsmEvent event)
         return enter(hsm);
     case kStart:
         return go(hsm, &Machine::active);
-    case kStop:
+    case kInterrupt:
         return go(hsm, &Machine::done);
     default:
         return event;
@@ -72,7 +72,7 @@ HsmEvent Player::in_active(Hsm* hsm, HsmEvent event)
         return enter(hsm);
     case kInitial:
         return go(hsm, &Machine::scanning);
-    case kStop:
+    case kFinished:
         return go(hsm, &Machine::done);
     default:
         return event;
@@ -84,10 +84,8 @@ HsmEvent Player::in_scanning(Hsm* hsm, HsmEvent event)
     switch (event) {
     case kEntry:
         return enter(hsm);
-    case kPause:
+    case kInterrupt:
         return go(hsm, &Machine::paused);
-    case kFinished:
-        return go(hsm, &Machine::done);
     default:
         return event;
     }
@@ -100,6 +98,8 @@ HsmEvent Player::in_paused(Hsm* hsm, HsmEvent event)
         return enter(hsm);
     case kResume:
         return go(hsm, &Machine::scanning);
+    case kInterrupt:
+        return go(hsm, &Machine::done);
     default:
         return event;
     }

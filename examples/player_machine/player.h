@@ -1,5 +1,5 @@
-// The state machine of a player: what a long job goes through that can be started, paused and
-// stopped.
+// The state machine of a player: what a long job goes through that can be started, paused by an
+// interrupt and given up by a second one. The media scanner runs by it.
 #pragma once
 
 #include "hsm.h"
@@ -7,7 +7,7 @@
 namespace player {
 
 /// What happens to a player.
-enum Event : HsmEvent { kStart = 1, kPause, kResume, kFinished, kStop };
+enum Event : HsmEvent { kStart = 1, kInterrupt, kResume, kFinished };
 
 /// The name of an event for diagrams; null for another number.
 const char* event_name(HsmEvent event);

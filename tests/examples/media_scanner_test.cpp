@@ -1,15 +1,19 @@
 // The media scanner as its user sees it: exit status, summary, and the records that arrive.
 #include <array>
+#include <csignal>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <linux/capability.h>
 #include <map>
 #include <optional>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <sys/prctl.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -18,11 +22,14 @@
 
 #include "fresh_process.h"
 #include "log_layout.h"
+#include "mem_malloc.h"
+#include "oxavar.h"
 
 namespace {
 
 using namespace bench;
 using testing::AllOf;
+using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::Field;
@@ -56,11 +63,12 @@ Record parse(const LogRecord& record)
 /// The records that the scanner itself wrote, without those of the library.
 std::vector<Record> records_of_scanner(const Outcome& outcome)
 {
+    static const std::set<std::string> kFiles{"control.cpp", "main.cpp",    "progress.cpp",
+                                              "scan.cpp",    "summary.cpp", "watch.cpp"};
     std::vector<Record> records;
     for (const LogRecord& arrived : outcome.log) {
         const Record record = parse(arrived);
-        if (record.file == "main.cpp" || record.file == "scan.cpp" ||
-            record.file == "summary.cpp") {
+        if (kFiles.count(record.file) != 0) {
             records.push_back(record);
         }
     }
@@ -150,9 +158,10 @@ Counts arrived(const Outcome& outcome)
     return counts;
 }
 
+/// Without records of progress, of which there are as many as the scan takes time.
 Outcome scan(const Setup& setup, const std::string& folder = kTree)
 {
-    return run_program(setup, {MEDIA_SCANNER, folder});
+    return run_program(setup, {MEDIA_SCANNER, folder, "--interval=0"});
 }
 
 /// Two folders, one with a folder below it and one with links and a folder that nobody may read.
@@ -218,9 +227,9 @@ TEST(MediaScanner, EveryAcceptedRecordArrives)
     EXPECT_EQ(arrived(outcome), level_counts(outcome, 0));
     EXPECT_THAT(level_counts(outcome, 0), UnorderedElementsAre(Pair("Warn", 2), Pair("Note", 4),
                                                                Pair("Info", 2), Pair("Debug", 4)));
-    // The starts of the four threads come before the detailed stretch; four entries are readable.
+    // The starts of the five threads come before the detailed stretch; four entries are readable.
     EXPECT_THAT(level_counts(outcome, 1),
-                UnorderedElementsAre(Pair("Debug", 4), Pair("Verbose", 4)));
+                UnorderedElementsAre(Pair("Debug", 5), Pair("Verbose", 4)));
 }
 
 TEST(MediaScanner, ChangesLevelAndLayoutAtTheNotes)
@@ -303,7 +312,7 @@ TEST(MediaScanner, ExplainsItsUsage)
 /// Runs the scanner over the tree with options behind the folder.
 Outcome scan_with(const std::vector<std::string>& options, const Setup& setup = known_tree())
 {
-    std::vector<std::string> line{MEDIA_SCANNER, kTree};
+    std::vector<std::string> line{MEDIA_SCANNER, kTree, "--interval=0"};
     line.insert(line.end(), options.begin(), options.end());
     return run_program(setup, line);
 }
@@ -315,7 +324,8 @@ TEST(MediaScannerOptions, HelpNamesEveryOption)
         EXPECT_THAT(help, exited(0));
         EXPECT_EQ(help.err, "");
         for (const char* const text :
-             {"--pattern EXPR", "--threads N", "--layout NAME", "--level NAME", "--help",
+             {"--pattern EXPR", "--threads N", "--layout NAME", "--level NAME", "--interval MS",
+              "--report FILE", "--help", "Ctrl-C pauses",
               "Legacy, All, Columns, Syslogng, Syslogngext",
               "Fatal, Critical, Error, Warn, Note"}) {
             EXPECT_THAT(help.out, HasSubstr(text));
@@ -378,6 +388,7 @@ TEST(MediaScannerOptions, ThreadsAreAsManyAsAskedFor)
         for (int examiner = 1; examiner <= examiners; ++examiner) {
             expected.push_back("Thread 'examiner-" + std::to_string(examiner) + "' starts");
         }
+        expected.emplace_back("Thread 'counter' starts");
         expected.emplace_back("Thread 'finder' starts");
         std::vector<std::string> starts;
         for (const std::string& message : messages(outcome, "Debug")) {
@@ -405,6 +416,10 @@ TEST(MediaScannerOptions, WrongValuesAreTold)
         {"--threads", "", "is no number of threads from 1 to 16"},
         {"--threads", "4294967297", "is no number of threads from 1 to 16"},
         {"--threads", "99999999999999999999", "is no number of threads from 1 to 16"},
+        {"--interval", "3600001", "is no number of milliseconds from 0 to 3600000"},
+        {"--interval", "-1", "is no number of milliseconds from 0 to 3600000"},
+        {"--interval", "1s", "is no number of milliseconds from 0 to 3600000"},
+        {"--interval", "", "is no number of milliseconds from 0 to 3600000"},
         {"--layout", "None", "is no layout of records"},
         {"--layout", "Syslog", "is no layout of records"},
         {"--layout", "", "is no layout of records"},
@@ -451,8 +466,8 @@ TEST(MediaScannerOptions, LevelIsThatOfTheWholeScan)
         {"warn", {{"Warn", 2}}},
         {"Note", {{"Warn", 2}, {"Note", 2}}},
         {"Info", {{"Warn", 2}, {"Note", 2}, {"Info", 2}}},
-        {"Debug", {{"Warn", 2}, {"Note", 2}, {"Info", 2}, {"Debug", 8}}},
-        {"Verbose", {{"Warn", 2}, {"Note", 2}, {"Info", 2}, {"Debug", 8}, {"Verbose", 4}}},
+        {"Debug", {{"Warn", 2}, {"Note", 2}, {"Info", 2}, {"Debug", 9}}},
+        {"Verbose", {{"Warn", 2}, {"Note", 2}, {"Info", 2}, {"Debug", 9}, {"Verbose", 4}}},
     };
     for (const auto& each : kCases) {
         const Outcome outcome = scan_with({"--level", each.name});
@@ -495,6 +510,116 @@ TEST(MediaScannerOptions, MisuseIsToldByTheParser)
                                                      "usage: media_scanner FOLDER"));
         EXPECT_THAT(outcome.log, IsEmpty());
     }
+}
+
+TEST(MediaScannerOptions, ReportIsTheSummaryForAnotherProcess)
+{
+    const std::string line = std::string{MEDIA_SCANNER} +
+                             " /tmp/media --interval=0 --report=/tmp/report >/tmp/out && "
+                             "cat /tmp/report && printf '<end>' && tail -n 1 /tmp/out";
+    const Outcome outcome = run_program(known_tree(), {"/bin/sh", "-c", line});
+    EXPECT_THAT(outcome, exited(0));
+    const std::size_t end = outcome.out.find("<end>");
+    ASSERT_NE(end, std::string::npos);
+    COMMON_OXAVar summary{};
+    std::uint32_t consumed = 0;
+    EXPECT_EQ(COMMON_OXAVarDeserializeBounded(outcome.out.data(), static_cast<std::uint32_t>(end),
+                                              &summary, &consumed),
+              std::uint32_t{STATUS_SUCCESS});
+    EXPECT_EQ(consumed, end);
+    char* const text = COMMON_OXAVarToString(&summary);
+    EXPECT_EQ(std::string{text} + "\n", outcome.out.substr(end + 5));
+    EXPECT_THAT(text, HasSubstr("{\"files\", 3}"));
+    MEM_Free(text);
+    COMMON_OXAVarClear(&summary);
+}
+
+TEST(MediaScannerOptions, ReportThatCannotBeWrittenIsTold)
+{
+    const Outcome outcome = scan_with({"--report", "/tmp/none/report"});
+    EXPECT_THAT(outcome, exited(1));
+    EXPECT_EQ(outcome.err, "media_scanner: cannot write /tmp/none/report\n");
+}
+
+/// Whether a signal is on its way to a process that holds it back.
+bool is_pending(pid_t process, int signal)
+{
+    std::ifstream status{"/proc/" + std::to_string(process) + "/status"};
+    for (std::string key; status >> key;) {
+        if (key == "ShdPnd:") {
+            std::uint64_t pending = 0;
+            status >> std::hex >> pending;
+            return (pending >> (signal - 1) & 1) != 0;
+        }
+    }
+    return false;
+}
+
+/// The known tree, for a scanner that finds an interrupt when it starts, and gets another signal
+/// when it has taken that.
+Setup interrupted_tree(int next_signal)
+{
+    Setup setup = known_tree();
+    setup.prepare = [make_tree = setup.prepare, next_signal] {
+        make_tree();
+        sigset_t interrupt;
+        sigemptyset(&interrupt);
+        sigaddset(&interrupt, SIGINT);
+        sigprocmask(SIG_BLOCK, &interrupt, nullptr);
+        const pid_t scanner = getpid();
+        kill(scanner, SIGINT);
+        if (fork() == 0) {
+            while (is_pending(scanner, SIGINT)) {
+                usleep(1000);
+            }
+            kill(scanner, next_signal);
+            _exit(0);
+        }
+    };
+    return setup;
+}
+
+TEST(MediaScannerControl, PausesAtAnInterruptAndGoesOn)
+{
+    const Outcome outcome = scan(interrupted_tree(SIGCONT));
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(messages(outcome, "Note"),
+                ElementsAre("Scan of /tmp/media starts",
+                            "Scan paused: SIGCONT goes on, another interrupt ends it",
+                            "Scan goes on", "Level Debug and layout Columns from here",
+                            "Level Info and the layout from before again",
+                            "Scan of /tmp/media ended: 4 folders, 3 files, 2 unreadable"));
+    EXPECT_EQ(found(outcome), found(scan(known_tree())));
+}
+
+TEST(MediaScannerControl, GivesUpAtASecondInterrupt)
+{
+    const Outcome outcome = scan(interrupted_tree(SIGINT));
+    EXPECT_THAT(outcome, exited(128 + SIGINT));
+    EXPECT_THAT(messages(outcome, "Note"),
+                ElementsAre("Scan of /tmp/media starts",
+                            "Scan paused: SIGCONT goes on, another interrupt ends it",
+                            "Level Debug and layout Columns from here",
+                            "Level Info and the layout from before again",
+                            "Scan of /tmp/media was given up: 0 folders, 0 files, 0 unreadable"));
+    EXPECT_THAT(found(outcome),
+                UnorderedElementsAre(Pair("folders", 0), Pair("files", 0), Pair("links", 0),
+                                     Pair("bytes", 0), Pair("unreadable", 0)));
+}
+
+TEST(MediaScannerControl, TellsOfItsProgress)
+{
+    bench::Setup setup;
+    for (int folder = 0; folder < 3000; ++folder) {
+        setup.files["/tmp/media/" + std::to_string(folder) + "/file"] = "x";
+    }
+    const Outcome outcome = run_program(setup, {MEDIA_SCANNER, kTree, "--interval", "1"});
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(found(outcome)["files"], 3000u);
+    EXPECT_THAT(messages(outcome, "Info"),
+                Contains(testing::MatchesRegex("Progress: [0-9]+ folders, [0-9]+ files")));
+    // There is no terminal to show a line on.
+    EXPECT_EQ(outcome.err, "");
 }
 
 }  // namespace

@@ -37,24 +37,24 @@ TEST(PlayerMachine, GoesThroughItsStates)
 {
     using namespace player;
     EXPECT_THAT(Followed({}).entered, ElementsAre("idle"));
-    const Followed finished({kStart, kPause, kResume, kFinished});
+    const Followed finished({kStart, kInterrupt, kResume, kFinished});
     EXPECT_THAT(finished.entered,
                 ElementsAre("idle", "active", "scanning", "paused", "scanning", "done"));
     EXPECT_STREQ(finished.player.state(), "done");
-    EXPECT_THAT(Followed({kStart, kStop}).entered,
-                ElementsAre("idle", "active", "scanning", "done"));
-    EXPECT_THAT(Followed({kStart, kPause, kStop}).entered,
+    EXPECT_THAT(Followed({kStart, kInterrupt, kFinished}).entered,
                 ElementsAre("idle", "active", "scanning", "paused", "done"));
-    EXPECT_THAT(Followed({kStop}).entered, ElementsAre("idle", "done"));
+    EXPECT_THAT(Followed({kStart, kInterrupt, kInterrupt}).entered,
+                ElementsAre("idle", "active", "scanning", "paused", "done"));
+    EXPECT_THAT(Followed({kInterrupt}).entered, ElementsAre("idle", "done"));
 }
 
 TEST(PlayerMachine, IgnoresWhatDoesNotApply)
 {
     using namespace player;
-    EXPECT_STREQ(Followed({kPause, kResume, kFinished}).player.state(), "idle");
+    EXPECT_STREQ(Followed({kResume, kFinished}).player.state(), "idle");
     EXPECT_STREQ(Followed({kStart, kStart, kResume}).player.state(), "scanning");
-    EXPECT_STREQ(Followed({kStart, kPause, kPause, kFinished, kStart}).player.state(), "paused");
-    EXPECT_STREQ(Followed({kStop, kStart, kPause, kResume, kFinished, kStop}).player.state(),
+    EXPECT_STREQ(Followed({kStart, kInterrupt, kStart}).player.state(), "paused");
+    EXPECT_STREQ(Followed({kInterrupt, kStart, kInterrupt, kResume, kFinished}).player.state(),
                  "done");
 }
 
@@ -76,7 +76,7 @@ TEST(PlayerMachine, DiagramOfTheDocumentationIsTheRecordedOne)
     const std::string picture = file("player_machine.svg");
     for (const char* const text :
          {"<title>player</title>", ">idle<", ">active<", ">scanning<", ">paused<", ">done<",
-          ">start<", ">pause<", ">resume<", ">finished<", ">stop<"}) {
+          ">start<", ">interrupt<", ">resume<", ">finished<"}) {
         EXPECT_THAT(picture, HasSubstr(text));
     }
 }
