@@ -155,7 +155,7 @@ BENCHMARK(lifo_glib) SIZES;
 
 // -------------------------------------------------------------------------------------------- walk
 
-/// Through the interface: a call each for the value, which is never null but at the end, and the step.
+/// Through the interface: a call each for the value, null only at the end, and the step.
 void walk_list(benchmark::State& state)
 {
     LIST list = LIST_New();

@@ -59,13 +59,19 @@ MediaKinds::~MediaKinds()
 
 void MediaKinds::count(const char* ending, std::uint64_t bytes)
 {
-    auto* kind = static_cast<Kind*>(Map_Find(kinds_, ending));
-    if (kind == nullptr) {
-        kind = new Kind{.ending = lower_case(ending)};
-        Map_Add(kinds_, kind->ending.c_str(), kind);
+    Kind& kind = of(ending);
+    ++kind.files;
+    kind.bytes += bytes;
+}
+
+Kind& MediaKinds::of(const char* ending)
+{
+    if (void* const known = Map_Find(kinds_, ending); known != nullptr) {
+        return *static_cast<Kind*>(known);
     }
-    ++kind->files;
-    kind->bytes += bytes;
+    auto* const kind = new Kind{.ending = lower_case(ending)};
+    Map_Add(kinds_, kind->ending.c_str(), kind);
+    return *kind;
 }
 
 std::vector<Kind> MediaKinds::most_first() const

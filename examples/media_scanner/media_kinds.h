@@ -50,6 +50,8 @@ public:
     std::vector<Kind> most_first() const;
 
 private:
+    Kind& of(const char* ending);
+
     Map* kinds_;  // from the ending to a Kind, both owned
 };
 

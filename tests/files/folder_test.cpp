@@ -175,8 +175,8 @@ TEST(Folder, EmptySuffixIsInEveryName)
 TEST(Folder, PatternIsRelativeToTheWorkingFolder)
 {
     EXPECT_EQ(printed_by([] {
-                  make_file("/tmp/work/sub/a.log");
-                  fs::current_path("/tmp/work");
+                  make_file("/tmp/folders/sub/a.log");
+                  fs::current_path("/tmp/folders");
                   EXPECT_EQ(UTIL_FileExists("sub/*.log"), 1U);
                   EXPECT_EQ(UTIL_FileExists("./*.log"), 0U);
               }),
@@ -313,12 +313,12 @@ int mode_of(const char* path)
 TEST(FolderMaking, RelativePathsAreBelowTheWorkingFolder)
 {
     EXPECT_EQ(printed_by([] {
-                  fs::create_directory("/tmp/work");
-                  fs::current_path("/tmp/work");
+                  fs::create_directory("/tmp/folders");
+                  fs::current_path("/tmp/folders");
                   EXPECT_EQ(UTIL_CreateFolderRecursive("a/b/c", 0755), 100U);
-                  EXPECT_EQ(mode_of("/tmp/work/a"), 0755);
-                  EXPECT_EQ(mode_of("/tmp/work/a/b"), 0755);
-                  EXPECT_EQ(mode_of("/tmp/work/a/b/c"), 0755);
+                  EXPECT_EQ(mode_of("/tmp/folders/a"), 0755);
+                  EXPECT_EQ(mode_of("/tmp/folders/a/b"), 0755);
+                  EXPECT_EQ(mode_of("/tmp/folders/a/b/c"), 0755);
                   EXPECT_EQ(fault::calls(Call::mkdir), 3);
               }),
               "");

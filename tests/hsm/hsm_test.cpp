@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include <type_traits>
+
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
@@ -139,7 +141,7 @@ TEST(Hsm, RecordsHaveTheirFieldsInOrder)
                                   9 * kWord));
     EXPECT_EQ(sizeof(Hsm), 10 * kWord);
     EXPECT_EQ(sizeof(HsmEvent), kWord);
-    EXPECT_EQ(sizeof(HsmToLCA_(nullptr, nullptr)), 1U);
+    EXPECT_TRUE((std::is_same_v<decltype(HsmToLCA_(nullptr, nullptr)), std::uint8_t>));
 }
 
 TEST(Hsm, StateCtorFillsTheState)
