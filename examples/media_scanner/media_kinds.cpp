@@ -69,7 +69,8 @@ Kind& MediaKinds::of(const char* ending)
     if (void* const known = Map_Find(kinds_, ending); known != nullptr) {
         return *static_cast<Kind*>(known);
     }
-    auto* const kind = new Kind{.ending = lower_case(ending)};
+    auto* const kind = new Kind;
+    kind->ending = lower_case(ending);
     Map_Add(kinds_, kind->ending.c_str(), kind);
     return *kind;
 }
