@@ -55,7 +55,7 @@ struct HsmMachine;
 enum class Moves { Asked, ByHand };
 
 template <Moves moves, int number>
-[[gnu::noipa]] HsmEvent on_event(Hsm* machine, HsmEvent event);
+BENCH_OPAQUE HsmEvent on_event(Hsm* machine, HsmEvent event);
 
 struct HsmMachine : Hsm {
     static constexpr std::uint64_t kBubbleCalls = 6;
@@ -165,8 +165,8 @@ struct HsmByHand : Hsm {
 // The callbacks of the engine with typed events.
 
 template <Moves moves, int number>
-[[gnu::noipa]] int on_ls_event(ls_hsm_t* machine, const ls_hsm_event_t* event, void* user,
-                               ls_hsm_state_t* state);
+BENCH_OPAQUE int on_ls_event(ls_hsm_t* machine, const ls_hsm_event_t* event, void* user,
+                             ls_hsm_state_t* state);
 
 struct LsMachine : ls_hsm_t {
     static constexpr std::uint64_t kBubbleCalls = 6;

@@ -11,7 +11,6 @@
 #include "abstract_set_support.h"
 
 using namespace bench;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 namespace {

@@ -1,16 +1,16 @@
 // The compact state machine: its records, and which handlers are called in which order.
 #include "hsm.h"
 
+#include <bit>
 #include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <functional>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
-
-#include <type_traits>
 
 #include <gmock/gmock.h>
 
@@ -160,8 +160,7 @@ TEST(Hsm, HsmCtorMakesTheTopStateAndLeavesTheRestToTheStart)
 {
     Hsm machine;
     std::memset(&machine, 0xEE, sizeof machine);
-    State* untouched = nullptr;
-    std::memset(&untouched, 0xEE, sizeof untouched);
+    auto* const untouched = std::bit_cast<State*>(~std::uintptr_t{0} / 0xFF * 0xEE);
     const char* const name = "name";
     HsmCtor(&machine, name, handle_top, 7, 8, 9);
     EXPECT_EQ(machine.name, name);
