@@ -11,6 +11,7 @@
 #include "platform/assertion.h"
 #include "thread/clock.h"
 #include "thread/monitor_handler.h"
+#include "thread/platform_failure.h"
 
 static_assert(offsetof(COMMON_Monitor, condition) == 0);
 static_assert(offsetof(COMMON_Monitor, mutex) == sizeof(pthread_cond_t));
@@ -21,17 +22,6 @@ static_assert(sizeof(void*) != 4 ||
 namespace {
 
 constexpr common::Source kSource = common::kMonitorSource;
-
-/// Reports a call of the platform that failed. The message takes error text and number.
-#define REPORT_IF_FAILED(call, message) report_if_failed(call, message, __func__, __LINE__)
-void report_if_failed(int error, const char* message, const char* function,
-                      std::int32_t line) noexcept
-{
-    if (error != 0) {
-        common::report(kSource, COMMON_LogLevelFatal, function, line, "%s with error: %s (%d)",
-                       message, std::strerror(error), error);
-    }
-}
 
 #define ASSERT_MONITOR() COMMON_ASSERT(kSource, monitor != nullptr, "((void *)0) != monitor")
 

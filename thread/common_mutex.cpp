@@ -7,6 +7,7 @@
 #include "mem_malloc.h"
 #include "platform/assertion.h"
 #include "thread/mutex_handler.h"
+#include "thread/platform_failure.h"
 
 static_assert(offsetof(COMMON_Mutex, mutex) == 0);
 static_assert(offsetof(COMMON_Mutex, unused) == sizeof(pthread_mutex_t));
@@ -40,17 +41,6 @@ constexpr int platform_type(COMMON_MutexType_t type) noexcept
         return PTHREAD_MUTEX_RECURSIVE;
     default:
         return kRefused;
-    }
-}
-
-/// Reports a call of the platform that failed. The message takes error text and number.
-#define REPORT_IF_FAILED(call, message) report_if_failed(call, message, __func__, __LINE__)
-void report_if_failed(int error, const char* message, const char* function,
-                      std::int32_t line) noexcept
-{
-    if (error != 0) {
-        common::report(kSource, COMMON_LogLevelFatal, function, line, "%s with error: %s (%d)",
-                       message, std::strerror(error), error);
     }
 }
 

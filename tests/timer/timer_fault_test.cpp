@@ -10,6 +10,7 @@
 #include "fresh_process.h"
 #include "log_matchers.h"
 #include "shot.h"
+#include "timer_faults.h"
 
 using namespace bench;
 using fault::Call;
@@ -17,20 +18,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
-{
-    return record(COMMON_LogLevelError, "TIMER", "timer", function, message);
-}
-
-/** Lets the library make what it keeps for the process and the thread, and starts counting. */
-long settled_blocks()
-{
-    COMMON_Log_Write(COMMON_LogLevelDebug, 0, "", "", "", 0, " ");
-    TMR_Delete(TMR_New());
-    fault::reset();
-    return fault::outstanding_blocks();
-}
 
 // New.
 

@@ -11,26 +11,13 @@
 #include "fresh_process.h"
 #include "log_matchers.h"
 #include "shot.h"
+#include "timer_faults.h"
 
 using namespace bench;
 using fault::Call;
 using testing::ElementsAre;
 
 namespace {
-
-testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
-{
-    return record(COMMON_LogLevelError, "TIMER", "timer", function, message);
-}
-
-/** Lets the library make what it keeps for the process and the thread, and starts counting. */
-long settled_blocks()
-{
-    COMMON_Log_Write(COMMON_LogLevelDebug, 0, "", "", "", 0, " ");
-    TMR_Delete(TMR_New());
-    fault::reset();
-    return fault::outstanding_blocks();
-}
 
 // Locking.
 

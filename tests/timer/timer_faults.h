@@ -1,0 +1,35 @@
+/**
+ * @file timer_faults.h
+ * What the tests of timers with forced failures share.
+ */
+#ifndef TESTS_TIMER_FAULTS_H
+#define TESTS_TIMER_FAULTS_H
+
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "common_log.h"
+#include "fault.h"
+#include "log_matchers.h"
+#include "timer.h"
+
+namespace bench {
+
+inline testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
+{
+    return record(COMMON_LogLevelError, "TIMER", "timer", function, message);
+}
+
+/** Lets the library make what it keeps for the process and the thread, and starts counting. */
+inline long settled_blocks()
+{
+    COMMON_Log_Write(COMMON_LogLevelDebug, 0, "", "", "", 0, " ");
+    TMR_Delete(TMR_New());
+    fault::reset();
+    return fault::outstanding_blocks();
+}
+
+}  // namespace bench
+
+#endif
