@@ -106,19 +106,24 @@ TEST(CommonLogDaemon, WithoutOneRecordsAreDropped)
     EXPECT_EQ(outcome.err, "");
 }
 
-/// Threads that write as fast as they can, each a number of records or until told to stop.
+/// Threads that write as fast as they can until they are told to stop. Each has written once before
+/// the constructor returns: with its first record a thread allocates memory, and the address
+/// sanitizer's allocator may not be at work in another thread when a process forks.
 class Hammer {
 public:
     explicit Hammer(int threads)
     {
         for (int i = 0; i < threads; ++i) {
             threads_.emplace_back([this] {
+                log_message(kInfo, "hammer");
+                ++ready_;
                 while (!stop_) {
                     log_message(kInfo, "hammer");
                     ++written_;
                 }
             });
         }
+        EXPECT_TRUE(wait_until([&] { return ready_ == threads; }));
     }
     Hammer(const Hammer&) = delete;
     Hammer& operator=(const Hammer&) = delete;
@@ -135,6 +140,7 @@ public:
 private:
     std::atomic<bool> stop_{false};
     std::atomic<int> written_{0};
+    std::atomic<int> ready_{0};
     std::vector<std::thread> threads_;
 };
 
@@ -180,10 +186,13 @@ TEST(CommonLogFork, EveryChildKnowsTheLocalTimeWhateverOthersAskMeanwhile)
     const Outcome outcome = run_fresh(setup, [] {
         std::atomic<bool> stop{false};
         std::atomic<int> rows{0};
+        std::atomic<int> ready{0};
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([&] {
                 std::FILE* const stream = std::fopen("/dev/null", "we");
+                COMMON_Debug_Write(stream, "test", "thread", 1, "row");
+                ++ready;
                 while (!stop) {
                     COMMON_Debug_Write(stream, "test", "thread", 1, "row");
                     ++rows;
@@ -191,6 +200,7 @@ TEST(CommonLogFork, EveryChildKnowsTheLocalTimeWhateverOthersAskMeanwhile)
                 std::fclose(stream);
             });
         }
+        EXPECT_TRUE(wait_until([&] { return ready == 4; }));  // as for Hammer
         for (int i = 0; i < 300; ++i) {
             const int before = rows;
             in_child([] { log_message(kInfo, "child"); });
