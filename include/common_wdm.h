@@ -11,8 +11,8 @@
  * - All times are whole seconds of the monotonic clock. A deadline is the current second plus the
  *   time-out, and a handler is started within the second in which the deadline falls: with a
  *   time-out of 3 between 2 and 4 seconds after the last tickle, as a rule close to 3. A second
- * that has passed is never made up for: a subscriber whose deadline passed while the whole process
- * was stopped is not started any more, until it is tickled again.
+ *   that has passed is never made up for: the handler of a subscriber whose deadline passed while
+ *   the whole process was stopped is not started any more, until the subscriber is tickled again.
  * - The life of a subscriber: created; subscribed; then either tickled again and again, or expired
  *   (its handler is started), or unsubscribed. An expired subscriber is not watched any more and is
  *   its client's again, from the start of its handler on: the client may subscribe it anew, also
@@ -23,8 +23,8 @@
  * - Handlers run in detached threads with the platform's default attributes. One that blocks delays
  *   nobody.
  * - A child of fork() has no monitor. There a watchdog watches nothing and starts nothing; the
- * child may call all functions, and releases its copy with COMMON_wdm_Destroy(). What another
- * thread was just adding or removing at the moment of the fork may remain allocated there.
+ *   child may call all functions, and releases its copy with COMMON_wdm_Destroy(). What another
+ *   thread was just adding or removing at the moment of the fork may remain allocated there.
  *
  * Nothing is reported.
  */

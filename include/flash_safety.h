@@ -88,8 +88,8 @@ uint32_t FLASHSAFE_MountReadOnly(uint32_t index);
  * UTIL_GetPidFromProcessName() does, so that one with more than 15 characters in its name, or a
  * path for a name, is never found.
  * @param timeout_ms how long to wait for the end of each driver, in steps of 100 ms, of which there
- *        is at least one for a driver that does not end at once; at most 200 ms for the NAND
- * driver.
+ *        is at least one for a driver that does not end at once; at most 200 ms for the
+ *        NAND driver.
  * @param force 1 kills a NOR driver that does not end in time and waits for another step; any other
  *        value lets it run. The NAND driver is never killed.
  * @return 1 when all drivers have ended, else 0.

@@ -9,21 +9,20 @@
  * a start until its deadline or a stop; a periodic one is made by starting it from its callback.
  *
  * - The callback runs in the timer's thread with no lock held. It may start, stop, restart and
- * query its own timer, also when it blocks for long: a start that meets no parked thread (the
- * callback is running, or another start is still waiting for its deadline) launches one more, so
- * that a deadline never waits for a callback. No more than one thread stays parked.
- * - The stack is that of the threads of other C libraries by default, and much more than a callback
- *   needs that logs, formats and calls the system. Work that recurses or keeps large arrays belongs
- *   into a thread of the caller's. Of it, only the pages that
- *   were touched take memory.
+ *   query its own timer, also when it blocks for long: a start that meets no parked thread (the
+ *   callback is running, or another start is still waiting for its deadline) launches one more, so
+ *   that a deadline never waits for a callback. No more than one thread stays parked.
+ * - The stack is much more than a callback needs that logs, formats and calls the system, and only
+ *   the pages of it that were touched take memory. Work that recurses or keeps large arrays belongs
+ *   into a thread of the caller's.
  * - Starting a timer that is armed adds a deadline; it does not replace the first one. Each of the
  *   starts calls back, at its own deadline and with its own function and argument. The timer is in
  *   use until the last of them, and a stop takes them all back.
  * - All functions but TMR_New() and TMR_Delete() may be called for one timer from several threads
- * at once. Whoever takes the timer's mutex first wins: a stop that comes after the deadline gives
+ *   at once. Whoever takes the timer's mutex first wins: a stop that comes after the deadline gives
  *   TMR_ReturnNotSet, and the callback may be running or about to run.
  * - A child of fork() has none of the timers' threads. There every timer is idle, whatever it was
- * in the parent, and may be started, stopped, queried and deleted as usual; one thread makes the
+ *   in the parent, and may be started, stopped, queried and deleted as usual; one thread makes the
  *   first call for a timer.
  * - A callback may end its thread (pthread_exit(3)); a cancellation takes effect in the callback.
  *
@@ -101,8 +100,8 @@ uint32_t TMR_Start(TMR* timer, TMR_Callback_t callback, void* argument, uint32_t
  * @return TMR_ReturnSuccess; TMR_ReturnNotSet when nothing is awaited; TMR_ReturnNullTimer;
  *         TMR_ReturnFailed after "Could not lock mutex: %d", and after "Could not signal timer",
  *         which takes more than one waiting thread, as only then one has to be woken: the timer
- *         stays in use until its deadlines, but calls nothing any more. "Could not unlock mutex:
- * %d" is reported without another result.
+ *         stays in use until its deadlines, but calls nothing any more.
+ *         "Could not unlock mutex: %d" is reported without another result.
  */
 TMR_Return_t TMR_Stop(TMR* timer);
 
@@ -111,10 +110,10 @@ TMR_Return_t TMR_Stop(TMR* timer);
  * @param timer null is reported ("Invalid input parameter 'tmrPtr' = NULL!").
  * @return TMR_ReturnSuccess; what TMR_Stop() gave when that is anything else, in particular
  *         TMR_ReturnNotSet for an idle timer, and nothing is started then. TMR_ReturnFailed when
- * the start fails, and the timer is idle then. The thread that waited is used again; only when
- *         another start has taken it meanwhile is one launched, which may fail with "The thread
- *         initialization failed!", "The timer thread properties cannot be set" or "The timer thread
- *         cannot be launched".
+ *         the start fails, and the timer is idle then. The thread that waited is used again; only
+ *         when another start has taken it meanwhile is one launched, which may fail with "The
+ *         thread initialization failed!", "The timer thread properties cannot be set" or "The timer
+ *         thread cannot be launched".
  */
 TMR_Return_t TMR_Restart(TMR* timer);
 

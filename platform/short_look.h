@@ -1,6 +1,8 @@
 // A short look at what is likely to come true, before the kernel is asked to wait for it.
 #pragma once
 
+#include "platform/pause.h"
+
 namespace common {
 
 /// Looks until a condition holds, for a few microseconds: about as long as to sleep and be woken
@@ -16,11 +18,7 @@ bool comes_true_shortly(Condition condition) noexcept
             return true;
         }
         for (int pause = 0; pause < kPauses; ++pause) {
-#if defined(__x86_64__) || defined(__i386__)
-            __builtin_ia32_pause();
-#elif defined(__aarch64__) || defined(__arm__)
-            __asm__ volatile("yield");
-#endif
+            pause_processor();
         }
     }
     return false;
