@@ -114,9 +114,15 @@ if(NOT COMMON_SANITIZE)
   target_link_options(common PRIVATE -nodefaultlibs -Wl,--no-undefined)
   target_link_libraries(common PRIVATE -lc -lgcc)
 endif()
+# <common/timer.h> and <timer.h> both work, in the build tree as installed.
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include)
+file(CREATE_LINK ${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include/common SYMBOLIC)
 target_include_directories(
-  common INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
-                   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/common>)
+  common
+  INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+            $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/common>
+            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 
 # Times in the interface have 64 bits, as in the library.
 if(COMMON_32BIT)

@@ -9,10 +9,11 @@ if(NOT EXISTS ${COMMON_GTEST_SOURCE}/googletest/src/gtest-all.cc
 endif()
 
 # Built here, from source, so that it has the word size and the sanitizers of everything else. Its
-# headers are system headers to us, and our warnings are not asked of it.
+# headers are system headers to us, and our warnings are not asked of it. A shared library, as the many
+# test programs would each take a copy of it.
 find_package(Threads REQUIRED)
 add_library(
-  common_gtest STATIC EXCLUDE_FROM_ALL ${COMMON_GTEST_SOURCE}/googletest/src/gtest-all.cc
+  common_gtest SHARED EXCLUDE_FROM_ALL ${COMMON_GTEST_SOURCE}/googletest/src/gtest-all.cc
                                        ${COMMON_GTEST_SOURCE}/googlemock/src/gmock-all.cc)
 target_include_directories(
   common_gtest SYSTEM
@@ -24,7 +25,14 @@ target_link_libraries(common_gtest PUBLIC Threads::Threads)
 # The framework's headers take most of the time of compiling a test, so they are compiled once.
 file(CONFIGURE OUTPUT test_headers.cpp CONTENT "int main() {}\n")
 add_executable(common_test_headers EXCLUDE_FROM_ALL ${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp)
-target_precompile_headers(common_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+target_precompile_headers(
+  common_test_headers
+  PRIVATE
+  <gmock/gmock.h>
+  <gtest/gtest.h>
+  <filesystem>
+  <fstream>
+  <thread>)
 target_link_libraries(common_test_headers PRIVATE common_gtest common_warnings)
 target_compile_options(common_test_headers PRIVATE -O0)
 
@@ -33,6 +41,19 @@ add_custom_target(thread_tests)
 
 # The programs named *_soak_test: their races run briefly with the others and for long on demand.
 add_custom_target(soak_tests)
+
+# common_list_target(<target> <source or =test>...): notes what is built for which tests: those in a source,
+# or one by its name. tools/test_targets.py reads the list, so that a test run by name builds no more.
+function(common_list_target target)
+  set_property(GLOBAL APPEND_STRING PROPERTY COMMON_TEST_TARGETS
+               "${target};${CMAKE_CURRENT_BINARY_DIR};${ARGN}\n")
+endfunction()
+
+# common_write_target_list(): writes the list when all targets are known.
+function(common_write_target_list)
+  get_property(lines GLOBAL PROPERTY COMMON_TEST_TARGETS)
+  file(WRITE ${PROJECT_BINARY_DIR}/test_targets.txt "${lines}")
+endfunction()
 
 # common_add_test(<name> SOURCES <file>... [FAULTY] [INTERNAL] [OPTIMISED] [THREADS]
 #                 [DEFINITIONS <definition>...] [DEPENDS <target>...])
@@ -55,8 +76,10 @@ function(common_add_test name)
   endif()
 
   add_executable(${name} ${arg_SOURCES})
+  # A change of a library's inside does not link its users anew.
+  set_target_properties(${name} PROPERTIES LINK_DEPENDS_NO_SHARED ON)
   target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
-  target_link_libraries(${name} PRIVATE common_test_support common_warnings)
+  target_link_libraries(${name} PRIVATE common_test_main common_test_support common_warnings)
   # What is tested has the configuration's optimisation. The tests themselves run once, so the time
   # to compile them counts more.
   if(arg_OPTIMISED)
@@ -66,7 +89,7 @@ function(common_add_test name)
     target_precompile_headers(${name} REUSE_FROM common_test_headers)
   endif()
   if(arg_FAULTY)
-    target_link_libraries(${name} PRIVATE common_faulty)
+    target_link_libraries(${name} PRIVATE common_fault_sweep common_faulty)
   elseif(arg_INTERNAL)
     target_sources(${name} PRIVATE $<TARGET_OBJECTS:common_objects>)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
@@ -77,6 +100,8 @@ function(common_add_test name)
     add_dependencies(${name} ${arg_DEPENDS})
   endif()
 
+  list(TRANSFORM arg_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ REGEX "^[^/]" OUTPUT_VARIABLE sources)
+  common_list_target(${name} ${sources})
   if(name MATCHES "_soak_test$")
     add_dependencies(soak_tests ${name})
   endif()

@@ -11,13 +11,13 @@
 #include <filesystem>
 #include <linux/capability.h>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
 #include <sys/prctl.h>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "fresh_process.h"
@@ -112,8 +112,7 @@ inline Counts found(const Outcome& outcome)
     std::istringstream lines{section(outcome, 0)};
     std::string line;
     std::getline(lines, line);
-    EXPECT_TRUE(std::regex_match(line, std::regex{"Scanned /tmp/media in [0-9]+\\.[0-9]{3} s"}))
-        << line;
+    EXPECT_THAT(line, testing::MatchesRegex("Scanned /tmp/media in [0-9]+\\.[0-9]{3} s"));
     std::string name;
     for (std::uint64_t count = 0; lines >> name >> count;) {
         counts[name] = count;

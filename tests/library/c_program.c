@@ -2,7 +2,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "common_library.h"
+#include <common/common_library.h>
 
 static void* set_flag(void* flag)
 {

@@ -3,6 +3,7 @@
 
 #include "common_log.h"
 #include "fresh_process.h"
+#include "log_layout.h"
 #include "log_matchers.h"
 
 using namespace bench;
@@ -19,6 +20,16 @@ TEST(Library, ProgramInCUsesEveryHeader)
     ASSERT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelWarn, "COMMON", "c_program", "main",
                                                 "Time Out, True")));
     EXPECT_EQ(parse_syslogngext(outcome.log[0].text)->line, 7);
+}
+
+TEST(Library, ProgramOfTheReadmeLogsWhatItCannotRead)
+{
+    const Outcome outcome = run_program({}, {README_PROGRAM});
+    EXPECT_THAT(outcome, exited(1));
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_THAT(outcome.log,
+                ElementsAre(record(COMMON_LogLevelWarn, "TUNER", "readme_program.c", "main",
+                                   "cannot read /no/such/file: No such file or directory")));
 }
 
 TEST(Library, ThreadsEndWellAfterTheLibraryWasLetGo)

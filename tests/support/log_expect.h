@@ -8,12 +8,11 @@
 #ifndef BENCH_LOG_EXPECT_H
 #define BENCH_LOG_EXPECT_H
 
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <syslog.h>
 #include <vector>
 
-#include "log_layout.h"
 #include "outcome.h"
 
 namespace bench {
@@ -34,27 +33,9 @@ struct Report {
  * Gives what the records of the default layout say, in order. One that has another layout, or
  * another facility than LOG_USER, only has a message, its raw bytes.
  */
-inline std::vector<Report> reports(const Outcome& outcome)
-{
-    std::vector<Report> all;
-    for (const auto& record : outcome.log) {
-        const auto fields = parse_syslogngext(record.text);
-        if (!fields || record.facility != LOG_USER) {
-            all.push_back({-1, "", "", "", "", record.raw});
-        } else {
-            all.push_back({record.priority, fields->level, fields->zone, fields->file,
-                           fields->function, fields->message});
-        }
-    }
-    return all;
-}
+std::vector<Report> reports(const Outcome& outcome);
 
-inline std::ostream& operator<<(std::ostream& stream, const Report& report)
-{
-    return stream << "{" << priority_name(report.priority) << " " << report.level << " zone '"
-                  << report.zone << "' " << report.file << " " << report.function << ": "
-                  << report.message << "}";
-}
+std::ostream& operator<<(std::ostream& stream, const Report& report);
 
 }  // namespace bench
 

@@ -1,4 +1,4 @@
-#include <common_library.h>
+#include <common/common_library.h>
 #include <stdio.h>
 
 _Static_assert(sizeof(time_t) == 8, "times are as long as in the library");
