@@ -75,8 +75,6 @@ add_library(
 target_include_directories(
   common_objects PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(common_objects PRIVATE common_warnings)
-# It has the functions themselves.
-target_compile_definitions(common_objects PRIVATE COMMON_NO_FAST_PATHS)
 # No run-time support library: no exceptions, no type information, no guarded statics. Unwind
 # tables stay, for thread cancellation and back traces. Thread-local words are few and small enough
 # for the static block, which saves the call that a shared object would need to find them.

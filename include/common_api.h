@@ -47,17 +47,4 @@
 #define COMMON_NORETURN
 #endif
 
-/**
- * Begins a fast path: a definition for inlining, beside the exported function of the same name. It
- * does the same as far as nothing goes wrong and leaves the rest to the exported one. Code that is
- * compiled by another compiler than GCC, without optimisation or with COMMON_NO_FAST_PATHS calls
- * the exported functions.
- */
-#if defined(__GNUC__) && !defined(__clang__) && defined(__OPTIMIZE__) && \
-    !defined(COMMON_NO_FAST_PATHS)
-#define COMMON_FAST_PATH extern __inline__ __attribute__((__gnu_inline__))
-/** Declares another name of an exported function, for its fast path to call. */
-#define COMMON_EXPORTED_AS(name) __asm__(#name)
-#endif
-
 #endif

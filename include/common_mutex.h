@@ -127,27 +127,6 @@ const char* COMMON_MutexType_ToString(COMMON_MutexType_t type);
  */
 const char* COMMON_MutexProtocol_ToString(COMMON_MutexProtocol_t protocol);
 
-#if defined(COMMON_FAST_PATH)
-void COMMON_Mutex_LockExported(COMMON_Mutex* mutex) COMMON_EXPORTED_AS(COMMON_Mutex_Lock);
-void COMMON_Mutex_UnlockExported(COMMON_Mutex* mutex) COMMON_EXPORTED_AS(COMMON_Mutex_Unlock);
-
-/* A call that failed has changed nothing: the exported function meets the same failure and reports.
- */
-COMMON_FAST_PATH void COMMON_Mutex_Lock(COMMON_Mutex* mutex)
-{
-    if (__builtin_expect(!mutex || pthread_mutex_lock(&mutex->mutex) != 0, 0)) {
-        COMMON_Mutex_LockExported(mutex);
-    }
-}
-
-COMMON_FAST_PATH void COMMON_Mutex_Unlock(COMMON_Mutex* mutex)
-{
-    if (__builtin_expect(!mutex || pthread_mutex_unlock(&mutex->mutex) != 0, 0)) {
-        COMMON_Mutex_UnlockExported(mutex);
-    }
-}
-#endif
-
 COMMON_END_DECLS
 
 #endif

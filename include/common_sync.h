@@ -121,47 +121,6 @@ COMMON_SYNC_TIMES int32_t COMMON_sync_timedlock(COMMON_sync* sync, const struct 
  */
 COMMON_SYNC_TIMES int32_t COMMON_sync_timedwait(COMMON_sync* sync, const struct timespec* deadline);
 
-#if defined(COMMON_FAST_PATH)
-int32_t COMMON_sync_lockExported(COMMON_sync* sync) COMMON_EXPORTED_AS(COMMON_sync_lock);
-int32_t COMMON_sync_unlockExported(COMMON_sync* sync) COMMON_EXPORTED_AS(COMMON_sync_unlock);
-
-COMMON_FAST_PATH int32_t COMMON_sync_lock(COMMON_sync* sync)
-{
-    const pthread_t self = pthread_self();
-    if (__builtin_expect(!sync || __atomic_load_n(&sync->owner, __ATOMIC_RELAXED) == self, 0)) {
-        return COMMON_sync_lockExported(sync);
-    }
-    if (__builtin_expect(sem_wait(&sync->lock) != 0, 0)) {
-        const int error = errno;
-        if (error == EINTR && (sync->flags & COMMON_SyncRetryInterrupted) != 0) {
-            return COMMON_sync_lockExported(sync);
-        }
-        if (error != 0) {
-            return error;
-        }
-    }
-    __atomic_store_n(&sync->owner, self, __ATOMIC_RELAXED);
-    return 0;
-}
-
-COMMON_FAST_PATH int32_t COMMON_sync_unlock(COMMON_sync* sync)
-{
-    const pthread_t self = pthread_self();
-    int value = 0;
-    if (__builtin_expect(!sync || __atomic_load_n(&sync->owner, __ATOMIC_RELAXED) != self, 0)) {
-        return COMMON_sync_unlockExported(sync);
-    }
-    __atomic_store_n(&sync->owner, (pthread_t)-1, __ATOMIC_RELAXED);
-    if (__builtin_expect(sem_getvalue(&sync->lock, &value) != 0, 0)) {
-        return errno;
-    }
-    if (value == 0 && __builtin_expect(sem_post(&sync->lock) != 0, 0)) {
-        return errno;
-    }
-    return 0;
-}
-#endif
-
 COMMON_END_DECLS
 
 #endif

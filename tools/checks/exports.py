@@ -16,8 +16,6 @@ ROOT = Path(__file__).resolve().parents[2]
 COMMENT = re.compile(r"/\*.*?\*/|//[^\n]*", re.DOTALL)
 DIRECTIVE = re.compile(r"^[ \t]*#(?:[^\n]*\\\n)*[^\n]*", re.MULTILINE)
 BLOCK = re.compile(r"\{[^{}]*\}")
-# A definition for inlining, and another name of an exported function: neither is an export.
-FAST_PATH = re.compile(r"\bCOMMON_FAST_PATH\b[^{;]*\{[^{}]*\}|[^;{}]*\bCOMMON_EXPORTED_AS\([^;]*;")
 DECLS = re.compile(r"\b(?:COMMON_BEGIN_DECLS|COMMON_END_DECLS)\b")
 FUNCTION = re.compile(r"\b(\w+)\s*\(")
 OBJECT = re.compile(r"\bextern\b[^(]*?\b(\w+)\s*(?:\[[^\]]*\]\s*)*$")
@@ -35,8 +33,7 @@ def mark_comment(match):
 def declarations(text):
     """Yields (name, is_documented) of each function and object that a header declares."""
     text = DECLS.sub(" ", DIRECTIVE.sub("", COMMENT.sub(mark_comment, text)))
-    while FAST_PATH.search(text) or BLOCK.search(text):
-        text = FAST_PATH.sub(" ", text)
+    while BLOCK.search(text):
         text = BLOCK.sub(" ", text)
     previous = ("", False)
     for statement in text.split(";"):
@@ -109,12 +106,6 @@ extern const char A_text[];
 extern const char A_more[];
 /** Stop. */
 A_NORETURN void A_Stop(void);
-int A_OneExported(int) COMMON_EXPORTED_AS(A_One);
-COMMON_FAST_PATH int A_One(int x)
-{
-    if (x) { return 1; }
-    return A_OneExported(x);
-}
 """
     cases = [
         ("", "", []),
