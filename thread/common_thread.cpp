@@ -47,11 +47,15 @@ bool is_null(const void* argument, const char* function, std::int32_t line) noex
 }
 #define IS_NULL(argument) is_null(reinterpret_cast<const void*>(argument), __func__, __LINE__)
 
+void clear_id(COMMON_Thread& thread) noexcept
+{
+    std::atomic_ref(thread.id).store(pthread_t{}, std::memory_order_release);
+}
+
 void common_threadStopHandler(void* argument) noexcept
 {
     if (!IS_NULL(argument)) {
-        std::atomic_ref(static_cast<COMMON_Thread*>(argument)->id)
-            .store(pthread_t{}, std::memory_order_release);
+        clear_id(*static_cast<COMMON_Thread*>(argument));
     }
 }
 
@@ -151,9 +155,14 @@ STATUS COMMON_Thread_Start(COMMON_Thread* thread)
                     "Failed to set the scheduling parameters") ||
         (thread->stackSize != COMMON_ThreadStackSizeDefault &&
          STEP_FAILED(pthread_attr_setstacksize(&attributes, thread->stackSize),
-                     "Failed to set the stack size")) ||
-        STEP_FAILED(pthread_create(&thread->id, &attributes, common_threadStartHandler, thread),
-                    "Failed to create the thread")) {
+                     "Failed to set the stack size"))) {
+        return STATUS_FAILED;
+    }
+    // Into the record, as the thread may clear its id before this returns.
+    const int error = pthread_create(&thread->id, &attributes, common_threadStartHandler, thread);
+    if (error != 0) {
+        clear_id(*thread);  // the platform writes one even then
+        STEP_FAILED(error, "Failed to create the thread");
         return STATUS_FAILED;
     }
     if (thread->name[0] == '\0') {

@@ -85,7 +85,6 @@
     X(pthread_attr_setschedparam, "pthread_attr_setschedparam", int, (pthread_attr_t* attributes, const sched_param* parameters), (attributes, parameters), 0, Result, EINVAL) \
     X(pthread_attr_setschedpolicy, "pthread_attr_setschedpolicy", int, (pthread_attr_t* attributes, int policy), (attributes, policy), 0, Result, EINVAL) \
     X(pthread_attr_setstacksize, "pthread_attr_setstacksize", int, (pthread_attr_t* attributes, size_t size), (attributes, size), 0, Result, EINVAL) \
-    X(pthread_create, "pthread_create", int, (pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* argument), (thread, attributes, entry, argument), 0, Result, EAGAIN) \
     X(pthread_join, "pthread_join", int, (pthread_t thread, void** result), (thread, result), 0, Result, EINVAL) \
     X(pthread_detach, "pthread_detach", int, (pthread_t thread), (thread), 0, Result, EINVAL) \
     X(pthread_cancel, "pthread_cancel", int, (pthread_t thread), (thread), 0, Result, ESRCH) \
@@ -101,6 +100,7 @@
     X(malloc, "malloc", void*, (size_t size), (size), nullptr, Errno, ENOMEM) \
     X(realloc, "realloc", void*, (void* block, size_t size), (block, size), nullptr, Errno, ENOMEM) \
     X(strdup, "strdup", char*, (const char* text), (text), nullptr, Errno, ENOMEM) \
+    X(pthread_create, "pthread_create", int, (pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* argument), (thread, attributes, entry, argument), 0, Result, EAGAIN) \
     X(syscall, "syscall", long, (long number, ...), (number), -1, Errno, EINTR) \
     X(fread, "fread", size_t, (void* buffer, size_t size, size_t count, FILE* stream), (buffer, size, count, stream), 0, Errno, EIO) \
     X(fwrite, "fwrite", size_t, (const void* buffer, size_t size, size_t count, FILE* stream), (buffer, size, count, stream), 0, Errno, ENOSPC) \

@@ -150,6 +150,18 @@ long wrap_syscall(long number, ...)
     return real_syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
 }
 
+// The id is written before the thread is made: a failure leaves that of a thread which is not
+// there, and whose memory is not either.
+int wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
+                        void* argument)
+{
+    if (const int forced = visit(Call::pthread_create)) {
+        *thread = static_cast<pthread_t>(64);
+        return failed<Style::Result>(0, forced);
+    }
+    return real_pthread_create(thread, attributes, entry, argument);
+}
+
 // A stream remembers that reading or writing it has failed.
 size_t wrap_fread(void* buffer, size_t size, size_t count, FILE* stream)
 {

@@ -38,7 +38,8 @@ Asked asked;
 /** The record whose threads are looked at: sanitizers make threads, too. */
 const COMMON_Thread* watched = nullptr;
 
-/** Called before a thread is created, instead of creating it: the result of pthread_create(). */
+/** Called instead of creating a thread: the result of pthread_create(), which writes an id first.
+ */
 std::function<int()> instead_of_creating;
 
 /** Called after a thread was created, before the library knows. */
@@ -80,6 +81,7 @@ extern "C" int pthread_create(pthread_t* id, const pthread_attr_t* attributes,
     asked.argument = argument;
     look_at(attributes);
     if (instead_of_creating) {
+        *id = static_cast<pthread_t>(64);
         return instead_of_creating();
     }
     const int error = create(id, attributes, entry, argument);

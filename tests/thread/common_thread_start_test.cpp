@@ -146,6 +146,25 @@ TEST(CommonThreadStart, RecordCanBeStartedAfterAFailure)
                 exited(0));
 }
 
+// The platform has written an id by then, of a thread that is not there.
+TEST(CommonThreadStart, RecordWhoseStartFailedIsOneWhoseThreadDoesNotRun)
+{
+    EXPECT_THAT(run_fresh([] {
+                    ParkedThread parked;
+                    COMMON_Thread* const thread =
+                        COMMON_Thread_New(parked.record.entry, parked.record.argument);
+                    fault::fail(Call::pthread_create);
+                    EXPECT_EQ(COMMON_Thread_Start(thread), 104U);
+                    EXPECT_EQ(COMMON_Thread_GetId(thread), pthread_t{});
+                    EXPECT_EQ(COMMON_Thread_Join(thread), 100U);
+                    EXPECT_EQ(COMMON_Thread_Cancel(thread), 120U);
+                    EXPECT_EQ(COMMON_Thread_Kill(thread, 0), 104U);
+                    EXPECT_EQ(COMMON_Thread_Detach(thread), 104U);
+                    EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
+                }),
+                exited(0));
+}
+
 /** Values that the platform itself refuses. */
 TEST(CommonThreadStart, AttributesThatThePlatformRefusesAreReported)
 {
