@@ -14,6 +14,11 @@ namespace {
 
 constexpr common::Source kSource{"common_blockQEx", common::Module::Common};
 
+void signal_others(void* sync) noexcept
+{
+    COMMON_sync_signal(static_cast<COMMON_sync*>(sync));
+}
+
 /// Holds the queue's lock over a scope, if it can be had.
 class SyncScope {
 public:
@@ -36,10 +41,13 @@ public:
     bool wait() noexcept
     {
         int error = COMMON_sync_wait(sync_);
-        // An interrupted wait does not lock again, and locking can be interrupted, too.
+        // An interrupted wait does not lock again, and locking can be interrupted, too. As it may
+        // have taken a signal by then, a thread that is cancelled here signals the others.
+        pthread_cleanup_push(signal_others, sync_);
         while (error == EINTR) {
             error = COMMON_sync_lock(sync_);
         }
+        pthread_cleanup_pop(0);
         if (error != 0) {
             sync_ = nullptr;
         }

@@ -12,7 +12,9 @@
  * thread for each add.
  *
  * Operations that find the lock refused, or interrupted by a signal handler, do nothing and give 0;
- * a wait that a signal handler interrupts goes on. Failures are reported at Error under the module
+ * a wait that a signal handler interrupts goes on. Every operation is a cancellation point, where it
+ * locks or waits: the lock is not held then, nothing was added or taken, and bytes that a cancelled
+ * reader was woken for are another one's. Failures are reported at Error under the module
  * "COMMON" where the functions say so.
  */
 #ifndef COMMON_BLOCKQEX_H
@@ -57,8 +59,8 @@ int32_t COMMON_BlockQEx_Destroy(COMMON_BlockQEx* q);
 uint32_t COMMON_BlockQEx_Add(COMMON_BlockQEx* q, const void* data, uint32_t len);
 
 /**
- * Takes bytes out, oldest first; waits, without a limit, until there is at least one. A
- * cancellation point while it waits, where the lock is not held.
+ * Takes bytes out, oldest first; waits, without a limit, until there is at least one. What is left
+ * behind, because `len` is less, wakes nobody else.
  * @param dst room for `len` bytes.
  * @param len bytes at most. 0 never returns, whatever is added: none is ever read.
  * @return how many were taken: from 1 to `len`; 0 when q is null or the lock or the wait fails.

@@ -20,7 +20,8 @@
  * platform error number back and reports nothing: 0; EINVAL for a null argument; EACCES for a lock
  * that is already held by the caller or an unlock by somebody else; or the error of the semaphore.
  * A signal handler that interrupts a wait ends it with EINTR, unless COMMON_SyncRetryInterrupted is
- * set. Locking and waiting are cancellation points, where the lock is not held.
+ * set. Locking and waiting are cancellation points, where the lock is not held; a signal or a lock
+ * that a cancelled thread was woken for goes to the next one that waits.
  *
  * Deadlines are absolute times of the real-time clock, so they move when that clock is set.
  */

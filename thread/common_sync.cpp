@@ -36,16 +36,28 @@ int error_of(int result) noexcept
     return result == 0 ? 0 : errno;
 }
 
-/// Waits by a call that gives 0 or leaves an error number, again after EINTR if the flags say so.
-template <class Call>
-int wait_for(const COMMON_sync& sync, Call wait) noexcept
+/// For a thread that is cancelled as it waits for a semaphore. It may be the one that a post woke,
+/// and as nobody posts a semaphore that is above 0, the next one would sleep on beside it.
+void wake_next(void* argument) noexcept
 {
-    for (;;) {
-        const int error = error_of(wait());
-        if (error != EINTR || (sync.flags & COMMON_SyncRetryInterrupted) == 0) {
-            return error;
-        }
+    auto* const semaphore = static_cast<sem_t*>(argument);
+    if (sem_trywait(semaphore) == 0) {
+        sem_post(semaphore);
     }
+}
+
+/// Waits for a semaphore by a call that gives 0 or leaves an error number, again after EINTR if the
+/// flags say so.
+template <class Call>
+int wait_for(const COMMON_sync& sync, sem_t& semaphore, Call wait) noexcept
+{
+    int error = 0;
+    pthread_cleanup_push(wake_next, &semaphore);
+    do {
+        error = error_of(wait());
+    } while (error == EINTR && (sync.flags & COMMON_SyncRetryInterrupted) != 0);
+    pthread_cleanup_pop(0);
+    return error;
 }
 
 /// Gives a semaphore a moment to rise, which spares both sides the kernel when it does. One that
@@ -65,7 +77,7 @@ int lock(COMMON_sync& sync, Call wait) noexcept
         return EACCES;
     }
     look_shortly(sync.lock);
-    const int error = wait_for(sync, wait);
+    const int error = wait_for(sync, sync.lock, wait);
     if (error == 0) {
         set_owner(sync, pthread_self());
     }
@@ -82,6 +94,22 @@ int post_once(sem_t& semaphore) noexcept
         return error;
     }
     return error_of(sem_post(&semaphore));
+}
+
+void signal_again(void* sync) noexcept
+{
+    COMMON_sync_signal(static_cast<COMMON_sync*>(sync));
+}
+
+/// Locks at the end of a wait. A thread that is cancelled here does not need the signal, if it has
+/// got it: others may.
+int lock_again(COMMON_sync* sync, bool has_signal) noexcept
+{
+    int error = 0;
+    pthread_cleanup_push(signal_again, has_signal ? sync : nullptr);
+    error = COMMON_sync_lock(sync);
+    pthread_cleanup_pop(0);
+    return error;
 }
 
 }  // namespace
@@ -157,8 +185,8 @@ int32_t COMMON_sync_wait(COMMON_sync* sync)
     }
     look_shortly(sync->signal);
     // A wait that fails does not lock again, unlike one with a deadline: callers know that.
-    const int error = wait_for(*sync, [sync] { return sem_wait(&sync->signal); });
-    return error != 0 ? error : COMMON_sync_lock(sync);
+    const int error = wait_for(*sync, sync->signal, [sync] { return sem_wait(&sync->signal); });
+    return error != 0 ? error : lock_again(sync, true);
 }
 
 int32_t COMMON_sync_timedwait(COMMON_sync* sync, const struct timespec* deadline)
@@ -170,8 +198,9 @@ int32_t COMMON_sync_timedwait(COMMON_sync* sync, const struct timespec* deadline
     if (not_unlocked != 0) {
         return not_unlocked;
     }
-    const int error = wait_for(*sync, [=] { return sem_timedwait(&sync->signal, deadline); });
-    const int not_locked = COMMON_sync_lock(sync);
+    const int error =
+        wait_for(*sync, sync->signal, [=] { return sem_timedwait(&sync->signal, deadline); });
+    const int not_locked = lock_again(sync, error == 0);
     return not_locked != 0 ? not_locked : error;
 }
 

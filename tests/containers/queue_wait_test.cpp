@@ -1,9 +1,12 @@
 // Readers of both blocking queues that are known to wait: what wakes them and what does not.
 #include "queues.h"
 
+#include <atomic>
+#include <cerrno>
 #include <functional>
 #include <pthread.h>
 #include <string>
+#include <thread>
 #include <type_traits>
 
 #include <gmock/gmock.h>
@@ -82,9 +85,15 @@ public:
     /** Cancels the reader, which must be waiting. */
     void cancel()
     {
-        EXPECT_EQ(pthread_cancel(thread_), 0);
-        EXPECT_EQ(join(), PTHREAD_CANCELED);
+        EXPECT_TRUE(is_cancelled());
         EXPECT_FALSE(has_returned());
+    }
+
+    /** Cancels the reader and waits for its end. @return whether it had not read by then. */
+    bool is_cancelled()
+    {
+        EXPECT_EQ(pthread_cancel(thread_), 0);
+        return join() == PTHREAD_CANCELED;
     }
 
 private:
@@ -207,6 +216,63 @@ TYPED_TEST(QueueWait, ReaderCanBeCancelledWhileItWaits)
         reader.cancel();
         EXPECT_EQ(queue.add("ab"), 2U);
         EXPECT_EQ(queue.remove(2), "ab");
+    });
+}
+
+// The wake-up that may have come with its end is another one's.
+TYPED_TEST(QueueWait, ReaderThatIsCancelledDuringAnAddLeavesTheBytesToAnother)
+{
+    run_silently([] {
+        for (int round = 0; round < 200 && !testing::Test::HasFailure(); ++round) {
+            Queue<TypeParam> queue(8);
+            WaitingReader first(queue, 1);
+            WaitingReader second(queue, 1);
+            std::atomic<bool> go{false};
+            std::thread adds([&] {
+                while (!go) {
+                }
+                queue.add("x");
+            });
+            go = true;
+            for (int left = round % 50 * 40; left > 0; --left) {
+            }
+            const bool is_cancelled = first.is_cancelled();
+            adds.join();
+            EXPECT_TRUE(!is_cancelled || wait_until([&] { return second.has_returned(); }))
+                << "the bytes lie there, and it sleeps on";
+            if (!second.is_cancelled()) {
+                EXPECT_TRUE(is_cancelled) << "both have got something";
+            }
+        }
+    });
+}
+
+TEST(BlockQExWait, ReaderThatIsCancelledAsItLocksAgainLeavesTheSignal)
+{
+    run_silently([] {
+        Queue<BlockQExKind> queue(8);
+        sem_t& signal = queue.record.sync.signal;
+        // It takes the signal, is interrupted as it locks again, and cancelled as it tries once
+        // more.
+        fault::on_call(Call::sem_wait, 2, [&] {
+            sem_post(&signal);
+            fault::fail(Call::sem_wait, 1, EINTR);
+            fault::on_call(Call::sem_wait, 2, [] { pthread_cancel(pthread_self()); });
+        });
+        pthread_t reader{};
+        void* result = nullptr;
+        const auto read = [](void* record) -> void* {
+            char byte = 0;
+            COMMON_BlockQEx_Remove(static_cast<COMMON_BlockQEx*>(record), &byte, 1);
+            return nullptr;
+        };
+        EXPECT_EQ(pthread_create(&reader, nullptr, read, &queue.record), 0);
+        EXPECT_EQ(pthread_join(reader, &result), 0);
+        EXPECT_EQ(result, PTHREAD_CANCELED);
+        EXPECT_EQ(fault::calls(Call::sem_wait), 4);
+        int pending = -1;
+        EXPECT_EQ(sem_getvalue(&signal, &pending), 0);
+        EXPECT_EQ(pending, 1);
     });
 }
 

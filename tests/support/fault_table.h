@@ -67,6 +67,7 @@
     X(sem_init, "sem_init", int, (sem_t* semaphore, int shared, unsigned value), (semaphore, shared, value), -1, Errno, EINVAL) \
     X(sem_destroy, "sem_destroy", int, (sem_t* semaphore), (semaphore), -1, Errno, EINVAL) \
     X(sem_wait, "sem_wait", int, (sem_t* semaphore), (semaphore), -1, Errno, EINTR) \
+    X(sem_trywait, "sem_trywait", int, (sem_t* semaphore), (semaphore), -1, Errno, EAGAIN) \
     X(sem_timedwait, BENCH_SYMBOL("sem_timedwait", "__sem_timedwait64"), int, (sem_t* semaphore, const timespec* time), (semaphore, time), -1, Errno, ETIMEDOUT) \
     X(sem_getvalue, "sem_getvalue", int, (sem_t* semaphore, int* value), (semaphore, value), -1, Errno, EINVAL) \
     X(sem_post, "sem_post", int, (sem_t* semaphore), (semaphore), -1, Errno, EOVERFLOW) \

@@ -2,6 +2,9 @@
 #include "common_sync.h"
 
 #include <cerrno>
+#include <functional>
+#include <pthread.h>
+#include <string_view>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -329,6 +332,127 @@ TEST(CommonSyncFault, TimedWaitGivesTheErrorOfLockingAgainFirst)
         fault::fail(Call::sem_wait, 1, EINTR);
         EXPECT_EQ(COMMON_sync_timedwait(&sync, &kFuture), EINTR);
         EXPECT_FALSE(sync.is_locked());
+    });
+}
+
+// Cancellation. Whoever is cancelled in a wait may be the one that a post woke, and then nobody
+// else wakes for it.
+
+/** Runs a function in a thread that is to be cancelled by a hook. */
+void run_until_cancelled(const std::function<void()>& function)
+{
+    pthread_t thread{};
+    void* result = nullptr;
+    const auto run = [](void* argument) -> void* {
+        (*static_cast<const std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, run, const_cast<std::function<void()>*>(&function)),
+              0);
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+}
+
+void cancel_oneself()
+{
+    EXPECT_EQ(pthread_cancel(pthread_self()), 0);
+}
+
+/** Raises a semaphore and cancels the thread that was about to wait for it. */
+void wake_and_cancel(sem_t& semaphore)
+{
+    sem_post(&semaphore);
+    cancel_oneself();
+}
+
+using Lock = int (*)(COMMON_sync* sync);
+constexpr Lock kLocks[] = {COMMON_sync_lock,
+                           [](COMMON_sync* sync) { return COMMON_sync_timedlock(sync, &kFuture); }};
+
+TEST(CommonSyncFault, CancelledLockWakesTheNextOne)
+{
+    run_silently([] {
+        for (const Lock lock : kLocks) {
+            Sync sync;
+            sem_wait(&sync.lock);
+            for (const Call call : {Call::sem_wait, Call::sem_timedwait}) {
+                fault::on_call(call, 1, [&] { wake_and_cancel(sync.lock); });
+            }
+            run_until_cancelled([&] { lock(&sync); });
+            EXPECT_EQ(fault::calls(Call::sem_post), 1);
+            EXPECT_EQ(sync.owner, kNobody);
+            EXPECT_FALSE(sync.is_locked());
+        }
+    });
+}
+
+TEST(CommonSyncFault, CancelledLockThatNobodyGaveBackStaysTaken)
+{
+    run_silently([] {
+        for (const Lock lock : kLocks) {
+            Sync sync;
+            sem_wait(&sync.lock);
+            fault::on_call(Call::sem_wait, 1, cancel_oneself);
+            fault::on_call(Call::sem_timedwait, 1, cancel_oneself);
+            run_until_cancelled([&] { lock(&sync); });
+            EXPECT_EQ(fault::calls(Call::sem_post), 0);
+            int value = -1;
+            EXPECT_EQ(sem_getvalue(&sync.lock, &value), 0);
+            EXPECT_EQ(value, 0);
+        }
+    });
+}
+
+/** A wait of an object that the thread locks first, and what the hook does in it. */
+struct CancelledWait {
+    const char* name;
+    Call call;
+    int nth;
+    bool signals;   /**< there is a signal when the thread is cancelled */
+    bool timed_out; /**< the wait for the signal has ended without one */
+    int left;       /**< signals that are pending afterwards */
+};
+
+TEST(CommonSyncFault, CancelledWaitLeavesTheSignalToTheNextOne)
+{
+    run_silently([] {
+        const CancelledWait cases[] = {
+            {"woken", Call::sem_wait, 2, true, false, 1},
+            {"not woken", Call::sem_wait, 2, false, false, 0},
+            {"locks again", Call::sem_wait, 3, true, false, 1},
+            {"timed, woken", Call::sem_timedwait, 1, true, false, 1},
+            {"timed, not woken", Call::sem_timedwait, 1, false, false, 0},
+            {"timed, locks again", Call::sem_wait, 2, true, false, 1},
+            {"timed out, locks again", Call::sem_wait, 2, false, true, 0},
+        };
+        for (const CancelledWait& example : cases) {
+            SCOPED_TRACE(example.name);
+            const bool timed = std::string_view(example.name).starts_with("timed");
+            Sync sync;
+            if (example.timed_out) {
+                fault::fail(Call::sem_timedwait, 1, ETIMEDOUT);
+            }
+            const bool in_the_wait = example.nth == 2 - timed;
+            if (example.signals && !in_the_wait) {
+                sem_post(&sync.signal);
+            }
+            fault::on_call(example.call, example.nth, [&] {
+                EXPECT_EQ(sync.pending(), 0) << "the signal was not taken yet";
+                if (example.signals && in_the_wait) {
+                    sem_post(&sync.signal);
+                }
+                cancel_oneself();
+            });
+            run_until_cancelled([&] {
+                EXPECT_EQ(COMMON_sync_lock(&sync), 0);
+                timed ? COMMON_sync_timedwait(&sync, &kFuture) : COMMON_sync_wait(&sync);
+            });
+            EXPECT_EQ(sync.pending(), example.left);
+            EXPECT_FALSE(sync.is_locked());
+            // One to unlock, one for the signal and, where the lock was free as it was waited for,
+            // one for the lock.
+            EXPECT_EQ(fault::calls(Call::sem_post), 1 + example.left + !in_the_wait);
+        }
     });
 }
 
