@@ -45,7 +45,7 @@ private:
     pthread_mutex_t* mutex_;
 };
 
-/// Whoever leaves a mutex may still be inside its unlocking: then it is waited for.
+/// Whoever holds a mutex is waited for.
 void destroy_when_free(pthread_mutex_t& mutex) noexcept
 {
     while (pthread_mutex_destroy(&mutex) == EBUSY) {
@@ -111,6 +111,9 @@ int32_t BlockQ_Destroy(BlockQ* q)
         return -1;
     }
     {
+        // Both, so that nobody is inside any more, not even in an unlock: the platform takes a
+        // mutex for one that can be destroyed before it has given it free.
+        const LockScope in_turn(q->queueMutex);
         const LockScope ring_is_ours(q->bufferMutex);
         ringBufFlush(&q->ring);
         ringBufDelete(&q->ring, q->ring.count);

@@ -38,8 +38,9 @@ typedef struct BlockQ {
 int32_t BlockQ_Init(BlockQ* q, void* storage, uint32_t capacity);
 
 /**
- * Empties the queue and gives its platform objects up. Waits for those that still hold one of the
- * mutexes; nobody may be waiting for bytes or come anew.
+ * Empties the queue and gives its platform objects up. Waits for those that are still inside another
+ * function; nobody may be waiting for bytes or come anew. The storage and the record may be freed
+ * afterwards.
  * @return 0; -1 when q is null.
  */
 int32_t BlockQ_Destroy(BlockQ* q);

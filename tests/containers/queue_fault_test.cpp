@@ -222,8 +222,8 @@ TEST(BlockQFault, DestroyTriesAgainAsLongAsAMutexIsBusy)
         EXPECT_EQ(BlockQ_Destroy(&queue), 0);
         EXPECT_EQ(fault::fired(), 3);
         EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 5);
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_lock), 4) << "once for the ring";
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_unlock), 4);
+        EXPECT_EQ(fault::calls(Call::pthread_mutex_lock), 5) << "both for the ring";
+        EXPECT_EQ(fault::calls(Call::pthread_mutex_unlock), 5);
         EXPECT_TRUE(is_destroyed(queue.bufferMutex));
         EXPECT_TRUE(is_destroyed(queue.queueMutex));
     });
@@ -258,16 +258,66 @@ TEST(BlockQFault, DestroyWaitsForWhoHoldsAMutex)
             pthread_mutex_unlock(&queue.queueMutex);
         });
         EXPECT_TRUE(holds.wait());
-        // The second attempt of all is the first one for that mutex.
-        fault::on_call(Call::pthread_mutex_destroy, 2, [&] {
+        fault::on_call(Call::pthread_mutex_lock, 1, [&] {
             EXPECT_FALSE(has_let_go);
-            fault::on_call(Call::pthread_mutex_lock, 1, [&] { let_go.set(); });
+            let_go.set();
         });
+        fault::on_call(Call::pthread_mutex_destroy, 1, [&] { EXPECT_TRUE(has_let_go); });
         EXPECT_EQ(BlockQ_Destroy(&queue), 0);
-        EXPECT_TRUE(has_let_go);
-        EXPECT_GE(fault::calls(Call::pthread_mutex_destroy), 3);
+        EXPECT_GE(fault::calls(Call::pthread_mutex_destroy), 2);
         EXPECT_TRUE(is_destroyed(queue.queueMutex));
         holder.join();
+    });
+}
+
+// The C library gives up its count of who uses a mutex before it gives the mutex free, so that it
+// may be destroyed while somebody is still at it.
+TEST(BlockQFault, DestroyWaitsForWhoIsInsideAnUnlock)
+{
+    run_silently([] {
+        char storage[4];
+        BlockQ queue;
+        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
+        Event destroys;
+        Event destroyed;
+        std::thread destroyer;
+        const auto unlock_slowly = [&] {
+            --queue.queueMutex.__data.__nusers;
+            fault::on_call(Call::pthread_mutex_lock, 1, [&] { destroys.set(); });
+            destroyer = std::thread([&] {
+                EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+                destroyed.set();
+            });
+            EXPECT_TRUE(wait_until([&] { return destroys.is_set() || destroyed.is_set(); }));
+            EXPECT_FALSE(is_destroyed(queue.bufferMutex));
+            EXPECT_FALSE(destroyed.is_set());
+            ++queue.queueMutex.__data.__nusers;
+        };
+        // The buffer's mutex is unlocked first.
+        fault::on_call(Call::pthread_mutex_unlock, 2, unlock_slowly);
+        EXPECT_EQ(BlockQ_Add(&queue, "a", 1), 1U);
+        destroyer.join();
+        EXPECT_TRUE(is_destroyed(queue.queueMutex));
+    });
+}
+
+TEST(BlockQFault, DestroyEmptiesTheRingUnderBothLocks)
+{
+    run_silently([] {
+        char storage[4];
+        BlockQ queue;
+        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
+        EXPECT_EQ(BlockQ_Add(&queue, "abc", 3), 3U);
+        fault::reset();
+        fault::on_call(Call::pthread_mutex_lock, 2, [&] {
+            EXPECT_EQ(locked_ones(queue), "queue ");
+            EXPECT_EQ(queue.ring.count, 3U);
+        });
+        fault::on_call(Call::pthread_mutex_unlock, 1, [&] {
+            EXPECT_EQ(locked_ones(queue), "queue buffer ");
+            EXPECT_EQ(queue.ring.count, 0U);
+        });
+        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
     });
 }
 
