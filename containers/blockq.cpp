@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "platform/lock_scope.h"
+#include "platform/no_exceptions.h"
 #include "platform/short_look.h"
 
 static_assert(offsetof(BlockQ, ring) == 0);

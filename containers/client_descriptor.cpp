@@ -50,12 +50,12 @@ std::int32_t UnlockDescriptor() noexcept
 
 int Descriptor_Compare(const void* a, const void* b) noexcept
 {
-    // Both are positive, so that the difference is a number.
+    // Both are positive, so that the difference does not overflow.
     return *static_cast<const std::int32_t*>(a) - *static_cast<const std::int32_t*>(b);
 }
 
-/// Makes the table one of `count` numbers, or leaves it as it is: false when there is no memory.
-/// Exit handlers of a panic find it whole.
+/// Gives the table room for `count` numbers, or leaves its room: false when there is no memory.
+/// Exit handlers of the panic then find the numbers that are in use, and no others.
 bool resize_locked(std::int32_t count) noexcept
 {
     const std::size_t size = static_cast<std::size_t>(count) * sizeof *Descriptors;
@@ -64,7 +64,6 @@ bool resize_locked(std::int32_t count) noexcept
         return false;
     }
     Descriptors = block;
-    DescriptorCount = count;
     return true;
 }
 
@@ -91,6 +90,7 @@ int32_t Allocate_Descriptor(void)
         COMMON_REPORT(kSource, Error, "Couldn't reallocate descriptor buffer");
         CommonPanic();
     }
+    ++DescriptorCount;
     const std::int32_t place = descriptor - 1;
     move_locked(place + 1, place, DescriptorCount - descriptor);
     Descriptors[place] = descriptor;
@@ -109,8 +109,9 @@ int32_t Deallocate_Descriptor(int32_t descriptor)
     if (found != nullptr) {
         const auto place =
             static_cast<std::int32_t>(static_cast<const std::int32_t*>(found) - Descriptors);
-        move_locked(place, place + 1, DescriptorCount - 1 - place);
-        if (!resize_locked(DescriptorCount - 1)) {
+        --DescriptorCount;
+        move_locked(place, place + 1, DescriptorCount - place);
+        if (!resize_locked(DescriptorCount)) {
             COMMON_REPORT(kSource, Error, "Couldn't reallocate descriptor buffer");
             CommonPanic();
         }

@@ -128,7 +128,8 @@ ClientNode* NodeMulti_GetClientHead(const ClientList* list)
 EventNode* NodeMulti_AddEvent(ClientList* list, const void* data, uint32_t size)
 {
     COMMON_ASSERT(kSource, list != nullptr, "((void *)0) != list");
-    COMMON_ASSERT(kSource, data != nullptr || size == 0, "((void *)0) != data");
+    COMMON_ASSERT(kSource, data != nullptr || size == 0 || list->head == nullptr,
+                  "((void *)0) != data");
     add_event_to_all(data, size, list->head);
     return nullptr;
 }
@@ -156,7 +157,7 @@ EventNode* NodeMulti_DeleteEventHead(ClientNode* client)
     return nullptr;
 }
 
-// The walk is all that is left of the print: it still visits each node.
+// The walk is all that is left of the print. As it has no effect, the compiler leaves it out.
 void NodeMulti_PrintEventList(const EventNode* event)
 {
     while (event != nullptr) {
@@ -194,7 +195,8 @@ ClientNode* Node_GetClientHead(void)
 
 EventNode* Node_AddEvent(const void* data, uint32_t size)
 {
-    COMMON_ASSERT(kSource, data != nullptr || size == 0, "((void *)0) != data");
+    COMMON_ASSERT(kSource, data != nullptr || size == 0 || clientListHead == nullptr,
+                  "((void *)0) != data");
     add_event_to_all(data, size, clientListHead);
     return nullptr;
 }

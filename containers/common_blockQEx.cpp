@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "log/report.h"
+#include "platform/no_exceptions.h"
 
 static_assert(offsetof(COMMON_BlockQEx, ring) == 0);
 static_assert(offsetof(COMMON_BlockQEx, sync) == sizeof(RingBuf));

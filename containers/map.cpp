@@ -63,11 +63,14 @@ void* find_word(const ListLight_Node* node, const void* key) noexcept
 [[gnu::noinline]] void* find_compared(const Map& map, const void* key) noexcept
 {
     const Map_Compare_t compare = map.compare;
-    for (const ListLight_Node* node = map.list->head; node != nullptr; node = node->next) {
+    for (const ListLight_Node* node = map.list->head; node != nullptr;) {
+        // Settled before the function is called, which may change the map: as for an iterator.
+        const ListLight_Node* const next = node->next;
         const Map_Pair* const pair = pair_of(node);
         if (pair != nullptr && compare(key, pair->key) == 0) {
             return pair->value;
         }
+        node = next;
     }
     return nullptr;
 }

@@ -16,8 +16,9 @@
  * A pop that finds no entry (of an empty set, or at a cursor that is at the end) gives no value and
  * leaves the ring alone, but still counts the size down: the size of an empty set becomes
  * 4294967295. Test AbsSET_IsEmpty() or AbsSET_IsEnd() first. A set whose size has wrapped takes no
- * push, AbsSET_Clear() counts it down to 0 for a long time, and AbsSET_Initialize() makes it usable
- * again.
+ * push, and clearing or deleting it counts the size down to 0, which takes 4294967295 pops and
+ * hands a null value to the release function for each; AbsSET_Initialize() makes it usable again at
+ * once.
  *
  * Results are AbsSET_Success or another of the codes below. Failures are reported at Error under
  * the module "COMMON"; a null set everywhere with "Bad arguments.". The process is never ended but

@@ -8,10 +8,14 @@
  * of the platform's mutexes are neither reported nor given back.
  *
  * Every add that is stored whole wakes one waiting thread. One that is stored in part wakes nobody:
- * producers that must not lose a thread's turn look at BlockQ_FreeSpace() first.
+ * producers that must not lose a thread's turn look at BlockQ_FreeSpace() first. A reader that
+ * takes less than there is wakes nobody either, nor does one that peeks: what it leaves lies there,
+ * with others asleep, until the next add. And it may get a part of an add, or the end of one and
+ * the beginning of the next; so several readers share a queue well when each takes all that it
+ * finds.
  */
-#ifndef BLOCKQ_H
-#define BLOCKQ_H
+#ifndef COMMON_BLOCKQ_H
+#define COMMON_BLOCKQ_H
 
 #include <pthread.h>
 
@@ -38,9 +42,9 @@ typedef struct BlockQ {
 int32_t BlockQ_Init(BlockQ* q, void* storage, uint32_t capacity);
 
 /**
- * Empties the queue and gives its platform objects up. Waits for those that are still inside another
- * function; nobody may be waiting for bytes or come anew. The storage and the record may be freed
- * afterwards.
+ * Empties the queue and gives its platform objects up. Waits for those that are still inside
+ * another function; nobody may be waiting for bytes or come anew. The storage and the record may be
+ * freed afterwards.
  * @return 0; -1 when q is null.
  */
 int32_t BlockQ_Destroy(BlockQ* q);
@@ -58,7 +62,7 @@ uint32_t BlockQ_Add(BlockQ* q, const void* data, uint32_t len);
  * cancellation point while it waits, where no lock of the queue is kept.
  * @param dst room for `len` bytes.
  * @param len bytes at most. 0 never returns, whatever is added: none is ever read.
- * @return how many were taken: from 1 to `len`; 0 when q is null.
+ * @return how many were taken: from 1 to `len`, without waiting for more; 0 when q is null.
  */
 uint32_t BlockQ_Remove(BlockQ* q, void* dst, uint32_t len);
 

@@ -12,7 +12,7 @@
  *
  * Nothing is logged, and nothing is locked: one thread at a time uses a list, and the list of the
  * process above all. A null list or client where one is required, and null bytes of an event that
- * has any, end the process by an assertion (source "client_nodes").
+ * has any and a client to go to, end the process by an assertion (source "client_nodes").
  */
 #ifndef COMMON_CLIENT_NODES_H
 #define COMMON_CLIENT_NODES_H
@@ -78,7 +78,8 @@ ClientNode* Node_GetClientHead(void);
 
 /**
  * Adds an event to each client of the process's list, first to last, as Node_AddEventNode() does.
- * @param data at least `size` bytes, which are copied for each client; may be null when size is 0.
+ * @param data at least `size` bytes, which are copied for each client; may be null when size is 0
+ * or there is no client.
  * @param size bytes.
  * @return null.
  */
@@ -109,14 +110,14 @@ void* Node_GetEvent(const ClientNode* client);
 EventNode* Node_DeleteEventHead(ClientNode* client);
 
 /**
- * Walks over a queue and writes nothing.
- * @param event the first event to visit, or null.
+ * Does nothing: what it would show is not written.
+ * @param event the first event of a queue, or null.
  */
 void Node_PrintEventList(const EventNode* event);
 
 /**
- * Walks over a list and writes nothing.
- * @param client the first client to visit, or null.
+ * Does nothing: what it would show is not written.
+ * @param client the first client of a list, or null.
  */
 void Node_PrintClientList(const ClientNode* client);
 

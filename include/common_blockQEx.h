@@ -12,9 +12,9 @@
  * thread for each add.
  *
  * Operations that find the lock refused, or interrupted by a signal handler, do nothing and give 0;
- * a wait that a signal handler interrupts goes on. Every operation is a cancellation point, where it
- * locks or waits: the lock is not held then, nothing was added or taken, and bytes that a cancelled
- * reader was woken for are another one's. Failures are reported at Error under the module
+ * a wait that a signal handler interrupts goes on. Every operation is a cancellation point, where
+ * it locks or waits: the lock is not held then, nothing was added or taken, and bytes that a
+ * cancelled reader was woken for are another one's. Failures are reported at Error under the module
  * "COMMON" where the functions say so.
  */
 #ifndef COMMON_BLOCKQEX_H
@@ -63,7 +63,8 @@ uint32_t COMMON_BlockQEx_Add(COMMON_BlockQEx* q, const void* data, uint32_t len)
  * behind, because `len` is less, wakes nobody else.
  * @param dst room for `len` bytes.
  * @param len bytes at most. 0 never returns, whatever is added: none is ever read.
- * @return how many were taken: from 1 to `len`; 0 when q is null or the lock or the wait fails.
+ * @return how many were taken: from 1 to `len`, without waiting for more; 0 when q is null or the
+ *         lock or the wait fails.
  */
 uint32_t COMMON_BlockQEx_Remove(COMMON_BlockQEx* q, void* dst, uint32_t len);
 

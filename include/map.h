@@ -19,7 +19,9 @@
 COMMON_BEGIN_DECLS
 
 /**
- * Compares a key with that of a pair.
+ * Compares a key with that of a pair. What follows the pair is settled by then: while Map_Find()
+ * calls it, the function may remove that pair, unless it says that it matches, and a pair that it
+ * adds is not found if the last one was being compared. Otherwise it leaves the map as it is.
  * @param key the key that is looked for.
  * @param stored the key of a pair.
  * @return 0 when they match.

@@ -6,8 +6,8 @@
  * areas that are there. What does not fit is not stored; a byte that is held is never overwritten.
  * Blocking queues made of this are in blockq.h and common_blockQEx.h.
  */
-#ifndef RING_BUFFER_H
-#define RING_BUFFER_H
+#ifndef COMMON_RING_BUFFER_H
+#define COMMON_RING_BUFFER_H
 
 #include "common_api.h"
 

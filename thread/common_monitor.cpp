@@ -9,6 +9,7 @@
 #include "log/report.h"
 #include "mem_malloc.h"
 #include "platform/assertion.h"
+#include "platform/no_exceptions.h"
 #include "thread/clock.h"
 #include "thread/monitor_handler.h"
 #include "thread/platform_failure.h"

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstddef>
 
+#include "platform/no_exceptions.h"
 #include "platform/short_look.h"
 
 static_assert(offsetof(COMMON_sync, owner) == 0);

@@ -9,6 +9,7 @@
 
 #include "log/report.h"
 #include "mem_malloc.h"
+#include "platform/no_exceptions.h"
 
 static_assert(offsetof(COMMON_Thread, id) == 0);
 static_assert(offsetof(COMMON_Thread, schedule) == sizeof(pthread_t));

@@ -292,4 +292,23 @@ TEST(ClientDescriptor, ExitHandlersOfAPanicCanUseTheTable)
     EXPECT_EQ(outcome.out, "0");
 }
 
+TEST(ClientDescriptor, ExitHandlersOfAPanicFindTheTableWhole)
+{
+    const Outcome outcome = run_fresh([] {
+        std::atexit([] {
+            std::printf("%d ", Allocate_Descriptor());
+            Deallocate_Descriptor(3);
+            std::printf("%d ", Allocate_Descriptor());
+            std::printf("%d", Allocate_Descriptor());
+        });
+        for (int i = 0; i < 3; ++i) {
+            Allocate_Descriptor();
+        }
+        fault::fail(Call::realloc);
+        Deallocate_Descriptor(2);
+    });
+    EXPECT_THAT(outcome, exited(1));
+    EXPECT_EQ(outcome.out, "2 3 4");
+}
+
 }  // namespace

@@ -259,6 +259,16 @@ TEST_P(ClientNodes, EventsWithoutBytes)
     });
 }
 
+TEST_P(ClientNodes, NoBytesForNoClientAreNothing)
+{
+    expect_quiet([](const Family& family) {
+        EXPECT_EQ(family.add_event(nullptr, 5), nullptr);
+        family.add(1);
+        family.remove(1);
+        EXPECT_EQ(family.add_event(nullptr, 5), nullptr);
+    });
+}
+
 TEST_P(ClientNodes, DeletingAClientLeavesItsEvents)
 {
     expect_quiet([](const Family& family) {
@@ -341,7 +351,10 @@ TEST_P(ClientNodes, MisuseEndsTheProcess)
     EXPECT_THAT(no_client.err,
                 assertion_text("client_nodes", std::string(GetParam().name) + "_AddEventNode",
                                "((void *)0) != client"));
-    const Outcome no_bytes = run_fresh([] { GetParam().add_event(nullptr, 1); });
+    const Outcome no_bytes = run_fresh([] {
+        GetParam().add(1);
+        GetParam().add_event(nullptr, 1);
+    });
     EXPECT_THAT(no_bytes, killed_by(SIGABRT));
     EXPECT_THAT(no_bytes.err,
                 assertion_text("client_nodes", std::string(GetParam().name) + "_AddEvent",

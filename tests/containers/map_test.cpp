@@ -12,6 +12,7 @@
 #include "mem_malloc.h"
 
 using namespace bench;
+using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
@@ -85,6 +86,48 @@ TEST(Map, FunctionComparesTheKeyWithTheStoredOnes)
     EXPECT_EQ(Map_Find(map, word(9)), word(12));
     EXPECT_EQ(asked, word(9));
     EXPECT_EQ(compared, (std::vector<const void*>{word(1), word(2)})) << "no further than needed";
+}
+
+// What follows a pair is settled before the pair is compared, as it is for an iterator.
+TEST(Map, FunctionMayRemoveThePairThatItCompares)
+{
+    static Map* changed;
+    static bool removes;
+    LocalMap map([](const void* key, const void* stored) {
+        if (removes && stored == word(2)) {
+            removes = false;
+            Map_Remove(changed, word(2));
+            return -1;
+        }
+        return stored == key ? 0 : -1;
+    });
+    changed = map;
+    for (const int number : {1, 2, 3}) {
+        Map_Add(map, word(number), word(10 + number));
+    }
+    removes = true;
+    EXPECT_EQ(Map_Find(map, word(3)), word(13));
+    EXPECT_FALSE(removes);
+    EXPECT_THAT(map.content(), ElementsAre(word(1), word(11), word(3), word(13)));
+}
+
+TEST(Map, PairThatIsAddedWhileTheLastIsComparedIsNotFoundYet)
+{
+    static Map* changed;
+    static int additions;
+    LocalMap map([](const void* key, const void* stored) {
+        if (stored != word(9)) {
+            ++additions;
+            Map_Add(changed, word(9), word(19));
+        }
+        return stored == key ? 0 : -1;
+    });
+    changed = map;
+    additions = 0;
+    Map_Add(map, word(1), word(11));
+    EXPECT_EQ(Map_Find(map, word(9)), nullptr);
+    EXPECT_EQ(additions, 1);
+    EXPECT_EQ(Map_Find(map, word(9)), word(19));
 }
 
 TEST(Map, FirstOfEqualKeysIsFoundUntilItIsRemoved)
