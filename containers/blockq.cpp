@@ -8,13 +8,21 @@
 #include "platform/no_exceptions.h"
 #include "platform/short_look.h"
 
+/// Where a field goes that follows others. On some 32-bit machines a condition has 64-bit fields.
+template <class Field>
+constexpr std::size_t place_behind(std::size_t end)
+{
+    return (end + alignof(Field) - 1) / alignof(Field) * alignof(Field);
+}
+
 static_assert(offsetof(BlockQ, ring) == 0);
 static_assert(offsetof(BlockQ, queueMutex) == sizeof(RingBuf));
-static_assert(offsetof(BlockQ, condition) == sizeof(RingBuf) + sizeof(pthread_mutex_t));
+static_assert(offsetof(BlockQ, condition) ==
+              place_behind<pthread_cond_t>(sizeof(RingBuf) + sizeof(pthread_mutex_t)));
 static_assert(offsetof(BlockQ, bufferMutex) ==
-              sizeof(RingBuf) + sizeof(pthread_mutex_t) + sizeof(pthread_cond_t));
+              offsetof(BlockQ, condition) + sizeof(pthread_cond_t));
 static_assert(sizeof(BlockQ) ==
-              sizeof(RingBuf) + 2 * sizeof(pthread_mutex_t) + sizeof(pthread_cond_t));
+              place_behind<BlockQ>(offsetof(BlockQ, bufferMutex) + sizeof(pthread_mutex_t)));
 
 using common::LockScope;
 
