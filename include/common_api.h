@@ -47,4 +47,17 @@
 #define COMMON_NORETURN
 #endif
 
+/**
+ * COMMON_64_BIT_TIMES: the function is handed a time as the library was built, with 64 bits also on
+ * 32-bit machines. Where a program has other ones, calling it does not compile.
+ */
+#if defined(__GLIBC__) && defined(__TIMESIZE) && !defined(__USE_TIME_BITS64)
+#if __TIMESIZE == 32
+#define COMMON_64_BIT_TIMES __attribute__((__error__("compile with -D_TIME_BITS=64")))
+#endif
+#endif
+#ifndef COMMON_64_BIT_TIMES
+#define COMMON_64_BIT_TIMES
+#endif
+
 #endif

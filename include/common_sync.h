@@ -94,24 +94,14 @@ int32_t COMMON_sync_signal(COMMON_sync* sync);
  */
 int32_t COMMON_sync_wait(COMMON_sync* sync);
 
-/* The functions with a deadline read it as the library was built, with 64-bit times. Where a
- * program has other ones, calling them does not compile. */
-#if defined(__GLIBC__) && defined(__TIMESIZE) && !defined(__USE_TIME_BITS64)
-#if __TIMESIZE == 32
-#define COMMON_SYNC_TIMES __attribute__((__error__("compile with -D_TIME_BITS=64")))
-#endif
-#endif
-#ifndef COMMON_SYNC_TIMES
-#define COMMON_SYNC_TIMES
-#endif
-
 /**
  * Locks, waiting until a deadline at most.
  * @param deadline real-time clock, absolute.
  * @return 0; EINVAL, also for a null deadline; EACCES, at once, when the caller is the owner;
  *         ETIMEDOUT; EINTR.
  */
-COMMON_SYNC_TIMES int32_t COMMON_sync_timedlock(COMMON_sync* sync, const struct timespec* deadline);
+COMMON_64_BIT_TIMES int32_t COMMON_sync_timedlock(COMMON_sync* sync,
+                                                  const struct timespec* deadline);
 
 /**
  * Lets the lock go, waits for a signal until a deadline at most and locks again, however long that
@@ -120,7 +110,8 @@ COMMON_SYNC_TIMES int32_t COMMON_sync_timedlock(COMMON_sync* sync, const struct 
  * @return 0; EINVAL, also for a null deadline; EACCES, at once, when the caller is not the owner;
  * the error of locking again, without the lock; or how the wait ended: ETIMEDOUT or EINTR.
  */
-COMMON_SYNC_TIMES int32_t COMMON_sync_timedwait(COMMON_sync* sync, const struct timespec* deadline);
+COMMON_64_BIT_TIMES int32_t COMMON_sync_timedwait(COMMON_sync* sync,
+                                                  const struct timespec* deadline);
 
 COMMON_END_DECLS
 

@@ -45,11 +45,11 @@ void OXA_ENDIAN_SWAP16(uint16_t* pointer);
  * Splits nanoseconds into seconds and the rest.
  *
  * The library has 64-bit times on 32-bit machines, too; programs that hand it a timespec there are
- * compiled with _TIME_BITS=64, as linking to Common::common with CMake sees to.
+ * compiled with _TIME_BITS=64, as linking to Common::common with CMake sees to, or not at all.
  * @param ts gets the time; null is ignored.
  * @param nsec nanoseconds, without a sign.
  */
-void OXA_nsec2timespec(struct timespec* ts, uint64_t nsec);
+COMMON_64_BIT_TIMES void OXA_nsec2timespec(struct timespec* ts, uint64_t nsec);
 
 /**
  * Joins seconds and nanoseconds.
@@ -57,7 +57,7 @@ void OXA_nsec2timespec(struct timespec* ts, uint64_t nsec);
  *        second one may have any value. Null gives 0.
  * @return nanoseconds; what does not fit into 64 bits wraps.
  */
-int64_t OXA_timespec2nsec(const struct timespec* ts);
+COMMON_64_BIT_TIMES int64_t OXA_timespec2nsec(const struct timespec* ts);
 
 /**
  * Starts a program and, in mode 0, waits for its end.
