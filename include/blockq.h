@@ -24,9 +24,10 @@
 
 COMMON_BEGIN_DECLS
 
-/** A queue. Use the functions below rather than the fields. */
+/** A queue. */
 typedef struct BlockQ {
-    RingBuf ring;                /**< first, so that a queue is a ring buffer, too */
+    /* Private: the functions below read and write them. */
+    RingBuf ring;                /**< the bytes; first, so that a queue is a ring buffer, too */
     pthread_mutex_t queueMutex;  /**< serialises who adds and removes; taken first */
     pthread_cond_t condition;    /**< waited for with queueMutex */
     pthread_mutex_t bufferMutex; /**< guards the ring; never held during a wait */

@@ -26,9 +26,10 @@
 
 COMMON_BEGIN_DECLS
 
-/** A queue. Use the functions below rather than the fields. */
+/** A queue. */
 typedef struct COMMON_BlockQEx {
-    RingBuf ring;     /**< first, so that a queue is a ring buffer, too */
+    /* Private: the functions below read and write them. */
+    RingBuf ring;     /**< the bytes; first, so that a queue is a ring buffer, too */
     COMMON_sync sync; /**< guards the ring; signalled for an add */
 } COMMON_BlockQEx;
 

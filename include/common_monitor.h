@@ -28,11 +28,12 @@
 
 COMMON_BEGIN_DECLS
 
-/** A monitor. Use the functions below rather than the fields. */
+/** A monitor. */
 typedef struct COMMON_Monitor {
-    pthread_cond_t condition;
-    COMMON_Mutex mutex; /**< with default attributes */
-    int32_t clockId;    /**< of the deadlines; as in common_system.h */
+    /* Private: the functions below read and write them. */
+    pthread_cond_t condition; /**< the platform's, with the clock of the deadlines */
+    COMMON_Mutex mutex;       /**< with default attributes; let go while a thread waits */
+    int32_t clockId;          /**< the clock of the deadlines, as in common_system.h */
 } COMMON_Monitor;
 
 /**

@@ -42,15 +42,16 @@ enum {
     COMMON_MutexProtocolProtected = 1
 };
 
-/** A mutex. Use the functions below rather than the fields. */
+/** A mutex. Its address may be handed to the platform's own calls for mutexes. */
 typedef struct COMMON_Mutex {
-    pthread_mutex_t mutex;           /**< first, for the platform's own calls */
+    /* Private: the functions below read and write them. */
+    pthread_mutex_t mutex;           /**< the platform's, of the last commit */
     uint32_t unused[2];              /**< zero */
-    int32_t priorityCeiling;         /**< 0: none set */
-    COMMON_MutexProtocol_t protocol; /**< 0 */
-    uint32_t recursive;              /**< boolean, 0 */
-    uint32_t shared;                 /**< boolean, 0: for threads of this process */
-    COMMON_MutexType_t type;         /**< COMMON_MutexTypeDefault */
+    int32_t priorityCeiling;         /**< for the next commit; 0: none */
+    COMMON_MutexProtocol_t protocol; /**< for the next commit */
+    uint32_t recursive;              /**< for the next commit: boolean */
+    uint32_t shared;         /**< for the next commit: boolean; 0: threads of this process */
+    COMMON_MutexType_t type; /**< for the next commit */
 } COMMON_Mutex;
 
 /**

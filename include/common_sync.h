@@ -45,13 +45,14 @@ enum {
     COMMON_SyncShared = 2
 };
 
-/** A sync object. Use the functions below; only the flags are for the caller. */
+/** A sync object. */
 typedef struct COMMON_sync {
+    /* Private: the functions below read and write them. */
     pthread_t owner; /**< who holds the lock; all ones: nobody */
     sem_t lock;      /**< 1 while nobody holds it */
     sem_t signal;    /**< 1 while a signal is pending */
-    uint32_t
-        flags; /**< COMMON_SyncRetryInterrupted; not to be changed while others use the object */
+    /** The caller's: bits of the above, not to be changed while others use the object. */
+    uint32_t flags;
 } COMMON_sync;
 
 /**

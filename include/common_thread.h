@@ -4,9 +4,16 @@
  *
  * The caller owns a COMMON_Thread record: initialise it with an entry function, set attributes,
  * start it. The record must outlive its thread. Its id is 0 before the start and again as soon as
- * the thread's function has returned or the thread was cancelled; a joinable thread that has ended
- * by itself can therefore no longer be joined through its record. Attributes take effect at the
+ * the thread's function has returned or the thread was cancelled. Attributes take effect at the
  * next start.
+ *
+ * A joinable thread whose end comes before COMMON_Thread_Join() is called can no longer be joined
+ * through its record, and its stack and what else the platform keeps of it stay until the process
+ * ends: each such thread costs memory and, after some thousands, the next start. So start a thread
+ * detached (COMMON_Thread_SetDetachState()) when nobody waits for its end or it may end by itself
+ * at any time; to know that it has ended, let it say so. Otherwise let it run until it is about to
+ * be joined, or keep what COMMON_Thread_Self() gives in the thread and hand that to
+ * pthread_join(3), which also gives its result.
  *
  * Failures are reported at Error under the empty zone name; every null argument where one is
  * needed with "One or more input parameters are invalid!". The record is not locked: its functions
@@ -50,16 +57,17 @@ enum {
 /** The function of a thread. */
 typedef void* (*COMMON_ThreadEntry_t)(void* argument);
 
-/** A thread. Use the functions below rather than the fields. */
+/** A thread. */
 typedef struct COMMON_Thread {
-    pthread_t id;         /**< 0 while no thread runs */
-    uint32_t schedule;    /**< COMMON_ThreadSchedule_t */
-    uint32_t detachState; /**< COMMON_ThreadDetach_t */
-    uint8_t priority;
-    uint32_t stackSize; /**< bytes */
-    COMMON_ThreadEntry_t entry;
-    void* argument;
-    char name[COMMON_ThreadNameLength + 1];
+    /* Private: the functions below read and write them. */
+    pthread_t id;               /**< the platform's; 0 while no thread runs */
+    uint32_t schedule;          /**< a COMMON_ThreadSchedule_t, for the next start */
+    uint32_t detachState;       /**< a COMMON_ThreadDetach_t, for the next start */
+    uint8_t priority;           /**< for the next start; 10: inherited */
+    uint32_t stackSize;         /**< bytes, for the next start; 65535: the platform's default */
+    COMMON_ThreadEntry_t entry; /**< what the thread runs */
+    void* argument;             /**< what the entry is handed */
+    char name[COMMON_ThreadNameLength + 1]; /**< zero-terminated */
 } COMMON_Thread;
 
 /**
@@ -84,6 +92,7 @@ COMMON_Thread* COMMON_Thread_New(COMMON_ThreadEntry_t entry, void* argument);
  * Builds the platform's attributes from the record and creates the thread. Without a name the
  * record gets the name "Unnamed-<id>" (Unnamed-0 when the thread has already ended). A policy or
  * priority that the platform refuses, such as the default priority with the policy Other, fails.
+ * The id is 0 after a failure.
  * @param thread a record whose thread does not run.
  * @return STATUS_SUCCESS; STATUS_FAILED when a step fails, which is reported; no thread was
  *         created then; STATUS_INVALID_PARAM when thread is null.
@@ -111,7 +120,8 @@ STATUS COMMON_Thread_Create(COMMON_ThreadEntry_t entry, const char* name, void* 
 STATUS COMMON_Thread_Delete(COMMON_Thread* thread);
 
 /**
- * Waits for the end of a running thread; its result is lost.
+ * Waits for the end of a running thread; its result is lost. Of a joinable thread that has ended by
+ * then, nothing is given back (see above).
  * @return STATUS_SUCCESS, at once when no thread runs, and also when the thread is not there or is
  *         the calling one (reported at Warn); STATUS_FAILED for any other platform error;
  *         STATUS_INVALID_PARAM when thread is null.
@@ -119,7 +129,8 @@ STATUS COMMON_Thread_Delete(COMMON_Thread* thread);
 STATUS COMMON_Thread_Join(COMMON_Thread* thread);
 
 /**
- * Lets a running thread release its resources when it ends.
+ * Lets a running thread release its resources when it ends. A thread that may end at once is better
+ * started detached: there is nothing to detach when it has ended.
  * @return STATUS_SUCCESS, STATUS_FAILED (platform error) or STATUS_INVALID_PARAM (null record).
  */
 STATUS COMMON_Thread_Detach(COMMON_Thread* thread);

@@ -16,6 +16,7 @@ COMMON_BEGIN_DECLS
 /** A ring buffer. It is full when `count` is the capacity; both positions are the same then, too.
  */
 typedef struct RingBuf {
+    /* Private: the functions below read and write them. */
     uint8_t* start; /**< first byte of the storage */
     uint8_t* end;   /**< one behind its last byte */
     uint8_t* read;  /**< next byte to read */
