@@ -40,32 +40,17 @@ bool processor_has_avx2() noexcept
 {
     unsigned a = 0;
     unsigned b = 0;
-    unsigned c = 0;
+    unsigned leaf_1c = 0;
+    unsigned leaf_7b = 0;
     unsigned d = 0;
-    constexpr unsigned kStateSaved = bit_OSXSAVE | bit_AVX;
-    if (__get_cpuid(1, &a, &b, &c, &d) == 0 || (c & kStateSaved) != kStateSaved) {
-        return false;
+    if (__get_cpuid(1, &a, &b, &leaf_1c, &d) == 0 || (leaf_1c & bit_OSXSAVE) == 0) {
+        return false;  // nor can XCR0 be read
     }
-    // The kernel keeps the upper halves of the registers over a thread switch.
-    unsigned low = 0;
-    unsigned high = 0;
-    __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
-    constexpr unsigned kXmmAndYmm = 6;
-    return (low & kXmmAndYmm) == kXmmAndYmm && __get_cpuid_count(7, 0, &a, &b, &c, &d) != 0 &&
-           (b & bit_AVX2) != 0;
-}
-
-bool use_vectors(std::size_t characters) noexcept
-{
-    if (characters < kVectorMinimum) {
-        return false;
-    }
-    Vectors answer = vectors.load(std::memory_order_relaxed);
-    if (answer == Vectors::Unknown) {
-        answer = processor_has_avx2() ? Vectors::Present : Vectors::Absent;
-        vectors.store(answer, std::memory_order_relaxed);
-    }
-    return answer == Vectors::Present;
+    unsigned xcr0 = 0;
+    __asm__("xgetbv" : "=a"(xcr0), "=d"(d) : "c"(0));
+    unsigned c = 0;
+    return __get_cpuid_count(7, 0, &a, &leaf_7b, &c, &d) != 0 &&
+           avx2_can_be_used(leaf_1c, xcr0, leaf_7b);
 }
 
 __attribute__((target("avx2"))) __m256i load(const void* address) noexcept
@@ -146,11 +131,29 @@ __attribute__((target("avx2"))) std::size_t decode_steps(const char* digits, std
 
 }  // namespace
 
+bool hex_uses_vectors(std::size_t characters) noexcept
+{
+#if COMMON_HEX_BY_VECTORS
+    if (characters < kVectorMinimum) {
+        return false;
+    }
+    Vectors answer = vectors.load(std::memory_order_relaxed);
+    if (answer == Vectors::Unknown) {
+        answer = processor_has_avx2() ? Vectors::Present : Vectors::Absent;
+        vectors.store(answer, std::memory_order_relaxed);
+    }
+    return answer == Vectors::Present;
+#else
+    static_cast<void>(characters);
+    return false;
+#endif
+}
+
 void hex_encode(const std::uint8_t* bytes, std::size_t count, char* digits) noexcept
 {
     std::size_t done = 0;
 #if COMMON_HEX_BY_VECTORS
-    if (use_vectors(2 * count)) {
+    if (hex_uses_vectors(2 * count)) {
         done = encode_steps(bytes, count, digits);
     }
 #endif
@@ -163,7 +166,7 @@ bool hex_is_valid(const char* text, std::size_t count) noexcept
 {
     std::size_t done = 0;
 #if COMMON_HEX_BY_VECTORS
-    if (use_vectors(count)) {
+    if (hex_uses_vectors(count)) {
         if (!steps_are_valid(text, count)) {
             return false;
         }
@@ -181,7 +184,7 @@ void hex_decode(const char* digits, std::size_t count, std::uint8_t* bytes) noex
 {
     std::size_t done = 0;
 #if COMMON_HEX_BY_VECTORS
-    if (use_vectors(2 * count)) {
+    if (hex_uses_vectors(2 * count)) {
         done = decode_steps(digits, count, bytes);
     }
 #endif

@@ -100,7 +100,9 @@ uint32_t AbsSET_InitializeEntry(AbsSET_Entry* entry, AbsSET_Entry* next, AbsSET_
                                 void* value);
 
 /**
- * Pops and releases every value, front first.
+ * Pops and releases every value, front first. The release function may use the set, which does not
+ * have the value any more: what it pushes is released, too, and another release function that it
+ * sets is called for the values that follow.
  * @param set the set.
  * @return AbsSET_Success; AbsSET_BadArguments for a null set.
  */

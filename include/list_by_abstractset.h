@@ -165,7 +165,8 @@ LIST LIST_Copy(LIST source);
  * the records before the sort and releases them with MEM_Free() afterwards. The cursor is at the
  * end then; the release function stays.
  * @param list the list, of less than 2^32 bytes of value words.
- * @param compare gives the order.
+ * @param compare gives the order, and finds the list as it was, with the cursor at the end. What it
+ *        pushes is abandoned, too.
  * @return 1; 0 for a null or empty list, a null function, and when a step fails, such as a list
  *         that has more entries than its size says ("%u out of array boundaries [0..%u] should not
  *         happen"), which is left as it is but for the cursor.

@@ -53,7 +53,8 @@ ListLight* ListLight_New(void);
 /**
  * Removes all nodes, front first, and sets the size to 0.
  * @param list may be null.
- * @param free_data called with each data word; null to leave the data alone.
+ * @param free_data called with each data word, and not to use the list but for its size, which
+ * stays until the end; null to leave the data alone.
  */
 void ListLight_Clear(ListLight* list, ListLight_Free_t free_data);
 
@@ -124,7 +125,8 @@ void* ListLight_Extract(ListLight* list, ListLight_Iterator* it);
  * stays one too high, which callers that keep count of all they ever stored rely on.
  * @param list the list.
  * @param it an iterator of this list; nothing is done at the end.
- * @param free_data called with the node's data; null to leave it alone.
+ * @param free_data called with the node's data while the node is still there, and not to change the
+ *        list; null to leave the data alone.
  */
 void ListLight_EraseEntry(ListLight* list, ListLight_Iterator* it, ListLight_Free_t free_data);
 
@@ -147,7 +149,7 @@ ListLight* ListLight_Copy(const ListLight* list);
  * then. A size that is too high (ListLight_EraseEntry()) counts here: for each node missing, a null
  * word is sorted in.
  * @param list null or empty: nothing is done.
- * @param compare gives the order; null: nothing is done.
+ * @param compare gives the order, and finds the list empty; null: nothing is done.
  */
 void ListLight_Sort(ListLight* list, ListLight_Compare_t compare);
 

@@ -104,6 +104,69 @@ TEST(AbstractSet, ClearReleasesEachValueOnceFrontFirst)
     EXPECT_EQ(released.size(), 4U);
 }
 
+/** What release functions find and change: the set that is being cleared. */
+AbsSET* cleared;
+
+TEST(AbstractSet, ReleaseFunctionFindsItsValuePopped)
+{
+    static std::vector<std::vector<void*>> rings;
+    released.clear();
+    rings.clear();
+    LocalSet set{1, 2, 3};
+    cleared = &set;
+    set.release = [](void* value) {
+        note_release(value);
+        rings.push_back(ring_of(*cleared));
+        EXPECT_EQ(cleared->size, rings.back().size());
+        EXPECT_EQ(cleared->cursor, cleared->sentinel.flink);
+    };
+    EXPECT_EQ(AbsSET_Clear(&set), AbsSET_Success);
+    EXPECT_EQ(released, values({1, 2, 3}));
+    EXPECT_THAT(rings, testing::ElementsAre(values({2, 3}), values({3}), values({})));
+}
+
+TEST(AbstractSet, ReleaseFunctionMayClearPushAndPop)
+{
+    released.clear();
+    LocalSet set{1, 2, 3, 4, 5};
+    cleared = &set;
+    set.release = [](void* released_value) {
+        note_release(released_value);
+        if (released_value == value(1)) {
+            EXPECT_EQ(AbsSET_ValuePopBack(cleared), value(5));
+            EXPECT_EQ(AbsSET_PushBack(cleared, nullptr, value(6)), AbsSET_Success);
+        } else if (released_value == value(2)) {
+            EXPECT_EQ(AbsSET_Clear(cleared), AbsSET_Success);
+            EXPECT_EQ(released, values({1, 2, 3, 4, 6})) << "the inner one releases the rest";
+            EXPECT_EQ(AbsSET_PushFront(cleared, nullptr, value(7)), AbsSET_Success);
+        }
+    };
+    EXPECT_EQ(AbsSET_Clear(&set), AbsSET_Success);
+    EXPECT_EQ(released, values({1, 2, 3, 4, 6, 7}));
+    EXPECT_EQ(set.size, 0U);
+}
+
+TEST(AbstractSet, ReleaseFunctionOfTheMomentIsCalled)
+{
+    released.clear();
+    LocalSet set{1, 2, 3};
+    void* const last = MEM_Malloc(8);
+    AbsSET_PushBack(&set, nullptr, last);
+    cleared = &set;
+    set.release = [](void* released_value) {
+        cleared->release = [](void* next_value) {
+            note_release(next_value);
+            if (next_value == value(3)) {
+                cleared->release = nullptr;  // MEM_Free() for the last one
+            }
+        };
+        EXPECT_EQ(released_value, value(1));
+    };
+    EXPECT_EQ(AbsSET_Clear(&set), AbsSET_Success);
+    EXPECT_EQ(released, values({2, 3}));
+    EXPECT_EQ(set.release, nullptr);
+}
+
 // AddressSanitizer notices a value or a record that is kept, or freed twice.
 TEST(AbstractSet, WithoutAReleaseFunctionValuesAreFreed)
 {

@@ -24,6 +24,10 @@ void note_free(void* data)
     freed.push_back(data);
 }
 
+/** The list that is being changed, for functions that look at it, and a place in it. */
+ListLight* changed;
+ListLight_Iterator place;
+
 TEST(ListLight, NewListIsEmpty)
 {
     LightList list;
@@ -94,6 +98,17 @@ TEST(ListLight, ClearFreesEachDataOnceFrontFirst)
     ListLight_PushBack(list, word(1));
     ListLight_Clear(list, nullptr);
     EXPECT_EQ(freed.size(), 3U);
+}
+
+TEST(ListLight, ClearCountsDownAtItsEnd)
+{
+    static std::vector<std::uint32_t> sizes;
+    sizes.clear();
+    LightList list{1, 2, 3};
+    changed = list;
+    ListLight_Clear(list, [](void*) { sizes.push_back(ListLight_Size(changed)); });
+    EXPECT_EQ(sizes, (std::vector<std::uint32_t>{3, 3, 3}));
+    EXPECT_EQ(ListLight_Size(list), 0U);
 }
 
 TEST(ListLight, DeleteFreesTheData)
@@ -275,6 +290,23 @@ TEST(ListLight, EraseEntryDoesNotCountDown)
     }
 }
 
+TEST(ListLight, EraseEntryHandsTheDataOverWhileTheNodeIsThere)
+{
+    for (const std::size_t index : {0U, 1U, 2U}) {
+        freed.clear();
+        LightList list{1, 2, 3};
+        changed = list;
+        place = list.at(index);
+        ListLight_EraseEntry(list, &place, [](void* data) {
+            note_free(data);
+            EXPECT_EQ(data_of(*changed), words({1, 2, 3}));
+            EXPECT_EQ(ListLight_Size(changed), 3U);
+            EXPECT_EQ(ListLight_GetEntryData(changed, &place), data);
+        });
+        EXPECT_EQ(freed, words({index + 1}));
+    }
+}
+
 TEST(ListLight, EraseEntryWithoutAFunctionLeavesTheData)
 {
     LightList list{1};
@@ -430,6 +462,22 @@ TEST(ListLight, SortKeepsNoMemory)
                     EXPECT_EQ(fault::outstanding_blocks(), before);
                 }),
                 exited(0));
+}
+
+TEST(ListLight, SortComparesWhileTheListIsEmpty)
+{
+    static int comparisons;
+    comparisons = 0;
+    LightList list{3, 1, 2};
+    changed = list;
+    ListLight_Sort(list, [](const void* first, const void* second) {
+        ++comparisons;
+        EXPECT_EQ(data_of(*changed), words({}));
+        EXPECT_EQ(ListLight_Size(changed), 0U);
+        return by_address(first, second);
+    });
+    EXPECT_GT(comparisons, 1);
+    EXPECT_EQ(list.data(), words({1, 2, 3}));
 }
 
 // What the size counts and the list does not have is sorted in as null.

@@ -210,6 +210,41 @@ TEST(List, SortKeepsTheReleaseFunction)
     EXPECT_EQ(list->release, keep_value);
 }
 
+/** The list that is being sorted, for functions that look at it. */
+LIST sorted;
+
+TEST(List, SortComparesWhileTheListIsAsItWas)
+{
+    static int comparisons;
+    comparisons = 0;
+    LocalList list{3, 1, 2};
+    sorted = list;
+    EXPECT_EQ(sort_and_free(list,
+                            [](const void* first, const void* second) {
+                                ++comparisons;
+                                EXPECT_EQ(ring_of(*sorted), values({3, 1, 2}));
+                                EXPECT_EQ(LIST_Size(sorted), 3U);
+                                EXPECT_EQ(LIST_IsEnd(sorted), 1U);
+                                return by_address(first, second);
+                            }),
+              1U);
+    EXPECT_GT(comparisons, 1);
+    EXPECT_EQ(list.ring(), values({1, 2, 3}));
+}
+
+TEST(List, ReleaseFunctionThatTheComparisonSetsIsKept)
+{
+    LocalList list{2, 1};
+    sorted = list;
+    EXPECT_EQ(sort_and_free(list,
+                            [](const void* first, const void* second) {
+                                sorted->release = note_release;
+                                return by_address(first, second);
+                            }),
+              1U);
+    EXPECT_EQ(list->release, note_release);
+}
+
 // Callers may still read records that they kept, so that the sort frees none.
 TEST(List, SortAbandonsTheOldRecords)
 {

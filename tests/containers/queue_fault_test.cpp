@@ -417,6 +417,7 @@ TEST(BlockQExFault, DestroyEndsWithTheLockHeld)
         ASSERT_EQ(COMMON_BlockQEx_Init(&queue, storage, 4), 0);
         EXPECT_EQ(COMMON_BlockQEx_Add(&queue, "abc", 3), 3U);
         fault::reset();
+        fault::on_call(Call::sem_wait, 1, [&] { EXPECT_EQ(queue.ring.count, 3U); });
         fault::on_call(Call::sem_destroy, 1, [&] {
             int value = -1;
             EXPECT_EQ(sem_getvalue(&queue.sync.lock, &value), 0);
