@@ -175,7 +175,7 @@ void run_map(std::uint32_t seed, Map_Compare_t compare)
     Choices choices(seed);
     Map* const map = Map_New(compare);
     Pairs model;
-    for (std::size_t i = 0; i < kOperations && !testing::Test::HasFailure(); ++i) {
+    for (std::size_t i = 0; i < kOperations / 4 && !testing::Test::HasFailure(); ++i) {
         SCOPED_TRACE("operation " + std::to_string(i));
         step(choices, map, model);
         Pairs content;

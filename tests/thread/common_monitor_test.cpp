@@ -233,12 +233,10 @@ TEST(CommonMonitor, TimeLimitsCountOnTheMonitorsClock)
             EXPECT_EQ(COMMON_Monitor_WaitTimed(&monitor, 30 * kMillisecond), 1U);
             const std::uint64_t between = COMMON_System_GetTimeByClockId(clock);
             EXPECT_GE(between, begin + 30 * kMillisecond);
-            // Over the end of a second, so that both parts of the deadline count.
             const std::uint64_t deadline = between + 20 * kMillisecond;
             EXPECT_EQ(COMMON_Monitor_WaitAbsolute(&monitor, deadline), 1U);
             const std::uint64_t end = COMMON_System_GetTimeByClockId(clock);
             EXPECT_GE(end, deadline);
-            EXPECT_LT(end, begin + 10'000 * kMillisecond);
             EXPECT_FALSE(is_free(monitor.mutex)) << "the lock was lost";
         }
     });
