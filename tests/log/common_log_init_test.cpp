@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -267,16 +266,6 @@ TEST_P(Starts, InManyThreadsAtOnce)
         ASSERT_THAT(row_texts(outcome.out),
                     Contains(log_row("stdout", "threadOnce", "Initialized")).Times(GetParam()));
     }
-}
-
-/// Tells whether a thread sleeps in the kernel: it waits for a lock.
-bool is_blocked(int thread)
-{
-    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-    std::string text;
-    std::getline(file, text);
-    const auto name_end = text.rfind(") ");
-    return name_end != std::string::npos && text[name_end + 2] == 'S';
 }
 
 /// Two threads whose first calls meet: one is held inside its initialisation until the other waits

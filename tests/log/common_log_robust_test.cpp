@@ -1,18 +1,12 @@
 // What callers may rely on in bad times: errno, forks, exec, a log daemon that hangs or is not
 // there, cancelled threads, many threads at once.
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstring>
 #include <fcntl.h>
 #include <map>
 #include <optional>
-#include <set>
 #include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -20,6 +14,7 @@
 #include "common_debug.h"
 #include "common_log_settings.h"
 #include "forked.h"
+#include "hanging_daemon.h"
 #include "log_calls.h"
 #include "log_socket.h"
 #include "wait_until.h"
@@ -29,9 +24,7 @@ namespace {
 using namespace bench;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::SizeIs;
-using Clock = std::chrono::steady_clock;
 
 constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
 
@@ -295,61 +288,14 @@ TEST(CommonLogExec, NoDescriptorReachesTheProgram)
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
 }
 
-/// A log daemon of the body's own that does not read: senders wait once its queue is full.
-class HangingDaemon {
-public:
-    HangingDaemon() { socket_.bind_at(); }
-
-    /// Starts a thread that writes records until it waits for room, and a few more once there is.
-    std::thread start_blocked_writer(int records)
-    {
-        std::thread writer([this, records] {
-            for (int i = 0; i < records; ++i) {
-                log_message(kInfo, "queued");
-                ++sent_;
-            }
-        });
-        EXPECT_TRUE(wait_until([this] { return is_full(); }));
-        return writer;
-    }
-
-    bool is_full() const
-    {
-        // Whoever looks from outside cannot send either.
-        const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strcpy(address.sun_path, "/dev/log");
-        const bool full =
-            connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-            send(probe, "", 0, MSG_DONTWAIT) < 0 && errno == EAGAIN;
-        close(probe);
-        return full;
-    }
-
-    std::vector<LogRecord> drain() { return socket_.receive_all(); }
-    int sent() const { return sent_; }
-
-private:
-    LogSocket socket_;
-    std::atomic<int> sent_{0};
-};
-
-constexpr int kMoreThanTheQueue = 600;  // net.unix.max_dgram_qlen is 10 to 512 where this runs
-
 TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)
 {
-    const Outcome outcome = run_fresh({.open_log_socket = false}, [] {
+    const Outcome outcome = run_fresh(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
-        std::thread writer = daemon.start_blocked_writer(kMoreThanTheQueue);
-        EXPECT_LT(daemon.sent(), kMoreThanTheQueue);
-        std::size_t received = 0;
-        EXPECT_TRUE(wait_until([&] {
-            for (const auto& record : daemon.drain()) {
-                received += record.text.ends_with("queued") ? 1 : 0;
-            }
-            return received == kMoreThanTheQueue;
-        }));
+        const int records = HangingDaemon::more_than_the_queue();
+        std::thread writer = daemon.start_blocked_writer(records);
+        EXPECT_LT(daemon.sent(), records);
+        EXPECT_TRUE(wait_until([&] { return daemon.received("queued") == records; }));
         writer.join();
     });
     EXPECT_THAT(outcome, exited(0));
@@ -357,7 +303,7 @@ TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)
 
 TEST(CommonLogHangingDaemon, CancelledWritersLeaveOthersAbleToLog)
 {
-    const Outcome outcome = run_fresh({.open_log_socket = false}, [] {
+    const Outcome outcome = run_fresh(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
         COMMON_Log_LevelGet();
         std::vector<pthread_t> writers(4);
@@ -369,12 +315,11 @@ TEST(CommonLogHangingDaemon, CancelledWritersLeaveOthersAbleToLog)
             };
             ASSERT_EQ(pthread_create(&writer, nullptr, entry, nullptr), 0);
         }
-        EXPECT_TRUE(wait_until([&] { return daemon.is_full(); }));
+        EXPECT_TRUE(wait_until(HangingDaemon::is_full));
         for (const auto& writer : writers) {
             pthread_cancel(writer);
         }
         // Where a cancelled thread waits for a lock it ends only when it gets it.
-        std::vector<LogRecord> records;
         std::atomic<bool> joined{false};
         std::thread joiner([&] {
             for (const auto& writer : writers) {
@@ -386,56 +331,11 @@ TEST(CommonLogHangingDaemon, CancelledWritersLeaveOthersAbleToLog)
             joined = true;
         });
         EXPECT_TRUE(wait_until([&] {
-            for (auto& record : daemon.drain()) {
-                records.push_back(std::move(record));
-            }
+            daemon.received("");
             return joined.load();
         }));
         joiner.join();
-        for (auto& record : daemon.drain()) {
-            records.push_back(std::move(record));
-        }
-        ASSERT_FALSE(records.empty());
-        EXPECT_THAT(records.back().text, HasSubstr("after all were cancelled"));
-    });
-    EXPECT_THAT(outcome, exited(0));
-}
-
-TEST(CommonLogHangingDaemon, ForkIsBoundedAndTheChildDropsItsRecords)
-{
-    const Outcome outcome = run_fresh({.open_log_socket = false}, [] {
-        HangingDaemon daemon;
-        std::thread writer = daemon.start_blocked_writer(kMoreThanTheQueue);
-        const auto start = Clock::now();
-        const pid_t child = start_child([] {
-            log_message(kInfo, "child");
-            COMMON_Log_CacheSet(0);
-            log_message(kInfo, "child");
-        });
-        EXPECT_LT(Clock::now() - start, stretched(std::chrono::seconds(8)));
-        EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(1'900));
-        await_child(child);  // it does not wait for the daemon
-        std::vector<LogRecord> records;
-        EXPECT_TRUE(wait_until([&] {
-            for (auto& record : daemon.drain()) {
-                records.push_back(std::move(record));
-            }
-            return records.size() >= kMoreThanTheQueue && daemon.sent() == kMoreThanTheQueue;
-        }));
-        writer.join();
-        // A child forked now, with nobody waiting, is as good as any.
-        in_child([] { log_message(kInfo, "later child"); });
-        for (auto& record : daemon.drain()) {
-            records.push_back(std::move(record));
-        }
-        const auto has = [&](const char* message) {
-            return std::count_if(records.begin(), records.end(), [message](const auto& record) {
-                return record.text.ends_with(message);
-            });
-        };
-        EXPECT_EQ(has("queued"), kMoreThanTheQueue);
-        EXPECT_EQ(has(", child"), 0);
-        EXPECT_EQ(has(", later child"), 1);
+        EXPECT_EQ(daemon.received("after all were cancelled"), 1);
     });
     EXPECT_THAT(outcome, exited(0));
 }

@@ -246,6 +246,13 @@ void enter_private_root(const std::vector<std::string>& keep)
     }
 }
 
+void enter_private_network()
+{
+    if (unshare(CLONE_NEWNET) != 0) {
+        fail("cannot make a network namespace");
+    }
+}
+
 bool is_private(const std::string& path)
 {
     struct stat root {};

@@ -36,6 +36,13 @@ public:
 void enter_private_root(const std::vector<std::string>& keep = {});
 
 /**
+ * Moves the calling process, which is in a private root, into a network namespace of its own. Its
+ * sockets have the kernel's own queue lengths, whatever the machine was set to.
+ * @throws PrivateRootError
+ */
+void enter_private_network();
+
+/**
  * Tells whether a path, after entering a private root, is or would be inside its own memory rather
  * than on the machine's disk.
  */

@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <poll.h>
 #include <stdexcept>
+#include <string>
 #include <sys/eventfd.h>
 #include <system_error>
 #include <thread>
@@ -47,6 +49,15 @@ bool wait_until(const std::function<bool()>& condition, std::chrono::millisecond
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+bool is_blocked(int thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    const auto name_end = text.rfind(") ");
+    return name_end != std::string::npos && text[name_end + 2] == 'S';
 }
 
 Event::Event() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))

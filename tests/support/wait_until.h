@@ -28,6 +28,9 @@ inline constexpr std::chrono::milliseconds kPatience{10'000};
 [[nodiscard]] bool wait_until(const std::function<bool()>& condition,
                               std::chrono::milliseconds limit = kPatience);
 
+/** Tells whether a thread of the calling process sleeps in the kernel: it waits for a lock, say. */
+bool is_blocked(int thread);
+
 /**
  * A flag that one thread or process sets and others wait for. One made before a fork is shared
  * with the child. Setting it is safe in a signal handler and inside a forced failure's hook.
