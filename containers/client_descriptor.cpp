@@ -1,7 +1,5 @@
 #include "client_descriptor.h"
 
-#include <pthread.h>
-
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -18,7 +16,7 @@ constexpr common::Source kSource{"client_descriptor", common::Module::Cldes};
 /// No descriptor: it marks the end of what can be given out.
 constexpr std::int32_t kRemoved = INT32_MAX;
 
-/// The descriptors in use in ascending order, guarded by common::descriptor_mutex. The block grows
+/// The descriptors in use in ascending order, guarded by their process-wide lock. The block grows
 /// and shrinks by one number for each call, so that a process pays for what it uses.
 constinit std::int32_t* Descriptors = nullptr;
 constinit std::int32_t DescriptorCount = 0;
@@ -31,8 +29,8 @@ constinit std::int32_t DescriptorCount = 0;
 
 void LockDescriptor() noexcept
 {
-    common::install_fork_guard();
-    if (pthread_mutex_lock(&common::descriptor_mutex) != 0) {
+    if (common::is_lost(common::ProcessLock::Descriptors) ||
+        common::take(common::ProcessLock::Descriptors) != 0) {
         COMMON_REPORT(kSource, Error, "Failed to lock descriptor mutex.");
         CommonPanic();
     }
@@ -40,7 +38,7 @@ void LockDescriptor() noexcept
 
 std::int32_t UnlockDescriptor() noexcept
 {
-    const int error = pthread_mutex_unlock(&common::descriptor_mutex);
+    const int error = common::release(common::ProcessLock::Descriptors);
     if (error != 0) {
         COMMON_REPORT(kSource, Error, "Failed to unlock descriptor mutex.");
         CommonPanic();

@@ -4,6 +4,8 @@
  *
  * There is one table of numbers in use in each process. The functions may be called from any
  * thread; they wait for each other only. A forked child goes on with a copy of its parent's table.
+ * A fork waits for a thread that is in one of the functions, but for two seconds at most: should
+ * that thread be held up for longer, the lock fails in the child.
  *
  * Nothing here returns an error: a lock that fails, no memory, and no number left are reported at
  * Error under the module "CLDES", source "client_descriptor" ("Failed to lock descriptor mutex.",

@@ -21,11 +21,23 @@
  * - The local time of a record follows a changed time zone from the thread's next second on.
  * - Neither a rejected nor a written record changes errno, and a "%m" in the format shows the errno
  *   that the caller had.
- * - A child of fork() can log at once, whatever the other threads of its parent were doing. Its
- *   records carry the process id and name that the parent captured at initialisation (only the
- *   Syslogng layout asks for the process id at each record) and its own thread id. A fork waits
- *   while a record is being handed over, for two seconds at most; should the receiver hang for
- *   longer, the child drops its records instead of hanging too.
+ * - A child of fork() can log at once, whatever the other threads of its parent were doing in this
+ *   library. Its records carry the process id and name that the parent captured at initialisation
+ *   (only the Syslogng layout asks for the process id at each record) and its own thread id. A fork
+ *   waits while a record is being handed over, for two seconds at most; should the receiver hang
+ *   for longer, the child and its children drop their records instead of hanging too. A thread that
+ *   is held up as long in the look for the local time costs them only that look: they show it by
+ *   the distance from UTC that was last seen.
+ * - A child forked while another thread is in the middle of the first call goes on with the
+ *   settings as they had been taken in by then; if the process was not captured yet, its records
+ *   show process id 0 and no name.
+ * - What the library cannot answer for: another thread that is inside a syslog(3) or a look for the
+ *   local time of the program's own while it forks leaves the C library's lock taken in the child,
+ *   whose first record then waits for ever.
+ * - Handlers of fork (pthread_atfork(3)) may log, and a program may log under a lock that such a
+ *   handler takes: the library registers its own handlers when it is loaded, and its locks are
+ *   taken last. A program that loads it later, with dlopen(3), may log in the handlers that it
+ *   registered before, but not under a lock that they take.
  * - The library opens its files, and the C library the log socket, closed on exec.
  */
 #ifndef COMMON_LOG_H

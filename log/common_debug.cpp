@@ -15,7 +15,6 @@
 #include "foundation/settings_text.h"
 #include "foundation/source.h"
 #include "log/debug_settings.h"
-#include "log/process_locks.h"
 #include "mem_malloc.h"
 #include "platform/assertion.h"
 #include "platform/errno_keeper.h"
@@ -55,9 +54,6 @@ void threadOnce() noexcept
     char** const environment = COMMON_System_Environment();
     for (char** variable = environment; variable != nullptr && *variable != nullptr; ++variable) {
         common::parse_debug_variable(*variable);
-    }
-    if (debug.enable == 1) {
-        common::install_fork_guard();  // rows need the local time, whose lock a child inherits
     }
 }
 

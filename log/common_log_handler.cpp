@@ -18,7 +18,6 @@
 #include "log/report.h"
 #include "platform/assertion.h"
 #include "platform/errno_keeper.h"
-#include "platform/lock_scope.h"
 #include "platform/thread_id.h"
 #include "thread/clock.h"
 
@@ -77,22 +76,23 @@ void threadOnceDestructor(void* record) noexcept
     }
 }
 
-void unlock(void* mutex) noexcept
+void release_system_log(void* taken) noexcept
 {
-    if (mutex != nullptr) {
-        pthread_mutex_unlock(static_cast<pthread_mutex_t*>(mutex));
+    if (*static_cast<const bool*>(taken)) {
+        release(ProcessLock::SystemLog);
     }
 }
 
 /// Hands one finished text to the system log. The C library's own lock in there is not released in
-/// a child that is forked meanwhile, hence this one around it, which a fork waits for.
+/// a child that is forked meanwhile, hence this one around it, which a fork waits for. A child that
+/// was forked without it drops its records.
 void send(int priority, const char* text) noexcept
 {
-    if (cannot_send.load(std::memory_order_relaxed)) {
+    if (is_lost(ProcessLock::SystemLog)) {
         return;
     }
-    pthread_mutex_t* const locked = pthread_mutex_lock(&send_lock) == 0 ? &send_lock : nullptr;
-    pthread_cleanup_push(unlock, locked);
+    bool taken = take(ProcessLock::SystemLog) == 0;
+    pthread_cleanup_push(release_system_log, &taken);
     syslog(LOG_USER | priority, "%s", text);
     pthread_cleanup_pop(1);
 }
@@ -247,7 +247,7 @@ new_thread_record(const char* reporting_function) noexcept
 
 int create_slot() noexcept
 {
-    const LockScope lock(handler_lock);
+    const ProcessLockScope lock(ProcessLock::Handler);
     int error = 0;
     if (!logger.slotCreated.load(std::memory_order_relaxed)) {
         error = pthread_key_create(&logger.slot, threadOnceDestructor);

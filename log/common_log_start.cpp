@@ -88,7 +88,10 @@ void write_settings() noexcept
 
 void install_builtin_handler() noexcept
 {
-    openlog(nullptr, LOG_NDELAY, LOG_USER);
+    if (!is_lost(ProcessLock::SystemLog)) {
+        const ProcessLockScope lock(ProcessLock::SystemLog);
+        openlog(nullptr, LOG_NDELAY, LOG_USER);
+    }
     logger.legacy.store(1);
     logger.handler.store(handlerLegacy, std::memory_order_release);
 }
@@ -101,7 +104,7 @@ int legacySet(std::uint32_t value) noexcept
     // A row may report a failing clock: that must not read the settings files, which may want the
     // lock as well.
     const StateScope no_rereading(thread_state.rereading, true);
-    int retval = pthread_mutex_lock(&handler_lock);
+    int retval = take(ProcessLock::Handler);
     if (retval != 0) {
         COMMON_LOG_ROW(stderr, "Failed to lock with retval: %s (%d)", std::strerror(retval),
                        retval);
@@ -121,7 +124,7 @@ int legacySet(std::uint32_t value) noexcept
         COMMON_LOG_ROW(stderr, "liboxa.so library was not loaded");
         install_builtin_handler();
     }
-    retval = pthread_mutex_unlock(&handler_lock);
+    retval = release(ProcessLock::Handler);
     if (retval != 0) {
         COMMON_LOG_ROW(stderr, "Failed to unlock with retval: %s (%d)", std::strerror(retval),
                        retval);
@@ -142,7 +145,6 @@ void threadOnce() noexcept
     }
     once_called = true;
     const InitScope scope(InitRank::Log);
-    install_fork_guard();
     COMMON_LOG_ROW(stdout, "Initializing");
     load_handler_library();
     if (logger.handlerLibrary != nullptr) {

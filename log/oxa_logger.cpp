@@ -9,7 +9,6 @@
 #include "log/report.h"
 #include "mem_malloc.h"
 #include "platform/line_reader.h"
-#include "platform/lock_scope.h"
 
 namespace {
 
@@ -115,8 +114,7 @@ STATUS LOG_ModuleIdStore(const char* name, uint32_t* idOut, uint32_t allowDynami
 
 STATUS LOG_ModuleIdReadConfig(void)
 {
-    common::install_fork_guard();
-    const common::LockScope lock(common::module_config_lock);
+    const common::ProcessLockScope lock(common::ProcessLock::ModuleConfig);
     if (config_read) {
         return STATUS_COMPLETE;
     }
@@ -131,7 +129,7 @@ uint32_t LOG_ModuleIdAssignDynamic(const char* name)
         return LOG_MODULE_GENERIC;
     }
     LOG_ModuleIdReadConfig();
-    const common::LockScope lock(common::module_assign_lock);
+    const common::ProcessLockScope lock(common::ProcessLock::ModuleNames);
     std::uint32_t id = LOG_MODULE_GENERIC;
     LOG_ModuleIdStore(name, &id, 1);  // leaves the id as it is when it fails
     return id;

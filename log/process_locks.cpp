@@ -2,51 +2,40 @@
 
 #include <ctime>
 
-#include "foundation/initialisation.h"
-
 namespace common {
+namespace {
 
-constinit pthread_mutex_t descriptor_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
-constinit pthread_mutex_t handler_lock = PTHREAD_MUTEX_INITIALIZER;
-constinit pthread_mutex_t module_config_lock = PTHREAD_MUTEX_INITIALIZER;
-constinit pthread_mutex_t module_assign_lock = PTHREAD_MUTEX_INITIALIZER;
-constinit pthread_mutex_t local_time_lock = PTHREAD_MUTEX_INITIALIZER;
-constinit pthread_mutex_t send_lock = PTHREAD_ADAPTIVE_MUTEX_INITIALIZER_NP;
+/// A lock that nobody holds.
+constexpr pthread_mutex_t fresh(ProcessLock lock) noexcept
+{
+    switch (lock) {
+    case ProcessLock::Descriptors:
+        return PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+    case ProcessLock::SystemLog:
+        return PTHREAD_ADAPTIVE_MUTEX_INITIALIZER_NP;
+    default:
+        return PTHREAD_MUTEX_INITIALIZER;
+    }
+}
+
+}  // namespace
+
+constinit pthread_mutex_t process_locks[kProcessLockCount] = {
+    fresh(ProcessLock::Descriptors), fresh(ProcessLock::ModuleConfig),
+    fresh(ProcessLock::ModuleNames), fresh(ProcessLock::Handler),
+    fresh(ProcessLock::LocalTime),   fresh(ProcessLock::SystemLog),
+};
+constinit std::atomic<std::uint8_t> lost_locks{0};
 constinit std::atomic<std::uint32_t> fork_count{0};
-constinit std::atomic<bool> cannot_send{false};
 
 namespace {
 
 /// How long a fork waits for the locks, all together.
 constexpr std::time_t kForkPatience_s = 2;
 
-constinit pthread_once_t fork_guard_once = PTHREAD_ONCE_INIT;
-
-/// In the order in which a thread may take them. A switch rather than a table of addresses, which
-/// would have to be relocated in every process.
-constexpr unsigned kLockCount = 6;
-constexpr unsigned kDescriptorMutex = 0;
-pthread_mutex_t& lock_at(unsigned index) noexcept
+bool took(ProcessLock lock) noexcept
 {
-    switch (index) {
-    case kDescriptorMutex:
-        return descriptor_mutex;
-    case 1:
-        return module_config_lock;
-    case 2:
-        return module_assign_lock;
-    case 3:
-        return handler_lock;
-    case 4:
-        return local_time_lock;
-    default:
-        return send_lock;
-    }
-}
-
-bool took(unsigned index) noexcept
-{
-    return (thread_state.locks_for_fork & 1U << index) != 0;
+    return (thread_state.locks_for_fork & bit_of(lock)) != 0;
 }
 
 /// Takes every lock that can be had in time, so that a receiver of the log that hangs does not make
@@ -54,55 +43,55 @@ bool took(unsigned index) noexcept
 void before_fork() noexcept
 {
     timespec deadline{};
-    clock_gettime(CLOCK_REALTIME, &deadline);
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
     deadline.tv_sec += kForkPatience_s;
-    unsigned taken = 0;
-    for (unsigned i = 0; i < kLockCount; ++i) {
-        if (pthread_mutex_timedlock(&lock_at(i), &deadline) == 0) {
-            taken |= 1U << i;
+    for (std::size_t i = 0; i < kProcessLockCount; ++i) {
+        const auto lock = static_cast<ProcessLock>(i);
+        if (!took(lock) &&
+            pthread_mutex_clocklock(&process_locks[i], CLOCK_MONOTONIC, &deadline) == 0) {
+            thread_state.locks_for_fork |= bit_of(lock);
         }
     }
-    thread_state.locks_for_fork = static_cast<std::uint8_t>(taken);
 }
 
 void after_fork_in_parent() noexcept
 {
-    for (unsigned i = kLockCount; i-- > 0;) {
-        if (took(i)) {
-            pthread_mutex_unlock(&lock_at(i));
+    for (std::size_t i = kProcessLockCount; i-- > 0;) {
+        if (took(static_cast<ProcessLock>(i))) {
+            pthread_mutex_unlock(&process_locks[i]);
         }
     }
+    thread_state.locks_for_fork = 0;
 }
 
 /// The child has one thread, so a lock that another one held in the parent is simply made anew.
 void after_fork_in_child() noexcept
 {
     fork_count.fetch_add(1, std::memory_order_relaxed);
-    if (!took(kLockCount - 1)) {
-        cannot_send.store(true, std::memory_order_relaxed);
-    }
-    for (unsigned i = kLockCount; i-- > 0;) {
-        if (i == kDescriptorMutex) {
-            // A recursive lock knows its owner by the thread's id, which is another one here.
-            lock_at(i) = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
-        } else if (took(i)) {
-            pthread_mutex_unlock(&lock_at(i));
+    for (std::size_t i = kProcessLockCount; i-- > 0;) {
+        const auto lock = static_cast<ProcessLock>(i);
+        if (!took(lock)) {
+            lost_locks.fetch_or(bit_of(lock), std::memory_order_relaxed);
+        }
+        // A recursive lock knows its owner by the thread's id, which is another one here.
+        if (took(lock) && lock != ProcessLock::Descriptors) {
+            pthread_mutex_unlock(&process_locks[i]);
         } else {
-            lock_at(i) = PTHREAD_MUTEX_INITIALIZER;
+            process_locks[i] = fresh(lock);
         }
     }
+    thread_state.locks_for_fork = 0;
 }
 
-void install() noexcept
+/// Runs when the library is loaded, before anything of a program that is linked with it: the
+/// handlers of a fork run in the order of their registration, those before it in the reverse one.
+/// So the library's locks are taken after everybody else's and released before them. Whoever logs
+/// under a lock of its own, or in a handler, would wait for ever otherwise. Nobody could be told of
+/// a failure here; forks then go without an answer.
+__attribute__((constructor)) void register_answer_to_fork() noexcept
 {
     pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
 }
 
 }  // namespace
-
-void install_fork_guard() noexcept
-{
-    pthread_once(&fork_guard_once, install);
-}
-
 }  // namespace common

@@ -3,7 +3,9 @@
 #include <sys/times.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -11,7 +13,6 @@
 #include "foundation/initialisation.h"
 #include "log/process_locks.h"
 #include "log/report.h"
-#include "platform/lock_scope.h"
 #include "thread/clock.h"
 
 namespace {
@@ -35,16 +36,38 @@ ticks(std::uint64_t nanoseconds, std::uint32_t resolution) noexcept
 }  // namespace
 
 namespace common {
+namespace {
+
+/// Seconds that local time was ahead of UTC when it was last asked for.
+constinit std::atomic<std::int32_t> ahead_of_utc{0};
+
+/// The local time of day by what was last known, without the C library.
+void write_remembered_local_time(std::uint64_t seconds, char (&text)[kLocalTimeCapacity]) noexcept
+{
+    const auto local = static_cast<std::int64_t>(seconds) + ahead_of_utc.load();
+    const auto second = static_cast<unsigned>(static_cast<std::uint64_t>(local) % kSecondsPerDay);
+    std::snprintf(text, sizeof text, "%02u:%02u:%02u", second / 3600, second / 60 % 60,
+                  second % 60);
+}
+
+}  // namespace
 
 bool local_time_text(std::uint64_t seconds, char (&text)[kLocalTimeCapacity]) noexcept
 {
+    if (is_lost(ProcessLock::LocalTime)) {
+        write_remembered_local_time(seconds, text);
+        return true;
+    }
     const auto time = static_cast<std::time_t>(seconds);
     std::tm local{};
     bool known = false;
     {
-        const LockScope lock(local_time_lock);
+        const ProcessLockScope lock(ProcessLock::LocalTime);
         tzset();  // localtime_r() alone need not notice a changed time zone
         known = localtime_r(&time, &local) != nullptr;
+    }
+    if (known) {
+        ahead_of_utc.store(static_cast<std::int32_t>(local.tm_gmtoff));
     }
     if (known && std::strftime(text, sizeof text, "%T", &local) == 0) {
         text[0] = '\0';

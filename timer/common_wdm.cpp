@@ -122,7 +122,6 @@ COMMON_wdm* COMMON_wdm_Init(void)
     if (watchdog == nullptr) {
         return nullptr;
     }
-    common::install_fork_guard();
     watchdog->anchor = {0, nullptr};
     watchdog->head = &watchdog->anchor;
     watchdog->tail = &watchdog->anchor;

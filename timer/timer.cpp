@@ -143,7 +143,6 @@ TMR* TMR_New(void)
     if (timer == nullptr) {
         return nullptr;
     }
-    common::install_fork_guard();
     timer->callback = nullptr;
     timer->argument = nullptr;
     timer->interval = 0;

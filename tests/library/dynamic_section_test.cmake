@@ -1,4 +1,5 @@
-# The library needs the C library only, runs no code when it is loaded and is never unloaded.
+# The library needs the C library only, registers its answer to fork when it is loaded and runs
+# nothing else then, and is never unloaded.
 #   cmake -D LIBRARY=... -D READELF=... -D NM=... -D POINTER_SIZE=... -P dynamic_section_test.cmake
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
@@ -24,13 +25,15 @@ demand("has text relocations" NOT dynamic MATCHES "TEXTREL")
 demand("can be unloaded" dynamic MATCHES "NODELETE")
 demand("names folders to search" NOT dynamic MATCHES "\\(R(UN)?PATH\\)")
 
-# One entry each, of the C library's own start files.
+# One entry each of the C library's own start files, and one constructor.
+math(EXPR size_of_INIT "2 * ${POINTER_SIZE}")
+set(size_of_FINI ${POINTER_SIZE})
 foreach(kind INIT FINI)
   set(size 0)
   if(dynamic MATCHES "\\(${kind}_ARRAYSZ\\) +([0-9]+)")
     set(size ${CMAKE_MATCH_1})
   endif()
-  demand("${kind}_ARRAY has ${size} bytes" size EQUAL POINTER_SIZE)
+  demand("${kind}_ARRAY has ${size} bytes" size EQUAL size_of_${kind})
 endforeach()
 
 # The names of functions that a compiler makes for objects that need code at the start.
@@ -38,6 +41,7 @@ run(symbols ${NM} ${LIBRARY})
 string(REGEX MATCHALL "[^ \n]*(_GLOBAL__sub_I|_GLOBAL__I_|__static_initialization)[^ \n]*" made
              "${symbols}")
 demand("has initialisers: ${made}" NOT made)
+demand("does not register its answer to fork" symbols MATCHES "register_answer_to_fork")
 demand("was stripped: initialisers cannot be found" symbols MATCHES " [tT] ")
 
 if(problems)

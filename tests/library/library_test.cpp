@@ -42,4 +42,19 @@ TEST(Library, ThreadsEndWellAfterTheLibraryWasLetGo)
     EXPECT_THAT(outcome.log, ElementsAre(from_thread, from_thread));
 }
 
+TEST(Library, ForkHandlersThatWereThereBeforeItMayLog)
+{
+    const Outcome outcome = run_program({}, {LATE_LOADER, LIBRARY, "fork"});
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(outcome.err, "");
+    const auto from = [](const char* handler) {
+        return record(COMMON_LogLevelWarn, "zone", "late_loader", handler, "from a handler");
+    };
+    ASSERT_THAT(outcome.log, testing::SizeIs(5));  // after those of two threads
+    EXPECT_THAT(outcome.log[2], from("prepare"));
+    for (const char* handler : {"parent", "child"}) {
+        EXPECT_THAT(outcome.log, testing::Contains(from(handler)).Times(1));
+    }
+}
+
 }  // namespace

@@ -162,7 +162,7 @@ TEST_P(Starts, WhicheverCallFailsFromThenOnInOneFunction)
 {
     for (const Call call :
          {Call::read, Call::close, Call::stat, Call::pthread_once, Call::pthread_key_create,
-          Call::pthread_setspecific, Call::dlopen, Call::fflush, Call::pthread_atfork}) {
+          Call::pthread_setspecific, Call::dlopen, Call::fflush}) {
         const Outcome outcome = run_fresh(with_debug(GetParam()), [call] {
             fault::fail_always(call);
             log_message(kInfo, "m");

@@ -1,7 +1,13 @@
-// What callers of the log facility cannot reach: settings that no setter lets in, and the
-// initialisation run a second time.
+// What callers of the log facility cannot reach: settings that no setter lets in, the
+// initialisation run a second time, and the process-wide locks.
+#include <chrono>
+#include <thread>
+
+#include "forked.h"
 #include "log/logger.h"
+#include "log/process_locks.h"
 #include "settings_seen.h"
+#include "wait_until.h"
 
 namespace {
 
@@ -65,6 +71,49 @@ TEST(CommonLogInternal, ASecondInitialisationOnlySaysSo)
     const auto started = log_row("stdout", "threadOnce", "Initializing");
     EXPECT_THAT(row_texts(outcome.out), testing::Contains(started).Times(1));
     EXPECT_EQ(row_texts(outcome.out).back(), log_row("stdout", "threadOnce", "Initialized"));
+}
+
+TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
+{
+    using common::process_locks;
+    const Outcome outcome = run_fresh([] {
+        Event held;
+        Event go_on;
+        std::thread holder([&] {
+            for (auto& lock : process_locks) {
+                pthread_mutex_lock(&lock);
+            }
+            held.set();
+            EXPECT_TRUE(go_on.wait());
+            for (auto& lock : process_locks) {
+                pthread_mutex_unlock(&lock);
+            }
+        });
+        ASSERT_TRUE(held.wait());
+        const auto start = std::chrono::steady_clock::now();
+        const pid_t child = start_child([] {
+            EXPECT_EQ(common::lost_locks, 0b11'1111);
+            for (std::size_t i = 0; i < common::kProcessLockCount; ++i) {
+                const int kind = process_locks[i].__data.__kind;
+                EXPECT_EQ(kind, i == 0   ? PTHREAD_MUTEX_RECURSIVE_NP
+                                : i == 5 ? PTHREAD_MUTEX_ADAPTIVE_NP
+                                         : PTHREAD_MUTEX_TIMED_NP);
+                EXPECT_EQ(pthread_mutex_trylock(&process_locks[i]), 0);
+                EXPECT_EQ(pthread_mutex_unlock(&process_locks[i]), 0);
+            }
+        });
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+        await_child(child);
+        EXPECT_EQ(common::lost_locks, 0);
+        go_on.set();
+        holder.join();
+        in_child([] { EXPECT_EQ(common::lost_locks, 0); });
+        for (auto& lock : process_locks) {
+            EXPECT_EQ(pthread_mutex_trylock(&lock), 0);
+            EXPECT_EQ(pthread_mutex_unlock(&lock), 0);
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogInternal, ParsingNothingEndsTheProcess)

@@ -56,7 +56,7 @@
     X(pthread_mutex_lock, "pthread_mutex_lock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EINVAL) \
     X(pthread_mutex_trylock, "pthread_mutex_trylock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EBUSY) \
     X(pthread_mutex_unlock, "pthread_mutex_unlock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, EPERM) \
-    X(pthread_mutex_timedlock, BENCH_SYMBOL("pthread_mutex_timedlock", "__pthread_mutex_timedlock64"), int, (pthread_mutex_t* mutex, const timespec* time), (mutex, time), 0, Result, ETIMEDOUT) \
+    X(pthread_mutex_clocklock, BENCH_SYMBOL("pthread_mutex_clocklock", "__pthread_mutex_clocklock64"), int, (pthread_mutex_t* mutex, clockid_t clock, const timespec* time), (mutex, clock, time), 0, Result, ETIMEDOUT) \
     X(pthread_mutexattr_init, "pthread_mutexattr_init", int, (pthread_mutexattr_t* attributes), (attributes), 0, Result, ENOMEM) \
     X(pthread_mutexattr_setprioceiling, "pthread_mutexattr_setprioceiling", int, (pthread_mutexattr_t* attributes, int ceiling), (attributes, ceiling), 0, Result, EINVAL) \
     X(pthread_mutexattr_setprotocol, "pthread_mutexattr_setprotocol", int, (pthread_mutexattr_t* attributes, int protocol), (attributes, protocol), 0, Result, ENOTSUP) \
