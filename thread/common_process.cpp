@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
@@ -30,10 +31,11 @@ namespace {
 constexpr common::Source kSource{"common_process"};
 constexpr char kNameKey[] = "Name:\t";
 
-/// The calling process. Written once, under calling_process_once; only read afterwards.
-constinit COMMON_Process calling_process{0, "/proc/0", "", 0, "", 0, 0};
+/// The calling process. Written once, under calling_process_once, and read only when it is whole. A
+/// child forked while another thread was loading it loads it again: for its own id.
+constinit COMMON_Process loaded_process{};
+constinit std::atomic<bool> loaded_once{false};
 constinit pthread_once_t calling_process_once = PTHREAD_ONCE_INIT;
-constinit bool calling_process_loaded_once = false;
 
 /// Reads lines into the record's buffer up to the one with the name: the text after its key, or
 /// null.
@@ -82,13 +84,13 @@ STATUS load(std::uint32_t pid, COMMON_Process* copy) noexcept
 
 void load_calling_process() noexcept
 {
-    if (calling_process_loaded_once) {
+    if (loaded_once.load()) {
         return;
     }
-    calling_process_loaded_once = true;
     const common::InitScope scope(common::InitRank::Process);
-    const STATUS status = load(static_cast<std::uint32_t>(getpid()), &calling_process);
+    const STATUS status = load(static_cast<std::uint32_t>(getpid()), &loaded_process);
     COMMON_ASSERT(kSource, status == STATUS_SUCCESS, "STATUS_SUCCESS == status");
+    loaded_once.store(true, std::memory_order_release);
 }
 
 void initialise() noexcept
@@ -96,6 +98,12 @@ void initialise() noexcept
     if (common::may_initialise(common::InitRank::Process)) {
         COMMON_Thread_Once(&calling_process_once, load_calling_process);
     }
+}
+
+/// The calling process as far as it is known.
+const COMMON_Process& calling_process() noexcept
+{
+    return loaded_once.load(std::memory_order_acquire) ? loaded_process : COMMON_Process_NULL;
 }
 
 constexpr bool is_blank(char byte) noexcept
@@ -160,7 +168,7 @@ void COMMON_Process_Get(COMMON_Process* copy)
     COMMON_ASSERT(kSource, copy != nullptr, "((void *)0) != copy");
     initialise();
     // The name keeps pointing into the library's record: callers rely on its outliving the copy.
-    *copy = calling_process;
+    *copy = calling_process();
 }
 
 STATUS COMMON_Process_GetById(uint32_t pid, COMMON_Process* copy)
@@ -173,7 +181,7 @@ STATUS COMMON_Process_GetById(uint32_t pid, COMMON_Process* copy)
 uint32_t COMMON_Process_Id(void)
 {
     initialise();
-    return calling_process.id;
+    return calling_process().id;
 }
 
 }  // extern "C"

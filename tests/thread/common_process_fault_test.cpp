@@ -6,15 +6,19 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include "common_log.h"
 #include "debug_rows.h"
 #include "fake_proc.h"
 #include "fault.h"
+#include "forked.h"
 #include "fresh_process.h"
 #include "log_matchers.h"
+#include "wait_until.h"
 
 using namespace bench;
 using fault::Call;
@@ -115,6 +119,41 @@ TEST(CommonProcessFault, CloseThatFailsAtFirstIsToldAndCounts)
         EXPECT_EQ(fault::fired(), 1);
     });
     EXPECT_THAT(outcome, exited(0));
+}
+
+// Not under ThreadSanitizer, whose pthread_once() does not know that a fork ends the other threads.
+TEST(CommonProcessFault, ChildForkedWhileTheRecordIsLoadedLoadsItsOwn)
+{
+    for (const Call call : {Call::open, Call::read, Call::close}) {
+        const Outcome outcome = run_fresh([call] {
+            Event inside;
+            Event go_on;
+            fault::on_call(call, 1, [&] {
+                inside.set();
+                EXPECT_TRUE(go_on.wait());
+            });
+            std::thread loading([] { EXPECT_EQ(COMMON_Process_Id(), own_id()); });
+            EXPECT_TRUE(inside.wait());
+            in_child([] {
+                COMMON_Process record;
+                COMMON_Process_Get(&record);
+                EXPECT_EQ(record.id, own_id());
+                EXPECT_EQ(record.path, status_path());
+                EXPECT_EQ(record.name, kernel_name());
+                EXPECT_EQ(record.nameLength, kernel_name().size());
+                EXPECT_EQ(record.loaded, 1U);
+                COMMON_Log_Write(COMMON_LogLevelInfo, 4095, "", "", "", 0, "%d", getpid());
+            });
+            go_on.set();
+            loading.join();
+        });
+        EXPECT_THAT(outcome, exited(0)) << fault::name(call);
+        ASSERT_EQ(outcome.log.size(), 1U);
+        const auto fields = parse_syslogngext(outcome.log[0].text);
+        ASSERT_TRUE(fields.has_value());
+        EXPECT_EQ(std::to_string(fields->pid), fields->message);
+        EXPECT_EQ(fields->process, kernel_name());
+    }
 }
 
 TEST(CommonProcessFault, FileIsReadOnceForTheCallingProcess)
