@@ -1,5 +1,6 @@
 // The log facility's once-initialisation and the choice of its handler.
 #include <dlfcn.h>
+#include <sys/stat.h>
 #include <syslog.h>
 
 #include <cstdio>
@@ -33,8 +34,20 @@ const char* dl_error_text() noexcept
     return text == nullptr ? "" : text;
 }
 
+/// dlopen() waits while another thread loads anything, and a constructor that runs there and logs
+/// waits for this initialisation. So it is called only where there is something to load, or to
+/// tell.
+bool is_handler_library_wanted() noexcept
+{
+    struct stat status;
+    return COMMON_Debug_GetEnable() == 1 || stat(kHandlerLibrary, &status) == 0;
+}
+
 void load_handler_library() noexcept
 {
+    if (!is_handler_library_wanted()) {
+        return;
+    }
     logger.handlerLibrary = dlopen(kHandlerLibrary, RTLD_NOW | RTLD_GLOBAL);
     if (logger.handlerLibrary == nullptr) {
         START_ROW(stderr, "Failed to load the library with error: %s", dl_error_text());

@@ -82,6 +82,41 @@ TEST(CommonLogFilesFault, AFailingClockOnlyPutsTheReadingOff)
     EXPECT_THAT(files_rows(outcome), ElementsAre(files_row("Failed to get current ftime")));
 }
 
+// The report of the clock's failure is a call of the facility, too.
+TEST(CommonLogFilesFault, AReportMadeMeanwhileDoesNotLookForFilesAgain)
+{
+    const Outcome outcome = run_fresh(setup_with(true), [] {
+        hold_clock_at(kNow);
+        COMMON_Log_LevelGet();
+        fault::fail_always(fault::Call::clock_gettime);
+        COMMON_Log_LevelGet();
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(files_rows(outcome), ElementsAre(files_row("Failed to get current ftime")));
+    EXPECT_THAT(outcome.log, testing::SizeIs(1));
+}
+
+// A setting of the files may need the lock that is held there.
+TEST(CommonLogFilesFault, AReportMadeWhileTheHandlerIsSetDoesNotLookForFiles)
+{
+    FreshSetup setup = setup_with(true);
+    setup.env["COMMON_LOG_CACHE"] = "False";
+    const Outcome outcome = run_fresh(setup, [] {
+        hold_clock_at(kNow);
+        COMMON_Log_LevelGet();
+        put_file(kSharedFile, "COMMON_LOG_CACHE=True\n", kWritten);
+        fault::on_call(fault::Call::pthread_mutex_lock, 1, [] {
+            move_clock(kGranularity);
+            fault::fail(fault::Call::clock_gettime);
+        });
+        EXPECT_EQ(COMMON_Log_LegacySet(0), 0);
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, testing::SizeIs(1));
+}
+
 TEST(CommonLogFilesFault, AClockThatGoesBackwardsStartsTheGranularityAnew)
 {
     const Outcome outcome = run_held([] {
@@ -143,18 +178,19 @@ TEST(CommonLogFilesFault, AClosingFailureIsSilentWhileDebugOutputIsOff)
 
 TEST(CommonLogFilesFault, FilesThatCannotBeOpenedAreSilentlyLeft)
 {
-    // The record of the process comes first, then the shared file, then the configured one.
+    // The handler library and the record of the process come first, then the shared file, then the
+    // configured one.
     const FreshSetup setup{
         .files = {{kConfiguredFile, "COMMON_LOG_STRIP=False\n"}, {kSharedFile, kDebugLevel}}};
     const Outcome shared = run_fresh(setup, [] {
-        fault::on_call(fault::Call::stat, 1, [] { fault::fail(fault::Call::open, 1, EACCES); });
+        fault::on_call(fault::Call::stat, 2, [] { fault::fail(fault::Call::open, 1, EACCES); });
         EXPECT_EQ(settings(), Settings{.strip = 0});
         EXPECT_EQ(fault::fired(), 1);
     });
     EXPECT_THAT(shared, exited(0));
     EXPECT_EQ(shared.out + shared.err, "");
     const Outcome both = run_fresh(setup, [] {
-        fault::on_call(fault::Call::stat, 1, [] { fault::fail_always(fault::Call::open, EMFILE); });
+        fault::on_call(fault::Call::stat, 2, [] { fault::fail_always(fault::Call::open, EMFILE); });
         EXPECT_EQ(settings(), Settings{});
         EXPECT_EQ(fault::fired(), 2);
     });

@@ -1,5 +1,6 @@
 // The handler library "/oxa/lib/liboxa.so": how it is loaded, what it gets, and switching between
 // it and the built-in handler.
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -8,10 +9,14 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <unistd.h>
 
 #include "common_log_settings.h"
 #include "fault.h"
 #include "log_calls.h"
+#include "mem_malloc.h"
+#include "wait_until.h"
 
 namespace {
 
@@ -326,6 +331,68 @@ TEST(HandlerLibrary, LoggingFromItsConstructorGoesToTheBuiltInHandler)
         EXPECT_THAT(outcome.out, HasSubstr("to the library"));
         EXPECT_EQ(outcome.err.find("a row") != std::string::npos, debug);
     }
+}
+
+TEST(HandlerLibrary, IsNotLoadedWhereThereIsNoneAndNobodyIsTold)
+{
+    const auto loads = [](const FreshSetup& setup, int expected) {
+        EXPECT_THAT(run_fresh(setup,
+                              [expected] {
+                                  log_message(kInfo, "m");
+                                  EXPECT_EQ(fault::calls(Call::dlopen), expected);
+                              }),
+                    exited(0));
+    };
+    loads({}, 0);
+    loads({.env = kDebugOn}, 1);
+    loads(quiet(with_library(RECORDING_HANDLER)), 1);
+}
+
+TEST(HandlerLibrary, ThatIsMissingDoesNotMakeTheFirstCallWaitForAPlugIn)
+{
+    const Outcome outcome = run_fresh([] {
+        Event inside;
+        Event go_on;
+        fault::on_call(Call::stat, 1, [&] {  // in the initialisation, before anything is loaded
+            inside.set();
+            EXPECT_TRUE(go_on.wait());
+        });
+        std::thread first([] { log_message(kInfo, "first"); });
+        EXPECT_TRUE(inside.wait());
+        std::atomic<int> loader{0};
+        std::atomic<bool> loaded{false};
+        std::thread loading([&] {
+            loader = gettid();
+            EXPECT_NE(dlopen(LOGGING_CONSTRUCTOR, RTLD_NOW), nullptr);
+            loaded = true;
+        });
+        EXPECT_TRUE(wait_until([&] { return is_blocked(loader) || loaded; }));
+        go_on.set();
+        first.join();
+        loading.join();
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome),
+                testing::UnorderedElementsAre(
+                    written(kInfo, "first"),
+                    report(kInfo, "LIBRARY", "liboxa.c", "constructor", "from the constructor")));
+}
+
+TEST(HandlerLibrary, GetsNoReportOfTheLibraryThatIsNotAcceptable)
+{
+    const Outcome outcome = run_fresh(quiet(with_library(RECORDING_HANDLER, kNotLegacy)), [] {
+        char byte = 0;
+        MEM_Set(&byte, 0, 0);
+        COMMON_Log_LevelSet(COMMON_LogLevelError);
+        MEM_Set(&byte, 0, 0);
+        COMMON_Log_LevelSet(COMMON_LogLevelWarn);
+        COMMON_Log_EnableSet(0);
+        MEM_Set(&byte, 0, 0);
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.out,
+                testing::MatchesRegex("handled 3\\|COMMON\\|mem_malloc\\|MEM_Set\\|[0-9]+\\|"
+                                      "length is zero\\|length is zero\n"));
 }
 
 class HandlerLock : public testing::TestWithParam<bool> {};
