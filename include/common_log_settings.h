@@ -20,7 +20,8 @@
  * Values are compared without regard to (ASCII) case. A bad value changes nothing and is told on
  * standard error while debug output is on. Names may be shortened: a shortened name is the first
  * one of the list that begins with it, so COMMON_LOG_PEAK is COMMON_LOG_PEAKLOAD_CONTROL. Other
- * variables are ignored. Lines are read in pieces of 255 characters.
+ * variables are ignored. Lines are read in pieces of 255 characters. What is in the place of a file
+ * but no regular one (a pipe, a device) is not read.
  *
  * Peakload control keeps two levels, one for normal operation ("off") and one for peak load ("on"),
  * and makes one of them the current level. While it is Off or On and the granularity is at least 1,

@@ -1,6 +1,7 @@
 #include "platform/line_reader.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,8 +15,13 @@ bool LineReader::open(const char* path) noexcept
     close();
     position_ = end_ = 0;
     do {
-        descriptor_ = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
+        descriptor_ = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     } while (descriptor_ < 0 && errno == EINTR);
+    struct stat status;
+    if (descriptor_ >= 0 && (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))) {
+        close();
+        errno = EINVAL;
+    }
     return descriptor_ >= 0;
 }
 

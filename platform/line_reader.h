@@ -17,7 +17,9 @@ public:
     LineReader& operator=(const LineReader&) = delete;
     ~LineReader() { close(); }
 
-    /// Opens the file for reading; false with errno set when that fails.
+    /// Opens the file for reading; false with errno set when that fails. Folders of these files are
+    /// writable by others: what is no regular file is not read (EINVAL), and opening never waits,
+    /// as it would for a pipe that nobody writes to.
     bool open(const char* path) noexcept;
 
     /// Reads as fgets(3) does: at most `capacity` - 1 bytes, up to and with a newline; what is left

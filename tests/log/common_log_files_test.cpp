@@ -1,5 +1,10 @@
 // Settings files at the initialisation: which one is read, and how its lines are taken.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "common_debug.h"
 #include "log_socket.h"
+#include "oxa_logger.h"
 #include "settings_files.h"
 #include "settings_seen.h"
 
@@ -58,6 +63,40 @@ TEST(CommonLogFiles, TheSharedFileKeepsTheConfiguredOneFromBeingRead)
     const Outcome outcome =
         run_fresh(setup, [] { EXPECT_EQ(settings(), (Settings{.level = 6, .off = 6})); });
     EXPECT_THAT(outcome, exited(0));
+}
+
+/// Puts something that is no regular file in the place of one: reading a pipe or a device might
+/// never end. Sockets and folders are told from the start.
+const struct {
+    const char* name;
+    void (*put)(const char* path);
+} kNoFiles[] = {
+    {"pipe", [](const char* path) { EXPECT_EQ(mkfifo(path, 0666), 0); }},
+    {"device", [](const char* path) { EXPECT_EQ(symlink("/dev/zero", path), 0); }},
+    {"folder", [](const char* path) { EXPECT_EQ(mkdir(path, 0777), 0); }},
+};
+
+TEST(CommonLogFiles, WhatIsNoRegularFileIsNotRead)
+{
+    const std::string kDebugFile = "/config/common/debug/settings.txt";
+    for (const auto& other : kNoFiles) {
+        FreshSetup setup{.files = {{kConfiguredFile, "COMMON_LOG_STRIP=False\n"},
+                                   {"/config/common/debug/other", ""},
+                                   {"/tmp/common/log/other", ""},
+                                   {"/oxa/slog/other", ""}}};
+        setup.prepare = [&] {
+            other.put(kSharedFile.c_str());
+            other.put(kDebugFile.c_str());
+            other.put("/oxa/slog/oxa_logger.cfg");
+        };
+        const Outcome outcome = run_fresh(setup, [] {
+            EXPECT_EQ(settings(), Settings{.strip = 0}) << "of the configured file";
+            EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_NOT_FOUND);
+            EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
+        });
+        EXPECT_THAT(outcome, exited(0)) << other.name;
+        EXPECT_EQ(outcome.out + outcome.err, "") << other.name;
+    }
 }
 
 TEST(CommonLogFiles, AnEmptySharedFileCountsAsRead)
