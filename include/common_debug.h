@@ -18,7 +18,10 @@
  * preceded by a header. A row is written whole and flushed at once; rows of two threads do not mix.
  *
  * May be called from any thread, but not from a signal handler. COMMON_Debug_Write() and the hex
- * dump keep errno.
+ * dump keep errno. Writing to the stream is a cancellation point; a thread that is cancelled there
+ * leaves part of a row, but no lock and no memory. A child of fork() can write at once; one forked
+ * while another thread is in the middle of the first use goes on with the settings as they had been
+ * taken in by then.
  */
 #ifndef COMMON_DEBUG_H
 #define COMMON_DEBUG_H

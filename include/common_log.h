@@ -17,7 +17,9 @@
  *   handing over the finished bytes is serialised. When the receiver's socket is full, the call
  *   waits until there is room: nothing is lost while a daemon listens. Without a daemon records
  *   are dropped. A record is never cut, but for its message at 1023 bytes; only when there is no
- *   memory for one of more than 2 KiB, its zone, file and function are cut at 120 bytes each.
+ *   memory for one of more than 2 KiB, its zone, file and function are cut at 120 bytes each. One
+ *   that is larger than a socket's send buffer (net.core.wmem_default, some 200 KiB as a rule),
+ *   which takes a zone, file or function of that size, is refused by the kernel and lost.
  * - The local time of a record follows a changed time zone from the thread's next second on.
  * - Neither a rejected nor a written record changes errno, and a "%m" in the format shows the errno
  *   that the caller had.
@@ -38,6 +40,10 @@
  *   handler takes: the library registers its own handlers when it is loaded, and its locks are
  *   taken last. A program that loads it later, with dlopen(3), may log in the handlers that it
  *   registered before, but not under a lock that they take.
+ * - Where there is a handler library, or debug output is on, the first call waits while another
+ *   thread loads a shared object (dlopen(3)). A program that has plug-ins whose constructors log,
+ *   and that makes its first call in another thread meanwhile, would wait for ever: it calls any
+ *   function of the facility before it loads them.
  * - The library opens its files, and the C library the log socket, closed on exec.
  */
 #ifndef COMMON_LOG_H

@@ -226,6 +226,7 @@ void COMMON_Debug_HexDump(const char* file, const char* function, int32_t line,
     }
     const DumpShape shape = dump_shape(length);
     auto* const text = static_cast<char*>(MEM_Salloc(shape.text_size()));
+    pthread_cleanup_push(MEM_Free, text);
     const auto* const bytes = static_cast<const std::uint8_t*>(address);
     for (std::uint32_t row = 0; row < shape.rows; ++row) {
         const std::uint32_t offset = row * shape.row_length;
@@ -234,7 +235,7 @@ void COMMON_Debug_HexDump(const char* file, const char* function, int32_t line,
     }
     debugWrite(stdout, file, function, line, "%u byte(s) at: \"%s\"\n%s", length, variableName,
                text);
-    MEM_Free(text);
+    pthread_cleanup_pop(1);
 }
 
 void COMMON_Debug_Panic(void)

@@ -184,7 +184,7 @@ void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, 
     const RecordFields fields{
         .stamp = stamp,
         .time_of_day = {log->stamp + log->day_length, stamp.size() - log->day_length},
-        .nanoseconds = static_cast<std::uint32_t>(time % kNanosecondsPerSecond),
+        .nanoseconds = static_cast<std::uint32_t>(log->record.time % kNanosecondsPerSecond),
         .process_id = log->record.processId,
         .thread_id = log->record.threadId,
         .identity = {log->identity, log->identity_length},
@@ -193,7 +193,7 @@ void logWrite(ThreadRecord* log, COMMON_LogLevel_t level, const char* zoneName, 
         .zone = text_or_empty(zoneName),
         .file = file,
         .function = function,
-        .line = line,
+        .line = log->record.line,
         .message = {message, message_length}};
     if (record_capacity(fields) <= sizeof log->text) {
         compose_record(logger.format.load(std::memory_order_relaxed), fields, log->text);

@@ -4,14 +4,19 @@
 #include <csignal>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <map>
+#include <ostream>
 #include <pthread.h>
 #include <string>
 #include <thread>
 #include <unistd.h>
 
+#include "common_debug.h"
 #include "common_log_settings.h"
+#include "common_process.h"
 #include "fault.h"
 #include "log_calls.h"
+#include "sanitizer.h"
 #include "wait_until.h"
 
 namespace {
@@ -250,9 +255,13 @@ TEST(CommonLogThreadRecord, DestructorWithoutARecordTellsSo)
     EXPECT_EQ(without_debug.err, "");
 }
 
-/// The rounds of destructors in which something is logged. In the last one that the C library
-/// grants ThreadSanitizer no longer watches the thread.
+/// The rounds of destructors in which something is logged: all that the C library grants. In the
+/// last one ThreadSanitizer no longer watches the thread.
+#if defined(BENCH_THREAD_SANITIZER)
 constexpr int kRounds = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
+#else
+constexpr int kRounds = PTHREAD_DESTRUCTOR_ITERATIONS;
+#endif
 
 /// A thread-specific destructor that logs in several rounds.
 struct LoggingKey {
@@ -340,6 +349,108 @@ TEST(CommonLogThreadEnd, CancelledThreadLogsInItsCleanup)
     });
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "thread"), written(kInfo, "cleanup")));
+}
+
+/// A place in the middle of something that must not be cut short, and how to see that it was not.
+struct Cancelled {
+    const char* name;
+    Call inside;  // the first call of it, from `action` on
+    std::map<std::string, std::string> env;
+    void (*prepare)();  // what comes before, in another thread
+    void (*action)();
+    void (*check)();
+};
+
+void PrintTo(const Cancelled& test, std::ostream* stream)
+{
+    *stream << test.name;
+}
+
+void do_nothing() {}
+
+void log_something()
+{
+    log_message(kInfo, "m");
+}
+
+const Cancelled kCancelled[] = {
+    // A descriptor would stay open.
+    {"LineReader",
+     Call::read,
+     {},
+     do_nothing,
+     [] {
+         COMMON_Process record;
+         COMMON_Process_GetById(1, &record);
+     },
+     do_nothing},
+    // The settings would be lost.
+    {"InitialisationOfTheLog",
+     Call::fflush,
+     {{"COMMON_DEBUG_ENABLE", "True"}, {"COMMON_LOG_LEVEL", "Debug"}},
+     do_nothing,
+     log_something,
+     [] { EXPECT_EQ(COMMON_Log_LevelGet(), COMMON_LogLevelDebug); }},
+    // The handler lock would stay taken.
+    {"LegacySet",
+     Call::pthread_mutex_lock,
+     {{"COMMON_DEBUG_ENABLE", "True"}},
+     log_something,
+     [] { COMMON_Log_LegacySet(0); },
+     [] { EXPECT_EQ(COMMON_Log_LegacySet(1), 0); }},
+    // Memory would be lost, which is counted for all of them.
+    {"LongRecord",
+     Call::malloc,
+     {{"COMMON_LOG_CACHE", "False"}},
+     log_something,
+     [] {
+         const std::string zone(5000, 'z');
+         COMMON_Log_Write(kInfo, 0, zone.c_str(), "", "", 0, "m");
+     },
+     log_something},
+    {"HexDump",
+     Call::fflush,
+     {{"COMMON_DEBUG_ENABLE", "True"}},
+     log_something,
+     [] { COMMON_Debug_HexDump("f", "g", 1, "area", "bytes", 5); },
+     do_nothing},
+    // The stream would stay locked.
+    {"DebugRow",
+     Call::fflush,
+     {{"COMMON_DEBUG_ENABLE", "True"}},
+     log_something,
+     [] { COMMON_Debug_Write(stdout, "f", "g", 1, "row"); },
+     [] { COMMON_Debug_Write(stdout, "f", "g", 1, "next"); }},
+};
+
+class CancelledInside : public testing::TestWithParam<Cancelled> {};
+INSTANTIATE_TEST_SUITE_P(All, CancelledInside, testing::ValuesIn(kCancelled),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_P(CancelledInside, LeavesNothingUndone)
+{
+    const Cancelled& test = GetParam();
+    const Outcome outcome = run_fresh({.env = test.env}, [&] {
+        in_a_thread(test.prepare);
+        const long blocks = fault::outstanding_blocks();
+        fault::on_call(test.inside, 1, [] { pthread_cancel(pthread_self()); });
+        in_a_thread([&] {
+            pthread_t thread{};
+            const auto entry = [](void* action) -> void* {
+                reinterpret_cast<void (*)()>(action)();
+                pthread_testcancel();
+                return nullptr;
+            };
+            void* const action = reinterpret_cast<void*>(test.action);
+            ASSERT_EQ(pthread_create(&thread, nullptr, entry, action), 0);
+            void* result = nullptr;
+            EXPECT_EQ(pthread_join(thread, &result), 0);
+            EXPECT_EQ(result, PTHREAD_CANCELED);
+        });
+        in_a_thread(test.check);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
+    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogExit, HandlersLogWheneverTheyWereRegistered)

@@ -6,7 +6,11 @@
 #include <fcntl.h>
 #include <map>
 #include <optional>
+#include <string_view>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <syslog.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -81,6 +85,81 @@ TEST(CommonLogErrno, OfTheCallerShowsInRecordAndEcho)
         EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", first}).Times(1));
         EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", second}).Times(1));
     }
+}
+
+TEST(CommonLogErrno, OfTheCallerShowsAlsoWhereTheTimeZoneIsUnknown)
+{
+    FreshSetup setup{.env = {{"TZ", ":Nowhere"}}};  // looking for it sets errno
+    const Outcome record = run_fresh(setup, [] {
+        const UncheckedWrite log_write = COMMON_Log_Write;
+        errno = EXDEV;
+        log_write(kInfo, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
+    });
+    EXPECT_THAT(record, exited(0));
+    EXPECT_THAT(reports(record), ElementsAre(written(kInfo, "Invalid cross-device link")));
+
+    setup.env.insert(kDebugOn.begin(), kDebugOn.end());
+    const Outcome row = run_fresh(setup, [] {
+        void (*const write)(std::FILE*, const char*, const char*, std::int32_t, const char*, ...) =
+            COMMON_Debug_Write;
+        errno = EXDEV;
+        write(stderr, "file.c", "function", 7, "%m");
+    });
+    EXPECT_THAT(row, exited(0));
+    EXPECT_THAT(row_texts(row.err),
+                ElementsAre(RowText{"stderr", "file.c", "function", "Invalid cross-device link"}));
+}
+
+/// Whether the process is connected to the system log.
+bool is_connected()
+{
+    for (int fd = 0; fd < 100; ++fd) {
+        sockaddr_un peer{};
+        socklen_t size = sizeof peer;
+        if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) == 0 &&
+            peer.sun_family == AF_UNIX && std::string_view(peer.sun_path) == "/dev/log") {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST(CommonLogDaemon, IsConnectedByTheFirstCallHoweverTheProgramOpenedItsLog)
+{
+    const Outcome outcome = run_fresh([] {
+        openlog("identity", LOG_PID | LOG_PERROR, LOG_LOCAL3);
+        EXPECT_FALSE(is_connected());
+        COMMON_Log_LevelGet();
+        EXPECT_TRUE(is_connected());
+        log_message(kInfo, "m");
+        openlog(nullptr, LOG_PID, LOG_LOCAL3);
+        COMMON_Log_LegacySet(1);
+        log_message(kInfo, "m");
+        syslog(LOG_INFO, "of the program");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(outcome.err, "");
+    ASSERT_THAT(outcome.log, SizeIs(3));
+    for (const auto& record : outcome.log) {
+        EXPECT_EQ(record.process, -1) << record.raw;
+        EXPECT_EQ(record.facility, LOG_USER) << record.raw;
+    }
+}
+
+TEST(CommonLogDaemon, GetsNoRecordThatIsLargerThanASocketSendsAtOnce)
+{
+    const Outcome outcome = run_fresh([] {
+        const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        int limit = 0;
+        socklen_t size = sizeof limit;
+        ASSERT_EQ(getsockopt(probe, SOL_SOCKET, SO_SNDBUF, &limit, &size), 0);
+        close(probe);
+        const std::string zone(static_cast<std::size_t>(limit), 'z');
+        COMMON_Log_Write(kInfo, kZoneNumber, zone.c_str(), "file.c", "function", 7, "lost");
+        log_message(kInfo, "next");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "next")));
 }
 
 TEST(CommonLogDaemon, WithoutOneRecordsAreDropped)
