@@ -3,7 +3,8 @@
  * What the process file system says about a process, and the calling process's own record.
  *
  * The calling process's record is read once, at the first call of any function of this file, and
- * only read afterwards: a child of fork() sees its parent's until it executes another program.
+ * only read afterwards: a child of fork() sees its parent's until it executes another program. One
+ * that was forked while another thread was reading it for the first time reads its own.
  * Should that first reading fail, the process ends by an assertion ("STATUS_SUCCESS == status").
  * The functions may be called from any thread.
  */

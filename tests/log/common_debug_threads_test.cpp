@@ -8,9 +8,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "fault.h"
 #include "log_calls.h"
-#include "wait_until.h"
 
 namespace {
 
@@ -110,34 +108,6 @@ TEST(CommonDebugThreads, ChildrenForkedAmongWritersCanWrite)
     for (unsigned i = 0; i < kChildren; ++i) {
         EXPECT_EQ(rows[i + 1].message, "child " + std::to_string(i));
     }
-}
-
-TEST(CommonDebugThreads, AChildForkedWhileAThreadLooksUpTheLocalTimeCanWrite)
-{
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
-        Event inside;
-        Event go_on;
-        fault::on_call(fault::Call::localtime_r, 1, [&] {
-            inside.set();
-            EXPECT_TRUE(go_on.wait());
-        });
-        std::thread writer([] { COMMON_Debug_Write(stderr, "f", "g", 0, "parent"); });
-        ASSERT_TRUE(inside.wait());
-        const pid_t child = fork();
-        if (child == 0) {
-            COMMON_Debug_Write(stderr, "f", "g", 0, "child");
-            _exit(0);
-        }
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
-        go_on.set();
-        writer.join();
-    });
-    EXPECT_THAT(outcome, exited(0));
-    // Both processes write the header: neither knew that it was written.
-    EXPECT_THAT(outcome.err, testing::HasSubstr("  child\n"));
-    EXPECT_THAT(outcome.err, testing::HasSubstr("  parent\n"));
 }
 
 }  // namespace

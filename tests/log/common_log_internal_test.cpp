@@ -1,5 +1,6 @@
 // What callers of the log facility cannot reach: settings that no setter lets in, the
 // initialisation run a second time, and the process-wide locks.
+#include <cerrno>
 #include <chrono>
 #include <thread>
 
@@ -107,7 +108,15 @@ TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
         EXPECT_EQ(common::lost_locks, 0);
         go_on.set();
         holder.join();
-        in_child([] { EXPECT_EQ(common::lost_locks, 0); });
+        const auto locks_are_really_taken = [] {
+            EXPECT_EQ(common::lost_locks, 0);
+            EXPECT_EQ(common::take(common::ProcessLock::Handler), 0);
+            const auto index = static_cast<std::size_t>(common::ProcessLock::Handler);
+            EXPECT_EQ(pthread_mutex_trylock(&process_locks[index]), EBUSY);
+            EXPECT_EQ(common::release(common::ProcessLock::Handler), 0);
+        };
+        in_child(locks_are_really_taken);
+        locks_are_really_taken();
         for (auto& lock : process_locks) {
             EXPECT_EQ(pthread_mutex_trylock(&lock), 0);
             EXPECT_EQ(pthread_mutex_unlock(&lock), 0);

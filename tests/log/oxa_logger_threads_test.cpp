@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <barrier>
+#include <cerrno>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -113,9 +114,10 @@ TEST(OxaLoggerThreads, TheConfigurationIsReadByOneThreadAndTheOthersWait)
     EXPECT_THAT(outcome, exited(0));
 }
 
-/// Forks while another thread is inside a call of the library, which holds a lock there. The child
-/// must be able to register a name, and the parent to go on.
-void fork_while_another_thread_is_in(fault::Call call, int nth)
+/// Forks while another thread is inside a call of the library, which holds a lock there: that of
+/// this number among those that a fork waits for, in vain. The child must be able to register a
+/// name, and the parent to go on.
+void fork_while_another_thread_is_in(fault::Call call, int nth, int lock)
 {
     const FreshSetup setup{.files = {{"/oxa/slog/oxa_logger.cfg", "LISTED\n"}}};
     const Outcome outcome = run_fresh(setup, [=] {
@@ -127,6 +129,7 @@ void fork_while_another_thread_is_in(fault::Call call, int nth)
         });
         std::thread holder([] { EXPECT_NE(LOG_ModuleIdAssignDynamic("HOLDER"), 0u); });
         ASSERT_TRUE(inside.wait());
+        fault::fail(fault::Call::pthread_mutex_clocklock, lock, ETIMEDOUT);
         const pid_t child = fork();
         if (child == 0) {
             const std::uint32_t id = LOG_ModuleIdAssignDynamic("CHILD");
@@ -146,13 +149,13 @@ void fork_while_another_thread_is_in(fault::Call call, int nth)
 
 TEST(OxaLoggerThreads, AForkWhileAnotherThreadReadsTheConfiguration)
 {
-    fork_while_another_thread_is_in(fault::Call::open, 1);
+    fork_while_another_thread_is_in(fault::Call::open, 1, 2);
 }
 
 TEST(OxaLoggerThreads, AForkWhileAnotherThreadRegistersAName)
 {
     // The first name that is copied is that of the file.
-    fork_while_another_thread_is_in(fault::Call::strdup, 2);
+    fork_while_another_thread_is_in(fault::Call::strdup, 2, 3);
 }
 
 }  // namespace
