@@ -102,7 +102,6 @@ void write_settings() noexcept
 void install_builtin_handler() noexcept
 {
     if (!is_lost(ProcessLock::SystemLog)) {
-        const ProcessLockScope lock(ProcessLock::SystemLog);
         openlog(nullptr, LOG_NDELAY, LOG_USER);
     }
     logger.legacy.store(1);
