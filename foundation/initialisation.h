@@ -22,7 +22,7 @@ struct ThreadState {
     bool rereading = false;
     /// The thread is ending and its log record is gone.
     bool record_released = false;
-    /// Which process-wide locks this thread took before it forked.
+    /// The process-wide locks, one bit each, that this thread holds for its fork.
     std::uint8_t locks_for_fork = 0;
 };
 

@@ -156,6 +156,16 @@ TEST(PrivateRoot, KnowsWhatIsPrivate)
     EXPECT_THAT(outcome, exited(0));
 }
 
+TEST(PrivateNetwork, IsNotTheMachines)
+{
+    const auto network = [] { return std::filesystem::read_symlink("/proc/self/ns/net"); };
+    const auto machines = network();
+    EXPECT_THAT(run_fresh([&] { EXPECT_EQ(network(), machines); }), exited(0));
+    EXPECT_THAT(
+        run_fresh({.prepare = enter_private_network}, [&] { EXPECT_NE(network(), machines); }),
+        exited(0));
+}
+
 // A user namespace takes no process with two threads, and one of them is ThreadSanitizer's.
 #if !defined(BENCH_THREAD_SANITIZER)
 

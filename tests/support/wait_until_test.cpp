@@ -1,6 +1,7 @@
 // Waiting ends when the state is there or the time is over, and not before.
 #include "wait_until.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -44,6 +45,21 @@ TEST(WaitUntil, LimitIsStretched)
             testing::ResultOf([](const Outcome& outcome) { return outcome.failed_checks; }, 0))
             << factor;
     }
+}
+
+TEST(WaitUntil, ThreadThatWaitsIsBlocked)
+{
+    EXPECT_FALSE(is_blocked(gettid()));
+    EXPECT_FALSE(is_blocked(0)) << "no thread";
+    Event go_on;
+    std::atomic<int> id{0};
+    std::thread waiter([&] {
+        id = gettid();
+        EXPECT_TRUE(go_on.wait());
+    });
+    EXPECT_TRUE(wait_until([&] { return is_blocked(id); }));
+    go_on.set();
+    waiter.join();
 }
 
 TEST(Event, IsSetOnceAndForAll)
