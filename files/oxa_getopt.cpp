@@ -1,5 +1,6 @@
 #include "oxa_getopt.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -24,6 +25,10 @@ constinit const char* place = "";
 /// option follows them; -1 when there are none.
 constinit int nonopt_start = -1;
 constinit int nonopt_end = -1;
+
+/// The command line that both are about, and where the last call left `optind`.
+constinit char* const* last_argv = nullptr;
+constinit int last_optind = 1;
 
 enum class Posixly { Unknown, Correct, Free };
 constinit Posixly posixly = Posixly::Unknown;
@@ -310,12 +315,24 @@ bool is_posixly_correct() noexcept
     return posixly == Posixly::Correct;
 }
 
+/// Forgets what is left of an earlier parse when the caller has set out for another one. Otherwise
+/// that would be taken for a part of this one: words would be moved that are not there. Going on
+/// from an index behind the words passed over, as callers do for an option with several arguments,
+/// keeps these.
+void forget_what_is_left(const Call& call) noexcept
+{
+    const bool elsewhere = call.argv != last_argv || optind < 1 || optind > call.argc;
+    if (elsewhere || optind < last_optind) {
+        place = "";
+    }
+    if (elsewhere || optind < nonopt_end) {
+        nonopt_start = nonopt_end = -1;
+    }
+    optind = std::max(optind, 1);
+}
+
 int next_option(Call& call) noexcept
 {
-    optarg = nullptr;
-    if (call.argv == nullptr || call.letters == nullptr) {
-        return kEnd;
-    }
     const char order = *call.letters;
     if (order == '+' || order == '-') {
         ++call.letters;
@@ -325,12 +342,7 @@ int next_option(Call& call) noexcept
     } else if (order == '-') {
         call.gives_all = true;
     }
-    const bool optreset = optind == 0;
-    if (optreset) {
-        optind = 1;
-        nonopt_start = nonopt_end = -1;
-        place = "";
-    }
+    forget_what_is_left(call);
     if (*place == '\0') {
         int code = kEnd;
         if (!find_word(call, code)) {
@@ -347,30 +359,37 @@ int next_option(Call& call) noexcept
     return parse_short_option(call);
 }
 
+int parse(Call call) noexcept
+{
+    optarg = nullptr;
+    if (call.argv == nullptr || call.letters == nullptr) {
+        return kEnd;
+    }
+    const int code = next_option(call);
+    last_argv = call.argv;
+    last_optind = optind;
+    return code;
+}
+
 }  // namespace
 
 extern "C" {
 
 int OXA_getopt(int argc, char* const* argv, const char* optstring)
 {
-    Call call{argc, argv, optstring, nullptr, nullptr, false, false, false};
-    return next_option(call);
+    return parse({argc, argv, optstring, nullptr, nullptr, false, false, false});
 }
 
 int OXA_getopt_long(int argc, char* const* argv, const char* optstring, const option* longopts,
                     int* longindex)
 {
-    Call call{argc, argv, optstring, longopts, nullptr, false, true, false};
-    call.longindex = longindex;
-    return next_option(call);
+    return parse({argc, argv, optstring, longopts, longindex, false, true, false});
 }
 
 int OXA_getopt_long_only(int argc, char* const* argv, const char* optstring, const option* longopts,
                          int* longindex)
 {
-    Call call{argc, argv, optstring, longopts, nullptr, true, true, false};
-    call.longindex = longindex;
-    return next_option(call);
+    return parse({argc, argv, optstring, longopts, longindex, true, true, false});
 }
 
 }  // extern "C"

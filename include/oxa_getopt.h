@@ -18,10 +18,14 @@
  *     }
  *
  * What the functions share with the program are the C library's own variables:
- * - `optind`: index of the next word to look at, 1 at the start. Set to 0 it starts anew, with
- *   another command line or from the beginning: only this forgets a word of short options that was
- *   left half way, and arguments that have been passed over. Words are only looked at from `optind`
- *   to argc - 1.
+ * - `optind`: index of the next word to look at, 1 at the start. Words are only looked at from
+ *   `optind` to argc - 1. Set to 0 (or below) it starts anew, with another command line or from the
+ *   beginning, and forgets what was left half way: a word of short options, and arguments that have
+ *   been passed over. So do 1, another argv, and an index behind the last word. The exception: in
+ *   the middle of a word of short options that is argv[1], `optind` is 1 already, and setting it
+ *   says nothing; there only 0 or another argv starts anew. Another index goes on from there: one
+ *   that is moved back forgets the rest of the word, and passed-over arguments when it is moved to
+ *   or before them.
  * - `optarg`: the argument of the option, inside of argv; null for an option without one. Every
  *   call clears it first.
  * - `opterr`: 0 prints no diagnostics.
@@ -30,23 +34,28 @@
  *
  * Option strings: each character is a short option; one ":" behind it demands an argument, which is
  * the rest of the word or else the next word, whatever this looks like; "::" allows an argument,
- * which then is the rest of the word. ":" is never an option. In front of all, in this order, there
- * may be
+ * which then is the rest of the word. ":" is never an option: in a command line it is an unknown
+ * one, and "-:" an unknown long one to OXA_getopt_long_only(). In front of all, in this order,
+ * there may be
  * - "+": the first argument that is no option ends the options;
  * - "-": an argument that is no option comes back in its place, as the argument of an option with
  *   the code 1;
- * - ":": no diagnostics, and an argument that is missing, or not taken, gives ':' instead of '?'.
+ * - ":": no diagnostics, and an argument that is missing, or not taken ("--verbose=3"), gives ':'
+ *   instead of '?'.
  *
  * "W;" in the option string makes "-W name", or "-Wname", the long option "--name", for functions
  * that are given long options; for OXA_getopt() W is an option without an argument.
  *
  * Words: "--" ends the options and is passed over; "-" is an argument that is no option. A word of
- * short options is worked off from left to right, one call each.
+ * short options is worked off from left to right, one call each. In its middle nothing but what is
+ * behind a W is taken for a long option, neither "-verbose" nor, by OXA_getopt_long_only(),
+ * "verbose".
  *
  * Long options: the array ends with an entry whose name is null. Names end at "=", behind which
  * there may be an argument (none: the option has an empty one); a required argument may also be the
- * next word. A name may be shortened to what only one option begins with; one that is written out
- * wins over longer ones. Where the flag pointer of an option is not null, the option's value is
+ * next word. An argument that is not taken goes with its word: `optarg` is null, and the next call
+ * looks behind it. A name may be shortened to what only one option begins with; one that is written
+ * out wins over longer ones. Where the flag pointer of an option is not null, the option's value is
  * stored there and the call returns 0.
  *
  * Permutation: OXA_getopt_long() and OXA_getopt_long_only() pass over arguments that are no options
@@ -66,8 +75,8 @@
  * All state belongs to the process (what is left of a word, the arguments passed over, the
  * variables of the C library): one thread at a time may parse, and one command line at a time. The
  * C library's own getopt functions share the variables, but not the rest. argv has to stay until
- * the options have ended, or until the next start with `optind` 0. Nothing is allocated or logged;
- * no function blocks, but for writing a diagnostic.
+ * the options have ended, or until the next start. Nothing is allocated or logged; no function
+ * blocks, but for writing a diagnostic.
  */
 #ifndef COMMON_OXA_GETOPT_H
 #define COMMON_OXA_GETOPT_H

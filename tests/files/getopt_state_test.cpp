@@ -70,7 +70,7 @@ TEST(GetoptState, ZeroForgetsTheRestOfAWord)
         optind = 0;
         EXPECT_EQ(next(line, "abc"), "a");
         EXPECT_EQ(next(line, "abc"), "b");
-        // No other index does.
+        // One where it is already does not.
         optind = 1;
         EXPECT_EQ(next(line, "abc"), "c");
         EXPECT_EQ(next(line, "abc"), "");
@@ -106,6 +106,101 @@ TEST(GetoptState, TheEndForgetsWhatWasPassedOver)
             EXPECT_EQ(next(line, "x"), "");
             EXPECT_EQ(line.order(), "| -x -x ^b");
         }
+    });
+}
+
+// The common way to start anew, also with another command line: what is left of the first one must
+// neither be worked off nor move words of the second.
+TEST(GetoptState, OneStartsAnewWhereverTheOptionsWereLeft)
+{
+    run_silently({}, [] {
+        for (const Function function : {Function::Long, Function::LongOnly, Function::NoLong}) {
+            const CommandLine old_line("a b c d -xz -y");
+            optind = 0;
+            EXPECT_EQ(next(old_line, "xyz", function), "x");
+            const CommandLine shorter("-y");
+            optind = 1;
+            EXPECT_EQ(next(shorter, "xyz", function), "y");
+            EXPECT_EQ(next(shorter, "xyz", function), "");
+            EXPECT_EQ(shorter.order(), "| -y ^");
+
+            optind = 0;
+            EXPECT_EQ(next(old_line, "xyz", function), "x");
+            optind = 1;
+            EXPECT_EQ(next(old_line, "xyz", function), "x");
+            EXPECT_EQ(next(old_line, "xyz", function), "z");
+            EXPECT_EQ(next(old_line, "xyz", function), "y");
+            EXPECT_EQ(next(old_line, "xyz", function), "");
+            EXPECT_EQ(old_line.order(), "| -xz -y ^a b c d");
+        }
+        const CommandLine word("-y -xz");
+        optind = 0;
+        EXPECT_EQ(next(word, "xyz", Function::Short), "y");
+        EXPECT_EQ(next(word, "xyz", Function::Short), "x");
+        optind = 1;
+        EXPECT_EQ(next(word, "xyz", Function::Short), "y");
+    });
+}
+
+TEST(GetoptState, AnotherCommandLineStartsAnew)
+{
+    run_silently({}, [] {
+        const CommandLine half_way("-xz");
+        const CommandLine other("-y -x");
+        optind = 0;
+        EXPECT_EQ(next(half_way, "xyz"), "x");
+        optind = 1;  // where it is
+        EXPECT_EQ(next(other, "xyz"), "y");
+
+        const CommandLine passed_over("a b -x c");
+        optind = 0;
+        EXPECT_EQ(next(passed_over, "xyz"), "x");
+        const CommandLine longer("-y 1 2 3 -z d");
+        optind = 5;
+        EXPECT_EQ(next(longer, "xyz"), "z");
+        EXPECT_EQ(next(longer, "xyz"), "");
+        EXPECT_EQ(longer.order(), "| -y 1 2 3 -z ^d");
+    });
+}
+
+// An option that takes two words, or gives its argument back.
+TEST(GetoptState, AnIndexBehindWhatWasPassedOverKeepsIt)
+{
+    run_silently({}, [] {
+        const CommandLine two("a b -x 1 2 -z");
+        optind = 0;
+        EXPECT_EQ(next(two, "x:z"), "x=1");
+        ++optind;
+        EXPECT_EQ(next(two, "x:z"), "z");
+        EXPECT_EQ(next(two, "x:z"), "");
+        EXPECT_EQ(two.order(), "| -x 1 2 -z ^a b");
+
+        const CommandLine none("a b -x c");
+        optind = 0;
+        EXPECT_EQ(next(none, "x:"), "x=c");
+        --optind;
+        EXPECT_EQ(next(none, "x:"), "");
+        EXPECT_EQ(none.order(), "| -x ^a b c");
+    });
+}
+
+TEST(GetoptState, AnIndexThatIsNoneStartsAnew)
+{
+    run_silently({}, [] {
+        // The words behind the count are there, but not to be moved.
+        const CommandLine line("a b -x c -y e f");
+        const auto work_off = [&](int argc, int index) {
+            const int code = OXA_getopt_long(argc, line.argv(), "xy", kLongOptions, nullptr);
+            optind = index;
+            return code;
+        };
+        optind = 0;
+        EXPECT_EQ(work_off(8, 8), 'x');
+        EXPECT_EQ(work_off(6, -3), -1) << "an index behind the last word";
+        EXPECT_EQ(line.order(), "| a b -x c -y e f");
+        EXPECT_EQ(work_off(4, 4), 'x') << "an index before the first one";
+        EXPECT_EQ(work_off(4, 4), -1);
+        EXPECT_EQ(line.order(), "| -x a b ^c -y e f");
     });
 }
 

@@ -333,10 +333,10 @@ void compare(std::uint32_t seed, const Peers& peers, int count, bool posixly, Se
     }
 }
 
-constexpr int kLines = 100'000;
+constexpr int kLines = 20'000;
 
 /** What has been seen once in so many lines is known to agree. */
-constexpr int kSeldom = 500;
+constexpr int kSeldom = 1'000;
 
 class GetoptAgainstSystem : public testing::TestWithParam<const char*> {
 protected:
