@@ -92,11 +92,13 @@ uint32_t UTIL_FileExists(const char* path)
 
 uint32_t UTIL_DirExists(const char* path)
 {
+    const common::UncancelledScope uncancelled;
     return S_ISDIR(type_of(path)) ? 1 : 0;
 }
 
 int32_t UTIL_DeleteFile(const char* path)
 {
+    const common::UncancelledScope uncancelled;
     return UTIL_FileExists(path) == 0 || unlink(path) == 0 ? 0 : errno;
 }
 
@@ -106,6 +108,7 @@ STATUS UTIL_CreateFolderRecursive(const char* path, mode_t mode)
         COMMON_REPORT(kSource, Error, "One or more invalid parameters are detected!");
         return STATUS_INVALID_PARAM;
     }
+    const common::UncancelledScope uncancelled;
     // With the zero at its end as long as a path can be for the kernel, then the slash.
     char prefix[4096 + 1];
     std::size_t length = strnlen(path, 4096 - 1);

@@ -1,5 +1,7 @@
 #include "oxa_file.h"
 
+#include <pthread.h>
+#include <stdio_ext.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -31,6 +33,33 @@ std::int32_t narrowed(std::int64_t bytes) noexcept
 constexpr std::size_t at_least_nothing(std::int32_t number) noexcept
 {
     return number < 0 ? 0 : static_cast<std::size_t>(number);
+}
+
+/// Clean-up of a cancelled thread. What is in the stream's buffer is dropped: to hand it on could
+/// block again, where nothing cancels it any more.
+void abandon(void* argument) noexcept
+{
+    auto* const stream = static_cast<FILE*>(argument);
+    __fpurge(stream);
+    std::fclose(stream);
+}
+
+/// Lets errno go on telling of a failure that was before `step`, which sets it anew.
+template <class Step>
+void keeping_first_error(Step step) noexcept
+{
+    const int error = errno;
+    step();
+    if (error != 0) {
+        errno = error;
+    }
+}
+
+/// Ends a stream that has been worked with. Cancelled meanwhile, it would stay half closed.
+void close_at_last(FILE* stream) noexcept
+{
+    const common::UncancelledScope uncancelled;
+    keeping_first_error([stream] { FILE_Close(stream); });
 }
 
 }  // namespace
@@ -209,26 +238,30 @@ int32_t FILE_GetFileSizeByName(const char* path)
 
 int32_t FILE_OpenAndRead(void* buffer, int32_t size, int32_t count, const char* path)
 {
-    const common::UncancelledScope uncancelled;
     FILE* const stream = FILE_Open(path, "rb");
     if (stream == nullptr) {
         return 0;
     }
-    const std::int32_t done = FILE_Read(buffer, size, count, stream);
-    FILE_Close(stream);
+    std::int32_t done = 0;
+    pthread_cleanup_push(abandon, stream);
+    done = FILE_Read(buffer, size, count, stream);
+    pthread_cleanup_pop(0);
+    close_at_last(stream);
     return done;
 }
 
 int32_t FILE_OpenAndWrite(const void* buffer, int32_t size, int32_t count, const char* path)
 {
-    const common::UncancelledScope uncancelled;
     FILE* const stream = FILE_Open(path, "wb");
     if (stream == nullptr) {
         return 0;
     }
-    const std::int32_t done = FILE_Write(buffer, size, count, stream);
-    FILE_Flush(stream);
-    FILE_Close(stream);
+    std::int32_t done = 0;
+    pthread_cleanup_push(abandon, stream);
+    done = FILE_Write(buffer, size, count, stream);
+    keeping_first_error([stream] { FILE_Flush(stream); });
+    pthread_cleanup_pop(0);
+    close_at_last(stream);
     return done;
 }
 

@@ -13,7 +13,9 @@
  * (EOVERFLOW, "Value too large for defined data type") and never comes out shortened. A negative
  * element size or count reads and writes nothing.
  *
- * The functions may be called from any thread and block as those of stdio.h do.
+ * The functions may be called from any thread. They block, and are cancellation points, as those of
+ * stdio.h are; a stream that is being opened by a thread that is cancelled costs the memory of its
+ * record.
  */
 #ifndef COMMON_OXA_FILE_H
 #define COMMON_OXA_FILE_H
@@ -123,7 +125,8 @@ int32_t FILE_GetFileSizeByName(const char* path);
 
 /**
  * Reads elements from the beginning of a file: FILE_Open(), FILE_Read() and FILE_Close() with their
- * reports. The thread is not cancelled meanwhile.
+ * reports. errno tells about the first of them that failed. A thread that waits, for the other end
+ * of a pipe, say, can be cancelled, and the file is closed then.
  * @param buffer room for them; null is reported by FILE_Read().
  * @param size bytes of an element.
  * @param count elements.
@@ -134,7 +137,9 @@ int32_t FILE_OpenAndRead(void* buffer, int32_t size, int32_t count, const char* 
 
 /**
  * Replaces the content of a file, which is made when it is missing: FILE_Open(), FILE_Write(),
- * FILE_Flush() and FILE_Close() with their reports. The thread is not cancelled meanwhile.
+ * FILE_Flush() and FILE_Close() with their reports. errno tells about the first of them that
+ * failed. The thread can be cancelled as in FILE_OpenAndRead(); the file may be left shortened or
+ * empty then.
  * @param buffer the elements; null is reported by FILE_Write() and leaves an empty file.
  * @param size bytes of an element.
  * @param count elements.

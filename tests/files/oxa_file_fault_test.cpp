@@ -4,14 +4,20 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <fcntl.h>
 #include <functional>
 #include <ostream>
+#include <pthread.h>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
 
 #include <gmock/gmock.h>
 
 #include "fault.h"
 #include "file_reports.h"
+#include "wait_until.h"
 
 using namespace bench;
 using fault::Call;
@@ -174,5 +180,126 @@ TEST(OxaFileWhole, FileIsFlushedBeforeItIsClosed)
                 }),
                 testing::IsEmpty());
 }
+
+// What follows a failure must not hide it: each step sets errno to 0 by itself.
+TEST(OxaFileWhole, ErrnoTellsTheFirstFailure)
+{
+    const struct {
+        std::int32_t (*run)(char* bytes);
+        std::vector<Call> failing; /**< in their order, the first one with EDOM */
+    } cases[] = {
+        {[](char* bytes) { return FILE_OpenAndRead(bytes, 1, 3, kPath); }, {Call::fopen}},
+        {[](char* bytes) { return FILE_OpenAndRead(bytes, 1, 3, kPath); },
+         {Call::fread, Call::fclose}},
+        {[](char* bytes) { return FILE_OpenAndRead(bytes, 1, 3, kPath); }, {Call::fclose}},
+        {[](char* bytes) { return FILE_OpenAndWrite(bytes, 1, 3, kPath); }, {Call::fopen}},
+        {[](char* bytes) { return FILE_OpenAndWrite(bytes, 1, 3, kPath); },
+         {Call::fwrite, Call::fflush, Call::fclose}},
+        {[](char* bytes) { return FILE_OpenAndWrite(bytes, 1, 3, kPath); },
+         {Call::fflush, Call::fclose}},
+        {[](char* bytes) { return FILE_OpenAndWrite(bytes, 1, 3, kPath); }, {Call::fclose}},
+    };
+    for (const auto& [run, failing] : cases) {
+        const auto log = records_of([run = run, &failing = failing] {
+            make_content(kPath, "abc");
+            for (const Call call : failing) {
+                fault::fail(call, 1, call == failing.front() ? EDOM : EIO);
+            }
+            char bytes[] = "abc";
+            run(bytes);
+            EXPECT_EQ(errno, EDOM) << fault::name(failing.front());
+            fault::reset();
+            EXPECT_EQ(run(bytes), 3);
+            EXPECT_EQ(errno, 0);
+        });
+        EXPECT_EQ(log.size(), failing.size());
+    }
+}
+
+// ---------------------------------------------------------------------------------- cancellation
+
+constexpr char kFifo[] = "/tmp/fifo";
+
+std::vector<char> more_than_a_pipe_holds()
+{
+    return std::vector<char>(4'000'000, 'x');
+}
+
+/** A thread in a function that does not come back by itself. */
+struct Blocked {
+    const char* where;
+    Call call;               /**< the function of the C library that blocks */
+    int (*open_other_end)(); /**< -1: there is none */
+    void* (*run)(void*);
+};
+
+void PrintTo(const Blocked& blocked, std::ostream* stream)
+{
+    *stream << blocked.where;
+}
+
+class OxaFileBlocked : public testing::TestWithParam<Blocked> {};
+
+/** Whatever it waits for, the thread can be cancelled there, and leaves no descriptor open. */
+TEST_P(OxaFileBlocked, ThreadIsCancelled)
+{
+    const Outcome outcome = run_fresh([] {
+        ASSERT_EQ(mkfifo(kFifo, 0600), 0);
+        const int other_end = GetParam().open_other_end();
+        pthread_t thread;
+        ASSERT_EQ(pthread_create(&thread, nullptr, GetParam().run, nullptr), 0);
+        EXPECT_TRUE(wait_until([] { return fault::calls(GetParam().call) == 1; }));
+        EXPECT_EQ(pthread_cancel(thread), 0);
+        void* result = nullptr;
+        EXPECT_EQ(pthread_join(thread, &result), 0);
+        EXPECT_EQ(result, PTHREAD_CANCELED);
+        if (other_end >= 0) {
+            close(other_end);
+        }
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.log, testing::IsEmpty());
+}
+
+const Blocked kBlocked[] = {
+    {"ReadOpening", Call::fopen, [] { return -1; },
+     [](void*) -> void* {
+         char byte = 0;
+         FILE_OpenAndRead(&byte, 1, 1, kFifo);
+         return nullptr;
+     }},
+    {"Reading", Call::fread, [] { return open(kFifo, O_RDWR | O_CLOEXEC); },
+     [](void*) -> void* {
+         char byte = 0;
+         FILE_OpenAndRead(&byte, 1, 1, kFifo);
+         return nullptr;
+     }},
+    {"WriteOpening", Call::fopen, [] { return -1; },
+     [](void*) -> void* {
+         FILE_OpenAndWrite("x", 1, 1, kFifo);
+         return nullptr;
+     }},
+    {"Writing", Call::fwrite, [] { return open(kFifo, O_RDWR | O_CLOEXEC); },
+     [](void*) -> void* {
+         static const std::vector<char> bytes = more_than_a_pipe_holds();
+         FILE_OpenAndWrite(bytes.data(), 1, static_cast<std::int32_t>(bytes.size()), kFifo);
+         return nullptr;
+     }},
+    {"Flushing", Call::fflush,
+     [] {
+         const int fifo = open(kFifo, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+         const std::vector<char> bytes = more_than_a_pipe_holds();
+         while (write(fifo, bytes.data(), bytes.size()) > 0) {
+         }
+         return fifo;
+     },
+     [](void*) -> void* {
+         FILE_OpenAndWrite("x", 1, 1, kFifo);
+         return nullptr;
+     }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Fifo, OxaFileBlocked, testing::ValuesIn(kBlocked),
+                         [](const auto& test) { return std::string(test.param.where); });
 
 }  // namespace
