@@ -1,8 +1,12 @@
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 
 #include "common.h"
+#include "platform/thread_id.h"
 #include "platform/uncancelled_scope.h"
 
 namespace {
@@ -21,17 +25,59 @@ void delete_corrupt_file() noexcept
     }
 }
 
-void write_count(std::uint8_t count) noexcept
+void tell_unopened() noexcept
 {
-    std::FILE* const file = std::fopen(kCounterFile, "w");
-    if (file == nullptr) {
-        std::printf("WriteBTErrorCount: Couldn't open file for writing: %s\n", kCounterFile);
-        return;
-    }
+    std::printf("WriteBTErrorCount: Couldn't open file for writing: %s\n", kCounterFile);
+}
+
+bool write_byte(std::FILE* file, std::uint8_t byte) noexcept
+{
     // A buffered byte always seems written.
     std::setvbuf(file, nullptr, _IONBF, 0);
-    if (std::fwrite(&count, 1, 1, file) != 1) {
-        std::printf("WriteBTErrorCount: Not all byte(s) were written to file: %s\n", kCounterFile);
+    if (std::fwrite(&byte, 1, 1, file) == 1) {
+        return true;
+    }
+    std::printf("WriteBTErrorCount: Not all byte(s) were written to file: %s\n", kCounterFile);
+    return false;
+}
+
+/// Gives the file its name only when it has its byte.
+void make_file(std::uint8_t count) noexcept
+{
+    // Nobody else writes to it: if it is there, who made it has gone.
+    char unnamed[sizeof kCounterFile + 12];
+    std::snprintf(unnamed, sizeof unnamed, "%s.%u", kCounterFile, common::kernel_thread_id());
+    unlink(unnamed);
+    std::FILE* const file = std::fopen(unnamed, "wx");
+    if (file == nullptr) {
+        tell_unopened();
+        return;
+    }
+    const bool written = write_byte(file, count);
+    std::fclose(file);
+    if (!written) {
+        unlink(unnamed);
+    } else if (std::rename(unnamed, kCounterFile) != 0) {
+        tell_unopened();
+        unlink(unnamed);
+    }
+}
+
+/// Writes the count without ever showing an empty file, which a reader would take away, and the
+/// count that is just being written with it.
+void write_count(std::uint8_t count) noexcept
+{
+    std::FILE* const file = std::fopen(kCounterFile, "r+");
+    if (file == nullptr) {
+        if (errno == ENOENT) {
+            make_file(count);
+        } else {
+            tell_unopened();
+        }
+        return;
+    }
+    if (write_byte(file, count) && ftruncate(fileno(file), 1) != 0) {
+        // Only the first byte counts: the others may stay.
     }
     std::fclose(file);
 }

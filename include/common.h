@@ -220,7 +220,9 @@ uint32_t UTIL_TerminatePid(uint32_t pid, uint32_t timeout_ms, uint32_t force);
  * The count is the one byte of the file "/dev/shmem/bterrors.log", as a number; no file is a count
  * of 0, and whoever wants to count anew removes it. Failures are printed to standard output (that
  * of reading, to standard error), not logged; none blocks the caller. There is no lock: of two
- * processes that count in the same moment one may be lost.
+ * processes that count in the same moment one may be lost. Who reads beside them finds the count
+ * before or after, never an empty file: the first count is written to a file of another name, the
+ * thread's id behind the name above, and renamed.
  * @{
  */
 

@@ -98,6 +98,17 @@ void name_process()
     UTIL_GetProcessName(1, name, sizeof name);
 }
 
+void read_file()
+{
+    char byte = 0;
+    FILE_OpenAndRead(&byte, 1, 1, "/tmp/d/file.log");
+}
+
+void write_file()
+{
+    FILE_OpenAndWrite("x", 1, 1, "/tmp/d/file.log");
+}
+
 void check_deep()
 {
     std::uint32_t corrupt = 0;
@@ -128,6 +139,8 @@ const Case kCases[] = {
     {"ReadErrorCount", Call::fopen, [] { bterrors_ReadErrorCount(); }},
     {"ReadErrorCount", Call::fclose, [] { bterrors_ReadErrorCount(); }},
     {"LogError", Call::fwrite, [] { BTE_LogError(); }},
+    {"OpenAndRead", Call::fclose, read_file},
+    {"OpenAndWrite", Call::fclose, write_file},
     {"DevicesLookedFor", Call::glob, [] { FLASHSAFE_ShutdownDriver(0, 0); }},
     {"CheckPartition", Call::readdir, check_deep},
 };

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -17,7 +18,11 @@
 
 using namespace bench;
 using fault::Call;
+using testing::AllOf;
+using testing::Each;
+using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
@@ -178,6 +183,83 @@ TEST(ErrorCounter, EmptyFileThatCannotBeRemovedStays)
               }),
               "ReadBTErrorCount: Corrupt file: /dev/shmem/bterrors.log, deleting...\n"
               "ReadBTErrorCount: Error deleting file: /dev/shmem/bterrors.log\n");
+}
+
+/** What is in the folder of the counter. */
+std::vector<std::string> names()
+{
+    std::vector<std::string> found;
+    for (const auto& entry : fs::directory_iterator("/dev/shmem")) {
+        found.push_back(entry.path().filename());
+    }
+    return found;
+}
+
+// A reader takes an empty file away, and with it what the writer is about to write.
+TEST(ErrorCounter, ReaderBesideAWriterFindsACountAtEveryStep)
+{
+    for (const std::string& before : {byte(7), byte(7) + " and more"}) {
+        EXPECT_EQ(printed_by([&] {
+                      hold(before);
+                      std::vector<std::string> found;
+                      const auto look = [&] { found.push_back(held()); };
+                      fault::on_call(Call::fopen, 2, look);  // the first one reads
+                      fault::on_call(Call::fwrite, 1, look);
+                      fault::on_call(Call::ftruncate, 1, look);
+                      fault::on_call(Call::fclose, 2, look);
+                      EXPECT_EQ(BTE_LogError(), 8);
+                      EXPECT_THAT(found,
+                                  ElementsAre(before, before, byte(8) + before.substr(1), byte(8)));
+                      EXPECT_EQ(held(), byte(8));
+                  }),
+                  "");
+    }
+    EXPECT_EQ(printed_by([] {
+                  std::vector<std::string> found;
+                  const auto look = [&] { found.push_back(held()); };
+                  fault::on_call(Call::fopen, 2, look);  // the first one looks for the file
+                  fault::on_call(Call::fwrite, 1, look);
+                  fault::on_call(Call::fclose, 1, look);
+                  fault::on_call(Call::rename, 1, look);
+                  EXPECT_EQ(BTE_LogError(), 1);
+                  EXPECT_THAT(found, AllOf(SizeIs(4), Each("(no file)")));
+                  EXPECT_EQ(held(), byte(1));
+                  EXPECT_THAT(names(), ElementsAre("bterrors.log"));
+              }),
+              "");
+}
+
+TEST(ErrorCounter, FirstFileThatCannotBeMadeLeavesNone)
+{
+    const std::string text = "WriteBTErrorCount: Couldn't open file for writing: ";
+    const std::string path = std::string(kFile) + "\n";
+    EXPECT_EQ(printed_by([] {
+                  fault::fail(Call::fopen, 2, EROFS);
+                  BTE_LogError();
+                  fault::fail(Call::fwrite, 1, ENOSPC);
+                  BTE_LogError();
+                  fault::fail(Call::rename, 1, EACCES);
+                  BTE_LogError();
+                  EXPECT_EQ(fault::fired(), 3);
+                  EXPECT_THAT(names(), IsEmpty());
+              }),
+              text + path + "WriteBTErrorCount: Not all byte(s) were written to file: " + path +
+                  text + path);
+}
+
+// Of a process that was killed, say.
+TEST(ErrorCounter, WhatAnotherWriterLeftIsNoObstacle)
+{
+    EXPECT_EQ(printed_by([] {
+                  std::string left;
+                  fault::on_call(Call::fwrite, 1, [&] { left = names().at(0); });
+                  BTE_LogError();
+                  fs::rename(kFile, "/dev/shmem/" + left);
+                  BTE_LogError();
+                  EXPECT_THAT(names(), ElementsAre("bterrors.log"));
+                  EXPECT_EQ(held(), byte(1));
+              }),
+              "");
 }
 
 TEST(ErrorCounter, FileThatCannotBeOpenedIsAnUnknownCount)

@@ -32,6 +32,8 @@
     X(fgetc, "fgetc", int, (FILE* stream), (stream), EOF, Errno, EIO) \
     X(fputc, "fputc", int, (int character, FILE* stream), (character, stream), EOF, Errno, EIO) \
     X(mkdir, "mkdir", int, (const char* path, mode_t mode), (path, mode), -1, Errno, ENOSPC) \
+    X(ftruncate, "ftruncate64", int, (int fd, off_t length), (fd, length), -1, Errno, EIO) \
+    X(rename, "rename", int, (const char* path, const char* new_path), (path, new_path), -1, Errno, EACCES) \
     X(unlink, "unlink", int, (const char* path), (path), -1, Errno, EACCES) \
     X(fstatat, BENCH_SYMBOL("fstatat64", "__fstatat64_time64"), int, (int folder, const char* path, struct stat* result, int flags), (folder, path, result, flags), -1, Errno, EACCES) \
     X(fdopendir, "fdopendir", DIR*, (int fd), (fd), nullptr, Errno, ENOMEM) \
