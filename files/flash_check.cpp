@@ -7,6 +7,7 @@
 #include "files/flash_device.h"
 #include "flash_safety.h"
 #include "log/report.h"
+#include "platform/uncancelled_scope.h"
 
 using namespace common;
 
@@ -52,6 +53,8 @@ extern "C" uint32_t FLASHSAFE_CheckPartition(uint32_t index, uint32_t mode, uint
         return 1;
     }
 
+    // Cancelled half way, the partition would stay erased and the drivers down.
+    const UncancelledScope uncancelled;
     char command[kFlashCommandSize];
     std::snprintf(command, sizeof command, "flashctl -o%dK -l%dK -p/dev/fs0 -vv -e", offset, size);
     COMMON_REPORT(kFlashSafety, Info, "Executing: %s", command);

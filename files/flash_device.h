@@ -49,6 +49,15 @@ std::uint32_t flashsafe_CheckNandPartitions() noexcept;
 /// Examines everything below a mount point, an absolute path: 1 when it is sound, 0 when corrupt.
 std::uint32_t tree_is_sound(const char* mount_point) noexcept;
 
+/// How long is slept between two looks at a driver that is to come up.
+inline constexpr std::uint32_t kDriverStep_ms = 100;
+
+/// How often is slept until a time is over.
+constexpr std::uint32_t driver_sleeps_within(std::uint32_t timeout_ms) noexcept
+{
+    return timeout_ms / kDriverStep_ms + (timeout_ms % kDriverStep_ms != 0 ? 1 : 0);
+}
+
 /// The exit status in what system(3) gave. A command that a signal killed has exited with 0 to
 /// those who only look here, as callers do; that there was no command at all gives 255.
 constexpr std::int32_t exit_status(std::int32_t result) noexcept

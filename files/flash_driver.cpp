@@ -14,7 +14,6 @@ namespace common {
 namespace {
 
 constexpr std::uint32_t kForce = 1;
-constexpr std::uint32_t kStep_ms = 100;
 
 /// The most that the NAND driver gets to end.
 constexpr std::uint32_t kNandEndTime_ms = 200;
@@ -28,11 +27,11 @@ void compose_command(char (&command)[kFlashCommandSize], const char* name,
 /// Waits for a driver. It is looked for at once and after each step, the last one included.
 bool comes_up(std::uint32_t (*is_up)(), std::uint32_t timeout_ms) noexcept
 {
-    for (std::uint32_t elapsed_ms = 0; is_up() == 0; elapsed_ms += kStep_ms) {
-        if (elapsed_ms >= timeout_ms) {
+    for (std::uint32_t sleeps = driver_sleeps_within(timeout_ms); is_up() == 0; --sleeps) {
+        if (sleeps == 0) {
             return false;
         }
-        OS_Sleep(kStep_ms);
+        OS_Sleep(kDriverStep_ms);
     }
     return true;
 }

@@ -45,7 +45,7 @@ extern "C" {
 
 uint32_t UTIL_GetProcessName(uint32_t pid, char* destination, uint32_t size)
 {
-    return common::process_name(pid, destination, size) ? 1 : 0;
+    return destination != nullptr && common::process_name(pid, destination, size) ? 1 : 0;
 }
 
 uint32_t UTIL_GetPidFromProcessName(const char* name, uint32_t* pid)

@@ -173,7 +173,7 @@ void UTIL_HexDump(const void* address, uint32_t length);
  * Gives the short name of a process. Allocates nothing, so that it works when memory is exhausted.
  * @param pid the process id.
  * @param destination gets the name. The rest of it is filled with zero bytes; a name that fills it
- *        has no terminating zero.
+ *        has no terminating zero. Null gets none.
  * @param size bytes of the destination.
  * @return 1 if the name was found, else 0 and the destination is left alone.
  */

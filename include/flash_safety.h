@@ -30,8 +30,9 @@
  * A driver is up when there is a path like "/dev/fs0*" (NOR) or "/dev/etfs*" (NAND).
  *
  * Reports go to zone COMMON. All functions block: on the file system, on shell commands that they
- * wait for, and on the drivers. They keep no state but the parameters and take no lock: callers do
- * not run them from several threads at once.
+ * wait for, and on the drivers. They can be cancelled between two of these steps, a repair only
+ * before it erases anything and after it has started the drivers. They keep no state but the
+ * parameters and take no lock: callers do not run them from several threads at once.
  */
 #ifndef COMMON_FLASH_SAFETY_H
 #define COMMON_FLASH_SAFETY_H
@@ -48,10 +49,19 @@ COMMON_BEGIN_DECLS
  * A deep check examines everything below the mount point and stops at the first thing wrong, which
  * it reports at Warn: a folder that cannot be opened, an entry that stat(2) cannot examine (a
  * symbolic link whose target is missing is one), or folders nested more than 98 levels below the
- * mount point. Symbolic links to folders are followed, so that a link that leads into a circle
- * makes a tree too deep. A path that is longer than 4095 characters is cut there and examined as
- * cut. What cannot be read of a folder that could be opened is not noticed. The check takes one
- * open folder for each level, and a few kilobytes of stack.
+ * mount point. A path that is longer than 4095 characters is cut there and examined as cut. What
+ * cannot be read of a folder that could be opened is not noticed.
+ *
+ * Why something cannot be opened or examined makes no difference. The check takes one open folder
+ * for each level, some memory for each, and a few kilobytes of stack: a sound partition counts as
+ * corrupt, and is formatted if that is wanted, also when the process or the system has no more
+ * descriptors (EMFILE, ENFILE) or memory (ENOMEM), or may not search a folder. Who has a repair
+ * made sees to that before: as a user who may read everything, with 100 descriptors to spare.
+ *
+ * Symbolic links to folders are followed, also out of the partition. Each entry is resolved from
+ * the folder that it is in, so that links on the way to it do not add up to the system's limit (40
+ * on Linux): that only holds for links that lead to links. A link that leads into a circle, were it
+ * only to its own folder, makes a tree too deep.
  *
  * @param index 0 to 3.
  * @param mode 1 checks deep; any other value only asks stat(2) for the mount point.

@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include "files/flash_device.h"
 #include "flash_safety.h"
 #include "flash_script.h"
 
@@ -221,6 +222,26 @@ TEST(FlashStart, ADriverIsLookedForAfterEverySleep)
                                            wait.result == 1 && !nand ? kRemountAll : Reports{}})))
                 << wait.timeout_ms << " " << wait.comes_at;
         }
+    }
+}
+
+// The longest one takes 50 days.
+TEST(FlashStart, AnyTimeIsRoundedUpToSleeps)
+{
+    const struct {
+        std::uint32_t timeout_ms;
+        std::uint32_t sleeps;
+    } times[] = {{0, 0},
+                 {1, 1},
+                 {99, 1},
+                 {100, 1},
+                 {101, 2},
+                 {10'000, 100},
+                 {4'294'967'200, 42'949'672},
+                 {4'294'967'201, 42'949'673},
+                 {UINT32_MAX, 42'949'673}};
+    for (const auto& [timeout_ms, sleeps] : times) {
+        EXPECT_EQ(common::driver_sleeps_within(timeout_ms), sleeps) << timeout_ms;
     }
 }
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <pthread.h>
 #include <string>
 #include <vector>
 
@@ -208,6 +209,44 @@ TEST(FlashRepair, ARepairFailsWithTheDriverThatDoesNotEnd)
                                        "Forcing Kill of NOR flash driver \"nor-driver\" (pid " +
                                            printed(outcome).at(0) + ")"))
                     .Times(1));
+}
+
+/// Checks and repairs, and tells whether it came to its end.
+void* repair(void* has_returned)
+{
+    std::uint32_t flag = 7;
+    EXPECT_EQ(FLASHSAFE_CheckPartition(3, 1, 1, &flag), 1U);
+    EXPECT_EQ(flag, 1U);
+    *static_cast<bool*>(has_returned) = true;
+    pthread_testcancel();
+    return nullptr;
+}
+
+// Half way the partition would be erased, and its drivers down.
+TEST(FlashRepair, ARepairIsNotCancelled)
+{
+    const Outcome outcome = on_target({}, [] {
+        await_ends({pid_of(kNor), pid_of(kNand)});
+        corrupt("/log");
+        fault::on_call(Call::system, 1, [] {
+            pthread_cancel(pthread_self());
+            pthread_testcancel();
+        });
+        bool has_returned = false;
+        pthread_t thread;
+        ASSERT_EQ(pthread_create(&thread, nullptr, repair, &has_returned), 0);
+        void* result = nullptr;
+        EXPECT_EQ(pthread_join(thread, &result), 0);
+        EXPECT_TRUE(has_returned);
+        EXPECT_EQ(result, PTHREAD_CANCELED) << "behind it";
+        EXPECT_TRUE(is_up("/dev/fs0") && is_up("/dev/etfs1"));
+        EXPECT_THAT(target_journal(),
+                    ElementsAreArray(joined_lines({flashctl_lines(kPartitions[2]),
+                                                   {"nor-driver -s0x40000000,12M"},
+                                                   kRemounts,
+                                                   {"nand-driver -c 4"}})));
+    });
+    EXPECT_THAT(outcome, exited(0));
 }
 
 }  // namespace

@@ -91,6 +91,15 @@ TEST(Process, MissingFileSystemGivesNoName)
     });
 }
 
+TEST(Process, NullGetsNoName)
+{
+    run_silently([] {
+        for (const std::uint32_t size : {0U, 1U, 64U}) {
+            EXPECT_EQ(UTIL_GetProcessName(own_id(), nullptr, size), 0U);
+        }
+    });
+}
+
 struct StatusFile {
     const char* what;
     std::string content;
