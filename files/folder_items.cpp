@@ -138,12 +138,13 @@ public:
     }
 
 private:
-    /// Whether the entry's own type settles what stat(2) would say, so that it need not be called.
+    /// Whether the entry's own type settles what it is, so that stat(2) need not be called.
     ///
     /// A link or an unknown type says nothing. A folder can be a mount point whose file system does
-    /// not answer, which has to end the listing. Nothing of the kind can be behind the other types:
-    /// stat(2) fails for them when the path is too long or the folder must not be searched, and
-    /// whether that is so, the first entry tells, whatever its type is.
+    /// not answer, which has to end the listing. For the other types stat(2) could still fail: for
+    /// all of them when the path is too long or the folder must not be searched, which the first
+    /// entry tells, whatever its type is; and for one that was removed meanwhile or that its file
+    /// system cannot read. The last two are listed by their names, as the header says.
     bool is_surely_no_folder(const dirent& entry) const noexcept
     {
         return is_reachable_ && entry.d_type != DT_UNKNOWN && entry.d_type != DT_LNK &&

@@ -226,8 +226,7 @@ TEST(FolderItems, FolderThatMustNotBeReadIsReported)
     EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "opendir(\"/tmp/d\") failed!")));
 }
 
-// Also a file: the first entry tells whether any can be reached.
-TEST(FolderItems, FirstEntryIsAlwaysAskedFor)
+TEST(FolderItems, FolderThatCannotBeExaminedItselfEndsTheListing)
 {
     const Outcome outcome = run_fresh([] {
         make_file("/tmp/d/file");

@@ -1,6 +1,7 @@
 // What a listing does where memory or an expression is refused and the process goes on, and where a
-// folder has no entries for itself and its parent. The library's own allocation never does that,
-// nor does a usual file system, so this program puts itself between them.
+// folder has no entries for itself and its parent, or does not say of what type its entries are.
+// The library's own allocation never does that, nor does a usual file system, so this program puts
+// itself between them.
 #include "common.h"
 
 #include <functional>
@@ -35,6 +36,9 @@ void* counted(void* block)
 /** Whether folders have "." and "..", as they have in most file systems. */
 bool has_dots = true;
 
+/** Whether folders say of what type their entries are. */
+bool has_types = true;
+
 /** The size that the last call for another size asked for. */
 std::uint32_t asked_for = 0;
 
@@ -58,7 +62,7 @@ extern "C" void counting_free(void* block) __asm__("__wrap_MEM_Free");
 extern "C" RegExp* new_if_granted(const char* pattern, uint32_t flag) __asm__("__wrap_RegExp_New");
 
 extern "C" dirent* real_readdir(DIR* folder) __asm__("__real_readdir64");
-extern "C" dirent* readdir_without_dots(DIR* folder) __asm__("__wrap_readdir64");
+extern "C" dirent* readdir_of_plain_folder(DIR* folder) __asm__("__wrap_readdir64");
 
 void* malloc_if_granted(uint32_t size)
 {
@@ -87,11 +91,14 @@ RegExp* new_if_granted(const char* pattern, uint32_t flag)
     return is_refused(Refused::Expression) ? nullptr : real_new(pattern, flag);
 }
 
-dirent* readdir_without_dots(DIR* folder)
+dirent* readdir_of_plain_folder(DIR* folder)
 {
     dirent* entry = real_readdir(folder);
     while (!has_dots && entry != nullptr && entry->d_name[0] == '.') {
         entry = real_readdir(folder);
+    }
+    if (!has_types && entry != nullptr) {
+        entry->d_type = DT_UNKNOWN;
     }
     return entry;
 }
@@ -101,6 +108,7 @@ namespace {
 using namespace bench;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 auto error(const std::string& message)
 {
@@ -202,6 +210,21 @@ TEST(FolderRefused, NothingIsRefusedBeyondThat)
     });
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
+}
+
+// As on file systems that keep the type with the file only.
+TEST(FolderRefused, EntryOfUnknownTypeIsExamined)
+{
+    run_silently([] {
+        make_file("/tmp/d/file");
+        make_file("/tmp/d/folder/x");
+        std::filesystem::create_symlink("folder", "/tmp/d/link");
+        has_types = false;
+        EXPECT_THAT(FolderList("/tmp/d", nullptr, UTIL_FOLDER_ITEMS_FILES).names(),
+                    ElementsAre("file"));
+        EXPECT_THAT(FolderList("/tmp/d", nullptr, UTIL_FOLDER_ITEMS_FOLDERS).names(),
+                    UnorderedElementsAre(".", "..", "folder", "link"));
+    });
 }
 
 // Also a file is examined when it comes first: it tells whether any entry can be reached.
