@@ -1,5 +1,6 @@
 // Stopping and starting drivers and remounting partitions on a simulated target.
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +13,8 @@
 #include <gmock/gmock.h>
 
 #include "common_log.h"
+#include "common_process.h"
+#include "fake_proc.h"
 #include "fault_sweep.h"
 #include "flash_safety.h"
 #include "flash_target.h"
@@ -127,10 +130,16 @@ TEST(FlashTarget, TheNandDriverHas200MillisecondsAndIsNeverKilled)
 TEST(FlashTarget, ADriverTakesItsTimeToEnd)
 {
     TargetSetup target = nor_only();
-    target.behaviour = {{"nor-driver", "slow-term=150"}};
+    target.behaviour = {{"nor-driver", "ignore-term"}};
     const Outcome outcome = on_target(target, [] {
+        const auto pid = static_cast<pid_t>(pid_of(kNor));
+        fault::on_call(Call::usleep, 2, [pid] {
+            kill(pid, SIGKILL);
+            EXPECT_TRUE(wait_until([pid] { return kill(pid, 0) != 0 && errno == ESRCH; }));
+        });
         EXPECT_EQ(FLASHSAFE_ShutdownDriver(10'000, 0), 1U);
-        EXPECT_GE(fault::calls(Call::usleep), 1);
+        EXPECT_EQ(fault::calls(Call::usleep), 2);
+        EXPECT_EQ(fault::calls(Call::kill), 1);
         EXPECT_FALSE(is_up("/dev/fs0"));
     });
     EXPECT_THAT(outcome, exited(0));
@@ -188,11 +197,17 @@ TEST(FlashTarget, StartingBringsBothDriversUp)
 
 TEST(FlashTarget, ADriverThatComesLateIsWaitedFor)
 {
-    for (const char* driver : {kNor, kNand}) {
+    const struct {
+        const char* driver;
+        const char* device;
+    } late[] = {{kNor, "/dev/fs0"}, {kNand, "/dev/etfs1"}};
+    for (const auto& [driver, device] : late) {
         const Outcome outcome =
-            on_target({.behaviour = {{driver, "late=150"}}, .running = false}, [] {
+            on_target({.behaviour = {{driver, "never"}}, .running = false}, [device = device] {
+                fault::on_call(Call::nanosleep, 2,
+                               [device] { std::ofstream(device) << std::flush; });
                 EXPECT_EQ(FLASHSAFE_StartDriver(10'000), 1U);
-                EXPECT_GE(fault::calls(Call::nanosleep), 1);
+                EXPECT_EQ(fault::calls(Call::nanosleep), 2);
                 EXPECT_EQ(target_journal().size(), 6U);
             });
         EXPECT_THAT(outcome, exited(0));
@@ -328,9 +343,12 @@ TEST(FlashTarget, SignalsThatCannotBeSentAreAFailure)
 }
 
 /// All that a partition can go through, where what stands for a driver makes its device, and is
-/// nowhere to be found then.
+/// nowhere to be found then, among few processes: the machine may have thousands.
 void live_through_everything()
 {
+    COMMON_Process_Id();  // the records' own look at /proc
+    FakeProcesses processes;
+    processes.add("1", "Name:\tother\n");
     corrupt("/config/a/b");
     std::uint32_t flag = 7;
     EXPECT_LE(FLASHSAFE_CheckPartition(2, 0, 0, &flag), 1U);

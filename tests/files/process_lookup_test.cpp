@@ -436,9 +436,7 @@ TEST(ProcessTermination, TimeOfZeroStillWaitsOneStep)
         const Child child(true);
         const auto start = Clock::now();
         EXPECT_EQ(UTIL_TerminatePid(child.pid(), 0, 0), 0U);
-        const auto duration = Clock::now() - start;
-        EXPECT_GE(duration, milliseconds(100));
-        EXPECT_LT(duration, stretched(kPatience));
+        EXPECT_GE(Clock::now() - start, milliseconds(100));
     });
 }
 
@@ -448,9 +446,7 @@ TEST(ProcessTermination, ThreeStepsAreWaitedForAQuarterOfASecond)
         const Child child(true);
         const auto start = Clock::now();
         EXPECT_EQ(UTIL_TerminatePid(child.pid(), 250, 0), 0U);
-        const auto duration = Clock::now() - start;
-        EXPECT_GE(duration, milliseconds(300));
-        EXPECT_LT(duration, stretched(kPatience));
+        EXPECT_GE(Clock::now() - start, milliseconds(300));
     });
 }
 

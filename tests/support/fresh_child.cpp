@@ -13,6 +13,7 @@
 #include <string_view>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -112,6 +113,7 @@ void set_up(const FreshSetup& setup, const Ends& ends)
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const rlimit no_core{0, 0};
     setrlimit(RLIMIT_CORE, &no_core);
+    umask(022);
 
     connect_standard_streams(ends);
     set_environment(setup.env);

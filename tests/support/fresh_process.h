@@ -1,7 +1,7 @@
 /**
  * @file fresh_process.h
  * Runs a piece of a test, or a program, in a new process of its own: its own private root, a clean
- * environment, chosen files, a log daemon that listens, a time limit.
+ * environment, a file mode mask of 022, chosen files, a log daemon that listens, a time limit.
  *
  *     const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_LEVEL", "Debug"}}}, [] {
  *         EXPECT_EQ(COMMON_Log_LevelGet(), COMMON_LogLevelDebug);

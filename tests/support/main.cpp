@@ -1,4 +1,6 @@
 // The main program of every test program.
+#include <csignal>
+
 #include <gmock/gmock.h>
 
 #include "outcome.h"
@@ -32,6 +34,8 @@ const char* __ubsan_default_options()
 
 int main(int argc, char** argv)
 {
+    // Ignored by whoever started this, it would leave no child to be waited for.
+    std::signal(SIGCHLD, SIG_DFL);
     testing::InitGoogleMock(&argc, argv);
     return RUN_ALL_TESTS();
 }
