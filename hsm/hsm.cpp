@@ -165,7 +165,7 @@ std::uint8_t HsmToLCA_(Hsm* machine, State* target)
     if (target == source) {
         return 1;
     }
-    if (source == nullptr) {
+    if (source == nullptr || target == nullptr) {
         return 0;
     }
     // Brothers, then a substate right below: what most transitions are.

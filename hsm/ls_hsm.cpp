@@ -68,6 +68,14 @@ void tell(const ls_hsm_t& machine, const Request& request) noexcept
                              .event = request.value});
 }
 
+/// Changes the current state. Atomically, and all that was written to the state before it: a thread
+/// whose dispatch is refused reads it meanwhile, for the hook. The thread that drives the machine
+/// reads it as it stands.
+void set_current(ls_hsm_t& machine, ls_hsm_state_t* state) noexcept
+{
+    std::atomic_ref(machine.current).store(state, std::memory_order_release);
+}
+
 /// Offers the current state an event of a transition to `target`. Inlined, so that each kind of
 /// event has a call of its own, whose callbacks the processor predicts better.
 [[gnu::always_inline]] inline Result offer(ls_hsm_t& machine, const ls_hsm_event_t& event,
@@ -88,11 +96,12 @@ void tell(const ls_hsm_t& machine, const Request& request) noexcept
     static constexpr ls_hsm_event_t kExit{LS_HSM_EVENT_EXIT, 0};
     static constexpr ls_hsm_event_t kEntry{LS_HSM_EVENT_ENTRY, 0};
     static constexpr ls_hsm_event_t kInit{LS_HSM_EVENT_INIT, 0};
-    // From the stack, and as long as the machine says: no bound fits every machine, and a heap is
-    // not for here. `last` is tested against the same number.
-    auto** const path = static_cast<ls_hsm_state_t**>(
-        __builtin_alloca(static_cast<std::size_t>(machine.depth) * sizeof(ls_hsm_state_t*)));
     ls_hsm_state_t* const target = machine.target;
+    // From the stack, as a heap is not for here. The machine's depth may be any number, but no path
+    // is longer than its target is deep. `last` is tested against the same number.
+    const std::int32_t slots = target->depth < machine.depth ? target->depth + 1 : machine.depth;
+    auto** const path = static_cast<ls_hsm_state_t**>(
+        __builtin_alloca(static_cast<std::size_t>(slots) * sizeof(ls_hsm_state_t*)));
     ls_hsm_state_t* current = machine.current;
     ls_hsm_state_t* step = target;
     std::int32_t last = 0;
@@ -105,9 +114,9 @@ void tell(const ls_hsm_t& machine, const Request& request) noexcept
             current = current->parent;
             // The callback may have done anything to its record.
             COMMON_ASSERT(kSource, current != nullptr, "ls_hsm->source");
-            machine.current = current;
+            set_current(machine, current);
         } else if (step->parent != nullptr) {
-            if (++last == machine.depth) {
+            if (++last == slots) {
                 call_hook(machine, LS_HSM_HOOK_DEPTH, current, kExit, 0);
                 return kDone;
             }
@@ -120,7 +129,7 @@ void tell(const ls_hsm_t& machine, const Request& request) noexcept
         }
     }
     while (last > 0) {
-        machine.current = path[--last];
+        set_current(machine, path[--last]);
         if (const Result result = offer(machine, kEntry, target); result != kDone) [[unlikely]] {
             return result;
         }
@@ -192,8 +201,9 @@ int dispatch(ls_hsm_t& machine, const ls_hsm_event_t& event)
 {
     const std::atomic_ref busy(machine.busy);
     if (const std::uint32_t before = busy.fetch_or(1, std::memory_order_acquire); before != 0) {
-        return call_hook(machine, LS_HSM_HOOK_BUSY, machine.current, event,
-                         static_cast<int>(before));
+        ls_hsm_state_t* const current =
+            std::atomic_ref(machine.current).load(std::memory_order_acquire);
+        return call_hook(machine, LS_HSM_HOOK_BUSY, current, event, static_cast<int>(before));
     }
     offer_upwards(machine, event);
     // An AND with 0 that gives the previous value. Others only set what is set already, so a load
@@ -238,7 +248,7 @@ int ls_hsm_run(ls_hsm_t* machine)
 {
     COMMON_ASSERT(kSource, machine != nullptr, "ls_hsm");
     ls_hsm_state_t* const master = &machine->master;
-    machine->current = master;
+    set_current(*machine, master);
     const ls_hsm_event_t entry{LS_HSM_EVENT_ENTRY, 0};
     if (const int result = master->callback(machine, &entry, machine->userData, master);
         result != 0) {

@@ -24,9 +24,13 @@
  * - All records are the caller's and must outlive the machine's use; names are not copied. Nothing
  *   is allocated, logged or locked. A machine is driven by one thread at a time, and its handlers
  *   run in that thread, inside HsmOnStart() and HsmOnEvent().
- * - One transition may enter at most 7 states, those below the least common ancestor down to the
- *   target. This is not tested, and neither are null arguments, null handlers, states that do not
- *   lead up to the machine's top state, and cycles: such errors have undefined results.
+ * - States may be nested 7 deep below the top state, as one transition may enter at most 7 states,
+ *   those below the least common ancestor down to the target. This is not tested, and neither are
+ *   null arguments, null handlers, states that do not lead up to the machine's top state, and
+ *   cycles: such errors have undefined results.
+ * - A handler must return: not throw, not jump out of it and not end its thread. What was left or
+ *   entered until then stays so, and a transition that was pending is pending for good, so that
+ *   the next one ends the process.
  * - A handler should not call HsmOnEvent() for its own machine. The inner event would be handled at
  *   once and in full, and the handler would go on with the `source` that this leaves behind.
  * - hsm_trace.h shows the transitions of a machine without a change in its handlers.
@@ -134,7 +138,7 @@ void HsmExit_(Hsm* machine, uint8_t toLca);
 /**
  * A step of HsmStateTran_(), for handlers that need it: counts the states to leave, from the state
  * whose handler runs, up to the least common ancestor of it and the target.
- * @return 1 for the state itself; 0 when there is no source or no common ancestor.
+ * @return 1 for the state itself; 0 when there is no source, no target or no common ancestor.
  */
 uint8_t HsmToLCA_(Hsm* machine, State* target);
 

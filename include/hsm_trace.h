@@ -46,9 +46,17 @@ typedef struct HsmTransition {
     HsmCause cause;
     const void* machine;
     const char* machineName;
-    const void* from; /**< the state whose handler took it, which may be above the current one */
-    const void* to;   /**< its target */
-    uintptr_t event;  /**< as the handler got it; for HsmCauseStart the start event, or 0 */
+    /**
+     * The state that handled the event, which may be above the current one. For a transition that
+     * is given another target on its way, the state whose callback did that.
+     *
+     * A state below it may be the one that asked for the transition: where a handler or callback
+     * asks and passes the event on, the transition is made for the one that handles it. Only an
+     * immediate transition of ls_hsm.h is from the state that does not handle the event.
+     */
+    const void* from;
+    const void* to;  /**< its target */
+    uintptr_t event; /**< as `from` got it; for HsmCauseStart the start event, or 0 */
 } HsmTransition;
 
 typedef struct HsmTrace HsmTrace;
@@ -57,7 +65,7 @@ typedef struct HsmTrace HsmTrace;
 struct HsmTrace {
     /**
      * Told each transition of each machine of the process, in the thread that drives the machine.
-     * It must not drive that machine or take transitions.
+     * It must not drive that machine or take transitions, and it must return, as a handler must.
      */
     void (*transition)(HsmTrace* trace, const HsmTransition* transition);
     HsmTrace* next; /**< told after this one, or null; set before HsmTraceSet() */
@@ -105,7 +113,11 @@ typedef struct HsmSeenTransition {
 } HsmSeenTransition;
 
 /**
- * Gives the name of an event of the application, while it is being handled.
+ * Gives the name of an event of the application. Asked for an event that a transition was taken
+ * for, when the handler has returned and before a state is entered: where events are addresses of
+ * messages, a message must outlive its HsmOnEvent(), or the name must not be read from it. Not
+ * asked for start and init events, nor for events that make no transition.
+ * @param event as told with the transition.
  * @return a text that stays valid as long as the recorder, or null: then the number is shown.
  */
 typedef const char* (*HsmEventName)(uintptr_t event);

@@ -20,6 +20,10 @@
  *   run time is told to the machine's hook and never ends the process.
  * - A dispatch while another one runs on the machine, from another thread or from a callback, is
  *   refused and not queued. Nothing else is protected: drive a machine from one thread.
+ * - A callback or hook must return: not throw, not jump out of it and not end its thread, nor be
+ *   cancelled with it. The machine would stay busy for good and refuse every dispatch.
+ * - States may be nested as deep as the stack has room for: a transition takes one pointer for each
+ *   level of its target, but not more than the machine's depth, and nothing else that grows.
  * - hsm_trace.h shows the transitions of a machine without a change in its callbacks.
  */
 #ifndef COMMON_LS_HSM_H
@@ -49,7 +53,8 @@ enum {
     LS_HSM_HOOK_UNHANDLED = 2,
     /** The target is in another tree. Everything up to the master state was left. Current state. */
     LS_HSM_HOOK_NO_COMMON_ANCESTOR = 3,
-    /** A dispatch was refused because one is running. Current state. */
+    /** A dispatch was refused because one is running. The state that was current when it was, which
+     * the running dispatch may have left since. */
     LS_HSM_HOOK_BUSY = 4
 };
 
@@ -77,7 +82,10 @@ typedef int (*ls_hsm_callback_t)(ls_hsm_t* machine, const ls_hsm_event_t* event,
                                  ls_hsm_state_t* state);
 
 /**
- * The hook of a machine.
+ * The hook of a machine. It runs in the thread that drives the machine, but with LS_HSM_HOOK_BUSY
+ * in the one whose dispatch was refused: that may be another thread, and then it runs beside the
+ * callbacks of the dispatch that goes on, and beside itself. What it shares with them is for the
+ * application to protect; of the machine it may read the name and the user data only.
  * @param machine the machine.
  * @param code LS_HSM_HOOK_DEPTH to LS_HSM_HOOK_BUSY.
  * @param state as told with the codes.
@@ -102,12 +110,12 @@ struct ls_hsm_state {
 struct ls_hsm {
     void* userData;
     const char* name;
-    ls_hsm_state_t* origin; /**< current when the running, or latest, transition began */
-    ls_hsm_state_t* current;
+    ls_hsm_state_t* origin;          /**< current when the running, or latest, transition began */
+    ls_hsm_state_t* current;         /**< written atomically once the machine is started */
     ls_hsm_state_t* target;          /**< of the pending transition, or null */
     ls_hsm_state_t* immediateTarget; /**< of the pending immediate transition, or null */
     ls_hsm_state_t master;           /**< named "master" */
-    int32_t depth;                   /**< slots of a transition's path */
+    int32_t depth;                   /**< slots of a transition's path at most */
     uint32_t busy;                   /**< non-zero during a dispatch; changed atomically */
     ls_hsm_hook_t hook;              /**< may be null */
 };
@@ -120,8 +128,8 @@ struct ls_hsm {
  * @param callback of the master state. Null ends the process ("callback").
  * @param hook called on every abnormal outcome; may be null.
  * @param depth how many states the longest path from a target up to a least common ancestor has,
- *        both included: one more than the depth of the deepest state is always enough. At least 1,
- *        else the process ends ("depth > 0"). A transition takes so many pointers from the stack.
+ *        both included: one more than the depth of the deepest state is always enough, and so is
+ *        INT32_MAX. At least 1, else the process ends ("depth > 0").
  */
 void ls_hsm_init(ls_hsm_t* machine, const char* name, void* userData, ls_hsm_callback_t callback,
                  ls_hsm_hook_t hook, int32_t depth);

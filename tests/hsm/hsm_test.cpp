@@ -435,16 +435,27 @@ TEST(Hsm, ToLcaCountsTheStatesToLeave)
         State* target;
         int count;
     } const kCases[] = {
-        {&chart.c, &chart.c, 1},         {nullptr, &chart.c, 0},
-        {nullptr, nullptr, 1},           {&chart.c, &chart.d, 0},
-        {&chart.c, &chart.g, 0},         {&chart.machine.top, &chart.g, 0},
-        {&chart.b, &chart.b2, 1},        {&chart.c, &chart.c2, 2},
-        {&chart.c, &chart.b, 1},         {&chart.c, &chart.a, 2},
-        {&chart.g, &chart.z, 7},         {&chart.g, &chart.machine.top, 7},
-        {&chart.z, &chart.g, 1},         {&chart.c2, &chart.g, 2},
-        {&chart.g, &chart.c2, 6},        {&chart.c, &alone, 0},
-        {&alone, &chart.c, 0},           {&chart.machine.top, &alone, 0},
+        {&chart.c, &chart.c, 1},
+        {nullptr, &chart.c, 0},
+        {nullptr, nullptr, 1},
+        {&chart.c, &chart.d, 0},
+        {&chart.c, &chart.g, 0},
+        {&chart.machine.top, &chart.g, 0},
+        {&chart.b, &chart.b2, 1},
+        {&chart.c, &chart.c2, 2},
+        {&chart.c, &chart.b, 1},
+        {&chart.c, &chart.a, 2},
+        {&chart.g, &chart.z, 7},
+        {&chart.g, &chart.machine.top, 7},
+        {&chart.z, &chart.g, 1},
+        {&chart.c2, &chart.g, 2},
+        {&chart.g, &chart.c2, 6},
+        {&chart.c, &alone, 0},
+        {&alone, &chart.c, 0},
+        {&chart.machine.top, &alone, 0},
         {&alone, &chart.machine.top, 0},
+        {&chart.c, nullptr, 0},
+        {&chart.machine.top, nullptr, 0},
     };
     for (const auto& example : kCases) {
         chart.machine.source = example.source;

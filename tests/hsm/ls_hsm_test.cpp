@@ -2,9 +2,11 @@
 // is told and what dispatches return.
 #include "ls_hsm.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <cstring>
+#include <sched.h>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -274,6 +276,92 @@ TEST(LsHsm, DispatchFromAnotherThreadIsRefusedWhileOneRuns)
     other.join();
     EXPECT_THAT(chart.calls, ElementsAre("b 1"));
     EXPECT_THAT(chart.dispatch(2), ElementsAre("b 2", "a 2", "master 2"));
+}
+
+/// Keeps the calling thread on one of the processors that it may use, where there are several.
+void stay_on_processor(int which)
+{
+    cpu_set_t allowed;
+    ASSERT_EQ(sched_getaffinity(0, sizeof allowed, &allowed), 0);
+    for (int processor = 0, seen = 0; processor < CPU_SETSIZE && CPU_COUNT(&allowed) > 1;
+         ++processor) {
+        if (CPU_ISSET(processor, &allowed) && seen++ == which) {
+            CPU_ZERO(&allowed);
+            CPU_SET(processor, &allowed);
+            EXPECT_EQ(sched_setaffinity(0, sizeof allowed, &allowed), 0);
+        }
+    }
+}
+
+// Two threads until each has had 20,000 dispatches, each of which makes a transition or is refused;
+// and more while the machine is so busy that they seldom run at the same time.
+TEST(LsHsm, DispatchesOfTwoThreadsNeverOverlap)
+{
+    struct Contended : ls_hsm_t {
+        ls_hsm_state_t one, other;
+        std::atomic<int> inside{0};
+        std::atomic<int> overlaps{0};
+        std::atomic<int> handled{0};
+        std::atomic<int> refused{0};
+        std::atomic<int> strangers{0};
+        std::atomic<std::thread::id> last{};
+        std::atomic<int> turns{0};
+    } machine;
+    const auto callback = [](ls_hsm_t* driven, const ls_hsm_event_t* event, void*,
+                             ls_hsm_state_t*) {
+        auto& contended = static_cast<Contended&>(*driven);
+        contended.overlaps += contended.inside++ != 0 ? 1 : 0;
+        if (event->type == LS_HSM_EVENT_USER) {
+            ++contended.handled;
+            const std::thread::id self = std::this_thread::get_id();
+            contended.turns += contended.last.exchange(self) != self ? 1 : 0;
+            ls_hsm_transition(driven, driven->current == &contended.one ? &contended.other
+                                                                        : &contended.one);
+        }
+        --contended.inside;
+        return 0;
+    };
+    // Runs in the thread that was refused, beside the callbacks of the other one.
+    const auto hook = [](ls_hsm_t* driven, std::uint32_t code, ls_hsm_state_t* state,
+                         const ls_hsm_event_t*, void*) {
+        auto& contended = static_cast<Contended&>(*driven);
+        ++contended.refused;
+        const bool known =
+            state == &contended.one || state == &contended.other || state == &driven->master;
+        contended.strangers += known && code == LS_HSM_HOOK_BUSY ? 0 : 1;
+        return 0;
+    };
+    ls_hsm_init(&machine, "contended", nullptr, callback, hook, 2);
+    ls_hsm_state_init(&machine.one, "one", &machine.master, callback);
+    ls_hsm_state_init(&machine.other, "other", &machine.master, callback);
+    EXPECT_EQ(ls_hsm_run(&machine), 1);
+    constexpr int kDispatches = 20'000;
+    constexpr int kMostDispatches = 200'000;
+    constexpr int kTurns = 1000;
+    std::atomic<int> handled{0};
+    std::atomic<int> refusals{0};
+    const auto drive = [&](int processor) {
+        stay_on_processor(processor);
+        int count = 0;
+        while (count < kDispatches || (machine.turns < kTurns && count < kMostDispatches)) {
+            if (ls_hsm_dispatch(&machine, 1) == 1) {
+                ++count;
+            } else {
+                ++refusals;
+                std::this_thread::yield();
+            }
+        }
+        handled += count;
+    };
+    std::thread one(drive, 0);
+    std::thread two(drive, 1);
+    one.join();
+    two.join();
+    EXPECT_EQ(machine.overlaps, 0);
+    EXPECT_EQ(machine.strangers, 0);
+    EXPECT_EQ(machine.handled, handled);
+    EXPECT_EQ(machine.refused, refusals);
+    EXPECT_EQ(machine.busy, 0U);
 }
 
 // Misuse.

@@ -1,6 +1,8 @@
 // The transitions of the state machine engine: what is left and entered, what callbacks can change
 // or refuse on the way, and what the hook is told.
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -262,21 +264,96 @@ TEST(LsHsmTransition, DepthOfOneHasRoomForTheTargetOnly)
     EXPECT_THAT(chart.dispatch(2), ElementsAre("a 2", "hook 0 a exit"));
 }
 
-TEST(LsHsmTransition, LargeDepthIsTakenFromTheStackOnceForARound)
+// The depth says what is allowed. What a transition takes from the stack goes by its target.
+TEST(LsHsmTransition, DepthMayBeAnyNumber)
 {
-    // 1000 rounds of 64 KiB of path each, which no stack has room for.
-    Chart chart(8 * 1024);
-    chart.stand_at(chart.b);
-    int rounds = 1000;
-    chart.on_transition("b", 1, chart.b2);
-    chart.on("b2", kInit, [&] {
-        ls_hsm_transition(&chart, --rounds > 0 ? &chart.c2 : &chart.b2);
+    for (const std::int32_t depth : {2'000'000, 0x20000000, 0x40000000, INT32_MAX}) {
+        Chart chart(depth);
+        chart.on_transition("master", kInit, chart.e);
+        EXPECT_EQ(ls_hsm_run(&chart), 1);
+        EXPECT_THAT(chart.calls, ElementsAre("master entry*", "master init", "a entry*", "b entry*",
+                                             "c entry*", "d entry*", "e entry*", "e init*"));
+        chart.on_transition("e", 1, chart.z);
+        EXPECT_THAT(chart.dispatch(1), ElementsAre("e 1", "e exit*", "d exit*", "c exit*",
+                                                   "b exit*", "a exit*", "z entry*", "z init*"));
+        EXPECT_EQ(chart.current, &chart.z);
+    }
+}
+
+/// A branch of states, one below the other.
+std::vector<ls_hsm_state_t> branch_below(ls_hsm_state_t& top, std::size_t levels,
+                                         ls_hsm_callback_t callback)
+{
+    std::vector<ls_hsm_state_t> branch(levels);
+    ls_hsm_state_t* parent = &top;
+    for (ls_hsm_state_t& state : branch) {
+        ls_hsm_state_init(&state, "deep", parent, callback);
+        parent = &state;
+    }
+    return branch;
+}
+
+TEST(LsHsmTransition, FortyLevelsAreLeftAndEnteredInOrder)
+{
+    static std::vector<const ls_hsm_state_t*> left;
+    static std::vector<const ls_hsm_state_t*> entered;
+    left.clear();
+    entered.clear();
+    const auto note = [](ls_hsm_t*, const ls_hsm_event_t* event, void*, ls_hsm_state_t* state) {
+        if (event->type != LS_HSM_EVENT_INIT && event->type != LS_HSM_EVENT_USER) {
+            (event->type == LS_HSM_EVENT_EXIT ? left : entered).push_back(state);
+        }
+        return event->type == LS_HSM_EVENT_USER ? 1 : 0;
+    };
+    // The path has the forty states and the one that both branches hang from.
+    Chart chart(41);
+    std::vector<ls_hsm_state_t> from = branch_below(chart.b2, 40, note);
+    std::vector<ls_hsm_state_t> to = branch_below(chart.b2, 40, note);
+    chart.stand_at(from.back());
+    chart.on_transition("b2", 1, to.back());
+    EXPECT_THAT(chart.dispatch(1), ElementsAre("b2 1"));
+    EXPECT_EQ(chart.current, &to.back());
+    EXPECT_EQ(chart.target, nullptr);
+    std::vector<const ls_hsm_state_t*> expected;
+    for (const ls_hsm_state_t& state : to) {
+        expected.push_back(&state);
+    }
+    EXPECT_EQ(entered, expected);
+    expected.clear();
+    for (const ls_hsm_state_t& state : from) {
+        expected.insert(expected.begin(), &state);
+    }
+    EXPECT_EQ(left, expected);
+    // Back again, with a slot less than that takes.
+    chart.depth = 40;
+    chart.on_transition("b2", 1, from.back());
+    EXPECT_THAT(chart.dispatch(1), ElementsAre("b2 1", "hook 0 b2 exit"));
+    EXPECT_EQ(chart.current, &chart.b2);
+}
+
+TEST(LsHsmTransition, DeepTargetTakesItsPathFromTheStackOnceForARound)
+{
+    // 1000 rounds with 8192 levels of path each, which no stack has room for.
+    static int rounds;
+    static ls_hsm_state_t last[2];
+    const auto change_over = [](ls_hsm_t* machine, const ls_hsm_event_t* event, void*,
+                                ls_hsm_state_t* state) {
+        if (event->type == LS_HSM_EVENT_INIT && --rounds > 0) {
+            ls_hsm_transition(machine, state == last ? last + 1 : last);
+        }
         return 0;
-    });
-    chart.on_transition("c2", kInit, chart.b2);
+    };
+    rounds = 1000;
+    Chart chart(INT32_MAX);
+    std::vector<ls_hsm_state_t> deep = branch_below(chart.b2, 8192, change_over);
+    for (ls_hsm_state_t& state : last) {
+        ls_hsm_state_init(&state, "last", &deep.back(), change_over);
+    }
+    chart.stand_at(chart.b);
+    chart.on_transition("b", 1, last[0]);
     chart.dispatch(1);
     EXPECT_EQ(rounds, 0);
-    EXPECT_EQ(chart.current, &chart.b2);
+    EXPECT_EQ(chart.current, last + 1);
 }
 
 // Other trees.
