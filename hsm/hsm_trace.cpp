@@ -36,10 +36,9 @@ std::uint32_t place_of(HsmRecorder& recorder, HsmEngine engine, const void* stat
             return place;
         }
     }
-    const void* const parent_state = HsmTraceStateParent(engine, state);
-    const std::uint32_t parent = place_of(recorder, engine, parent_state);
-    if (recorder.stateCount == HsmRecorderStates ||
-        (parent_state != nullptr && parent == HsmRecorderNone)) {
+    const std::uint32_t parent = place_of(recorder, engine, HsmTraceStateParent(engine, state));
+    // Also when there was none for a superstate.
+    if (recorder.stateCount == HsmRecorderStates) {
         return HsmRecorderNone;
     }
     const char* const name = HsmTraceStateName(engine, state);
