@@ -71,7 +71,8 @@ uint32_t RegExp_Match(const RegExp* regexp, const char* text);
  * Each search takes what follows the last match as a text of its own: "^" matches at its start. A
  * match of no text is found again by the next call, which is for the caller to notice.
  * @param regexp null ends the process ("regexp").
- * @param text the same as before when continuing; null ends the process ("text").
+ * @param text the same as before when continuing; null ends the process ("text"). May be one of the
+ *        texts of the last match, which are gone afterwards.
  * @param continue_search 0 starts at the beginning.
  * @return the texts, valid until the next call or the end of the expression; null when there is no
  *         (further) match, or the last one ended with the text.
@@ -88,7 +89,8 @@ SubExps* RegExp_MatchSubExp(RegExp* regexp, const char* text, uint32_t continue_
  * the text and of the result, not with their product; the stack does not grow.
  * @param regexp null ends the process ("regexp").
  * @param text null ends the process ("text"). May be the last result.
- * @param replacement put in as it is; null ends the process ("replacement").
+ * @param replacement put in as it is; null ends the process ("replacement"). May be the last
+ * result.
  * @param all 1 replaces every match, anything else the first one.
  * @return the new text, owned by the expression and valid until its next replacement or end. One of
  *         4 GiB or more ends the process ("size <= UINT32_MAX").

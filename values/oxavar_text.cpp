@@ -1,8 +1,10 @@
 // The text of variants, for traces.
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "mem_malloc.h"
 #include "oxavar.h"
@@ -15,7 +17,7 @@ void print_text(char* out, const char* text) noexcept
 {
     if (text == nullptr) {
         std::snprintf(out, kSize, "(null)");
-    } else if (std::strlen(text) + 3 >= kSize) {
+    } else if (strnlen(text, kSize) + 3 >= kSize) {
         // The width is part of the format that readers of traces know: a text of 1021 or 1022
         // characters stands at the right, behind blanks.
         constexpr int kAll = kSize - 1;
@@ -25,16 +27,51 @@ void print_text(char* out, const char* text) noexcept
     }
 }
 
+constexpr std::size_t length_of(std::int32_t number) noexcept
+{
+    std::size_t length = number < 0 ? 2 : 1;
+    while ((number /= 10) != 0) {
+        ++length;
+    }
+    return length;
+}
+
+/// How long the text of a variant is at least, without making it.
+std::size_t least_length(const COMMON_OXAVar& var) noexcept
+{
+    constexpr auto length = [](std::string_view text) { return text.size(); };
+    switch (var.type) {
+    case OXAVAR_TYPE_INT:
+        return length_of(var.value.integer);
+    case OXAVAR_TYPE_FLOAT:
+        return length(std::isfinite(var.value.real) ? "0.000000" : "inf");
+    case OXAVAR_TYPE_STRING:
+        return var.value.text == nullptr ? length("(null)") : strnlen(var.value.text, kSize) + 2;
+    case OXAVAR_TYPE_PVOID:
+        return length("0x1");
+    case OXAVAR_TYPE_ARRAY:
+        return length("{}");
+    default:
+        return length("unknown (type=0)");
+    }
+}
+
 /// An element goes in if ten characters are left behind it. That keeps room for the separator and
-/// the brace, and is the point at which traces have always been cut.
+/// the brace, and is the point at which traces have always been cut. The texts of those that have
+/// no room are not made as far as that can be told before: an array may have a great many.
 void print_array(char* out, const COMMON_OXAVar& array) noexcept
 {
     constexpr std::size_t kSpare = 10;
     const std::uint32_t count = array.value.elements == nullptr ? 0 : array.count;
     std::size_t end = 0;
     out[end++] = '{';
-    for (std::uint32_t index = 0; index < count; ++index) {
-        char* const text = COMMON_OXAVarToString(&array.value.elements[index]);
+    // Until not even one character has room.
+    for (std::uint32_t index = 0; index < count && 1 + kSpare < kSize - end; ++index) {
+        const COMMON_OXAVar& element = array.value.elements[index];
+        if (least_length(element) + kSpare >= kSize - end) {
+            continue;
+        }
+        char* const text = COMMON_OXAVarToString(&element);
         const std::size_t length = text == nullptr ? kSize : std::strlen(text);
         if (length + kSpare < kSize - end) {
             if (end != 1) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "mem_malloc.h"
 #include "platform/assertion.h"
@@ -21,10 +22,16 @@ namespace {
 
 constexpr common::Source kSource = common::kRegexpSource;
 
-void subexps_clear(ListLight* list) noexcept
+/// Empties a list. Gives what was in it, to be released when nobody reads it any more.
+ListLight subexps_clear(ListLight* list) noexcept
 {
     COMMON_ASSERT(kSource, list != nullptr, "list");
-    ListLight_Clear(list, ListLight_entry_data_memfree_callback);
+    return std::exchange(*list, ListLight{});
+}
+
+void release(ListLight texts) noexcept
+{
+    ListLight_Clear(&texts, ListLight_entry_data_memfree_callback);
 }
 
 char* copy_of(std::string_view piece) noexcept
@@ -76,6 +83,30 @@ bool find(const regex_t& expression, std::string_view text, Slots& slots) noexce
     return regexec(&expression, text.data(), slots.size(), slots.begin(), REG_STARTEND) == 0;
 }
 
+/// Finds the next stepwise match in a text and appends what took part in it to the list.
+bool match_next(RegExp& regexp, const char* text) noexcept
+{
+    // The text may be another one than before, and end before the position.
+    if (strnlen(text, std::size_t{regexp.position} + 1) <= regexp.position) {
+        return false;
+    }
+    const char* const rest = text + regexp.position;
+    Slots slots(regexp.expression.re_nsub + 1);
+    if (regexec(&regexp.expression, rest, slots.size(), slots.begin(), 0) != 0) {
+        return false;
+    }
+    // Optional groups without a match are left out: callers count what took part.
+    for (const regmatch_t& slot : slots) {
+        if (slot.rm_so != -1 && slot.rm_eo != -1) {
+            ListLight_PushBack(
+                regexp.subexps,
+                copy_of({rest + slot.rm_so, static_cast<std::size_t>(slot.rm_eo - slot.rm_so)}));
+        }
+    }
+    regexp.position += static_cast<std::uint32_t>(slots.begin()->rm_eo);
+    return true;
+}
+
 }  // namespace
 
 extern "C" {
@@ -96,7 +127,7 @@ RegExp* RegExp_New(const char* pattern, uint32_t case_sensitive)
 void RegExp_Delete(RegExp* regexp)
 {
     COMMON_ASSERT(kSource, regexp != nullptr, "regexp");
-    subexps_clear(regexp->subexps);
+    release(subexps_clear(regexp->subexps));
     ListLight_Delete(regexp->subexps, nullptr);
     MEM_Free(regexp->result);
     regfree(&regexp->expression);
@@ -117,26 +148,11 @@ SubExps* RegExp_MatchSubExp(RegExp* regexp, const char* text, uint32_t continue_
     if (continue_search == 0) {
         regexp->position = 0;
     }
-    subexps_clear(regexp->subexps);
-    // The text may be another one, and end before the position.
-    if (strnlen(text, std::size_t{regexp->position} + 1) <= regexp->position) {
-        return nullptr;
-    }
-    const char* const rest = text + regexp->position;
-    Slots slots(regexp->expression.re_nsub + 1);
-    if (regexec(&regexp->expression, rest, slots.size(), slots.begin(), 0) != 0) {
-        return nullptr;
-    }
-    // Optional groups without a match are left out: callers count what took part.
-    for (const regmatch_t& slot : slots) {
-        if (slot.rm_so != -1 && slot.rm_eo != -1) {
-            ListLight_PushBack(
-                regexp->subexps,
-                copy_of({rest + slot.rm_so, static_cast<std::size_t>(slot.rm_eo - slot.rm_so)}));
-        }
-    }
-    regexp->position += static_cast<std::uint32_t>(slots.begin()->rm_eo);
-    return &regexp->subexps;
+    const ListLight last = subexps_clear(regexp->subexps);
+    const bool found = match_next(*regexp, text);
+    // Only now: the text may be one of them.
+    release(last);
+    return found ? &regexp->subexps : nullptr;
 }
 
 const char* RegExp_Replace(RegExp* regexp, const char* text, const char* replacement, uint32_t all)
@@ -159,7 +175,7 @@ const char* RegExp_Replace(RegExp* regexp, const char* text, const char* replace
         }
     }
     result.append(rest);
-    // Only now: the text may have been the last result.
+    // Only now: the text or the replacement may have been the last result.
     MEM_Free(regexp->result);
     regexp->result = result.take();
     return regexp->result;

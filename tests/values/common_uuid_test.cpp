@@ -47,7 +47,13 @@ TEST(CommonUuid, BytesAreKeptInOrderAndFollowedByZeros)
 
 TEST(CommonUuid, OtherSizesEndTheProcess)
 {
-    for (const std::uint32_t size : {1U, 3U, 5U, 8U, 15U, 17U, 256U, 258U, UINT32_MAX}) {
+    std::vector<std::uint32_t> sizes{17, 18, 20, 32, 254, 255, 256, 258, 0x80000002, UINT32_MAX};
+    for (std::uint32_t size = 1; size < 16; ++size) {
+        if (size != 2 && size != 4) {
+            sizes.push_back(size);
+        }
+    }
+    for (const std::uint32_t size : sizes) {
         for (const void* const data :
              {static_cast<const void*>(kBytes), static_cast<const void*>(nullptr)}) {
             const Outcome outcome = run_fresh([=] {

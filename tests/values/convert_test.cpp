@@ -125,6 +125,21 @@ TEST(Convert, MinusNegatesInTheResultsWidth)
     EXPECT_EQ(to_64("-ffffffffffffffff").value, 1U);
 }
 
+TEST(Convert, MinusIsSeenBehindAnyWhiteSpace)
+{
+    EXPECT_THAT(reports_of([] {
+                    for (const std::string space : {" ", "\t", "\n", "\v", "\f", "\r", "\r\n \t"}) {
+                        EXPECT_EQ(to_32(space + "-1"),
+                                  (Converted<std::uint32_t>{STATUS_SUCCESS, UINT32_MAX}));
+                        EXPECT_EQ(to_32(space + "-0xffffffff"),
+                                  (Converted<std::uint32_t>{STATUS_SUCCESS, 1}));
+                        EXPECT_EQ(to_64(space + "-1"),
+                                  (Converted<std::uint64_t>{STATUS_SUCCESS, UINT64_MAX}));
+                    }
+                }),
+                IsEmpty());
+}
+
 TEST(Convert, LargerThanTheResultIsInvalid)
 {
     const auto invalid = warning("CONVERT_HexStrToU32", "Invalid String Value");
@@ -164,14 +179,18 @@ TEST(Convert, EarlierErrorNumberMakesEveryTextInvalid)
 
 TEST(Convert, NumberTooLargeSpoilsTheNextConversion)
 {
-    std::uint32_t value = kUntouched32;
-    errno = 0;
-    EXPECT_EQ(CONVERT_HexStrToU32("100000000", &value), STATUS_INVALID_PARAM);
-    EXPECT_EQ(CONVERT_HexStrToU32("1", &value), STATUS_INVALID_PARAM);
-    EXPECT_EQ(value, kUntouched32);
-    errno = 0;
-    EXPECT_EQ(CONVERT_HexStrToU32("1", &value), STATUS_SUCCESS);
-    EXPECT_EQ(value, 1U);
+    const auto invalid = warning("CONVERT_HexStrToU32", "Invalid String Value");
+    EXPECT_THAT(reports_of([] {
+                    std::uint32_t value = kUntouched32;
+                    errno = 0;
+                    EXPECT_EQ(CONVERT_HexStrToU32("100000000", &value), STATUS_INVALID_PARAM);
+                    EXPECT_EQ(CONVERT_HexStrToU32("1", &value), STATUS_INVALID_PARAM);
+                    EXPECT_EQ(value, kUntouched32);
+                    errno = 0;
+                    EXPECT_EQ(CONVERT_HexStrToU32("1", &value), STATUS_SUCCESS);
+                    EXPECT_EQ(value, 1U);
+                }),
+                ElementsAre(invalid, invalid));
 }
 
 TEST(Convert, NullIsReportedWhateverErrnoIs)

@@ -1,5 +1,7 @@
 // Memory of variants: every block is given back, and running out of it ends the process.
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -19,6 +21,8 @@ struct Step {
 };
 
 char some_text[] = "text";
+
+const std::string kLongText(2000, 'x');
 
 const Step kAllocating[] = {
     {"strdup", [](COMMON_OXAVar*) { COMMON_OXA_strdup(some_text); }},
@@ -79,6 +83,51 @@ TEST(OXAVarFault, EveryBlockIsGivenBack)
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
     EXPECT_THAT(outcome, exited(0));
+}
+
+/** How many elements with texts of one length have room in the text of an array. */
+int with_room(std::size_t length)
+{
+    int count = 0;
+    for (std::size_t end = 1; length + 10 < OXAVAR_TEXT_SIZE - end; ++count) {
+        end += length + (count == 0 ? 0 : 2);
+    }
+    return count;
+}
+
+// The text of an element that has no room is not made, however many elements there are.
+TEST(OXAVarFault, TextsOfElementsWithoutRoomAreNotMade)
+{
+    struct {
+        const char* text;
+        void (*set)(COMMON_OXAVar*);
+    } const kCases[] = {
+        {"0", [](COMMON_OXAVar* var) { COMMON_OXAVarSetInt(var, 0); }},
+        {"-12345", [](COMMON_OXAVar* var) { COMMON_OXAVarSetInt(var, -12345); }},
+        {"-2147483648", [](COMMON_OXAVar* var) { COMMON_OXAVarSetInt(var, INT32_MIN); }},
+        {"0.500000", [](COMMON_OXAVar* var) { COMMON_OXAVarSetFloat(var, 0.5F); }},
+        {"\"text\"", [](COMMON_OXAVar* var) { COMMON_OXAVarSetString(var, some_text); }},
+        {"(null)", [](COMMON_OXAVar* var) { COMMON_OXAVarSetString(var, nullptr); }},
+        {kLongText.c_str(),
+         [](COMMON_OXAVar* var) { COMMON_OXAVarSetString(var, kLongText.c_str()); }},
+        {"0x1", [](COMMON_OXAVar* var) { COMMON_OXAVarSetPVoid(var, pointer_of(1)); }},
+        {"{}", [](COMMON_OXAVar* var) { COMMON_OXAVarArrayAllocAt(var, 0); }},
+        {"unknown (type=0)", [](COMMON_OXAVar* var) { COMMON_OXAVarClear(var); }},
+    };
+    for (const auto& example : kCases) {
+        const Outcome outcome = run_fresh([&] {
+            const Variant var = array_variant(10'000);
+            for (std::uint32_t index = 0; index < var->count; ++index) {
+                example.set(&var->value.elements[index]);
+            }
+            const int expected = with_room(std::strlen(example.text));
+            fault::reset();
+            const std::string text = shown(*var);
+            EXPECT_EQ(fault::calls(Call::malloc), 1 + expected);
+            EXPECT_EQ(std::count(text.begin(), text.end(), ','), std::max(expected - 1, 0));
+        });
+        EXPECT_THAT(outcome, exited(0)) << example.text;
+    }
 }
 
 // Every array announces as many elements as the bytes behind it could be. If each got its block,

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -182,6 +183,24 @@ TEST(OXAVarSerial, BufferOneByteTooSmallStaysUntouched)
         EXPECT_EQ(buffer[size], 0xEE);
         EXPECT_EQ(COMMON_OXAVarSerialize(buffer.data(), var.get(), size + 1), size);
     }
+}
+
+// 4097 elements that share a text of 1 MiB: more than 32 bits can tell.
+TEST(OXAVarSerial, MoreThan4GiBIsRefused)
+{
+    std::string text(1U << 20, 'x');
+    std::vector<COMMON_OXAVar> elements(
+        4097, {.type = OXAVAR_TYPE_STRING, .count = 0, .value = {.text = text.data()}});
+    COMMON_OXAVar array{.type = OXAVAR_TYPE_ARRAY, .count = 4097, .value = {.word = 0}};
+    array.value.elements = elements.data();
+    EXPECT_EQ(COMMON_OXAVarGetSerializedSize(&array), UINT32_MAX);
+    // Whatever the 32 bits of the size would be, there is room for it.
+    Bytes buffer(2U << 20, 0xEE);
+    EXPECT_EQ(
+        COMMON_OXAVarSerialize(buffer.data(), &array, static_cast<std::uint32_t>(buffer.size())),
+        0U);
+    EXPECT_EQ(COMMON_OXAVarSerialize(buffer.data(), &array, UINT32_MAX), 0U);
+    EXPECT_EQ(buffer, Bytes(buffer.size(), 0xEE));
 }
 
 TEST(OXAVarSerial, NullArgumentsGiveZero)

@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <limits>
+#include <pthread.h>
 #include <string>
 
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
+#include "sanitizer.h"
 #include "variants.h"
 
 using namespace bench;
@@ -386,6 +388,39 @@ TEST(OXAVar, UnknownTypeIsTolerated)
         EXPECT_EQ(var.count, 3U);
         EXPECT_TRUE(is_empty(*COMMON_OXAVarClear(&var)));
     }
+}
+
+// 5000 arrays inside one another take less than 1 MiB of stack. A sanitizer takes more.
+TEST(OXAVar, ArraysMayBeNestedDeep)
+{
+#if defined(BENCH_THREAD_SANITIZER) || defined(BENCH_ADDRESS_SANITIZER)
+    constexpr std::size_t kStack = 16U << 20;
+#else
+    constexpr std::size_t kStack = 1U << 20;
+#endif
+    const auto body = [](void*) -> void* {
+        constexpr std::uint32_t kLevels = 5000;
+        const Variant var = empty_variant();
+        COMMON_OXAVar* inner = var.get();
+        for (std::uint32_t level = 0; level < kLevels; ++level) {
+            inner = COMMON_OXAVarArrayAllocAt(inner, 1)->value.elements;
+        }
+        const Variant copy = empty_variant();
+        COMMON_OXAVarCopy(copy.get(), var.get());
+        const Bytes form = serialized(*copy);
+        EXPECT_EQ(form.size(), kLevels * 8 + 4);
+        EXPECT_EQ(COMMON_OXAVarDeserialize(form.data(), copy.get()), form.size());
+        EXPECT_EQ(serialized(*copy), form);
+        EXPECT_LT(shown(*copy).size(), std::size_t{OXAVAR_TEXT_SIZE});
+        return nullptr;
+    };
+    pthread_attr_t attributes;
+    pthread_t thread;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStack), 0);
+    ASSERT_EQ(pthread_create(&thread, &attributes, body, nullptr), 0);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+    pthread_attr_destroy(&attributes);
 }
 
 TEST(OXAVar, NothingIsLogged)

@@ -118,6 +118,41 @@ TEST(OXAVarText, ElementFitsWithTenCharactersToSpare)
     EXPECT_EQ(array_text({500, 513}), "{" + quoted(500) + "}");
 }
 
+// Of every kind and of any length, also the last one that has room.
+TEST(OXAVarText, ElementOfAnyKindFitsToTheLastCharacter)
+{
+    constexpr auto kInfinity = std::numeric_limits<float>::infinity();
+    constexpr void (*kKinds[])(COMMON_OXAVar*) = {
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetInt(var, 0); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetInt(var, 10); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetInt(var, -9); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetInt(var, INT32_MAX); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetInt(var, INT32_MIN); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetFloat(var, 0.0F); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetFloat(var, -12.5F); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetFloat(var, kInfinity); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetString(var, ""); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetString(var, "text"); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetString(var, nullptr); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetPVoid(var, pointer_of(1)); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarSetPVoid(var, nullptr); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarArrayAllocAt(var, 0); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarArrayAllocAt(var, 2); },
+        [](COMMON_OXAVar* var) { COMMON_OXAVarClear(var); },
+    };
+    for (const auto set : kKinds) {
+        const Variant var = array_variant(2);
+        COMMON_OXAVar* const first = var->value.elements;
+        set(first + 1);
+        const std::string last = shown(first[1]);
+        const std::size_t room = 1012 - last.size();
+        COMMON_OXAVarSetString(first, filled(room - 2).c_str());
+        EXPECT_EQ(shown(*var), "{" + quoted(room) + ", " + last + "}");
+        COMMON_OXAVarSetString(first, filled(room - 1).c_str());
+        EXPECT_EQ(shown(*var), "{" + quoted(room + 1) + "}") << last;
+    }
+}
+
 TEST(OXAVarText, ElementWithoutRoomIsLeftOutAndLaterOnesAreTried)
 {
     EXPECT_EQ(array_text({1013, 5}), "{" + quoted(5) + "}") << "no separator before the first";

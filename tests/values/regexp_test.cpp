@@ -159,6 +159,24 @@ TEST(RegExpStep, ShorterTextThanBeforeHasNoFurtherMatch)
     EXPECT_EQ(RegExp_MatchSubExp(regexp.get(), shorter.c_str(), 1), nullptr);
 }
 
+TEST(RegExpStep, TextOfTheLastMatchMayBeSearched)
+{
+    const Expression regexp = expression("[a-z]+ (.*)");
+    SubExps* found = RegExp_MatchSubExp(regexp.get(), "one two three four", 0);
+    for (const char* const rest : {"two three four", "three four"}) {
+        const char* const captured = SubExps_GetIndex(found, 1);
+        ASSERT_STREQ(captured, rest);
+        found = RegExp_MatchSubExp(regexp.get(), captured, 0);
+    }
+    EXPECT_THAT(texts(found), ElementsAre("three four", "four"));
+    EXPECT_EQ(RegExp_MatchSubExp(regexp.get(), SubExps_GetIndex(found, 1), 0), nullptr);
+    EXPECT_EQ(SubExps_Size(&regexp->subexps), 0U);
+    found = RegExp_MatchSubExp(regexp.get(), "a b", 0);
+    EXPECT_EQ(RegExp_MatchSubExp(regexp.get(), SubExps_GetIndex(found, 1), 1), nullptr)
+        << "shorter than the position";
+    EXPECT_EQ(SubExps_Size(&regexp->subexps), 0U);
+}
+
 TEST(RegExpStep, ManyGroups)
 {
     for (const std::size_t groups : {14U, 15U, 16U, 17U, 500U}) {
