@@ -102,7 +102,7 @@ void HsmCtor(Hsm* machine, const char* name, HsmHandler topHandler, HsmEvent sta
 
 /**
  * Enters the top state, offers it the start event and follows the initial transitions that start
- * events take, until one takes none.
+ * events take, until one takes none. Called again, it starts the machine anew: no state is left.
  */
 void HsmOnStart(Hsm* machine);
 

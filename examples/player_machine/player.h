@@ -22,7 +22,8 @@ public:
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
 
-    /// Goes to "idle". Call it once, first.
+    /// Goes to "idle". Called first, and again to begin anew: the states that the player is in then
+    /// are not left.
     void start() { HsmOnStart(&machine_.hsm); }
     void handle(Event event) { HsmOnEvent(&machine_.hsm, event); }
     const char* state() const { return machine_.hsm.current->name; }

@@ -4,16 +4,10 @@
 //
 // Exits with 0 when all partitions are sound in the end, 1 when not, and 2 when it was called in
 // another way than its usage says.
-#include <array>
-#include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <string>
 
-#include "common_log.h"
-#include "common_log_settings.h"
-#include "flash_safety.h"
+#include "recovery.h"
 
 namespace {
 
@@ -21,117 +15,6 @@ constexpr char kUsage[] = "usage: recovery [--check]\n"
                           "Checks the flash partitions and formats those that are corrupt.\n"
                           "\n"
                           "  --check  leave corrupt partitions alone\n";
-
-constexpr char kZone[] = "RECOVERY";
-
-#define RECOVERY_LOG(level, ...)                                                                   \
-    do {                                                                                           \
-        if (COMMON_Log_Acceptable(level)) {                                                        \
-            COMMON_Log_Write(level, 4095, kZone, "recovery.cpp", __func__, __LINE__, __VA_ARGS__); \
-        }                                                                                          \
-    } while (false)
-
-constexpr std::uint32_t kQuick = 0;
-constexpr std::uint32_t kDeep = 1;
-
-/// The repairs are noted down here, on a partition that is read-only otherwise.
-constexpr std::uint32_t kNotesPartition = 1;
-constexpr char kNotes[] = "/config-mfg/repairs.txt";
-
-struct Partition {
-    const char* mount_point;
-    std::uint32_t check;
-    /// The running system is on the root, which is no place to format, and too large to look
-    /// through at each start.
-    bool repairable;
-};
-
-constexpr std::array<Partition, 4> kPartitions{{{"/", kQuick, false},
-                                                {"/config-mfg", kDeep, true},
-                                                {"/config", kDeep, true},
-                                                {"/log", kDeep, true}}};
-
-enum class Verdict { Sound, Corrupt, Repaired, Failed, Unknown };
-
-const char* text(Verdict verdict)
-{
-    switch (verdict) {
-    case Verdict::Sound:
-        return "sound";
-    case Verdict::Corrupt:
-        return "corrupt";
-    case Verdict::Repaired:
-        return "repaired";
-    case Verdict::Failed:
-        return "not repaired";
-    case Verdict::Unknown:
-        break;
-    }
-    return "not known";
-}
-
-Verdict check(std::uint32_t index)
-{
-    std::uint32_t corrupt = 0;
-    if (FLASHSAFE_CheckPartition(index, kPartitions[index].check, 0, &corrupt) == 0) {
-        return Verdict::Unknown;
-    }
-    return corrupt != 0 ? Verdict::Corrupt : Verdict::Sound;
-}
-
-void note_down(const char* mount_point)
-{
-    if (FLASHSAFE_MountWritable(kNotesPartition) == 0) {
-        return;
-    }
-    std::FILE* const notes = std::fopen(kNotes, "a");
-    if (notes == nullptr || std::fprintf(notes, "formatted %s\n", mount_point) < 0) {
-        RECOVERY_LOG(COMMON_LogLevelError, "Cannot write %s: %s (%d)", kNotes, std::strerror(errno),
-                     errno);
-    }
-    if (notes != nullptr) {
-        std::fclose(notes);
-    }
-    FLASHSAFE_MountReadOnly(kNotesPartition);
-}
-
-/// Formats a corrupt partition. While that goes on, the drivers' stop and start is shown, too.
-Verdict repair(std::uint32_t index)
-{
-    const char* const mount_point = kPartitions[index].mount_point;
-    RECOVERY_LOG(COMMON_LogLevelNote, "Repair of %s starts, and all files on it are lost",
-                 mount_point);
-    const COMMON_LogLevel_t level = COMMON_Log_LevelGet();
-    if (level < COMMON_LogLevelDebug) {
-        COMMON_Log_LevelSet(COMMON_LogLevelDebug);
-    }
-    std::uint32_t corrupt = 0;
-    const bool restarted = FLASHSAFE_CheckPartition(index, kDeep, 1, &corrupt) != 0;
-    COMMON_Log_LevelSet(level);
-    if (!restarted || check(index) != Verdict::Sound) {
-        RECOVERY_LOG(COMMON_LogLevelCritical, "Repair of %s failed", mount_point);
-        return Verdict::Failed;
-    }
-    RECOVERY_LOG(COMMON_LogLevelNote, "Repair of %s ended", mount_point);
-    note_down(mount_point);
-    return Verdict::Repaired;
-}
-
-int recover(bool only_check)
-{
-    bool sound = true;
-    std::printf("%-12s %-12s %s\n", "partition", "found", "left");
-    for (std::uint32_t index = 0; index < kPartitions.size(); ++index) {
-        const Verdict found = check(index);
-        Verdict left = found;
-        if (found == Verdict::Corrupt && kPartitions[index].repairable && !only_check) {
-            left = repair(index);
-        }
-        sound = sound && (left == Verdict::Sound || left == Verdict::Repaired);
-        std::printf("%-12s %-12s %s\n", kPartitions[index].mount_point, text(found), text(left));
-    }
-    return sound ? 0 : 1;
-}
 
 }  // namespace
 
@@ -146,5 +29,5 @@ int main(int argc, char** argv)
         std::fputs(kUsage, stderr);
         return 2;
     }
-    return recover(only_check);
+    return recovery::recover(only_check);
 }

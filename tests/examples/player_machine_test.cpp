@@ -48,6 +48,20 @@ TEST(PlayerMachine, GoesThroughItsStates)
     EXPECT_THAT(Followed({kInterrupt}).entered, ElementsAre("idle", "done"));
 }
 
+TEST(PlayerMachine, BeginsAnewFromAnyState)
+{
+    using namespace player;
+    for (const std::initializer_list<Event>& events :
+         {std::initializer_list<Event>{}, {kStart}, {kStart, kInterrupt}, {kInterrupt}}) {
+        Followed followed(events);
+        followed.entered.clear();
+        followed.player.start();
+        EXPECT_THAT(followed.entered, ElementsAre("idle"));
+        followed.player.handle(kStart);
+        EXPECT_THAT(followed.entered, ElementsAre("idle", "active", "scanning"));
+    }
+}
+
 TEST(PlayerMachine, IgnoresWhatDoesNotApply)
 {
     using namespace player;

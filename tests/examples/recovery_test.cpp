@@ -1,7 +1,9 @@
 // The recovery example as its user sees it: exit status, table, records, and the commands that the
 // simulated target ran.
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <string>
 #include <unistd.h>
@@ -9,14 +11,17 @@
 
 #include <gmock/gmock.h>
 
+#include "fault.h"
 #include "fresh_process.h"
 #include "log_expect.h"
+#include "recovery.h"
 #include "simulated_target.h"
 
 namespace {
 
 using namespace bench;
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::Field;
 using testing::HasSubstr;
@@ -196,6 +201,76 @@ TEST(Recovery, APartitionThatStaysCorruptIsReported)
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.out, HasSubstr("/log         corrupt      not repaired\nexits with 1\n"));
     EXPECT_THAT(records(outcome).back(), noted("Critical", "Repair of /log failed"));
+}
+
+// The first look fails, the second one does not.
+TEST(Recovery, APartitionFoundSoundAtASecondLookIsNotFormatted)
+{
+    const Outcome outcome = run_fresh([] {
+        EXPECT_EQ(run_on_target({},
+                                [] {
+                                    std::ofstream("/log/kept") << "kept";
+                                    fault::fail(fault::Call::fstatat, 1, EIO);
+                                    return recovery::recover(false);
+                                }),
+                  0);
+        EXPECT_TRUE(std::filesystem::exists("/log/kept"));
+        EXPECT_FALSE(std::filesystem::exists("/config-mfg/repairs.txt"));
+        EXPECT_THAT(target_journal(), IsEmpty());
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.out, HasSubstr("/log         corrupt      sound\n"));
+    EXPECT_THAT(records(outcome).back(),
+                noted("Note", "/log is sound at a second look and is not formatted"));
+}
+
+/// What is logged about the note of a repair. @param prepare changes the target before.
+std::vector<Report> records_of_the_note(const std::function<void()>& prepare)
+{
+    const Outcome outcome = run_fresh([&] {
+        const int status = run_on_target(kWithoutNand, [&] {
+            corrupt("/log");
+            prepare();
+            return recovery::recover(false);
+        });
+        EXPECT_EQ(status, 0) << "a repair counts without its note";
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.out, HasSubstr("/log         corrupt      repaired\n"));
+    std::vector<Report> found;
+    for (const Report& report : records(outcome)) {
+        if (report.function == "note_down") {
+            found.push_back(report);
+        }
+    }
+    return found;
+}
+
+TEST(Recovery, ANoteThatCannotBeWrittenIsReported)
+{
+    const auto not_noted = [](const std::string& reason) {
+        return said("Error", "note_down", "Repair of /log is not noted: " + reason);
+    };
+    EXPECT_THAT(records_of_the_note([] { set_behaviour("mount", "exit=1"); }),
+                ElementsAre(not_noted("/config-mfg is not writable")));
+    EXPECT_THAT(
+        records_of_the_note([] { std::filesystem::create_directory("/config-mfg/repairs.txt"); }),
+        ElementsAre(not_noted("cannot write /config-mfg/repairs.txt: Is a directory (21)")));
+    // Takes the line, and has no room for it when it is written.
+    EXPECT_THAT(records_of_the_note([] {
+                    std::filesystem::create_symlink("/dev/full", "/config-mfg/repairs.txt");
+                }),
+                ElementsAre(not_noted(
+                    "cannot write /config-mfg/repairs.txt: No space left on device (28)")));
+}
+
+TEST(Recovery, APartitionThatStaysWritableIsReported)
+{
+    // Two commands format, one starts the driver, which four remount for, and then the two of the
+    // note follow.
+    EXPECT_THAT(records_of_the_note([] { fault::fail(fault::Call::system, 9); }),
+                ElementsAre(said("Error", "note_down", "/config-mfg stays writable")));
+    EXPECT_THAT(records_of_the_note([] { fault::fail(fault::Call::system, 10); }), IsEmpty());
 }
 
 TEST(Recovery, ADriverThatDoesNotStartIsReported)

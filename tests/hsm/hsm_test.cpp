@@ -202,6 +202,19 @@ TEST(Hsm, StartFollowsInitialTransitionsThroughSeveralLevels)
     EXPECT_EQ(chart.machine.next, nullptr);
 }
 
+TEST(Hsm, StartAgainBeginsAnewAndLeavesNothing)
+{
+    Chart chart;
+    chart.on_transition("top", kStart, chart.b);
+    chart.stand_at(chart.g);
+    chart.machine.next = &chart.z;
+    HsmOnStart(&chart.machine);
+    EXPECT_THAT(chart.calls,
+                ElementsAre("top entry", "top start", "a entry", "b entry", "b start"));
+    EXPECT_EQ(chart.machine.current, &chart.b);
+    EXPECT_EQ(chart.machine.next, nullptr);
+}
+
 TEST(Hsm, InitialTransitionIsTakenWhateverTheStartHandlerReturns)
 {
     Chart chart;
