@@ -68,7 +68,7 @@ void deserialise_ours(benchmark::State& state)
 {
     COMMON_OXAVar* const var = make_variant();
     char buffer[kRoom];
-    COMMON_OXAVarSerialize(buffer, var, kRoom);
+    (void)COMMON_OXAVarSerialize(buffer, var, kRoom);
     for (auto _ : state) {
         benchmark::DoNotOptimize(COMMON_OXAVarDeserialize(buffer, var));
         benchmark::ClobberMemory();

@@ -68,7 +68,7 @@ typedef struct AbsSET {
  * @return the set, which the caller ends with AbsSET_Delete(). Null after a failure, reported with
  *         "Failed to allocate memory." or "AbsSET_Initialize() failed - %u".
  */
-AbsSET* AbsSET_New(void);
+COMMON_MUST_USE AbsSET* AbsSET_New(void);
 
 /**
  * Makes a caller's header an empty set without a release function. Entries that it may hold are

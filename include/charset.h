@@ -18,7 +18,7 @@ COMMON_BEGIN_DECLS
  *         17), and not the alias that mail prefers; "Reserved" for 0, 1 and 2; "Invalid" for a
  *         number without an entry. A constant text, never null.
  */
-const char* CHARSET_GetName(uint32_t mib);
+const char* CHARSET_GetName(uint32_t mib) COMMON_NEVER_NULL;
 
 COMMON_END_DECLS
 

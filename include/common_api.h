@@ -42,9 +42,35 @@
 #define COMMON_PRINTF(text, first) __attribute__((__format__(__printf__, text, first)))
 /** The function never returns. */
 #define COMMON_NORETURN __attribute__((__noreturn__))
+/**
+ * In front of a function whose result must be looked at: it is what the caller has to release, or
+ * it alone tells whether what was asked for is there. A compiler warns of a call that discards it;
+ * in C++ a cast to void says that this is meant.
+ */
+#if defined(__cplusplus) && __cplusplus >= 201703L
+#define COMMON_MUST_USE [[nodiscard]]
+#else
+#define COMMON_MUST_USE __attribute__((__warn_unused_result__))
+#endif
+/*
+ * Behind a function, what it promises of its result. A compiler leaves out checks of what is
+ * promised, so each stands only where it always holds: not with allocations, whose results callers
+ * test where another allocator may refuse memory. There is none for arguments: the functions look
+ * at these themselves.
+ */
+/** The memory is nobody else's, and there are no pointers in it. */
+#define COMMON_NEW_MEMORY __attribute__((__malloc__))
+/** The memory has as many bytes as the argument of this place says. */
+#define COMMON_SIZE_BY(argument) __attribute__((__alloc_size__(argument)))
+/** The result is never null. */
+#define COMMON_NEVER_NULL __attribute__((__returns_nonnull__))
 #else
 #define COMMON_PRINTF(text, first)
 #define COMMON_NORETURN
+#define COMMON_MUST_USE
+#define COMMON_NEW_MEMORY
+#define COMMON_SIZE_BY(argument)
+#define COMMON_NEVER_NULL
 #endif
 
 /**

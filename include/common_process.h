@@ -46,7 +46,7 @@ void COMMON_Process_Get(COMMON_Process* copy);
  * @return STATUS_SUCCESS; STATUS_FAILED when there is no such process (told as a debug row on
  *         standard error): then only id and path are set.
  */
-STATUS COMMON_Process_GetById(uint32_t pid, COMMON_Process* copy);
+COMMON_MUST_USE STATUS COMMON_Process_GetById(uint32_t pid, COMMON_Process* copy);
 
 /** Gives the id of the calling process as captured. @return the process id. */
 uint32_t COMMON_Process_Id(void);

@@ -31,7 +31,7 @@ COMMON_BEGIN_DECLS
  *         ("Invalid String Value"): the number is too large, which sets it to ERANGE, or errno was
  *         not 0 before.
  */
-STATUS CONVERT_HexStrToU32(const char* text, uint32_t* valueOut);
+COMMON_MUST_USE STATUS CONVERT_HexStrToU32(const char* text, uint32_t* valueOut);
 
 /**
  * Converts hexadecimal text to 64 bits.
@@ -39,7 +39,7 @@ STATUS CONVERT_HexStrToU32(const char* text, uint32_t* valueOut);
  * @param valueOut as for CONVERT_HexStrToU32().
  * @return as for CONVERT_HexStrToU32().
  */
-STATUS CONVERT_HexStrToU64(const char* text, uint64_t* valueOut);
+COMMON_MUST_USE STATUS CONVERT_HexStrToU64(const char* text, uint64_t* valueOut);
 
 COMMON_END_DECLS
 

@@ -33,7 +33,7 @@ typedef struct DATA_Array {
  * @return the array, of length 0. Null, after "Failed allocating memory.", only where memory may be
  *         refused without an end of the process.
  */
-DATA_Array* DATA_ArrayNew(uint32_t capacity);
+COMMON_MUST_USE DATA_Array* DATA_ArrayNew(uint32_t capacity);
 
 /**
  * Makes an array that holds a copy of bytes.
@@ -43,7 +43,8 @@ DATA_Array* DATA_ArrayNew(uint32_t capacity);
  * @return the array. Null when bytes is null or length exceeds capacity ("Bad arguments."), or when
  *         there is no array to be had ("DATA_ArrayNew() failed.").
  */
-DATA_Array* DATA_ArrayNewWithDataLength(uint32_t capacity, const void* bytes, uint32_t length);
+COMMON_MUST_USE DATA_Array* DATA_ArrayNewWithDataLength(uint32_t capacity, const void* bytes,
+                                                        uint32_t length);
 
 /**
  * Makes an array that a copy of bytes fills.
@@ -51,7 +52,7 @@ DATA_Array* DATA_ArrayNewWithDataLength(uint32_t capacity, const void* bytes, ui
  * @param bytes at least `capacity` bytes.
  * @return as for DATA_ArrayNewWithDataLength(), whose reports it makes.
  */
-DATA_Array* DATA_ArrayNewWithData(uint32_t capacity, const void* bytes);
+COMMON_MUST_USE DATA_Array* DATA_ArrayNewWithData(uint32_t capacity, const void* bytes);
 
 /**
  * Changes the storage's size; it may move. Bytes that are added are not set, and a length above the
@@ -78,7 +79,7 @@ void DATA_ArrayDelete(DATA_Array* array);
  *         no hexadecimal digits: each has a report of its own, in order, with its index, itself
  *         and its signed code ("ascii[1] contains an invalid character: g (103)").
  */
-DATA_Array* DATA_AsciiToHex(const char* text);
+COMMON_MUST_USE DATA_Array* DATA_AsciiToHex(const char* text);
 
 /**
  * Writes bytes as hexadecimal text.
@@ -86,14 +87,14 @@ DATA_Array* DATA_AsciiToHex(const char* text);
  * @param length bytes, at most 2147483647.
  * @return a new text of two upper-case digits for each byte; null after a report.
  */
-char* DATA_HexToAscii(const void* bytes, uint32_t length);
+COMMON_MUST_USE char* DATA_HexToAscii(const void* bytes, uint32_t length) COMMON_NEW_MEMORY;
 
 /**
  * Writes an array's bytes in use as hexadecimal text.
  * @param array null is reported ("Bad arguments.").
  * @return as for DATA_HexToAscii(), whose reports it makes.
  */
-char* DATA_HexToAsciiFromArray(const DATA_Array* array);
+COMMON_MUST_USE char* DATA_HexToAsciiFromArray(const DATA_Array* array) COMMON_NEW_MEMORY;
 
 /**
  * Writes bytes as hexadecimal text with a blank after each.
@@ -101,7 +102,7 @@ char* DATA_HexToAsciiFromArray(const DATA_Array* array);
  * @param length bytes, at most 1431655764.
  * @return a new text such as "00 7F "; null after a report.
  */
-char* DATA_HexDump(const void* bytes, uint32_t length);
+COMMON_MUST_USE char* DATA_HexDump(const void* bytes, uint32_t length) COMMON_NEW_MEMORY;
 
 /**
  * Writes bytes as a table of 16 to a line of 80 characters: the address of the line's first byte
@@ -112,7 +113,7 @@ char* DATA_HexDump(const void* bytes, uint32_t length);
  * @param length bytes, at most 858993456.
  * @return a new text, empty when length is 0; null after a report.
  */
-char* DATA_HexDumpPretty(const void* bytes, uint32_t length);
+COMMON_MUST_USE char* DATA_HexDumpPretty(const void* bytes, uint32_t length) COMMON_NEW_MEMORY;
 
 /**
  * Sets a bit.
@@ -120,7 +121,7 @@ char* DATA_HexDumpPretty(const void* bytes, uint32_t length);
  * @param bit 0 (the least significant) to 31.
  * @return value with the bit set; 0 for another bit ("Bad arguments. Invalid bit: 32").
  */
-uint32_t DATA_BitSet(uint32_t value, uint32_t bit);
+COMMON_MUST_USE uint32_t DATA_BitSet(uint32_t value, uint32_t bit);
 
 /**
  * Clears a bit.
@@ -128,7 +129,7 @@ uint32_t DATA_BitSet(uint32_t value, uint32_t bit);
  * @param bit 0 (the least significant) to 31.
  * @return value with the bit cleared; 0 for another bit ("Bad arguments. Invalid bit: 32").
  */
-uint32_t DATA_BitClear(uint32_t value, uint32_t bit);
+COMMON_MUST_USE uint32_t DATA_BitClear(uint32_t value, uint32_t bit);
 
 /**
  * Tells whether a bit is set.
@@ -161,7 +162,7 @@ uint32_t DATA_NibbleLow(uint32_t value);
  * @param value a byte. In a larger value the bits above the byte come in: 0x1A2 gives 0x3A.
  * @return a byte: DATA_NibbleHigh() or 16 times DATA_NibbleLow().
  */
-uint32_t DATA_NibbleSwap(uint32_t value);
+COMMON_MUST_USE uint32_t DATA_NibbleSwap(uint32_t value);
 
 /**
  * Gives the text of a boolean. Safe everywhere.

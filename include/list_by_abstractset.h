@@ -37,7 +37,7 @@ typedef int (*LIST_Compare_t)(const void* first, const void* second);
  * Makes an empty list whose values are released with MEM_Free().
  * @return the list, which the caller ends with LIST_Delete(); null after a failure.
  */
-LIST LIST_New(void);
+COMMON_MUST_USE LIST LIST_New(void);
 
 /**
  * Makes an empty list with a release function.
@@ -45,7 +45,7 @@ LIST LIST_New(void);
  *        MEM_Free().
  * @return the list, which the caller ends with LIST_Delete(); null after a failure.
  */
-LIST LIST_NewEx(AbsSET_Release_t release);
+COMMON_MUST_USE LIST LIST_NewEx(AbsSET_Release_t release);
 
 /** Releases all values, front first. @param list the list. @return 1 or 0. */
 uint32_t LIST_Clear(LIST list);
@@ -156,7 +156,7 @@ uint32_t LIST_Size(LIST list);
  * @return null after a complete walk, also of an empty list; else the values copied before the
  *         failure (none for a null source), in a list that the caller ends, without the values.
  */
-LIST LIST_Copy(LIST source);
+COMMON_MUST_USE LIST LIST_Copy(LIST source);
 
 /**
  * Sorts the values with qsort(3); equal ones are ordered as it leaves them. Every value gets a new

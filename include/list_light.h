@@ -48,7 +48,7 @@ typedef void (*ListLight_Free_t)(void* data);
 typedef int (*ListLight_Compare_t)(const void* first, const void* second);
 
 /** Makes an empty list. @return the list, which the caller ends with ListLight_Delete(). */
-ListLight* ListLight_New(void);
+COMMON_MUST_USE ListLight* ListLight_New(void);
 
 /**
  * Removes all nodes, front first, and sets the size to 0.
@@ -89,7 +89,7 @@ void* ListLight_PopBack(ListLight* list);
 
 /** Makes an iterator, at the end. @return the iterator, which the caller releases with
  * ListLight_DeleteIterator(). */
-ListLight_Iterator* ListLight_NewIterator(void);
+COMMON_MUST_USE ListLight_Iterator* ListLight_NewIterator(void);
 
 /** Frees an iterator. @param it from ListLight_NewIterator(), or null. */
 void ListLight_DeleteIterator(ListLight_Iterator* it);
@@ -142,7 +142,7 @@ uint32_t ListLight_Insert(ListLight* list, ListLight_Iterator* it, void* data);
 
 /** Copies the data words to a new list. @param list may be null, which gives an empty list.
  * @return the copy, which the caller ends with ListLight_Delete(). */
-ListLight* ListLight_Copy(const ListLight* list);
+COMMON_MUST_USE ListLight* ListLight_Copy(const ListLight* list);
 
 /**
  * Sorts the data words with qsort(3); equal ones are ordered as it leaves them. All nodes are new

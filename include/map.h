@@ -45,7 +45,7 @@ typedef ListLight_Iterator Map_Iterator;
 
 /** Makes an empty map. @param compare compares keys; null for equal words. @return the map, which
  * the caller ends with Map_Delete(). */
-Map* Map_New(Map_Compare_t compare);
+COMMON_MUST_USE Map* Map_New(Map_Compare_t compare);
 
 /**
  * Appends a pair, also when the key is there already: the new pair stays hidden behind the older
@@ -67,7 +67,7 @@ void* Map_Find(const Map* map, const void* key);
  * @return a new iterator on the first pair that matches, or at the end; the caller releases it with
  *         Map_DeleteIterator() or Map_Erase(). Null when map or key is.
  */
-Map_Iterator* Map_Locate(const Map* map, const void* key);
+COMMON_MUST_USE Map_Iterator* Map_Locate(const Map* map, const void* key);
 
 /** Removes the first pair that matches, if there is one. @param map may be null. @param key may be
  * null. */
@@ -96,7 +96,7 @@ uint32_t Map_Size(const Map* map);
 
 /** Makes an iterator, at the end. @return the iterator, which the caller releases with
  * Map_DeleteIterator() or Map_Erase(). */
-Map_Iterator* Map_NewIterator(void);
+COMMON_MUST_USE Map_Iterator* Map_NewIterator(void);
 
 /** Frees an iterator. @param it may be null. */
 void Map_DeleteIterator(Map_Iterator* it);

@@ -28,14 +28,14 @@ enum { MEM_CompareEqual = 1, MEM_CompareLess = 2, MEM_CompareGreater = 3 };
  * @param size bytes; 0 asks malloc(3) for a block of size 0.
  * @return the block, never null: without memory the process ends ("Could not allocate memory.").
  */
-void* MEM_Malloc(uint32_t size);
+COMMON_MUST_USE void* MEM_Malloc(uint32_t size) COMMON_NEW_MEMORY COMMON_SIZE_BY(1);
 
 /**
  * Allocates a block filled with zero bytes.
  * @param size bytes, as for MEM_Malloc().
  * @return the block, never null.
  */
-void* MEM_Salloc(uint32_t size);
+COMMON_MUST_USE void* MEM_Salloc(uint32_t size) COMMON_NEW_MEMORY COMMON_SIZE_BY(1);
 
 /**
  * Changes the size of a block, which may move it.
@@ -45,7 +45,7 @@ void* MEM_Salloc(uint32_t size);
  * @return the block; never null when size is not 0: without memory the process ends
  *         ("Could not reallocate memory.").
  */
-void* MEM_Realloc(void* block, uint32_t size);
+COMMON_MUST_USE void* MEM_Realloc(void* block, uint32_t size) COMMON_SIZE_BY(2);
 
 /**
  * Frees a block.
@@ -58,7 +58,7 @@ void MEM_Free(void* block);
  * @param text may be null.
  * @return a copy that the caller releases with MEM_Free(); null for a null text or without memory.
  */
-char* MEM_StrDup(const char* text);
+COMMON_MUST_USE char* MEM_StrDup(const char* text) COMMON_NEW_MEMORY;
 
 /**
  * Copies an area to a new block.
@@ -66,7 +66,7 @@ char* MEM_StrDup(const char* text);
  * @param source at least `size` bytes; null ends the process.
  * @return the block, which the caller releases with MEM_Free(); null only when size is 0.
  */
-void* MEM_Clone(uint32_t size, const void* source);
+COMMON_MUST_USE void* MEM_Clone(uint32_t size, const void* source) COMMON_SIZE_BY(1);
 
 /**
  * Copies between areas that do not overlap.
@@ -103,7 +103,8 @@ void* MEM_Set(void* destination, uint32_t value, uint32_t length);
  * @return MEM_CompareEqual, or which of both the first is: MEM_CompareLess or MEM_CompareGreater.
  *         The same address twice is MEM_CompareEqual whatever the length.
  */
-MEM_CompareResult MEM_Compare(const void* first, const void* second, uint32_t length);
+COMMON_MUST_USE MEM_CompareResult MEM_Compare(const void* first, const void* second,
+                                              uint32_t length);
 
 COMMON_END_DECLS
 

@@ -76,13 +76,13 @@ typedef struct COMMON_OXAVar {
  * @param text may be null.
  * @return a copy that the caller releases with MEM_Free(); null for a null text.
  */
-char* COMMON_OXA_strdup(const char* text);
+COMMON_MUST_USE char* COMMON_OXA_strdup(const char* text) COMMON_NEW_MEMORY;
 
 /**
  * Makes an empty variant.
  * @return the variant, which the caller releases with COMMON_OXAVarFree().
  */
-COMMON_OXAVar* COMMON_OXAVarAlloc(void);
+COMMON_MUST_USE COMMON_OXAVar* COMMON_OXAVarAlloc(void);
 
 /**
  * Releases what a variant owns and makes it empty. Texts and elements that callers got from it are
@@ -107,7 +107,7 @@ void COMMON_OXAVarFree(COMMON_OXAVar* var);
 COMMON_OXAVar* COMMON_OXAVarArrayAllocAt(COMMON_OXAVar* var, uint32_t count);
 
 /** The same as COMMON_OXAVarArrayAllocAt() with null: a new array of `count` empty elements. */
-COMMON_OXAVar* COMMON_OXAVarArrayAlloc(uint32_t count);
+COMMON_MUST_USE COMMON_OXAVar* COMMON_OXAVarArrayAlloc(uint32_t count);
 
 /**
  * Copies a variant with all that it owns; what dst held is released. What a pointer points to is
@@ -185,7 +185,8 @@ uint32_t COMMON_OXAVarGetSerializedSize(const COMMON_OXAVar* var);
  * @param size bytes of the buffer.
  * @return bytes written; 0, with nothing written, for a null argument or when they do not fit.
  */
-uint32_t COMMON_OXAVarSerialize(void* buffer, const COMMON_OXAVar* var, uint32_t size);
+COMMON_MUST_USE uint32_t COMMON_OXAVarSerialize(void* buffer, const COMMON_OXAVar* var,
+                                                uint32_t size);
 
 /**
  * Reads a serialised form that is known to be whole and right: there is no length and no check.
@@ -214,8 +215,8 @@ uint32_t COMMON_OXAVarDeserialize(const void* buffer, COMMON_OXAVar* var);
  *         STATUS_NOT_SUPPORTED for more than OXAVAR_DEPTH_MAX arrays inside one another;
  *         STATUS_NO_RESOURCES for an array of which no block can be large enough.
  */
-STATUS COMMON_OXAVarDeserializeBounded(const void* buffer, uint32_t size, COMMON_OXAVar* var,
-                                       uint32_t* consumed);
+COMMON_MUST_USE STATUS COMMON_OXAVarDeserializeBounded(const void* buffer, uint32_t size,
+                                                       COMMON_OXAVar* var, uint32_t* consumed);
 
 /**
  * Gives a text for traces: 12, 0.500000, "text", the pointer as %p prints it, {1, {}, "two"}, or
@@ -228,7 +229,7 @@ STATUS COMMON_OXAVarDeserializeBounded(const void* buffer, uint32_t size, COMMON
  * @return a block of OXAVAR_TEXT_SIZE bytes that the caller releases with MEM_Free(); null for a
  *         null variant.
  */
-char* COMMON_OXAVarToString(const COMMON_OXAVar* var);
+COMMON_MUST_USE char* COMMON_OXAVarToString(const COMMON_OXAVar* var) COMMON_NEW_MEMORY;
 
 COMMON_END_DECLS
 

@@ -48,7 +48,7 @@ typedef struct RegExp {
  * @param case_sensitive 0 takes upper and lower case as the same.
  * @return the expression, which the caller ends with RegExp_Delete(); never null.
  */
-RegExp* RegExp_New(const char* pattern, uint32_t case_sensitive);
+COMMON_MUST_USE RegExp* RegExp_New(const char* pattern, uint32_t case_sensitive) COMMON_NEVER_NULL;
 
 /**
  * Ends an expression. The texts that it gave are gone.
@@ -95,7 +95,8 @@ SubExps* RegExp_MatchSubExp(RegExp* regexp, const char* text, uint32_t continue_
  * @return the new text, owned by the expression and valid until its next replacement or end. One of
  *         4 GiB or more ends the process ("size <= UINT32_MAX").
  */
-const char* RegExp_Replace(RegExp* regexp, const char* text, const char* replacement, uint32_t all);
+COMMON_MUST_USE const char* RegExp_Replace(RegExp* regexp, const char* text,
+                                           const char* replacement, uint32_t all);
 
 /**
  * Counts the texts of a match.

@@ -55,9 +55,8 @@ Variant as_variant(const std::string& folder, const Totals& totals, const std::v
 bool write_report(const char* path, const COMMON_OXAVar* variant)
 {
     std::vector<char> bytes(COMMON_OXAVarGetSerializedSize(variant));
-    const auto size = static_cast<std::uint32_t>(bytes.size());
-    COMMON_OXAVarSerialize(bytes.data(), variant, size);
-    const auto count = static_cast<std::int32_t>(size);
+    const auto count = static_cast<std::int32_t>(
+        COMMON_OXAVarSerialize(bytes.data(), variant, static_cast<std::uint32_t>(bytes.size())));
     return FILE_OpenAndWrite(bytes.data(), 1, count, path) == count;
 }
 

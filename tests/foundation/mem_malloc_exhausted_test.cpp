@@ -46,7 +46,7 @@ TEST(MemMallocExhausted, BlockThatIsTooLargeEndsTheProcess)
         tell_process_id();
         limit_memory();
         MEM_Free(MEM_Malloc(1000));
-        MEM_Malloc(UINT32_MAX);
+        (void)MEM_Malloc(UINT32_MAX);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log, ElementsAre(memory_report(kernel_name() + "/ ", outcome, kNoMemory)));
@@ -57,7 +57,7 @@ TEST(MemMallocExhausted, BlockThatCannotGrowEndsTheProcess)
     const Outcome outcome = run_fresh([] {
         tell_process_id();
         limit_memory();
-        MEM_Realloc(MEM_Malloc(1000), UINT32_MAX);
+        (void)MEM_Realloc(MEM_Malloc(1000), UINT32_MAX);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log,
@@ -70,7 +70,7 @@ TEST(MemMallocExhausted, FirstUseOfTheLibraryWithoutAnyMemoryIsReported)
         tell_process_id();
         limit_memory();
         take_all_memory();
-        MEM_Malloc(64);
+        (void)MEM_Malloc(64);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log,

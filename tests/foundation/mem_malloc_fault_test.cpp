@@ -35,12 +35,12 @@ void PrintTo(const Allocation& allocation, std::ostream* stream)
 }
 
 const Allocation kAllocations[] = {
-    {"Malloc", Call::malloc, kNoMemory, [] { MEM_Malloc(16); }},
-    {"MallocOfNothing", Call::malloc, kNoMemory, [] { MEM_Malloc(0); }},
-    {"Salloc", Call::malloc, kNoMemory, [] { MEM_Salloc(16); }},
-    {"Clone", Call::malloc, kNoMemory, [] { MEM_Clone(4, "abc"); }},
-    {"Realloc", Call::realloc, kNoMemoryAgain, [] { MEM_Realloc(MEM_Malloc(16), 32); }},
-    {"ReallocOfNull", Call::realloc, kNoMemoryAgain, [] { MEM_Realloc(nullptr, 16); }},
+    {"Malloc", Call::malloc, kNoMemory, [] { (void)MEM_Malloc(16); }},
+    {"MallocOfNothing", Call::malloc, kNoMemory, [] { (void)MEM_Malloc(0); }},
+    {"Salloc", Call::malloc, kNoMemory, [] { (void)MEM_Salloc(16); }},
+    {"Clone", Call::malloc, kNoMemory, [] { (void)MEM_Clone(4, "abc"); }},
+    {"Realloc", Call::realloc, kNoMemoryAgain, [] { (void)MEM_Realloc(MEM_Malloc(16), 32); }},
+    {"ReallocOfNull", Call::realloc, kNoMemoryAgain, [] { (void)MEM_Realloc(nullptr, 16); }},
 };
 
 class MemMallocFailure : public testing::TestWithParam<Allocation> {};
@@ -69,7 +69,7 @@ Outcome run_out_of_memory(
         tell_process_id();
         before();
         fault::fail_always(Call::malloc);
-        MEM_Malloc(16);
+        (void)MEM_Malloc(16);
     });
 }
 
@@ -110,7 +110,7 @@ TEST(MemMallocFault, ExitHandlersRun)
     const Outcome outcome = run_fresh([] {
         std::atexit([] { std::fputs("handler", stdout); });
         fault::fail(Call::malloc);
-        MEM_Malloc(1);
+        (void)MEM_Malloc(1);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_EQ(outcome.out, "handler");
@@ -143,7 +143,7 @@ TEST(MemMallocFault, NameIsNoFormat)
         tell_process_id();
         set_kernel_name("%s%n%d/x");
         fault::fail(Call::malloc);
-        MEM_Malloc(16);
+        (void)MEM_Malloc(16);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log, ElementsAre(memory_report("%s%n%d/x/ ", outcome, kNoMemory)));
@@ -155,7 +155,7 @@ TEST(MemMallocFault, NameIsCutAtABlank)
         tell_process_id();
         set_kernel_name("two words");
         fault::fail(Call::malloc);
-        MEM_Malloc(16);
+        (void)MEM_Malloc(16);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log, ElementsAre(memory_report("two/ ", outcome, kNoMemory)));
@@ -168,7 +168,7 @@ TEST(MemMallocFault, LongestNameFits)
         tell_process_id();
         fake_status("Name:\t" + name + "\n");
         fault::fail(Call::malloc);
-        MEM_Malloc(16);
+        (void)MEM_Malloc(16);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log, ElementsAre(memory_report(name + "/ ", outcome, kNoMemory)));
@@ -180,7 +180,7 @@ TEST(MemMallocFault, ProcessWithoutANameIsTheNumberOnly)
         tell_process_id();
         fake_status("State:\tR (running)\n");
         fault::fail(Call::malloc);
-        MEM_Malloc(16);
+        (void)MEM_Malloc(16);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log, ElementsAre(memory_report("", outcome, kNoMemory)));
@@ -193,7 +193,7 @@ TEST(MemMallocFault, ProcessFileSystemGoneAfterTheFirstUse)
         COMMON_Log_Acceptable(COMMON_LogLevelInfo);
         hide_proc();
         fault::fail_always(Call::malloc);
-        MEM_Malloc(16);
+        (void)MEM_Malloc(16);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log,

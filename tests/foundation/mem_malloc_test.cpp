@@ -249,10 +249,10 @@ TEST(MemMalloc, WhatIsNotZeroIsNotReported)
         MEM_Copy(&area[0], &area[1], 1);
         MEM_Move(&area[0], &area[1], 1);
         MEM_Set(area.data(), 1, 1);
-        MEM_Compare(&area[0], &area[1], 1);
-        MEM_Compare(area.data(), area.data(), 0);
-        MEM_StrDup(nullptr);
-        MEM_Realloc(nullptr, 0);
+        (void)MEM_Compare(&area[0], &area[1], 1);
+        (void)MEM_Compare(area.data(), area.data(), 0);
+        (void)MEM_StrDup(nullptr);
+        (void)MEM_Realloc(nullptr, 0);
     });
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
@@ -287,8 +287,8 @@ char some[4] = "abc";
 char other[4] = "abc";
 
 const Misuse kMisuses[] = {
-    {"MEM_Clone", "((void *)0) != src", "NullSource", [] { MEM_Clone(1, nullptr); }},
-    {"MEM_Clone", "((void *)0) != src", "NullSourceOfNothing", [] { MEM_Clone(0, nullptr); }},
+    {"MEM_Clone", "((void *)0) != src", "NullSource", [] { (void)MEM_Clone(1, nullptr); }},
+    {"MEM_Clone", "((void *)0) != src", "NullSourceOfNothing", [] { (void)MEM_Clone(0, nullptr); }},
     {"MEM_Copy", "((void *)0) != dst", "NullDestination", [] { MEM_Copy(nullptr, some, 1); }},
     {"MEM_Copy", "((void *)0) != src", "NullSource", [] { MEM_Copy(some, nullptr, 1); }},
     {"MEM_Copy", "((void *)0) != dst", "BothNull", [] { MEM_Copy(nullptr, nullptr, 1); }},
@@ -303,13 +303,15 @@ const Misuse kMisuses[] = {
     {"MEM_Move", "((void *)0) != src", "NullSourceOfNothing", [] { MEM_Move(some, nullptr, 0); }},
     {"MEM_Set", "((void *)0) != dst", "NullDestination", [] { MEM_Set(nullptr, 0, 1); }},
     {"MEM_Set", "((void *)0) != dst", "NullDestinationForNothing", [] { MEM_Set(nullptr, 0, 0); }},
-    {"MEM_Compare", "((void *)0) != address1", "NullFirst", [] { MEM_Compare(nullptr, some, 1); }},
-    {"MEM_Compare", "((void *)0) != address2", "NullSecond", [] { MEM_Compare(some, nullptr, 1); }},
+    {"MEM_Compare", "((void *)0) != address1", "NullFirst",
+     [] { (void)MEM_Compare(nullptr, some, 1); }},
+    {"MEM_Compare", "((void *)0) != address2", "NullSecond",
+     [] { (void)MEM_Compare(some, nullptr, 1); }},
     {"MEM_Compare", "((void *)0) != address1", "BothNull",
-     [] { MEM_Compare(nullptr, nullptr, 1); }},
-    {"MEM_Compare", "0 < length", "NothingOfTwo", [] { MEM_Compare(some, other, 0); }},
+     [] { (void)MEM_Compare(nullptr, nullptr, 1); }},
+    {"MEM_Compare", "0 < length", "NothingOfTwo", [] { (void)MEM_Compare(some, other, 0); }},
     {"MEM_Compare", "((void *)0) != address2", "NullSecondOfNothing",
-     [] { MEM_Compare(some, nullptr, 0); }},
+     [] { (void)MEM_Compare(some, nullptr, 0); }},
 };
 
 INSTANTIATE_TEST_SUITE_P(Calls, MemMallocMisuse, testing::ValuesIn(kMisuses), [](const auto& test) {

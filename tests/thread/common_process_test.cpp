@@ -264,7 +264,7 @@ TEST(CommonProcess, NullCopyEndsTheProcess)
                 assertion_text("common_process", "COMMON_Process_Get", "((void *)0) != copy"));
     EXPECT_THAT(get.log, IsEmpty());
 
-    const Outcome by_id = run_fresh([] { COMMON_Process_GetById(own_id(), nullptr); });
+    const Outcome by_id = run_fresh([] { (void)COMMON_Process_GetById(own_id(), nullptr); });
     EXPECT_THAT(by_id, killed_by(SIGABRT));
     EXPECT_THAT(by_id.err,
                 assertion_text("common_process", "COMMON_Process_GetById", "((void *)0) != copy"));
@@ -292,7 +292,7 @@ const FirstUse kFirstUses[] = {
     {"GetById",
      [] {
          COMMON_Process record;
-         COMMON_Process_GetById(1, &record);
+         (void)COMMON_Process_GetById(1, &record);
      }},
     {"Log", [] { COMMON_Log_Acceptable(COMMON_LogLevelFatal); }},
 };

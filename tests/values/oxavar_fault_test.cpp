@@ -25,9 +25,9 @@ char some_text[] = "text";
 const std::string kLongText(2000, 'x');
 
 const Step kAllocating[] = {
-    {"strdup", [](COMMON_OXAVar*) { COMMON_OXA_strdup(some_text); }},
-    {"Alloc", [](COMMON_OXAVar*) { COMMON_OXAVarAlloc(); }},
-    {"ArrayAlloc", [](COMMON_OXAVar*) { COMMON_OXAVarArrayAlloc(0); }},
+    {"strdup", [](COMMON_OXAVar*) { (void)COMMON_OXA_strdup(some_text); }},
+    {"Alloc", [](COMMON_OXAVar*) { (void)COMMON_OXAVarAlloc(); }},
+    {"ArrayAlloc", [](COMMON_OXAVar*) { (void)COMMON_OXAVarArrayAlloc(0); }},
     {"ArrayAllocAt", [](COMMON_OXAVar* var) { COMMON_OXAVarArrayAllocAt(var, 1); }},
     {"ArrayRealloc", [](COMMON_OXAVar* var) { COMMON_OXAVarArrayRealloc(var, 3); }},
     {"Copy",
@@ -37,7 +37,7 @@ const Step kAllocating[] = {
      }},
     {"SetString", [](COMMON_OXAVar* var) { COMMON_OXAVarSetString(var, some_text); }},
     {"SetStringN", [](COMMON_OXAVar* var) { COMMON_OXAVarSetStringN(var, some_text, 2); }},
-    {"ToString", [](COMMON_OXAVar* var) { COMMON_OXAVarToString(var); }},
+    {"ToString", [](COMMON_OXAVar* var) { (void)COMMON_OXAVarToString(var); }},
 };
 
 TEST(OXAVarFault, RunningOutOfMemoryEndsTheProcess)

@@ -17,7 +17,7 @@ TEST(RegExpFault, ExpressionThatCannotBeCompiledEndsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
         fault::fail(Call::regcomp);
-        RegExp_New("a", 1);
+        (void)RegExp_New("a", 1);
     });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err, assertion_text("regexp", "RegExp_New", "0 == ret"));
@@ -54,13 +54,13 @@ TEST(RegExpFault, RunningOutOfMemoryEndsTheProcess)
 {
     EXPECT_THAT(run_fresh([] {
                     fault::fail_always(Call::malloc);
-                    RegExp_New("a", 1);
+                    (void)RegExp_New("a", 1);
                 }),
                 exited(1));
     EXPECT_THAT(run_fresh([] {
                     RegExp* const regexp = RegExp_New("a", 1);
                     fault::fail_always(Call::realloc);
-                    RegExp_Replace(regexp, "a", "b", 1);
+                    (void)RegExp_Replace(regexp, "a", "b", 1);
                 }),
                 exited(1));
 }
@@ -76,8 +76,8 @@ TEST(RegExpFault, EveryBlockIsGivenBack)
             EXPECT_EQ(fault::outstanding_blocks(), blocks + 8) << "three nodes with texts";
             RegExp_MatchSubExp(regexp.get(), "a", 0);
             EXPECT_EQ(fault::outstanding_blocks(), blocks + 6);
-            RegExp_Replace(regexp.get(), "a b", "", 1);
-            RegExp_Replace(regexp.get(), "a b", "c", 1);
+            (void)RegExp_Replace(regexp.get(), "a b", "", 1);
+            (void)RegExp_Replace(regexp.get(), "a b", "c", 1);
             EXPECT_EQ(fault::outstanding_blocks(), blocks + 7) << "one result";
         }
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
