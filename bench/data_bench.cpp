@@ -189,7 +189,7 @@ void use_descriptors(std::int32_t count)
 {
     static std::int32_t in_use = 0;
     for (; in_use < count; ++in_use) {
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
     }
     for (; in_use > count; --in_use) {
         Deallocate_Descriptor(in_use);

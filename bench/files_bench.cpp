@@ -334,7 +334,7 @@ bool checks_hold()
 {
     const auto count = [](const char* regex, std::int32_t filter) {
         UTIL_FolderItems items{};
-        UTIL_GetFolderItems(scene->folder().c_str(), regex, filter, &items);
+        (void)UTIL_GetFolderItems(scene->folder().c_str(), regex, filter, &items);
         const std::uint32_t names = items.count;
         UTIL_ReleaseFolderItems(&items);
         return names;

@@ -56,7 +56,7 @@ int32_t BlockQ_Destroy(BlockQ* q);
  * @param len bytes; 0 stores nothing and wakes a waiting thread, which goes on waiting.
  * @return how many were stored: `len`, or the free space if that is less; 0 when q is null.
  */
-uint32_t BlockQ_Add(BlockQ* q, const void* data, uint32_t len);
+COMMON_MUST_USE uint32_t BlockQ_Add(BlockQ* q, const void* data, uint32_t len);
 
 /**
  * Takes bytes out, oldest first; waits, without a limit, until there is at least one. A
@@ -65,10 +65,10 @@ uint32_t BlockQ_Add(BlockQ* q, const void* data, uint32_t len);
  * @param len bytes at most. 0 never returns, whatever is added: none is ever read.
  * @return how many were taken: from 1 to `len`, without waiting for more; 0 when q is null.
  */
-uint32_t BlockQ_Remove(BlockQ* q, void* dst, uint32_t len);
+COMMON_MUST_USE uint32_t BlockQ_Remove(BlockQ* q, void* dst, uint32_t len);
 
 /** Like BlockQ_Remove(), but the bytes stay. */
-uint32_t BlockQ_Peek(BlockQ* q, void* dst, uint32_t len);
+COMMON_MUST_USE uint32_t BlockQ_Peek(BlockQ* q, void* dst, uint32_t len);
 
 /** Drops everything. @param q not null. @return result of unlocking a mutex: 0. */
 int32_t BlockQ_Flush(BlockQ* q);

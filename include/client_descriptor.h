@@ -25,7 +25,7 @@ COMMON_BEGIN_DECLS
  * grows with the numbers in use is the move of those above it, which is a copy of 4 bytes for each.
  * @return 1 to 2147483646, the caller's until Deallocate_Descriptor().
  */
-int32_t Allocate_Descriptor(void);
+COMMON_MUST_USE int32_t Allocate_Descriptor(void);
 
 /**
  * Gives a number back.

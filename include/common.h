@@ -99,8 +99,8 @@ enum {
  *         STATUS_INVALID_PARAM, which leaves the list alone; STATUS_FAILED after a report such as
  *         "opendir(\"%s\") failed!": the names kept until then are in the list, to be released.
  */
-STATUS UTIL_GetFolderItems(const char* folder, const char* regex, int32_t filter,
-                           UTIL_FolderItems* items);
+COMMON_MUST_USE STATUS UTIL_GetFolderItems(const char* folder, const char* regex, int32_t filter,
+                                           UTIL_FolderItems* items);
 
 /**
  * Counts the names of a list.
@@ -109,7 +109,7 @@ STATUS UTIL_GetFolderItems(const char* folder, const char* regex, int32_t filter
  * @param count gets the number of names; null is reported.
  * @return STATUS_SUCCESS or STATUS_INVALID_PARAM.
  */
-STATUS UTIL_GetFolderItemsCount(const UTIL_FolderItems* items, uint32_t* count);
+COMMON_MUST_USE STATUS UTIL_GetFolderItemsCount(const UTIL_FolderItems* items, uint32_t* count);
 
 /**
  * Copies a name of a list.
@@ -122,8 +122,8 @@ STATUS UTIL_GetFolderItemsCount(const UTIL_FolderItems* items, uint32_t* count);
  *         range!", or after "Insufficient buffer, Required: %d, Given: %d" with the buffer made the
  *         empty text.
  */
-STATUS UTIL_GetFolderItemByIndex(const UTIL_FolderItems* items, uint32_t index, char* buffer,
-                                 uint32_t size);
+COMMON_MUST_USE STATUS UTIL_GetFolderItemByIndex(const UTIL_FolderItems* items, uint32_t index,
+                                                 char* buffer, uint32_t size);
 
 /**
  * Releases the names of a list and empties it. An empty one is left as it is.
@@ -177,7 +177,7 @@ void UTIL_HexDump(const void* address, uint32_t length);
  * @param size bytes of the destination.
  * @return 1 if the name was found, else 0 and the destination is left alone.
  */
-uint32_t UTIL_GetProcessName(uint32_t pid, char* destination, uint32_t size);
+COMMON_MUST_USE uint32_t UTIL_GetProcessName(uint32_t pid, char* destination, uint32_t size);
 
 /**
  * Finds a process by its short name: the first one in the order of "/proc". Of each process that it
@@ -186,7 +186,7 @@ uint32_t UTIL_GetProcessName(uint32_t pid, char* destination, uint32_t size);
  * @param pid gets the process id; null finds nothing.
  * @return 1 if there is such a process, else 0 and the id is left alone.
  */
-uint32_t UTIL_GetPidFromProcessName(const char* name, uint32_t* pid);
+COMMON_MUST_USE uint32_t UTIL_GetPidFromProcessName(const char* name, uint32_t* pid);
 
 /**
  * Tells whether a process exists. One that has ended but has not been waited for by its parent

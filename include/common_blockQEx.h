@@ -57,7 +57,7 @@ int32_t COMMON_BlockQEx_Destroy(COMMON_BlockQEx* q);
  * @return how many were stored: `len`, or the free space if that is less; 0 when q is null or the
  *         lock fails.
  */
-uint32_t COMMON_BlockQEx_Add(COMMON_BlockQEx* q, const void* data, uint32_t len);
+COMMON_MUST_USE uint32_t COMMON_BlockQEx_Add(COMMON_BlockQEx* q, const void* data, uint32_t len);
 
 /**
  * Takes bytes out, oldest first; waits, without a limit, until there is at least one. What is left
@@ -67,7 +67,7 @@ uint32_t COMMON_BlockQEx_Add(COMMON_BlockQEx* q, const void* data, uint32_t len)
  * @return how many were taken: from 1 to `len`, without waiting for more; 0 when q is null or the
  *         lock or the wait fails.
  */
-uint32_t COMMON_BlockQEx_Remove(COMMON_BlockQEx* q, void* dst, uint32_t len);
+COMMON_MUST_USE uint32_t COMMON_BlockQEx_Remove(COMMON_BlockQEx* q, void* dst, uint32_t len);
 
 /** Drops everything. @param q may be null. Does nothing when the lock fails. */
 void COMMON_BlockQEx_Flush(COMMON_BlockQEx* q);

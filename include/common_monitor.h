@@ -40,7 +40,7 @@ typedef struct COMMON_Monitor {
  * Allocates and initialises a record with the monotonic clock.
  * @return the record, never null, which the caller releases with COMMON_Monitor_Delete().
  */
-COMMON_Monitor* COMMON_Monitor_New(void);
+COMMON_MUST_USE COMMON_Monitor* COMMON_Monitor_New(void) COMMON_NEVER_NULL;
 
 /**
  * Initialises a caller's record. A step that the platform refuses is reported, and the next ones

@@ -58,7 +58,7 @@ typedef struct COMMON_Mutex {
  * Allocates a record with the defaults. It cannot be locked before COMMON_Mutex_Commit().
  * @return the record, never null, which the caller releases with COMMON_Mutex_Delete().
  */
-COMMON_Mutex* COMMON_Mutex_New(void);
+COMMON_MUST_USE COMMON_Mutex* COMMON_Mutex_New(void) COMMON_NEVER_NULL;
 
 /**
  * Fills a caller's record with the defaults.

@@ -101,8 +101,8 @@ int32_t COMMON_sync_wait(COMMON_sync* sync);
  * @return 0; EINVAL, also for a null deadline; EACCES, at once, when the caller is the owner;
  *         ETIMEDOUT; EINTR.
  */
-COMMON_64_BIT_TIMES int32_t COMMON_sync_timedlock(COMMON_sync* sync,
-                                                  const struct timespec* deadline);
+COMMON_MUST_USE COMMON_64_BIT_TIMES int32_t COMMON_sync_timedlock(COMMON_sync* sync,
+                                                                  const struct timespec* deadline);
 
 /**
  * Lets the lock go, waits for a signal until a deadline at most and locks again, however long that
@@ -111,8 +111,8 @@ COMMON_64_BIT_TIMES int32_t COMMON_sync_timedlock(COMMON_sync* sync,
  * @return 0; EINVAL, also for a null deadline; EACCES, at once, when the caller is not the owner;
  * the error of locking again, without the lock; or how the wait ended: ETIMEDOUT or EINTR.
  */
-COMMON_64_BIT_TIMES int32_t COMMON_sync_timedwait(COMMON_sync* sync,
-                                                  const struct timespec* deadline);
+COMMON_MUST_USE COMMON_64_BIT_TIMES int32_t COMMON_sync_timedwait(COMMON_sync* sync,
+                                                                  const struct timespec* deadline);
 
 COMMON_END_DECLS
 

@@ -86,7 +86,7 @@ STATUS COMMON_Thread_Initialize(COMMON_Thread* thread, COMMON_ThreadEntry_t entr
  * @return the record, which the caller releases with COMMON_Thread_Delete(); null when entry is
  *         null.
  */
-COMMON_Thread* COMMON_Thread_New(COMMON_ThreadEntry_t entry, void* argument);
+COMMON_MUST_USE COMMON_Thread* COMMON_Thread_New(COMMON_ThreadEntry_t entry, void* argument);
 
 /**
  * Builds the platform's attributes from the record and creates the thread. Without a name the
@@ -97,7 +97,7 @@ COMMON_Thread* COMMON_Thread_New(COMMON_ThreadEntry_t entry, void* argument);
  * @return STATUS_SUCCESS; STATUS_FAILED when a step fails, which is reported; no thread was
  *         created then; STATUS_INVALID_PARAM when thread is null.
  */
-STATUS COMMON_Thread_Start(COMMON_Thread* thread);
+COMMON_MUST_USE STATUS COMMON_Thread_Start(COMMON_Thread* thread);
 
 /**
  * Allocates, names and starts a thread.
@@ -109,8 +109,8 @@ STATUS COMMON_Thread_Start(COMMON_Thread* thread);
  * @return STATUS_SUCCESS, STATUS_FAILED, or STATUS_INVALID_PARAM when entry, name or thread is
  *         null.
  */
-STATUS COMMON_Thread_Create(COMMON_ThreadEntry_t entry, const char* name, void* argument,
-                            COMMON_Thread** thread);
+COMMON_MUST_USE STATUS COMMON_Thread_Create(COMMON_ThreadEntry_t entry, const char* name,
+                                            void* argument, COMMON_Thread** thread);
 
 /**
  * Frees a record of COMMON_Thread_New() or COMMON_Thread_Create() whose thread does not run.

@@ -79,7 +79,7 @@ typedef struct COMMON_wdm {
  * @return the watchdog, to be released with COMMON_wdm_Destroy(); null without memory. Only that is
  *         a failure: where the platform refuses the thread, nothing is watched.
  */
-COMMON_wdm* COMMON_wdm_Init(void);
+COMMON_MUST_USE COMMON_wdm* COMMON_wdm_Init(void);
 
 /**
  * Makes a subscriber, which is watched only after COMMON_wdm_Subscribe().
@@ -87,7 +87,8 @@ COMMON_wdm* COMMON_wdm_Init(void);
  * @param argument handed to the handler.
  * @return the subscriber; null without memory.
  */
-COMMON_wdm_Subscriber* COMMON_wdm_Create_Subscriber(COMMON_wdm_Handler_t handler, void* argument);
+COMMON_MUST_USE COMMON_wdm_Subscriber* COMMON_wdm_Create_Subscriber(COMMON_wdm_Handler_t handler,
+                                                                    void* argument);
 
 /**
  * Has a subscriber watched from now on. It is tickled, and an expired one is watched anew.

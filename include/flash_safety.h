@@ -72,8 +72,8 @@ COMMON_BEGIN_DECLS
  *         running again; 0 when they could not be stopped or started, when the NOR parameters are
  *         not available, and for a null pointer or an index above 3.
  */
-uint32_t FLASHSAFE_CheckPartition(uint32_t index, uint32_t mode, uint32_t recover,
-                                  uint32_t* corrupt);
+COMMON_MUST_USE uint32_t FLASHSAFE_CheckPartition(uint32_t index, uint32_t mode, uint32_t recover,
+                                                  uint32_t* corrupt);
 
 /**
  * Remounts a partition writable, with "mount -u -w".
@@ -104,7 +104,7 @@ uint32_t FLASHSAFE_MountReadOnly(uint32_t index);
  *        value lets it run. The NAND driver is never killed.
  * @return 1 when all drivers have ended, else 0.
  */
-uint32_t FLASHSAFE_ShutdownDriver(uint32_t timeout_ms, uint32_t force);
+COMMON_MUST_USE uint32_t FLASHSAFE_ShutdownDriver(uint32_t timeout_ms, uint32_t force);
 
 /**
  * Starts the flash drivers that are not up, first that of the NOR device and then, also when that
@@ -116,7 +116,7 @@ uint32_t FLASHSAFE_ShutdownDriver(uint32_t timeout_ms, uint32_t force);
  *        is looked for at once and after every 100 ms until so much time has passed.
  * @return 1 when all drivers are up, else 0.
  */
-uint32_t FLASHSAFE_StartDriver(uint32_t timeout_ms);
+COMMON_MUST_USE uint32_t FLASHSAFE_StartDriver(uint32_t timeout_ms);
 
 COMMON_END_DECLS
 

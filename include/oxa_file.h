@@ -33,7 +33,7 @@ COMMON_BEGIN_DECLS
  * @return the stream, which the caller ends with FILE_Close(); null after a report
  *         ("FILE_Open() failed opening %s, returned:  %s").
  */
-FILE* FILE_Open(const char* path, const char* mode);
+COMMON_MUST_USE FILE* FILE_Open(const char* path, const char* mode);
 
 /**
  * Ends a stream, which must not be used any more, whatever the result.
@@ -51,7 +51,7 @@ uint32_t FILE_Close(FILE* stream);
  * @return the elements read. Fewer than asked for are no failure by themselves; the stream's error
  *         indicator is, also one from before, and is reported.
  */
-int32_t FILE_Read(void* buffer, int32_t size, int32_t count, FILE* stream);
+COMMON_MUST_USE int32_t FILE_Read(void* buffer, int32_t size, int32_t count, FILE* stream);
 
 /**
  * Writes elements.
@@ -133,7 +133,8 @@ int32_t FILE_GetFileSizeByName(const char* path);
  * @param path null is reported by FILE_Open().
  * @return the elements read; 0 when the file cannot be opened.
  */
-int32_t FILE_OpenAndRead(void* buffer, int32_t size, int32_t count, const char* path);
+COMMON_MUST_USE int32_t FILE_OpenAndRead(void* buffer, int32_t size, int32_t count,
+                                         const char* path);
 
 /**
  * Replaces the content of a file, which is made when it is missing: FILE_Open(), FILE_Write(),
@@ -147,7 +148,8 @@ int32_t FILE_OpenAndRead(void* buffer, int32_t size, int32_t count, const char* 
  * @return the elements taken; 0 when the file cannot be opened. A full disk may show only when they
  *         are flushed, which is reported, but does not change the result.
  */
-int32_t FILE_OpenAndWrite(const void* buffer, int32_t size, int32_t count, const char* path);
+COMMON_MUST_USE int32_t FILE_OpenAndWrite(const void* buffer, int32_t size, int32_t count,
+                                          const char* path);
 
 COMMON_END_DECLS
 

@@ -96,7 +96,7 @@ COMMON_BEGIN_DECLS
  * @return the option's character; 1 (see "-"); '?' for a character that is no option, and for a
  *         missing argument; ':' for that when optstring begins with ":"; -1 at the end.
  */
-int OXA_getopt(int argc, char* const* argv, const char* optstring);
+COMMON_MUST_USE int OXA_getopt(int argc, char* const* argv, const char* optstring);
 
 /**
  * Gives the next option, short or, behind "--", long; permutes.
@@ -111,8 +111,8 @@ int OXA_getopt(int argc, char* const* argv, const char* optstring);
  *         an unknown or ambiguous option, for a missing argument and for one that is not taken; ':'
  *         for the last two when optstring begins with ":"; -1 at the end.
  */
-int OXA_getopt_long(int argc, char* const* argv, const char* optstring,
-                    const struct option* longopts, int* longindex);
+COMMON_MUST_USE int OXA_getopt_long(int argc, char* const* argv, const char* optstring,
+                                    const struct option* longopts, int* longindex);
 
 /**
  * Gives the next option as OXA_getopt_long() does, and also takes long options behind a single "-".
@@ -123,8 +123,8 @@ int OXA_getopt_long(int argc, char* const* argv, const char* optstring,
  * @param argc, argv, optstring, longopts, longindex as for OXA_getopt_long().
  * @return as OXA_getopt_long().
  */
-int OXA_getopt_long_only(int argc, char* const* argv, const char* optstring,
-                         const struct option* longopts, int* longindex);
+COMMON_MUST_USE int OXA_getopt_long_only(int argc, char* const* argv, const char* optstring,
+                                         const struct option* longopts, int* longindex);
 
 COMMON_END_DECLS
 

@@ -24,16 +24,16 @@
 COMMON_BEGIN_DECLS
 
 /** Converts between this machine's byte order and little-endian. @return the value unchanged. */
-uint32_t OXA_ENDIAN_LE32(uint32_t value);
+COMMON_MUST_USE uint32_t OXA_ENDIAN_LE32(uint32_t value);
 
 /** Converts between this machine's byte order and little-endian. @return the value unchanged. */
-uint16_t OXA_ENDIAN_LE16(uint16_t value);
+COMMON_MUST_USE uint16_t OXA_ENDIAN_LE16(uint16_t value);
 
 /** Converts between this machine's byte order and big-endian. @return the four bytes reversed. */
-uint32_t OXA_ENDIAN_BE32(uint32_t value);
+COMMON_MUST_USE uint32_t OXA_ENDIAN_BE32(uint32_t value);
 
 /** Converts between this machine's byte order and big-endian. @return the two bytes swapped. */
-uint16_t OXA_ENDIAN_BE16(uint16_t value);
+COMMON_MUST_USE uint16_t OXA_ENDIAN_BE16(uint16_t value);
 
 /** Reverses the four bytes of a value in place. @param pointer null is ignored. */
 void OXA_ENDIAN_SWAP32(uint32_t* pointer);

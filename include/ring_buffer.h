@@ -39,17 +39,17 @@ void ringBufFlush(RingBuf* rb);
  * @param src at least `len` bytes.
  * @return how many were stored: `len`, or the free space if that is less.
  */
-uint32_t ringWriteData(RingBuf* rb, const void* src, uint32_t len);
+COMMON_MUST_USE uint32_t ringWriteData(RingBuf* rb, const void* src, uint32_t len);
 
 /**
  * Takes bytes out, oldest first.
  * @param dst room for `len` bytes.
  * @return how many were taken: `len`, or those held if that is less.
  */
-uint32_t ringReadData(RingBuf* rb, void* dst, uint32_t len);
+COMMON_MUST_USE uint32_t ringReadData(RingBuf* rb, void* dst, uint32_t len);
 
 /** Like ringReadData(), but the bytes stay. */
-uint32_t ringPeekData(const RingBuf* rb, void* dst, uint32_t len);
+COMMON_MUST_USE uint32_t ringPeekData(const RingBuf* rb, void* dst, uint32_t len);
 
 /**
  * Shows the oldest bytes where they are. Use ringBufDelete() when they are done with.

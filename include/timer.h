@@ -75,7 +75,7 @@ typedef struct TMR {
  * @return an idle timer, to be released with TMR_Delete(); null without memory (not reported) or
  *         when one of its parts cannot be made ("Could not create timer").
  */
-TMR* TMR_New(void);
+COMMON_MUST_USE TMR* TMR_New(void);
 
 /**
  * Arms a timer. Returns when its thread is in place: a stop that follows finds it waiting or

@@ -102,7 +102,7 @@ TEST(ClientDescriptor, TableChangesItsSizeWithEachCall)
 {
     expect_quiet([] {
         for (int i = 1; i <= 100; ++i) {
-            Allocate_Descriptor();
+            (void)Allocate_Descriptor();
             EXPECT_EQ(fault::calls(Call::realloc), i);
         }
         Deallocate_Descriptor(101);
@@ -200,8 +200,8 @@ TEST(ClientDescriptor, ThreadsGetDifferentNumbers)
 TEST(ClientDescriptor, ForkedChildGoesOnWithItsCopy)
 {
     expect_quiet([] {
-        Allocate_Descriptor();
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
+        (void)Allocate_Descriptor();
         Deallocate_Descriptor(1);
         in_child([] {
             EXPECT_EQ(Allocate_Descriptor(), 1);
@@ -217,7 +217,7 @@ TEST(ClientDescriptor, ForkWhileOthersUseTheTable)
 {
     expect_quiet([] {
         std::atomic<bool> stop{false};
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
         std::thread busy([&] {
             while (!stop) {
                 Deallocate_Descriptor(Allocate_Descriptor());
@@ -243,10 +243,10 @@ TEST(ClientDescriptor, LockThatFailsIsAPanic)
     const auto failed = error("LockDescriptor", "Failed to lock descriptor mutex.");
     expect_panic(failed, [] {
         fault::fail(Call::pthread_mutex_lock);
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
     });
     expect_panic(failed, [] {
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
         fault::fail(Call::pthread_mutex_lock);
         Deallocate_Descriptor(1);
     });
@@ -257,7 +257,7 @@ TEST(ClientDescriptor, UnlockThatFailsIsAPanic)
     const auto failed = error("UnlockDescriptor", "Failed to unlock descriptor mutex.");
     expect_panic(failed, [] {
         fault::fail(Call::pthread_mutex_unlock);
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
     });
     expect_panic(failed, [] {
         fault::fail(Call::pthread_mutex_unlock);
@@ -268,13 +268,13 @@ TEST(ClientDescriptor, UnlockThatFailsIsAPanic)
 TEST(ClientDescriptor, NoMemoryIsAPanic)
 {
     expect_panic(error("Allocate_Descriptor", "Couldn't reallocate descriptor buffer"), [] {
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
         fault::fail(Call::realloc);
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
     });
     expect_panic(error("Deallocate_Descriptor", "Couldn't reallocate descriptor buffer"), [] {
-        Allocate_Descriptor();
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
+        (void)Allocate_Descriptor();
         fault::fail(Call::realloc);
         Deallocate_Descriptor(1);
     });
@@ -286,7 +286,7 @@ TEST(ClientDescriptor, ExitHandlersOfAPanicCanUseTheTable)
     const Outcome outcome = run_fresh([] {
         std::atexit([] { std::printf("%d", Deallocate_Descriptor(7)); });
         fault::fail(Call::realloc);
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_EQ(outcome.out, "0");

@@ -60,7 +60,7 @@ TEST(DescriptorSearch, NoNumberLeftIsAPanic)
     const Outcome outcome = run_fresh([] {
         EXPECT_EQ(Allocate_Descriptor(), 1);
         pretended_gap = INT32_MAX;
-        Allocate_Descriptor();
+        (void)Allocate_Descriptor();
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(reports(outcome),

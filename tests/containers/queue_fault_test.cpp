@@ -128,7 +128,7 @@ TEST(BlockQFault, WaitHoldsNoMutexOfTheBuffer)
         std::string seen = "?";
         fault::on_call(Call::pthread_cond_wait, 1, [&] {
             seen = locked_ones(queue.record);
-            ringWriteData(&queue.record.ring, "a", 1);
+            (void)ringWriteData(&queue.record.ring, "a", 1);
             fault::fail(Call::pthread_cond_wait, 0, EINVAL);
         });
         EXPECT_EQ(queue.remove(1), "a") << "a wait that fails is one that ends";
@@ -389,7 +389,7 @@ TEST(BlockQExFault, InterruptedWaitGoesOnWithTheLock)
         // Interrupted as it waits, and twice more while it locks again.
         fault::fail_from(Call::sem_wait, 2, EINTR);
         fault::on_call(Call::sem_wait, 5, [&] {
-            ringWriteData(&queue.record.ring, "abc", 3);
+            (void)ringWriteData(&queue.record.ring, "abc", 3);
             fault::fail(Call::sem_wait, 1'000);
         });
         EXPECT_EQ(queue.remove(9), "abc");

@@ -44,7 +44,7 @@ inline bool is_up(const char* device)
 inline std::uint32_t pid_of(const char* driver)
 {
     std::uint32_t pid = 0;
-    UTIL_GetPidFromProcessName(driver, &pid);
+    (void)UTIL_GetPidFromProcessName(driver, &pid);
     return pid;
 }
 

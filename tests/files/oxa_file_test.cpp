@@ -229,7 +229,7 @@ TEST(OxaFile, ErrnoTellsAboutTheLastCall)
                     FILE* stream = nullptr;
                     char byte = 0;
                     EXPECT_TRUE(leaves_no_error([&] { stream = FILE_Open(kPath, "r+"); }));
-                    EXPECT_TRUE(leaves_no_error([&] { FILE_Read(&byte, 1, 1, stream); }));
+                    EXPECT_TRUE(leaves_no_error([&] { (void)FILE_Read(&byte, 1, 1, stream); }));
                     EXPECT_TRUE(leaves_no_error([&] { FILE_GetChar(stream); }));
                     EXPECT_TRUE(leaves_no_error([&] { FILE_Seek(stream, 0, SEEK_SET); }));
                     EXPECT_TRUE(leaves_no_error([&] { FILE_Write(&byte, 1, 1, stream); }));

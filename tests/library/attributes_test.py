@@ -137,7 +137,9 @@ def check_promises(language, command):
 def main():
     include, language, compiler, *flags = sys.argv[1:]
     dialect = "-std=c++17" if language == "c++" else "-std=c11"
-    command = [compiler, *flags, dialect, "-I", include]
+    # As the headers demand it of 32-bit callers.
+    times = ["-D_FILE_OFFSET_BITS=64", "-D_TIME_BITS=64"]
+    command = [compiler, *flags, dialect, *times, "-I", include]
     check_discarded(Path(include), language, command)
     check_promises(language, command)
 

@@ -271,7 +271,7 @@ TEST(CommonMonitorFault, RecordWithoutMemoryEndsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
         fault::fail(Call::malloc);
-        COMMON_Monitor_New();
+        (void)COMMON_Monitor_New();
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log, ElementsAre(record(

@@ -268,7 +268,7 @@ TEST(CommonMutexFault, RecordWithoutMemoryEndsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
         fault::fail(Call::malloc);
-        COMMON_Mutex_New();
+        (void)COMMON_Mutex_New();
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log, ElementsAre(record(

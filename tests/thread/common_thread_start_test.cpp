@@ -238,7 +238,7 @@ TEST(CommonThreadStart, RecordWithoutMemoryEndsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
         fault::fail(Call::malloc);
-        COMMON_Thread_New([](void*) -> void* { return nullptr; }, nullptr);
+        (void)COMMON_Thread_New([](void*) -> void* { return nullptr; }, nullptr);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log, ElementsAre(record(
