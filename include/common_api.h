@@ -8,6 +8,8 @@
  *   zero-terminated byte strings that the callee neither keeps nor frees.
  * - A programming error (a null record where one is required) ends the process with an assertion
  *   message on standard error and SIGABRT, in every build type.
+ * - No exception may leave a function of the caller's that the library calls, and no longjmp(3):
+ *   what the library has locked or marked would stay so.
  * - Text results described as constant have static lifetime: never free or change them.
  */
 #ifndef COMMON_API_H
