@@ -278,17 +278,20 @@ TEST(LsHsm, DispatchFromAnotherThreadIsRefusedWhileOneRuns)
     EXPECT_THAT(chart.dispatch(2), ElementsAre("b 2", "a 2", "master 2"));
 }
 
-/// Keeps the calling thread on one of the processors that it may use, where there are several.
+/// Keeps the calling thread on one of the processors that it may use, where there are several. It
+/// only makes it likely that two threads meet, so that it may fail.
 void stay_on_processor(int which)
 {
     cpu_set_t allowed;
-    ASSERT_EQ(sched_getaffinity(0, sizeof allowed, &allowed), 0);
-    for (int processor = 0, seen = 0; processor < CPU_SETSIZE && CPU_COUNT(&allowed) > 1;
-         ++processor) {
+    if (sched_getaffinity(0, sizeof allowed, &allowed) != 0 || CPU_COUNT(&allowed) < 2) {
+        return;
+    }
+    for (int processor = 0, seen = 0; processor < CPU_SETSIZE; ++processor) {
         if (CPU_ISSET(processor, &allowed) && seen++ == which) {
             CPU_ZERO(&allowed);
             CPU_SET(processor, &allowed);
-            EXPECT_EQ(sched_setaffinity(0, sizeof allowed, &allowed), 0);
+            sched_setaffinity(0, sizeof allowed, &allowed);
+            return;
         }
     }
 }
