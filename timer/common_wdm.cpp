@@ -1,5 +1,6 @@
 #include "common_wdm.h"
 
+#include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <ctime>
@@ -76,9 +77,6 @@ std::uint32_t monotonic_seconds() noexcept
 
 namespace {
 
-/// Monitors run nothing but their own loop.
-constexpr std::size_t kMonitorStackBytes = std::size_t{64} * 1024;
-
 COMMON_wdm_Node* new_node(COMMON_wdm_Subscriber* subscriber) noexcept
 {
     auto* const node =
@@ -90,26 +88,11 @@ COMMON_wdm_Node* new_node(COMMON_wdm_Subscriber* subscriber) noexcept
     return node;
 }
 
-/// Moves the deadline: the one from before.
-std::uint32_t move_deadline(COMMON_wdm_Subscriber& subscriber, std::uint32_t deadline) noexcept
+/// All that a tickle does: it may interrupt any of the others.
+void move_deadline(COMMON_wdm_Subscriber& subscriber, std::uint32_t timeout_s) noexcept
 {
-    return std::atomic_ref(subscriber.deadline).exchange(deadline, std::memory_order_acq_rel);
-}
-
-/// The deadline has come nearer. The monitor sleeps for a later one, so a watched subscriber gets
-/// another node, which the monitor looks at right away; it takes the surplus node out again.
-void tell_of_earlier_deadline(COMMON_wdm_Subscriber& subscriber) noexcept
-{
-    if ((std::atomic_ref(subscriber.holders).load(std::memory_order_acquire) &
-         ~common::kClientHold) == 0) {
-        return;
-    }
-    COMMON_wdm_Node* const node = new_node(&subscriber);
-    if (node != nullptr) {
-        std::atomic_ref(subscriber.holders).fetch_add(1, std::memory_order_relaxed);
-        common::append(*std::atomic_ref(subscriber.watchdog).load(std::memory_order_acquire),
-                       *node);
-    }
+    std::atomic_ref(subscriber.deadline)
+        .exchange(common::monotonic_seconds() + timeout_s, std::memory_order_acq_rel);
 }
 
 }  // namespace
@@ -118,23 +101,28 @@ extern "C" {
 
 COMMON_wdm* COMMON_wdm_Init(void)
 {
-    auto* const watchdog = static_cast<COMMON_wdm*>(common::allocate_linkable(sizeof(COMMON_wdm)));
+    auto* const watchdog =
+        static_cast<common::Watchdog*>(common::allocate_linkable(sizeof(common::Watchdog)));
     if (watchdog == nullptr) {
         return nullptr;
     }
-    watchdog->anchor = {0, nullptr};
-    watchdog->head = &watchdog->anchor;
-    watchdog->tail = &watchdog->anchor;
-    watchdog->end = {0, nullptr};
-    watchdog->waiting = 0;
-    sem_init(&watchdog->wake, 0, 0);
-    sem_init(&watchdog->ended, 0, 0);
-    watchdog->forks = common::fork_count.load(std::memory_order_relaxed);
-    watchdog->monitored = common::start_detached(common::COMMON_wdm_Monitor, watchdog,
-                                                 kMonitorStackBytes) == common::ThreadStart::Started
-                              ? 1
-                              : 0;
-    return watchdog;
+    COMMON_wdm& record = watchdog->record;
+    record.anchor = {0, nullptr};
+    record.head = &record.anchor;
+    record.tail = &record.anchor;
+    record.end = {0, nullptr};
+    record.waiting = 0;
+    sem_init(&record.wake, 0, 0);
+    sem_init(&record.ended, 0, 0);
+    record.forks = common::fork_count.load(std::memory_order_relaxed);
+    pthread_sigmask(SIG_SETMASK, nullptr, &watchdog->handler_signals);
+    sigset_t all;
+    sigfillset(&all);
+    record.monitored = common::start_detached(common::COMMON_wdm_Monitor, watchdog, &all) ==
+                               common::ThreadStart::Started
+                           ? 1
+                           : 0;
+    return &record;
 }
 
 COMMON_wdm_Subscriber* COMMON_wdm_Create_Subscriber(COMMON_wdm_Handler_t handler, void* argument)
@@ -142,13 +130,12 @@ COMMON_wdm_Subscriber* COMMON_wdm_Create_Subscriber(COMMON_wdm_Handler_t handler
     auto* const subscriber =
         static_cast<COMMON_wdm_Subscriber*>(std::malloc(sizeof(COMMON_wdm_Subscriber)));
     if (subscriber != nullptr) {
-        subscriber->deadline = 0;  // no time that a tickle could come before
+        subscriber->deadline = 0;
         subscriber->unsubscribed = 0;
         subscriber->fired = 0;
         subscriber->handler = handler;
         subscriber->argument = argument;
         subscriber->holders = common::kClientHold;
-        subscriber->watchdog = nullptr;
     }
     return subscriber;
 }
@@ -163,24 +150,18 @@ void COMMON_wdm_Subscribe(COMMON_wdm* watchdog, COMMON_wdm_Subscriber* subscribe
     if (node == nullptr) {
         return;
     }
-    std::atomic_ref(subscriber->watchdog).store(watchdog, std::memory_order_relaxed);
     std::atomic_ref(subscriber->holders).fetch_add(1, std::memory_order_acq_rel);
     // In this order: a monitor that finds another node of an expired subscriber must not take the
     // old deadline for one that is still to be met.
-    move_deadline(*subscriber, common::monotonic_seconds() + timeout_s);
+    move_deadline(*subscriber, timeout_s);
     std::atomic_ref(subscriber->fired).store(0, std::memory_order_release);
     common::append(*watchdog, *node);
 }
 
 void COMMON_wdm_Tickle(COMMON_wdm_Subscriber* subscriber, uint32_t timeout_s)
 {
-    if (subscriber == nullptr) {
-        return;
-    }
-    const std::uint32_t deadline = common::monotonic_seconds() + timeout_s;
-    const std::uint32_t before = move_deadline(*subscriber, deadline);
-    if (static_cast<std::int32_t>(deadline - before) < 0) [[unlikely]] {
-        tell_of_earlier_deadline(*subscriber);
+    if (subscriber != nullptr) {
+        move_deadline(*subscriber, timeout_s);
     }
 }
 

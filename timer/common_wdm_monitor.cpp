@@ -22,11 +22,6 @@ constexpr unsigned kUnscannedNodes = 64;
 /// subscriptions then does not have to wake it for each.
 constexpr int kLooks = 64;
 
-std::uint32_t node_count(COMMON_wdm_Subscriber& subscriber) noexcept
-{
-    return std::atomic_ref(subscriber.holders).load(std::memory_order_acquire) & ~kClientHold;
-}
-
 bool has_fired(COMMON_wdm_Subscriber& subscriber) noexcept
 {
     return std::atomic_ref(subscriber.fired).load(std::memory_order_acquire) != 0;
@@ -43,45 +38,42 @@ std::uint32_t deadline_of(const COMMON_wdm_Subscriber& subscriber) noexcept
         .load(std::memory_order_acquire);
 }
 
-/// A node that is to be taken out. Of several nodes of one subscriber all but the last are: they
-/// all watch the same deadline.
 bool is_garbage(const COMMON_wdm_Node& node) noexcept
 {
     return node.subscriber != nullptr &&
-           (has_fired(*node.subscriber) || is_unsubscribed(*node.subscriber) ||
-            node_count(*node.subscriber) > 1);
+           (has_fired(*node.subscriber) || is_unsubscribed(*node.subscriber));
 }
 
 /// One look at the queue, from its head to the end of the wait at its tail.
 struct Scan {
-    COMMON_wdm_Subscriber* candidate = nullptr;  ///< whose deadline comes first
-    std::uint32_t due = 0;                       ///< its deadline, as it was found
-    bool garbage = false;                        ///< there are nodes to be taken out
-    unsigned found = 0;                          ///< nodes that were in the queue
-    unsigned appended = 0;                       ///< nodes that came meanwhile
+    bool awaits = false;    ///< a deadline is still to come
+    std::uint32_t due = 0;  ///< the first of them
+    bool missed = false;    ///< a deadline has passed and was not met
+    bool garbage = false;   ///< there are nodes to be taken out
+    unsigned found = 0;     ///< nodes that were in the queue
+    unsigned appended = 0;  ///< nodes that came meanwhile
 
     /// Seconds until the first deadline.
-    std::uint32_t left(std::uint32_t now) const noexcept
-    {
-        return candidate == nullptr ? kNoTime : due - now;
-    }
+    std::uint32_t left(std::uint32_t now) const noexcept { return awaits ? due - now : kNoTime; }
 };
 
-/// Looks at a node; true when the candidate's second is there, so that nothing must come between.
+/// Looks at a node; true when the first deadline's second is there, so that nothing must come
+/// between.
 bool consider(const COMMON_wdm_Node& node, Scan& scan) noexcept
 {
-    COMMON_wdm_Subscriber* const subscriber = node.subscriber;
     const std::uint32_t now = monotonic_seconds();
-    if (subscriber != nullptr) {
-        scan.garbage = scan.garbage || is_garbage(node);
-        const std::uint32_t deadline = deadline_of(*subscriber);
-        // Unsigned: a deadline that has passed is the farthest of all, and is never met any more.
-        if (scan.left(now) > deadline - now && !has_fired(*subscriber)) {
-            scan.candidate = subscriber;
-            scan.due = deadline;
+    if (is_garbage(node)) {
+        scan.garbage = true;
+    } else {
+        // Unsigned: a deadline that has passed is farther away than any, and is never met any more.
+        const std::uint32_t left = wdm_CalcTime(node.subscriber, now);
+        scan.missed = scan.missed || left > kNoTime;
+        if (left < scan.left(now)) {
+            scan.awaits = true;
+            scan.due = now + left;
         }
     }
-    return scan.candidate != nullptr && scan.due == now;
+    return scan.awaits && scan.due == now;
 }
 
 /// Sleeps until the link of a node is set, for a time at most. The link, or null.
@@ -101,17 +93,21 @@ COMMON_wdm_Node* await_link(COMMON_wdm& watchdog, COMMON_wdm_Node& node,
     return next_of(node);
 }
 
-/// Waits at the tail until the candidate's second, or for a node to be appended: that node, or
-/// null.
+/// Waits at the tail until the first deadline's second, or for a node to be appended: that node, or
+/// null. Who missed a deadline may be tickled without a word to the monitor, which therefore looks
+/// again in the next second.
 COMMON_wdm_Node* wait_at_tail(COMMON_wdm& watchdog, COMMON_wdm_Node& tail,
                               const Scan& scan) noexcept
 {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    // What is left of the candidate's time, also when this is not the first wait for it.
-    const std::uint32_t left = scan.left(static_cast<std::uint32_t>(now.tv_sec));
+    // What is left of the time, also when this is not the first wait for it.
+    std::uint32_t left = scan.left(static_cast<std::uint32_t>(now.tv_sec));
     if (left == 0 || left > kNoTime) {
         return nullptr;
+    }
+    if (scan.missed) {
+        left = 1;
     }
     timespec at_most{static_cast<std::time_t>(left), 0};
     if (now.tv_nsec > kLatestInSecond_ns) {
@@ -121,8 +117,8 @@ COMMON_wdm_Node* wait_at_tail(COMMON_wdm& watchdog, COMMON_wdm_Node& tail,
     return await_link(watchdog, tail, at_most);
 }
 
-/// Looks for the subscriber whose deadline comes first, until it has come or something else is to
-/// be done. False at the watchdog's end.
+/// Looks for the deadline that comes first, until it has come or something else is to be done.
+/// False at the watchdog's end.
 bool scan_queue(COMMON_wdm& watchdog, Scan& scan) noexcept
 {
     for (COMMON_wdm_Node* node = watchdog.head; node != &watchdog.end;) {
@@ -143,21 +139,6 @@ bool scan_queue(COMMON_wdm& watchdog, Scan& scan) noexcept
         node = next;
     }
     return false;
-}
-
-/// Marks a subscriber as fired, clears the queue and starts the handler, in this order: from then
-/// on the monitor knows nothing of it, and the handler may subscribe it anew or release it.
-void fire(COMMON_wdm& watchdog, COMMON_wdm_Subscriber& subscriber) noexcept
-{
-    const COMMON_wdm_Handler_t handler = subscriber.handler;
-    void* const argument = subscriber.argument;
-    const bool fires =
-        !is_unsubscribed(subscriber) &&
-        std::atomic_ref(subscriber.fired).exchange(1, std::memory_order_acq_rel) == 0;
-    wdm_GarbageCollect(watchdog);
-    if (fires && handler != nullptr) {
-        start_detached(handler, argument, kDefaultStack);
-    }
 }
 
 /// While the queue has nothing but the anchor there is nothing to watch.
@@ -192,19 +173,16 @@ COMMON_wdm_Node* await_next(COMMON_wdm& watchdog, COMMON_wdm_Node& node) noexcep
     return next;
 }
 
-}  // namespace
-
-std::uint32_t wdm_CalcTime(const COMMON_wdm_Subscriber* subscriber) noexcept
+/// Takes out the nodes that a condition holds for: a list of them.
+template <class Condition>
+COMMON_wdm_Node* take_out(COMMON_wdm& watchdog, Condition condition) noexcept
 {
-    return subscriber == nullptr ? kNoTime : deadline_of(*subscriber) - monotonic_seconds();
-}
-
-void wdm_GarbageCollect(COMMON_wdm& watchdog) noexcept
-{
+    COMMON_wdm_Node taken{};
+    COMMON_wdm_Node* last_taken = &taken;
     COMMON_wdm_Node* previous = nullptr;
     COMMON_wdm_Node* node = watchdog.head;
     while (node != nullptr) {
-        if (!is_garbage(*node)) {
+        if (!condition(*node)) {
             previous = node;
             node = next_of(*node);
             continue;
@@ -223,29 +201,78 @@ void wdm_GarbageCollect(COMMON_wdm& watchdog) noexcept
             link(*previous).store(reinterpret_cast<std::uintptr_t>(next),
                                   std::memory_order_release);
         }
-        release(node->subscriber, 1);
-        std::free(node);
+        node->next = 0;
+        last_taken->next = reinterpret_cast<std::uintptr_t>(node);
+        last_taken = node;
         node = next;
+    }
+    return node_at(taken.next);
+}
+
+/// Lets go of the subscriber of a node that was taken out, and frees the node: the next one.
+COMMON_wdm_Node* drop(COMMON_wdm_Node* node) noexcept
+{
+    COMMON_wdm_Node* const next = node_at(node->next);
+    release(node->subscriber, 1);
+    std::free(node);
+    return next;
+}
+
+/// Starts the handlers of all whose deadline is in this second. They are marked first, and the
+/// queue is cleared, so that the time that a handler takes to start costs nobody its second, and so
+/// that the monitor knows nothing more of a subscriber whose handler starts: the handler may
+/// subscribe it anew or release it.
+void fire(Watchdog& watchdog, std::uint32_t second) noexcept
+{
+    COMMON_wdm_Node* node = take_out(watchdog.record, [second](const COMMON_wdm_Node& each) {
+        return wdm_CalcTime(each.subscriber, second) == 0 &&
+               std::atomic_ref(each.subscriber->fired).exchange(1, std::memory_order_acq_rel) == 0;
+    });
+    wdm_GarbageCollect(watchdog.record);
+    while (node != nullptr) {
+        const COMMON_wdm_Handler_t handler =
+            is_unsubscribed(*node->subscriber) ? nullptr : node->subscriber->handler;
+        void* const argument = node->subscriber->argument;
+        node = drop(node);
+        if (handler != nullptr) {
+            start_detached(handler, argument, &watchdog.handler_signals);
+        }
+    }
+}
+
+}  // namespace
+
+std::uint32_t wdm_CalcTime(const COMMON_wdm_Subscriber* subscriber, std::uint32_t now) noexcept
+{
+    return subscriber == nullptr ? kNoTime : deadline_of(*subscriber) - now;
+}
+
+void wdm_GarbageCollect(COMMON_wdm& watchdog) noexcept
+{
+    COMMON_wdm_Node* node = take_out(watchdog, is_garbage);
+    while (node != nullptr) {
+        node = drop(node);
     }
 }
 
 void* COMMON_wdm_Monitor(void* argument)
 {
-    auto& watchdog = *static_cast<COMMON_wdm*>(argument);
+    auto& watchdog = *static_cast<Watchdog*>(argument);
     for (;;) {
-        sleep_while_empty(watchdog);
+        sleep_while_empty(watchdog.record);
         Scan scan;
-        if (!scan_queue(watchdog, scan)) {
+        if (!scan_queue(watchdog.record, scan)) {
             break;
         }
-        if (scan.candidate != nullptr && wdm_CalcTime(scan.candidate) == 0) {
-            fire(watchdog, *scan.candidate);
+        const std::uint32_t now = monotonic_seconds();
+        if (scan.awaits && scan.due == now) {
+            fire(watchdog, now);
         } else if (scan.garbage) {
-            wdm_GarbageCollect(watchdog);
+            wdm_GarbageCollect(watchdog.record);
         }
     }
     // The last touch of the watchdog.
-    sem_post(&watchdog.ended);
+    sem_post(&watchdog.record.ended);
     return nullptr;
 }
 

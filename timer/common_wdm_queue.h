@@ -8,12 +8,20 @@
 
 #include <atomic>
 #include <bit>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 
 #include "common_wdm.h"
 
 namespace common {
+
+/// A watchdog as it is made, with what the public record cannot have: not all who include that know
+/// the type.
+struct Watchdog {
+    COMMON_wdm record;
+    sigset_t handler_signals;  ///< blocked in threads of handlers, as where the watchdog was made
+};
 
 /// The link of an anchor whose monitor sleeps on the semaphore.
 inline constexpr std::uintptr_t kAsleep = ~std::uintptr_t{0};
@@ -72,14 +80,14 @@ void release(COMMON_wdm_Subscriber* subscriber, std::uint32_t holds) noexcept;
 /// Current second of the monotonic clock.
 std::uint32_t monotonic_seconds() noexcept;
 
-/// Seconds until a subscriber's deadline, as an unsigned number: one that has passed is far away.
-std::uint32_t wdm_CalcTime(const COMMON_wdm_Subscriber* subscriber) noexcept;
+/// Seconds from `now` until a subscriber's deadline, as an unsigned number: one that has passed is
+/// far away. That of nobody is kNoTime.
+std::uint32_t wdm_CalcTime(const COMMON_wdm_Subscriber* subscriber, std::uint32_t now) noexcept;
 
-/// Takes out the nodes of subscribers that have fired or are unsubscribed, and all but one of a
-/// subscriber's. For the monitor, and for whoever has ended it.
+/// Takes out the nodes of subscribers that have fired or are unsubscribed. For the monitor only.
 void wdm_GarbageCollect(COMMON_wdm& watchdog) noexcept;
 
-/// The monitor thread of a watchdog. Ends when it meets the watchdog's end node.
+/// The monitor thread of a Watchdog. Ends when it meets the watchdog's end node.
 void* COMMON_wdm_Monitor(void* watchdog);
 
 }  // namespace common

@@ -4,7 +4,7 @@
 
 namespace common {
 
-ThreadStart start_detached(void* (*entry)(void*), void* argument, std::size_t stack_bytes) noexcept
+ThreadStart start_detached(void* (*entry)(void*), void* argument, const sigset_t* signals) noexcept
 {
     pthread_attr_t attributes;
     if (pthread_attr_init(&attributes) != 0) {
@@ -12,8 +12,7 @@ ThreadStart start_detached(void* (*entry)(void*), void* argument, std::size_t st
     }
     ThreadStart result = ThreadStart::NoProperties;
     if (pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
-        (stack_bytes == kDefaultStack ||
-         pthread_attr_setstacksize(&attributes, stack_bytes) == 0)) {
+        (signals == nullptr || pthread_attr_setsigmask_np(&attributes, signals) == 0)) {
         pthread_t unused{};
         result = pthread_create(&unused, &attributes, entry, argument) == 0 ? ThreadStart::Started
                                                                             : ThreadStart::NoThread;

@@ -1,7 +1,7 @@
 // Starts threads that nobody joins.
 #pragma once
 
-#include <cstddef>
+#include <csignal>
 #include <cstdint>
 
 namespace common {
@@ -9,10 +9,9 @@ namespace common {
 /// Which step of a start failed.
 enum class ThreadStart : std::uint8_t { Started, NoAttributes, NoProperties, NoThread };
 
-/// The platform's stack size.
-inline constexpr std::size_t kDefaultStack = 0;
-
-/// Starts a detached thread. Reports nothing.
-ThreadStart start_detached(void* (*entry)(void*), void* argument, std::size_t stack_bytes) noexcept;
+/// Starts a detached thread, otherwise with the platform's default attributes. It blocks the
+/// signals that are given or, with null, those that its starter blocks. Reports nothing.
+ThreadStart start_detached(void* (*entry)(void*), void* argument,
+                           const sigset_t* signals = nullptr) noexcept;
 
 }  // namespace common

@@ -13,9 +13,6 @@ namespace common {
 
 namespace {
 
-/// Callbacks are short; and a process may have a thousand timers, also with 32-bit addresses.
-constexpr std::size_t kStackBytes = std::size_t{128} * 1024;
-
 constexpr timespec kNever{std::numeric_limits<std::time_t>::max(), 0};
 
 constexpr bool is_later(const timespec& time, const timespec& than) noexcept
@@ -98,7 +95,7 @@ ArmResult launch_locked(TMR& timer) noexcept
                          false,  false,         false};
     // Others see it only with the mutex, so not before it is known to run.
     timer.threads = thread;
-    const ThreadStart start = start_detached(TimerHandler, thread, kStackBytes);
+    const ThreadStart start = start_detached(TimerHandler, thread);
     if (start == ThreadStart::Started) {
         ++timer.starting;
         return ArmResult::Launched;

@@ -87,6 +87,7 @@
     X(pthread_attr_setinheritsched, "pthread_attr_setinheritsched", int, (pthread_attr_t* attributes, int inherit), (attributes, inherit), 0, Result, EINVAL) \
     X(pthread_attr_setschedparam, "pthread_attr_setschedparam", int, (pthread_attr_t* attributes, const sched_param* parameters), (attributes, parameters), 0, Result, EINVAL) \
     X(pthread_attr_setschedpolicy, "pthread_attr_setschedpolicy", int, (pthread_attr_t* attributes, int policy), (attributes, policy), 0, Result, EINVAL) \
+    X(pthread_attr_setsigmask_np, "pthread_attr_setsigmask_np", int, (pthread_attr_t* attributes, const sigset_t* mask), (attributes, mask), 0, Result, ENOMEM) \
     X(pthread_attr_setstacksize, "pthread_attr_setstacksize", int, (pthread_attr_t* attributes, size_t size), (attributes, size), 0, Result, EINVAL) \
     X(pthread_join, "pthread_join", int, (pthread_t thread, void** result), (thread, result), 0, Result, EINVAL) \
     X(pthread_detach, "pthread_detach", int, (pthread_t thread), (thread), 0, Result, EINVAL) \
@@ -129,20 +130,20 @@
  * Symbols that are left alone: they cannot fail, or nobody can act on a failure (output of
  * diagnostics). A few stand for a wrapped function under another name.
  */
-#define BENCH_INFALLIBLE_SYMBOLS                                                                \
-    "_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable", "___tls_get_addr",              \
-        "__assert_fail", "__cxa_finalize", "__environ", "__errno_location", "__fpurge",         \
-        "__globfree64_time64", "__gmon_start__", "__pthread_register_cancel",                   \
-        "__pthread_unregister_cancel", "__pthread_unwind_next",                                 \
-        "__register_atfork" /* pthread_atfork */, "__sigsetjmp", "__stack_chk_fail",            \
-        "__tls_get_addr", "abort", "bsearch", "closedir", "dirfd", "environ", "exit", "feof",   \
-        "ferror", "flockfile", "fprintf", "fputs", "funlockfile", "getenv", "getpid", "gettid", \
-        "globfree64", "isprint", "isspace", "memchr", "memcmp", "memcpy", "memmove", "memset",  \
-        "openlog", "optarg", "opterr", "optind", "optopt", "perror", "printf",                  \
-        "pthread_attr_destroy", "pthread_exit", "pthread_getspecific", "pthread_self",          \
-        "pthread_setcancelstate", "putchar", "puts", "qsort", "regfree", "setvbuf", "snprintf", \
-        "sprintf", "stderr", "stdout", "strchr", "strchrnul", "strcmp", "strerror", "strlen",   \
-        "strncmp", "strncpy", "strnlen", "strrchr", "strspn", "strstr", "strtol", "strtoul",    \
-        "strtoull", "syslog", "tzset", "vfprintf", "warnx"
+#define BENCH_INFALLIBLE_SYMBOLS                                                                   \
+    "_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable", "___tls_get_addr",                 \
+        "__assert_fail", "__cxa_finalize", "__environ", "__errno_location", "__fpurge",            \
+        "__globfree64_time64", "__gmon_start__", "__pthread_register_cancel",                      \
+        "__pthread_unregister_cancel", "__pthread_unwind_next",                                    \
+        "__register_atfork" /* pthread_atfork */, "__sigsetjmp", "__stack_chk_fail",               \
+        "__tls_get_addr", "abort", "bsearch", "closedir", "dirfd", "environ", "exit", "feof",      \
+        "ferror", "flockfile", "fprintf", "fputs", "funlockfile", "getenv", "getpid", "gettid",    \
+        "globfree64", "isprint", "isspace", "memchr", "memcmp", "memcpy", "memmove", "memset",     \
+        "openlog", "optarg", "opterr", "optind", "optopt", "perror", "printf",                     \
+        "pthread_attr_destroy", "pthread_exit", "pthread_getspecific", "pthread_self",             \
+        "pthread_setcancelstate", "pthread_sigmask", "putchar", "puts", "qsort", "regfree",        \
+        "setvbuf", "sigfillset", "snprintf", "sprintf", "stderr", "stdout", "strchr", "strchrnul", \
+        "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr", "strspn",      \
+        "strstr", "strtol", "strtoul", "strtoull", "syslog", "tzset", "vfprintf", "warnx"
 
 #endif

@@ -1,6 +1,8 @@
-// A watchdog that several threads subscribe to, tickle, unsubscribe from and destroy.
+// A watchdog that several threads subscribe to, tickle, unsubscribe from and destroy: who must fire
+// does so once, and nobody else.
 #include <deque>
 #include <random>
+#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -11,72 +13,127 @@ using namespace bench;
 
 namespace {
 
-void* count(void* argument)
-{
-    ++*static_cast<std::atomic<int>*>(argument);
-    return nullptr;
-}
-
-/** One thread's subscribers. */
-struct Client {
-    std::mt19937 random;
-    std::vector<COMMON_wdm_Subscriber*> subscribers{};
+/** A subscriber of one kind, and after it another one. */
+struct Kept : Watched {
+    bool must_fire = false;
+    int subscriptions = 0;
 };
 
-/** Does something with one of the client's subscribers. */
-void step(Client& client, COMMON_wdm* watchdog, std::atomic<int>& starts)
-{
-    const auto choice = client.random() % 8;
-    if (client.subscribers.size() < 20 && choice < 4) {
-        auto* const subscriber = COMMON_wdm_Create_Subscriber(count, &starts);
-        COMMON_wdm_Subscribe(watchdog, subscriber, static_cast<std::uint32_t>(client.random() % 3));
-        client.subscribers.push_back(subscriber);
-        return;
-    }
-    if (client.subscribers.empty()) {
-        return;
-    }
-    const std::size_t index = client.random() % client.subscribers.size();
-    COMMON_wdm_Subscriber* const subscriber = client.subscribers[index];
-    if (choice < 5) {
-        COMMON_wdm_Tickle(subscriber, static_cast<std::uint32_t>(client.random() % 100));
-    } else if (choice < 6) {
-        COMMON_wdm_Subscribe(watchdog, subscriber, 1);
-    } else {
-        COMMON_wdm_Unsubscribe(subscriber);
-        client.subscribers[index] = client.subscribers.back();
-        client.subscribers.pop_back();
-    }
-}
+/** One thread's subscribers, by what has to become of them. */
+class Client {
+public:
+    explicit Client(unsigned seed) : random_(seed) {}
 
-/** Waits until handlers that were started have come to their end: threads that nobody joins. */
-void settle(int threads)
-{
-    EXPECT_TRUE(has_threads(threads));
-}
+    /** Does something with one of the subscribers. */
+    void step(COMMON_wdm* watchdog)
+    {
+        const auto choice = random_() % 8;
+        if (choice < 2) {
+            subscribe(watchdog, true, static_cast<std::uint32_t>(random_() % 3));
+        } else if (choice < 4) {
+            subscribe(watchdog, false, kLong_s);
+        } else if (!staying_.empty()) {
+            Kept* const kept = staying_[random_() % staying_.size()];
+            if (choice < 6) {
+                COMMON_wdm_Tickle(kept->subscriber, longer());
+            } else if (choice < 7) {
+                COMMON_wdm_Subscribe(watchdog, kept->subscriber, longer());
+            } else {
+                std::erase(staying_, kept);
+                unsubscribe(*kept);
+            }
+        }
+    }
+
+    /** Waits for those who must fire, while the watchdog is there. */
+    void await_fired() const
+    {
+        for (const Kept* const kept : firing_) {
+            EXPECT_TRUE(kept->has_started());
+        }
+    }
+
+    /** Unsubscribes all. */
+    void release()
+    {
+        for (auto* const list : {&firing_, &staying_}) {
+            for (Kept* const kept : *list) {
+                unsubscribe(*kept);
+            }
+            list->clear();
+        }
+    }
+
+    /** Once no handler can be on its way any more: those who must not fire have not, the others
+     * once at most or, when all had their time, exactly once. How many have. */
+    int count_fired(bool all_had_time) const
+    {
+        int fired = 0;
+        for (const Kept& kept : all_) {
+            const int most = kept.must_fire ? kept.subscriptions : 0;
+            EXPECT_LE(kept.starts, most);
+            EXPECT_GE(kept.starts, all_had_time ? most : 0);
+            fired += kept.starts;
+        }
+        return fired;
+    }
+
+private:
+    void subscribe(COMMON_wdm* watchdog, bool must_fire, std::uint32_t timeout_s)
+    {
+        auto& list = must_fire ? firing_ : staying_;
+        auto& spare = spare_[must_fire ? 1 : 0];
+        if (list.size() == 20) {
+            return;
+        }
+        if (spare.empty()) {
+            list.push_back(&all_.emplace_back());
+        } else {
+            list.push_back(spare.back());
+            spare.pop_back();
+            list.back()->subscriber = COMMON_wdm_Create_Subscriber(Watched::handle, list.back());
+        }
+        list.back()->must_fire = must_fire;
+        ++list.back()->subscriptions;
+        COMMON_wdm_Subscribe(watchdog, list.back()->subscriber, timeout_s);
+    }
+
+    void unsubscribe(Kept& kept)
+    {
+        COMMON_wdm_Unsubscribe(kept.subscriber);
+        spare_[kept.must_fire ? 1 : 0].push_back(&kept);
+    }
+
+    std::uint32_t longer() { return kLong_s + static_cast<std::uint32_t>(random_() % 100); }
+
+    std::mt19937 random_;
+    std::deque<Kept> all_{};
+    std::vector<Kept*> firing_{};
+    std::vector<Kept*> staying_{};
+    std::vector<Kept*> spare_[2]{};
+};
 
 TEST(CommonWdmSoak, SubscribeTickleAndUnsubscribeFromSeveralThreads)
 {
     EXPECT_THAT(run_race([](std::chrono::milliseconds time) {
                     const int threads = thread_count();
-                    static std::atomic<int> starts{0};
                     COMMON_wdm* const watchdog = COMMON_wdm_Init();
                     std::deque<Client> clients;
                     std::vector<std::function<void()>> steps;
                     for (unsigned i = 0; i < 4; ++i) {
-                        clients.push_back({std::mt19937(i)});
-                        steps.emplace_back(
-                            [&, &client = clients.back()] { step(client, watchdog, starts); });
+                        Client& client = clients.emplace_back(i);
+                        steps.emplace_back([&client, watchdog] { client.step(watchdog); });
                     }
                     race(time, steps);
-                    COMMON_wdm_Destroy(watchdog);
                     for (const Client& client : clients) {
-                        for (auto* const subscriber : client.subscribers) {
-                            COMMON_wdm_Unsubscribe(subscriber);
-                        }
+                        client.await_fired();
                     }
-                    EXPECT_GT(starts, 0);
-                    settle(threads);
+                    COMMON_wdm_Destroy(watchdog);
+                    EXPECT_TRUE(has_threads(threads)) << "handlers have come to their end";
+                    for (Client& client : clients) {
+                        client.release();
+                        EXPECT_GT(client.count_fired(true), 0);
+                    }
                 }),
                 exited(0));
 }
@@ -85,25 +142,24 @@ TEST(CommonWdmSoak, DestroyWithSubscribersFromSeveralThreads)
 {
     EXPECT_THAT(run_race([](std::chrono::milliseconds time) {
                     const int threads = thread_count();
-                    static std::atomic<int> starts{0};
                     std::deque<Client> clients;
                     std::vector<std::function<void()>> steps;
                     for (unsigned i = 0; i < 3; ++i) {
-                        clients.push_back({std::mt19937(i)});
-                        steps.emplace_back([&, &client = clients.back()] {
+                        Client& client = clients.emplace_back(i);
+                        steps.emplace_back([&client, numbers = std::mt19937(i)]() mutable {
                             COMMON_wdm* const watchdog = COMMON_wdm_Init();
-                            for (auto left = client.random() % 50; left > 0; --left) {
-                                step(client, watchdog, starts);
+                            for (auto left = numbers() % 50; left > 0; --left) {
+                                client.step(watchdog);
                             }
                             COMMON_wdm_Destroy(watchdog);
-                            for (auto* const subscriber : client.subscribers) {
-                                COMMON_wdm_Unsubscribe(subscriber);
-                            }
-                            client.subscribers.clear();
+                            client.release();
                         });
                     }
                     race(time, steps);
-                    settle(threads);
+                    EXPECT_TRUE(has_threads(threads)) << "handlers have come to their end";
+                    for (const Client& client : clients) {
+                        client.count_fired(false);
+                    }
                 }),
                 exited(0));
 }

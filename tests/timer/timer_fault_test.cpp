@@ -102,7 +102,6 @@ const Launch kLaunches[] = {
     {Call::malloc, "The timer thread cannot be launched"},
     {Call::pthread_attr_init, "The thread initialization failed!"},
     {Call::pthread_attr_setdetachstate, "The timer thread properties cannot be set"},
-    {Call::pthread_attr_setstacksize, "The timer thread properties cannot be set"},
     {Call::pthread_create, "The timer thread cannot be launched"},
 };
 

@@ -316,7 +316,6 @@ TEST(TimerLock, EveryFailureIsSurvived)
                                Call::pthread_create,
                                Call::pthread_attr_init,
                                Call::pthread_attr_setdetachstate,
-                               Call::pthread_attr_setstacksize,
                                Call::pthread_cond_timedwait,
                                Call::pthread_cond_init};
     for (const Call call : kCalls) {
