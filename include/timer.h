@@ -3,27 +3,38 @@
  * One-shot timers: after a number of milliseconds a function is called with an argument, unless the
  * timer is stopped first.
  *
- * A timer waits for its deadlines, on the monotonic clock, in threads of its own. The first start
- * launches one, detached, with a stack of 128 KiB; it stays parked between starts, so that arming
- * and stopping a timer costs no thread, and ends with TMR_Delete(). A timer is idle, or armed from
- * a start until its deadline or a stop; a periodic one is made by starting it from its callback.
+ * A timer waits for its deadlines, on the monotonic clock, in threads of its own: detached, with
+ * the platform's default attributes. A start launches one. When its deadline has been met or taken
+ * back, the thread stays for two seconds: a start in that time uses it, so that arming and stopping
+ * again costs no thread. Then it ends, and so do all of them with TMR_Delete(). A timer is idle, or
+ * armed from a start until its deadline or a stop; a periodic one is made by starting it from its
+ * callback.
  *
  * - The callback runs in the timer's thread with no lock held. It may start, stop, restart and
- *   query its own timer, also when it blocks for long: a start that meets no parked thread (the
+ *   query its own timer, also when it blocks for long: a start that meets no idle thread (the
  *   callback is running, or another start is still waiting for its deadline) launches one more, so
- *   that a deadline never waits for a callback. No more than one thread stays parked.
- * - The stack is much more than a callback needs that logs, formats and calls the system, and only
- *   the pages of it that were touched take memory. Work that recurses or keeps large arrays belongs
- *   into a thread of the caller's.
+ *   that a deadline never waits for a callback.
+ * - The callback's thread is like one that the starting thread has made itself: it has its
+ * scheduling policy and priority, its nice value and its signal mask. Therefore an idle thread
+ * serves only starts by the thread that had it launched, and by the callbacks of such threads. What
+ * a thread changes of these things between its starts, an idle one does not know; and a callback
+ * that changes them for its own thread puts them back.
+ * - Each armed timer takes the addresses of a default stack (usually 8 MiB, of which only the pages
+ *   that were touched take memory): with 32-bit addresses a few hundred at a time. The default is
+ * the soft limit RLIMIT_STACK (ulimit -s) at the start of the program.
  * - Starting a timer that is armed adds a deadline; it does not replace the first one. Each of the
  *   starts calls back, at its own deadline and with its own function and argument. The timer is in
  *   use until the last of them, and a stop takes them all back.
+ * - A thread that is woken through the record's condition by anybody but the timer gives up its
+ *   deadline, as after a stop.
  * - All functions but TMR_New() and TMR_Delete() may be called for one timer from several threads
  *   at once. Whoever takes the timer's mutex first wins: a stop that comes after the deadline gives
  *   TMR_ReturnNotSet, and the callback may be running or about to run.
  * - A child of fork() has none of the timers' threads. There every timer is idle, whatever it was
  *   in the parent, and may be started, stopped, queried and deleted as usual; one thread makes the
- *   first call for a timer.
+ *   first call for a timer. A callback may fork, too: in the child it runs in a thread that is the
+ *   timer's no more, and when it returns there, that thread ends, and the child with it (exit
+ * status 0) unless it has other threads, such as those of timers that it started.
  * - A callback may end its thread (pthread_exit(3)); a cancellation takes effect in the callback.
  *
  * Failures are reported under the module TIMER at Error.
@@ -59,15 +70,16 @@ typedef struct TMR {
     pthread_mutex_t mutex;
     pthread_cond_t condition; /**< on the monotonic clock */
     sem_t started;            /**< posted by a launched thread that holds the mutex */
-    sem_t stopped;            /**< posted by a thread that leaves the timer for good */
+    sem_t stopped;            /**< posted by a thread that leaves a timer that is being deleted */
     uint32_t inUse;           /**< 1 while a deadline is awaited */
     uint32_t stopRequested;   /**< 1 from a stop to the next start */
-    struct TMR_Thread* threads;
-    uint32_t starting;
-    uint32_t lostThreads;
-    uint32_t ending;
-    uint32_t orphaned;
-    uint32_t forks;
+    /* private */
+    struct TMR_Thread* threads; /**< all that have not left, with what each of them awaits */
+    uint32_t starting;          /**< starts that wait for a launched thread */
+    uint32_t lostThreads;       /**< threads that ended without the mutex and are still listed */
+    uint32_t ending;            /**< 1 once the timer is being deleted: all threads leave */
+    uint32_t orphaned;          /**< 1 when the last thread to leave releases the timer */
+    uint32_t forks;             /**< tells a forked child from the process that made the timer */
 } TMR;
 
 /**
@@ -98,9 +110,8 @@ uint32_t TMR_Start(TMR* timer, TMR_Callback_t callback, void* argument, uint32_t
  * start will begin any more. Does not block, also not when it meets a start half-way.
  * @param timer null is not reported.
  * @return TMR_ReturnSuccess; TMR_ReturnNotSet when nothing is awaited; TMR_ReturnNullTimer;
- *         TMR_ReturnFailed after "Could not lock mutex: %d", and after "Could not signal timer",
- *         which takes more than one waiting thread, as only then one has to be woken: the timer
- *         stays in use until its deadlines, but calls nothing any more.
+ *         TMR_ReturnFailed after "Could not lock mutex: %d", and after "Could not signal timer":
+ *         nothing calls back then either, only the thread stays until its deadline.
  *         "Could not unlock mutex: %d" is reported without another result.
  */
 TMR_Return_t TMR_Stop(TMR* timer);
@@ -111,9 +122,9 @@ TMR_Return_t TMR_Stop(TMR* timer);
  * @return TMR_ReturnSuccess; what TMR_Stop() gave when that is anything else, in particular
  *         TMR_ReturnNotSet for an idle timer, and nothing is started then. TMR_ReturnFailed when
  *         the start fails, and the timer is idle then. The thread that waited is used again; only
- *         when another start has taken it meanwhile is one launched, which may fail with "The
- *         thread initialization failed!", "The timer thread properties cannot be set" or "The timer
- *         thread cannot be launched".
+ *         when it is another thread's, or another start has taken it meanwhile, is one launched,
+ *         which may fail with "The thread initialization failed!", "The timer thread properties
+ *         cannot be set" or "The timer thread cannot be launched".
  */
 TMR_Return_t TMR_Restart(TMR* timer);
 

@@ -8,18 +8,27 @@
 #include "log/report.h"
 #include "timer/timer_thread.h"
 
+namespace {
+
+/// Where a field begins that follows one.
+constexpr std::size_t after(std::size_t offset, std::size_t size_bytes, std::size_t alignment)
+{
+    return (offset + size_bytes + alignment - 1) / alignment * alignment;
+}
+
 static_assert(offsetof(TMR, callback) == 0);
 static_assert(offsetof(TMR, argument) == sizeof(void*));
 static_assert(offsetof(TMR, interval) == 2 * sizeof(void*));
 static_assert(offsetof(TMR, mutex) == (sizeof(void*) == 4 ? 12 : 24));
-static_assert(offsetof(TMR, condition) == offsetof(TMR, mutex) + sizeof(pthread_mutex_t));
+// A condition is aligned to 8 bytes on 32-bit ARM, to 4 on x86.
+static_assert(offsetof(TMR, condition) ==
+              after(offsetof(TMR, mutex), sizeof(pthread_mutex_t), alignof(pthread_cond_t)));
 static_assert(offsetof(TMR, started) == offsetof(TMR, condition) + sizeof(pthread_cond_t));
 static_assert(offsetof(TMR, stopped) == offsetof(TMR, started) + sizeof(sem_t));
 static_assert(offsetof(TMR, inUse) == offsetof(TMR, stopped) + sizeof(sem_t));
 static_assert(offsetof(TMR, stopRequested) == offsetof(TMR, inUse) + 4);
-static_assert(sizeof(void*) != 4 || offsetof(TMR, stopRequested) == 120);
-
-namespace {
+static_assert(sizeof(void*) != 4 ||
+              offsetof(TMR, stopRequested) == (alignof(pthread_cond_t) == 4 ? 120 : 124));
 
 using common::ArmResult;
 using common::kTimerSource;
@@ -192,14 +201,11 @@ TMR_Return_t TMR_Stop(TMR* timer)
         return unlock_and_return(*timer, TMR_ReturnNotSet, __func__);
     }
     timer->stopRequested = 1;
-    // A lone thread cannot call back any more, wherever it is, and may sleep on. Of several only
-    // one is to stay.
-    if (common::has_surplus_locked(*timer) && !common::wake_all_locked(*timer)) {
+    if (!common::disarm_all_locked(*timer)) {
         unlock_and_return(*timer, TMR_ReturnFailed, __func__);
         COMMON_REPORT(kTimerSource, Error, "Could not signal timer");
         return TMR_ReturnFailed;
     }
-    common::disarm_all_locked(*timer);
     return unlock_and_return(*timer, TMR_ReturnSuccess, __func__);
 }
 

@@ -3,8 +3,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <limits>
 
+#include "log/process_locks.h"
 #include "log/report.h"
 #include "platform/uncancelled_scope.h"
 #include "timer/detached_thread.h"
@@ -13,7 +13,23 @@ namespace common {
 
 namespace {
 
-constexpr timespec kNever{std::numeric_limits<std::time_t>::max(), 0};
+/// How long an idle thread stays for the next start.
+constexpr std::uint32_t kIdle_ms = 2'000;
+
+/// Whose starts the calling thread's are: a number of its own or, in a timer's thread, that of
+/// whoever had it launched, whose scheduling and signal mask it inherited.
+constinit thread_local std::uint32_t thread_origin = 0;
+
+/// The last number that was given to a thread.
+constinit std::atomic<std::uint32_t> last_origin{0};
+
+std::uint32_t current_origin() noexcept
+{
+    while (thread_origin == 0) {
+        thread_origin = last_origin.fetch_add(1, std::memory_order_relaxed) + 1;
+    }
+    return thread_origin;
+}
 
 constexpr bool is_later(const timespec& time, const timespec& than) noexcept
 {
@@ -45,15 +61,12 @@ void wait_for(sem_t& semaphore) noexcept
     }
 }
 
-bool is_parked(const TMR_Thread& thread) noexcept
-{
-    return thread.claimed && !thread.armed && !thread.calling && !thread.lost;
-}
-
-TMR_Thread* parked_thread(TMR& timer, const TMR_Thread* but = nullptr) noexcept
+/// An idle thread that serves the starts of the calling thread; null when there is none.
+TMR_Thread* idle_thread(TMR& timer) noexcept
 {
     TMR_Thread* thread = timer.threads;
-    while (thread != nullptr && (thread == but || !is_parked(*thread))) {
+    while (thread != nullptr && (!thread->claimed || thread->armed || thread->calling ||
+                                 thread->origin != current_origin())) {
         thread = thread->next;
     }
     return thread;
@@ -68,10 +81,33 @@ void update_in_use(TMR& timer) noexcept
     std::atomic_ref(timer.inUse).store(armed ? 1 : 0, std::memory_order_release);
 }
 
+/// From now on the thread is idle.
 void disarm_locked(TMR& timer, TMR_Thread& thread) noexcept
 {
     thread.armed = false;
+    deadline_after(kIdle_ms, thread.until);
     update_in_use(timer);
+}
+
+/// Wakes all threads that wait; false when the platform refuses.
+bool wake_all_locked(TMR& timer) noexcept
+{
+    bool woken = true;
+    // As many signals as there are threads that may be waiting: each reaches one of them.
+    for (TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
+        thread->told = true;
+        woken = pthread_cond_signal(&timer.condition) == 0 && woken;
+    }
+    for (TMR_Thread* thread = timer.threads; woken && thread != nullptr; thread = thread->next) {
+        thread->wakes = {};
+    }
+    return woken;
+}
+
+/// Whether a thread would sleep for too long.
+bool oversleeps(const TMR_Thread& thread) noexcept
+{
+    return is_later(thread.wakes, thread.until);
 }
 
 void unlink_locked(TMR& timer, const TMR_Thread& thread) noexcept
@@ -90,9 +126,14 @@ ArmResult launch_locked(TMR& timer) noexcept
     if (thread == nullptr) {
         return ArmResult::NoThread;
     }
-    *thread = TMR_Thread{&timer, timer.threads, timer.callback, timer.argument, timer.interval,
-                         kNever, kNever,        pthread_t{},    false,          true,
-                         false,  false,         false};
+    *thread = TMR_Thread{};
+    thread->timer = &timer;
+    thread->next = timer.threads;
+    thread->callback = timer.callback;
+    thread->argument = timer.argument;
+    thread->interval_ms = timer.interval;
+    thread->origin = current_origin();
+    thread->armed = true;
     // Others see it only with the mutex, so not before it is known to run.
     timer.threads = thread;
     const ThreadStart start = start_detached(TimerHandler, thread);
@@ -117,11 +158,11 @@ ArmResult hand_over_locked(TMR& timer, TMR_Thread& thread, bool& clock_failed) n
     thread.callback = timer.callback;
     thread.argument = timer.argument;
     thread.interval_ms = timer.interval;
-    clock_failed = !deadline_after(timer.interval, thread.deadline);
+    clock_failed = !deadline_after(timer.interval, thread.until);
     thread.armed = true;
     // Otherwise it wakes in time, finds the new deadline and goes on waiting.
-    if (is_later(thread.wakes, thread.deadline) && !wake_all_locked(timer)) {
-        thread.armed = false;
+    if (oversleeps(thread) && !wake_all_locked(timer)) {
+        disarm_locked(timer, thread);
         return ArmResult::NoSignal;
     }
     return ArmResult::Armed;
@@ -179,26 +220,39 @@ bool relock(TMR_Thread& self) noexcept
     return true;
 }
 
+/// A callback at work. A child that it forks has a copy of the thread, but there the thread is no
+/// timer's any more: its entry may be gone, as whoever uses the timer first forgets all threads.
+struct Call {
+    TMR_Thread& self;
+    const std::uint32_t forks = fork_count.load(std::memory_order_relaxed);
+
+    bool in_child() const noexcept { return forks != fork_count.load(std::memory_order_relaxed); }
+};
+
 /// The clean-up of a callback that ends its thread.
 void leave_after_exit(void* argument) noexcept
 {
-    auto* const self = static_cast<TMR_Thread*>(argument);
-    if (relock(*self)) {
-        leave_locked(*self->timer, self);
+    const Call& call = *static_cast<const Call*>(argument);
+    if (!call.in_child() && relock(call.self)) {
+        leave_locked(*call.self.timer, &call.self);
     }
 }
 
-void call_back(TMR_Thread& self, TMR_Callback_t callback, void* argument)
+/// Calls back, and takes the mutex again. False when the thread is the timer's no more.
+bool call_back(TMR_Thread& self, TMR_Callback_t callback, void* argument)
 {
+    Call call{self};
     int ignored = 0;
-    pthread_cleanup_push(leave_after_exit, &self);
+    pthread_cleanup_push(leave_after_exit, &call);
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &ignored);
     callback(argument);
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
     pthread_cleanup_pop(0);
+    return !call.in_child() && relock(self);
 }
 
-/// The deadline has passed: calls back without the mutex. False when the thread is lost.
+/// The deadline has passed: calls back without the mutex. False when the thread is the timer's no
+/// more.
 bool expire_locked(TMR& timer, TMR_Thread& self)
 {
     const TMR_Callback_t callback = self.callback;
@@ -208,8 +262,11 @@ bool expire_locked(TMR& timer, TMR_Thread& self)
     if (unlock(timer) != 0) {
         REPORT_OF_THREAD(Error, "Could not unlock mutex");
     }
-    call_back(self, callback, argument);
-    return relock(self);
+    if (!call_back(self, callback, argument)) {
+        return false;
+    }
+    disarm_locked(timer, self);
+    return true;
 }
 
 /// Ends a thread whose wait failed. It stays in the list while it reports, so that nobody deletes
@@ -226,50 +283,41 @@ void report_and_leave_locked(TMR& timer, TMR_Thread& self) noexcept
     }
 }
 
-/// Waits for the deadline or, parked, for the next start: what the platform's wait gives.
-int wait_locked(TMR& timer, TMR_Thread& self) noexcept
-{
-    self.told = false;
-    if (self.armed) {
-        self.wakes = self.deadline;
-        return pthread_cond_timedwait(&timer.condition, &timer.mutex, &self.wakes);
-    }
-    self.wakes = kNever;
-    return pthread_cond_wait(&timer.condition, &timer.mutex);
-}
-
 /// Waits once and does what is to be done then. False when the thread has left its timer.
 bool serve_locked(TMR& timer, TMR_Thread& self)
 {
-    const int error = timer.ending != 0 ? 0 : wait_locked(timer, self);
+    int error = 0;
+    const timespec end = self.until;
+    if (timer.ending == 0) {
+        self.told = false;
+        self.wakes = end;
+        error = pthread_cond_timedwait(&timer.condition, &timer.mutex, &end);
+    }
     if (timer.ending != 0) {
         leave_locked(timer, &self);
         return false;
     }
-    const bool failed = error != 0 && error != ETIMEDOUT;
-    if (self.armed && timer.stopRequested == 0 && !failed) {
-        if (error == ETIMEDOUT) {
-            // A wait that was begun for an earlier deadline, since stopped, is of no account.
-            if (!is_later(self.deadline, self.wakes) && !expire_locked(timer, self)) {
-                return false;
-            }
-        } else if (!self.told && timer.threads == &self && self.next == nullptr) {
+    if (error == 0) {
+        if (self.armed && !self.told) {
             // Woken by somebody else, who has the record's condition: treated like a stop, as
-            // callers know it. With several threads it may have been meant for another one.
+            // callers know it.
             disarm_locked(timer, self);
         }
-    } else if (self.armed) {
-        disarm_locked(timer, self);  // by a stop that could not wake it, or the wait failed
+        return true;
     }
-    if (failed) {
+    if (error != ETIMEDOUT) {
+        disarm_locked(timer, self);
         report_and_leave_locked(timer, self);
         return false;
     }
-    if (!self.armed && timer.ending == 0 && parked_thread(timer, &self) != nullptr) {
-        leave_locked(timer, &self);
-        return false;
+    if (is_later(self.until, end)) {
+        return true;  // it has got another deadline meanwhile
     }
-    return true;
+    if (self.armed) {
+        return expire_locked(timer, self);
+    }
+    leave_locked(timer, &self);
+    return false;
 }
 
 /// Takes lost threads out of the list: how many of them never got into place.
@@ -299,13 +347,10 @@ unsigned reap_locked(TMR& timer) noexcept
 
 ArmResult arm_locked(TMR& timer, bool& clock_failed) noexcept
 {
-    if (timer.stopRequested != 0) {
-        disarm_all_locked(timer);  // whom a stop could not wake
-    }
     timer.stopRequested = 0;
-    TMR_Thread* const parked = parked_thread(timer);
+    TMR_Thread* const idle = idle_thread(timer);
     const ArmResult result =
-        parked != nullptr ? hand_over_locked(timer, *parked, clock_failed) : launch_locked(timer);
+        idle != nullptr ? hand_over_locked(timer, *idle, clock_failed) : launch_locked(timer);
     update_in_use(timer);
     return result;
 }
@@ -328,32 +373,18 @@ bool await_launched(TMR& timer) noexcept
     return in_place;
 }
 
-void disarm_all_locked(TMR& timer) noexcept
+bool disarm_all_locked(TMR& timer) noexcept
 {
+    bool sleeping = false;
     for (TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
-        thread->armed = false;
+        if (thread->armed) {
+            disarm_locked(timer, *thread);
+            sleeping = sleeping || oversleeps(*thread);
+        }
     }
-    update_in_use(timer);
-}
-
-bool has_surplus_locked(const TMR& timer) noexcept
-{
-    unsigned waiting = 0;
-    for (const TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
-        waiting += thread->calling ? 0 : 1;
-    }
-    return waiting > 1;
-}
-
-bool wake_all_locked(TMR& timer) noexcept
-{
-    bool woken = true;
-    // As many signals as there are threads that may be waiting: each reaches one of them.
-    for (TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
-        thread->told = true;
-        woken = pthread_cond_signal(&timer.condition) == 0 && woken;
-    }
-    return woken;
+    // A thread that wakes soon sleeps on: it finds that it has nothing to do. One that sleeps for
+    // long has to leave in time.
+    return !sleeping || wake_all_locked(timer);
 }
 
 ThreadsEnd end_threads(TMR& timer, int& error) noexcept
@@ -428,6 +459,7 @@ void* TimerHandler(void* argument)
         return nullptr;
     }
     const UncancelledScope uncancelled;
+    thread_origin = self->origin;
     TMR& timer = *self->timer;
     timespec deadline{};
     if (!deadline_after(self->interval_ms, deadline)) {
@@ -440,8 +472,10 @@ void* TimerHandler(void* argument)
         return nullptr;
     }
     self->id = pthread_self();
-    self->deadline = deadline;
     self->claimed = true;
+    if (self->armed) {
+        self->until = deadline;
+    }
     // Whoever started the timer goes on once this thread waits and the mutex is free again.
     sem_post(&timer.started);
     while (serve_locked(timer, *self)) {

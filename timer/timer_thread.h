@@ -18,10 +18,9 @@ struct TMR_Thread {
     TMR_Callback_t callback;
     void* argument;
     std::uint32_t interval_ms;
-    timespec deadline;
-    /// When the present wait ends by itself. It is not moved by a stop or by a start for a later
-    /// time, which is why neither has to wake the thread.
-    timespec wakes;
+    std::uint32_t origin;  ///< whose starts it serves
+    timespec until;        ///< its deadline or, while it is idle, when it leaves
+    timespec wakes;        ///< when its wait ends by itself; 0 when it does not wait or was woken
     pthread_t id;
     bool claimed;  ///< the thread runs and has been in place
     bool armed;    ///< it awaits the deadline
@@ -35,7 +34,7 @@ namespace common {
 inline constexpr Source kTimerSource{"timer", Module::Timer};
 
 enum class ArmResult : std::uint8_t {
-    Armed,         ///< a parked thread has got the deadline
+    Armed,         ///< an idle thread has got the deadline
     Launched,      ///< a new thread has got it, and will post the started semaphore
     NoAttributes,  ///< the rest are failures
     NoProperties,
@@ -50,14 +49,8 @@ ArmResult arm_locked(TMR& timer, bool& clock_failed) noexcept;
 /// Waits until a launched thread is in place; false when one has ended instead.
 bool await_launched(TMR& timer) noexcept;
 
-/// Takes back all deadlines.
-void disarm_all_locked(TMR& timer) noexcept;
-
-/// Whether more than one thread waits, so that some will have to leave after a stop.
-bool has_surplus_locked(const TMR& timer) noexcept;
-
-/// Wakes all threads that wait; false when the platform refuses.
-bool wake_all_locked(TMR& timer) noexcept;
+/// Takes back all deadlines; false when a thread that has to be woken for that cannot be.
+bool disarm_all_locked(TMR& timer) noexcept;
 
 /// What became of a timer's threads.
 enum class ThreadsEnd : std::uint8_t {
@@ -85,7 +78,7 @@ void report_clock() noexcept;
 /// The flag as others see it, who do not hold the mutex.
 bool in_use(TMR& timer) noexcept;
 
-/// A thread of a timer: awaits one deadline after the other until the timer ends.
+/// A thread of a timer: awaits one deadline after the other until there are none for a while.
 void* TimerHandler(void* argument);
 
 }  // namespace common

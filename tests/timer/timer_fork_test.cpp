@@ -1,4 +1,5 @@
 // Timers in a child of fork(). The thread sanitizer lets no such child start threads.
+#include <cstdlib>
 #include <functional>
 
 #include <gmock/gmock.h>
@@ -60,6 +61,93 @@ TEST(TimerFork, ChildFindsEveryTimerIdleAndUsable)
                     }
                 }),
                 exited(0));
+}
+
+// A callback that forks.
+
+/** A timer whose callback forks; the child goes on in it. */
+struct Forking {
+    std::function<void(Forking&)> in_child;
+    TMR* timer = TMR_New();
+    pid_t child = -1;
+    Event entered{};
+    Event go{};
+    Event forked{};
+    Event called_in_child{};
+
+    static void call(void* argument)
+    {
+        auto* const self = static_cast<Forking*>(argument);
+        self->entered.set();
+        EXPECT_TRUE(self->go.wait());
+        const pid_t child = fork();
+        if (child == 0) {
+            // How it went, instead of what checks there are at the end of a process.
+            std::atexit([] { _exit(testing::Test::HasFailure() ? 1 : 0); });
+            self->in_child(*self);
+            return;
+        }
+        self->child = child;
+        self->forked.set();
+    }
+
+    std::uint32_t start_in_child()
+    {
+        return TMR_Start(
+            timer, [](void* record) { static_cast<Forking*>(record)->called_in_child.set(); }, this,
+            5);
+    }
+};
+
+/** Lets a callback fork: the child must end, and the timer go on in the parent. */
+void expect_child_ends(const std::function<void(Forking&)>& in_child, bool calls_back)
+{
+    EXPECT_THAT(run_fresh([&] {
+                    Forking forking{in_child};
+                    EXPECT_EQ(TMR_Start(forking.timer, Forking::call, &forking, 5), 1U);
+                    ASSERT_TRUE(forking.entered.wait());
+                    // Taken by a thread that is not there in the child.
+                    pthread_mutex_lock(&forking.timer->mutex);
+                    forking.go.set();
+                    const bool forked = forking.forked.wait();
+                    pthread_mutex_unlock(&forking.timer->mutex);
+                    ASSERT_TRUE(forked);
+                    int status = -1;
+                    EXPECT_EQ(waitpid(forking.child, &status, 0), forking.child);
+                    EXPECT_EQ(status, 0);
+                    EXPECT_EQ(forking.called_in_child.is_set(), calls_back);
+                    Shot shot;
+                    EXPECT_EQ(shot.start(forking.timer, 5), 1U);
+                    EXPECT_TRUE(shot.called.wait());
+                    TMR_Delete(forking.timer);
+                }),
+                exited(0));
+}
+
+TEST(TimerFork, ChildThatReturnsFromTheCallbackEnds)
+{
+    expect_child_ends([](Forking&) {}, false);
+}
+
+TEST(TimerFork, ChildMayEndTheCallbackByEndingItsThread)
+{
+    expect_child_ends([](Forking&) { pthread_exit(nullptr); }, false);
+}
+
+TEST(TimerFork, ChildMayStartTheTimerWhoseCallbackItIsIn)
+{
+    expect_child_ends([](Forking& forking) { EXPECT_EQ(forking.start_in_child(), 1U); }, true);
+}
+
+TEST(TimerFork, ChildMayDeleteTheTimerWhoseCallbackItIsIn)
+{
+    expect_child_ends(
+        [](Forking& forking) {
+            EXPECT_EQ(forking.start_in_child(), 1U);
+            EXPECT_TRUE(forking.called_in_child.wait());
+            TMR_Delete(forking.timer);
+        },
+        true);
 }
 
 }  // namespace

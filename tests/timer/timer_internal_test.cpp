@@ -1,7 +1,16 @@
 // The deadlines that threads of a timer await, and the record as others see it.
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstddef>
+#include <functional>
+#include <thread>
 
 #include <gmock/gmock.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include "fresh_process.h"
 #include "log_matchers.h"
@@ -28,18 +37,42 @@ timespec now()
 timespec awaited(TMR& timer)
 {
     pthread_mutex_lock(&timer.mutex);
-    const timespec deadline = timer.threads->deadline;
+    const timespec deadline = timer.threads->until;
     pthread_mutex_unlock(&timer.mutex);
     return deadline;
 }
 
-/** Whether the first thread waits for a start. */
-bool is_parked(TMR& timer)
+/** How many threads of a timer there are of a kind. */
+int count_threads(TMR& timer, const std::function<bool(const TMR_Thread&)>& is_one)
 {
+    int count = 0;
     pthread_mutex_lock(&timer.mutex);
-    const bool parked = timer.threads->claimed && !timer.threads->armed && !timer.threads->calling;
+    for (const TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
+        count += is_one(*thread) ? 1 : 0;
+    }
     pthread_mutex_unlock(&timer.mutex);
-    return parked;
+    return count;
+}
+
+int idle_threads(TMR& timer)
+{
+    return count_threads(timer, [](const TMR_Thread& thread) {
+        return thread.claimed && !thread.armed && !thread.calling;
+    });
+}
+
+int armed_threads(TMR& timer)
+{
+    return count_threads(timer, [](const TMR_Thread& thread) { return thread.armed; });
+}
+
+/** Starts a timer and waits until its callback has come to its end, too. */
+void fire(TMR& timer, Shot& shot)
+{
+    const int idle = idle_threads(timer);
+    ASSERT_EQ(shot.start(&timer, 5), 1U);
+    ASSERT_TRUE(shot.called.wait());
+    ASSERT_TRUE(wait_until([&] { return idle_threads(timer) >= std::max(idle, 1); }));
 }
 
 TEST(TimerInternal, NullRecordEndsTheThread)
@@ -115,7 +148,7 @@ TEST(TimerInternal, CallbackIsWhereACancellationTakesEffect)
                     Shot shot;
                     EXPECT_EQ(shot.start(timer, 5), 1U);
                     ASSERT_TRUE(shot.called.wait());
-                    ASSERT_TRUE(wait_until([&] { return is_parked(*timer); }));
+                    ASSERT_TRUE(wait_until([&] { return idle_threads(*timer) == 1; }));
                     EXPECT_EQ(pthread_cancel(shot.thread), 0);
                     struct Call {
                         std::atomic<bool> begun{false};
@@ -132,6 +165,150 @@ TEST(TimerInternal, CallbackIsWhereACancellationTakesEffect)
                     EXPECT_TRUE(call.begun) << "not while it waits";
                     EXPECT_FALSE(call.went_on);
                     TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+// Whose starts a thread serves.
+
+/** What a thread inherits from the one that made it. */
+struct Inherited {
+    int policy = -1;
+    int nice = -1;
+    bool blocked = false;
+
+    static Inherited of_this_thread()
+    {
+        Inherited own;
+        sched_param parameters{};
+        pthread_getschedparam(pthread_self(), &own.policy, &parameters);
+        own.nice = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
+        sigset_t mask;
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        own.blocked = sigismember(&mask, SIGUSR1) == 1;
+        return own;
+    }
+
+    bool operator==(const Inherited&) const = default;
+};
+
+struct InheritedShot : Shot {
+    Inherited inherited;
+
+    static void call(void* argument)
+    {
+        auto* const self = static_cast<InheritedShot*>(argument);
+        self->inherited = Inherited::of_this_thread();
+        Shot::call(static_cast<Shot*>(self));
+    }
+};
+
+/** Starts a timer and returns the thread of its callback, which must be as the calling one. */
+pthread_t expect_inherited(TMR& timer, int idle_after)
+{
+    InheritedShot shot;
+    EXPECT_EQ(TMR_Start(&timer, InheritedShot::call, &shot, 5), 1U);
+    EXPECT_TRUE(shot.called.wait());
+    EXPECT_EQ(shot.inherited, Inherited::of_this_thread());
+    EXPECT_TRUE(wait_until([&] { return idle_threads(timer) == idle_after; }));
+    return shot.thread;
+}
+
+TEST(TimerInternal, IdleThreadServesOnlyStartsOfTheThreadThatHadItLaunched)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    const pthread_t first = expect_inherited(*timer, 1);
+                    pthread_t special{};
+                    std::thread([&] {
+                        const sched_param parameters{};
+                        ASSERT_EQ(pthread_setschedparam(pthread_self(), SCHED_BATCH, &parameters),
+                                  0);
+                        ASSERT_EQ(setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 7), 0);
+                        sigset_t set;
+                        sigemptyset(&set);
+                        sigaddset(&set, SIGUSR1);
+                        pthread_sigmask(SIG_BLOCK, &set, nullptr);
+                        special = expect_inherited(*timer, 2);
+                        EXPECT_NE(pthread_equal(special, expect_inherited(*timer, 2)), 0);
+                    }).join();
+                    // Also not of one that has the same place in memory as its predecessor.
+                    std::thread([&] {
+                        const pthread_t other = expect_inherited(*timer, 3);
+                        EXPECT_EQ(pthread_equal(other, special), 0);
+                    }).join();
+                    EXPECT_NE(pthread_equal(first, expect_inherited(*timer, 3)), 0);
+                    TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+TEST(TimerInternal, PeriodicTimerUsesTwoThreadsInTurn)
+{
+    EXPECT_THAT(run_fresh([] {
+                    struct Periodic {
+                        TMR* timer = TMR_New();
+                        int calls = 0;
+                        Event done;
+
+                        static void call(void* argument)
+                        {
+                            auto* const self = static_cast<Periodic*>(argument);
+                            if (++self->calls == 20) {
+                                self->done.set();
+                                return;
+                            }
+                            // The other thread, from the second call on.
+                            EXPECT_TRUE(wait_until([&] {
+                                return idle_threads(*self->timer) == (self->calls > 1 ? 1 : 0);
+                            }));
+                            EXPECT_EQ(TMR_Start(self->timer, call, self, 1), 1U);
+                        }
+                    } periodic;
+                    EXPECT_EQ(TMR_Start(periodic.timer, Periodic::call, &periodic, 1), 1U);
+                    ASSERT_TRUE(periodic.done.wait());
+                    EXPECT_EQ(count_threads(*periodic.timer, [](const auto&) { return true; }), 2);
+                    TMR_Delete(periodic.timer);
+                }),
+                exited(0));
+}
+
+TEST(TimerInternal, WakeUpsDoNotDisturbAnIdleThread)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot first;
+                    Shot second;
+                    fire(*timer, first);
+                    for (int i = 0; i < 100; ++i) {
+                        pthread_cond_broadcast(&timer->condition);
+                    }
+                    fire(*timer, second);
+                    EXPECT_NE(pthread_equal(first.thread, second.thread), 0);
+                    TMR_Delete(timer);
+                }),
+                exited(0));
+}
+
+TEST(TimerInternal, WakeUpOfOneOfTwoThreadsTakesItsDeadlineBack)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+                    EXPECT_EQ(armed_threads(*timer), 2);
+                    pthread_mutex_lock(&timer->mutex);  // both wait, then
+                    pthread_cond_signal(&timer->condition);
+                    pthread_mutex_unlock(&timer->mutex);
+                    EXPECT_TRUE(wait_until([&] { return armed_threads(*timer) == 1; }));
+                    EXPECT_EQ(TMR_InUse(timer), 1U);
+                    pthread_cond_broadcast(&timer->condition);
+                    EXPECT_TRUE(wait_until([&] { return armed_threads(*timer) == 0; }));
+                    EXPECT_EQ(TMR_InUse(timer), 0U);
+                    EXPECT_EQ(TMR_Stop(timer), 2U);
+                    TMR_Delete(timer);
+                    EXPECT_EQ(shot.calls, 0);
                 }),
                 exited(0));
 }

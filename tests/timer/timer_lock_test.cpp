@@ -175,30 +175,25 @@ TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)
     const Outcome outcome = run_fresh([] {
         TMR* const timer = TMR_New();
         Shot shot;
-        EXPECT_EQ(shot.start(timer, 300), 1U);
-        EXPECT_EQ(shot.start(timer, 350), 1U);
-        fault::fail_always(Call::pthread_cond_signal);
-        EXPECT_EQ(TMR_Stop(timer), 1U);
-        fault::reset();
-        EXPECT_EQ(timer->stopRequested, 1U);
-        EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
-        EXPECT_EQ(shot.calls, 0);
-        // Nor do deadlines from before come to life with a later start.
-        EXPECT_EQ(shot.start(timer, 200), 1U);
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         fault::fail_always(Call::pthread_cond_signal);
         EXPECT_EQ(TMR_Stop(timer), 1U);
+        EXPECT_EQ(timer->stopRequested, 1U);
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(shot.start(timer, 5), 0U) << "nor can the thread be told of another deadline";
         fault::reset();
         Shot later;
-        EXPECT_EQ(later.start(timer, 300), 1U);
-        EXPECT_TRUE(later.called.wait());
+        EXPECT_EQ(later.start(timer, 5), 1U);
+        EXPECT_TRUE(later.called.wait()) << "it was not taken for woken";
         EXPECT_EQ(shot.calls, 0);
         EXPECT_EQ(TMR_InUse(timer), 0U);
         TMR_Delete(timer);
     });
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not signal timer"),
-                                         error_of("TMR_Stop", "Could not signal timer")));
+                                         error_of("TMR_Start", "Could not start timer")));
 }
 
 TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
@@ -243,13 +238,13 @@ TEST(TimerLock, WaitThatFailsEndsTheThread)
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Error waiting")));
 }
 
-TEST(TimerLock, ParkedThreadWhoseWaitFailsEnds)
+TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
 {
     const Outcome outcome = run_fresh([] {
         const int threads = thread_count();
         TMR* const timer = TMR_New();
         Shot shot;
-        fault::fail(Call::pthread_cond_wait, 1, EPERM);
+        fault::fail(Call::pthread_cond_timedwait, 2, EPERM);
         EXPECT_EQ(shot.start(timer, 5), 1U);
         EXPECT_TRUE(shot.called.wait());
         EXPECT_TRUE(has_threads(threads));
@@ -271,6 +266,39 @@ TEST(TimerLock, InterruptedWaitsForAThreadAreResumed)
                     fault::fail(Call::sem_wait, 1, EINTR);
                     TMR_Delete(timer);
                     EXPECT_TRUE(has_threads(threads));
+                }),
+                exited(0));
+}
+
+TEST(TimerLock, StartIsNotCancelledWhileItWaitsForItsThread)
+{
+    EXPECT_THAT(run_fresh([] {
+                    TMR* const timer = TMR_New();
+                    Shot shot;
+                    std::atomic<std::uint32_t> started{7};
+                    pthread_t starter{};
+                    struct Starter {
+                        TMR* timer;
+                        Shot& shot;
+                        std::atomic<std::uint32_t>& started;
+                    } record{timer, shot, started};
+                    fault::on_call(Call::sem_wait, 1, [] { pthread_cancel(pthread_self()); });
+                    ASSERT_EQ(pthread_create(
+                                  &starter, nullptr,
+                                  [](void* argument) -> void* {
+                                      const auto* const self = static_cast<Starter*>(argument);
+                                      self->started = self->shot.start(self->timer, 5);
+                                      pthread_testcancel();
+                                      return nullptr;
+                                  },
+                                  &record),
+                              0);
+                    void* result = nullptr;
+                    EXPECT_EQ(pthread_join(starter, &result), 0);
+                    EXPECT_EQ(result, PTHREAD_CANCELED) << "afterwards";
+                    EXPECT_EQ(started, 1U);
+                    EXPECT_TRUE(shot.called.wait());
+                    TMR_Delete(timer);
                 }),
                 exited(0));
 }
