@@ -226,6 +226,18 @@ TEST(CommonSyncFault, UnlockThatCannotPostGivesTheError)
     });
 }
 
+/** Otherwise the next owner, who may have the lock at once, would be forgotten. */
+TEST(CommonSyncFault, UnlockGivesTheOwnerUpBeforeItPosts)
+{
+    run_silently([] {
+        Sync sync(true);
+        pthread_t owner = pthread_self();
+        fault::on_call(Call::sem_post, 1, [&] { owner = sync.owner; });
+        EXPECT_EQ(COMMON_sync_unlock(&sync), 0);
+        EXPECT_EQ(owner, kNobody);
+    });
+}
+
 TEST(CommonSyncFault, SignalGivesTheErrorOfTheSemaphore)
 {
     run_silently([] {

@@ -331,7 +331,9 @@ TEST(CommonThreadStart, ThreadThatDoesNotRunIsNotHandedToThePlatform)
                     ParkedThread parked;
                     EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
                     EXPECT_EQ(COMMON_Thread_Cancel(&parked.record), 120U);
+                    EXPECT_EQ(COMMON_Thread_Detach(&parked.record), 104U);
                     EXPECT_EQ(fault::calls(Call::pthread_join), 0);
+                    EXPECT_EQ(fault::calls(Call::pthread_detach), 0);
                     EXPECT_EQ(fault::calls(Call::pthread_cancel), 0);
                 }),
                 exited(0));
