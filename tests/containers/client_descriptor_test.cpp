@@ -302,7 +302,7 @@ TEST(ClientDescriptor, ExitHandlersOfAPanicFindTheTableWhole)
             std::printf("%d", Allocate_Descriptor());
         });
         for (int i = 0; i < 3; ++i) {
-            Allocate_Descriptor();
+            (void)Allocate_Descriptor();
         }
         fault::fail(Call::realloc);
         Deallocate_Descriptor(2);

@@ -263,7 +263,7 @@ TEST(BlockQExWait, ReaderThatIsCancelledAsItLocksAgainLeavesTheSignal)
         void* result = nullptr;
         const auto read = [](void* record) -> void* {
             char byte = 0;
-            COMMON_BlockQEx_Remove(static_cast<COMMON_BlockQEx*>(record), &byte, 1);
+            (void)COMMON_BlockQEx_Remove(static_cast<COMMON_BlockQEx*>(record), &byte, 1);
             return nullptr;
         };
         EXPECT_EQ(pthread_create(&reader, nullptr, read, &queue.record), 0);

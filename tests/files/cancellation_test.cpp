@@ -82,37 +82,37 @@ TEST_P(Cancellation, WaitsForTheEnd)
 void list_files()
 {
     UTIL_FolderItems items{};
-    UTIL_GetFolderItems("/tmp/d", "f", UTIL_FOLDER_ITEMS_FILES, &items);
+    (void)UTIL_GetFolderItems("/tmp/d", "f", UTIL_FOLDER_ITEMS_FILES, &items);
     UTIL_ReleaseFolderItems(&items);
 }
 
 void find_process()
 {
     std::uint32_t pid = 0;
-    UTIL_GetPidFromProcessName("none-of-this-name", &pid);
+    (void)UTIL_GetPidFromProcessName("none-of-this-name", &pid);
 }
 
 void name_process()
 {
     char name[16];
-    UTIL_GetProcessName(1, name, sizeof name);
+    (void)UTIL_GetProcessName(1, name, sizeof name);
 }
 
 void read_file()
 {
     char byte = 0;
-    FILE_OpenAndRead(&byte, 1, 1, "/tmp/d/file.log");
+    (void)FILE_OpenAndRead(&byte, 1, 1, "/tmp/d/file.log");
 }
 
 void write_file()
 {
-    FILE_OpenAndWrite("x", 1, 1, "/tmp/d/file.log");
+    (void)FILE_OpenAndWrite("x", 1, 1, "/tmp/d/file.log");
 }
 
 void check_deep()
 {
     std::uint32_t corrupt = 0;
-    FLASHSAFE_CheckPartition(2, 1, 0, &corrupt);
+    (void)FLASHSAFE_CheckPartition(2, 1, 0, &corrupt);
 }
 
 const Case kCases[] = {
@@ -141,7 +141,7 @@ const Case kCases[] = {
     {"LogError", Call::fwrite, [] { BTE_LogError(); }},
     {"OpenAndRead", Call::fclose, read_file},
     {"OpenAndWrite", Call::fclose, write_file},
-    {"DevicesLookedFor", Call::glob, [] { FLASHSAFE_ShutdownDriver(0, 0); }},
+    {"DevicesLookedFor", Call::glob, [] { (void)FLASHSAFE_ShutdownDriver(0, 0); }},
     {"CheckPartition", Call::readdir, check_deep},
 };
 

@@ -265,24 +265,24 @@ const Blocked kBlocked[] = {
     {"ReadOpening", Call::fopen, [] { return -1; },
      [](void*) -> void* {
          char byte = 0;
-         FILE_OpenAndRead(&byte, 1, 1, kFifo);
+         (void)FILE_OpenAndRead(&byte, 1, 1, kFifo);
          return nullptr;
      }},
     {"Reading", Call::fread, [] { return open(kFifo, O_RDWR | O_CLOEXEC); },
      [](void*) -> void* {
          char byte = 0;
-         FILE_OpenAndRead(&byte, 1, 1, kFifo);
+         (void)FILE_OpenAndRead(&byte, 1, 1, kFifo);
          return nullptr;
      }},
     {"WriteOpening", Call::fopen, [] { return -1; },
      [](void*) -> void* {
-         FILE_OpenAndWrite("x", 1, 1, kFifo);
+         (void)FILE_OpenAndWrite("x", 1, 1, kFifo);
          return nullptr;
      }},
     {"Writing", Call::fwrite, [] { return open(kFifo, O_RDWR | O_CLOEXEC); },
      [](void*) -> void* {
          static const std::vector<char> bytes = more_than_a_pipe_holds();
-         FILE_OpenAndWrite(bytes.data(), 1, static_cast<std::int32_t>(bytes.size()), kFifo);
+         (void)FILE_OpenAndWrite(bytes.data(), 1, static_cast<std::int32_t>(bytes.size()), kFifo);
          return nullptr;
      }},
     {"Flushing", Call::fflush,
@@ -294,7 +294,7 @@ const Blocked kBlocked[] = {
          return fifo;
      },
      [](void*) -> void* {
-         FILE_OpenAndWrite("x", 1, 1, kFifo);
+         (void)FILE_OpenAndWrite("x", 1, 1, kFifo);
          return nullptr;
      }},
 };

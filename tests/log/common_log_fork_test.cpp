@@ -288,7 +288,7 @@ TEST(HeldForTooLong, DescriptorTableEndsTheChildThatUsesIt)
     const Outcome outcome = run_fresh([] {
         const HeldLock held(kDescriptors);
         fault::fail(Call::pthread_mutex_clocklock, kDescriptors.number, ETIMEDOUT);
-        const pid_t child = start_child([] { Allocate_Descriptor(); });
+        const pid_t child = start_child([] { (void)Allocate_Descriptor(); });
         int status = -1;
         EXPECT_EQ(waitpid(child, &status, 0), child);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << "status " << status;

@@ -381,7 +381,7 @@ const Cancelled kCancelled[] = {
      do_nothing,
      [] {
          COMMON_Process record;
-         COMMON_Process_GetById(1, &record);
+         (void)COMMON_Process_GetById(1, &record);
      },
      do_nothing},
     // The settings would be lost.
