@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+#include "platform/timed_lock.h"
+
 namespace common {
 namespace {
 
@@ -47,8 +49,7 @@ void before_fork() noexcept
     deadline.tv_sec += kForkPatience_s;
     for (std::size_t i = 0; i < kProcessLockCount; ++i) {
         const auto lock = static_cast<ProcessLock>(i);
-        if (!took(lock) &&
-            pthread_mutex_clocklock(&process_locks[i], CLOCK_MONOTONIC, &deadline) == 0) {
+        if (!took(lock) && lock_until(process_locks[i], deadline) == 0) {
             thread_state.locks_for_fork |= bit_of(lock);
         }
     }
