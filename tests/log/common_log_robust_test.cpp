@@ -89,25 +89,42 @@ TEST(CommonLogErrno, OfTheCallerShowsInRecordAndEcho)
 
 TEST(CommonLogErrno, OfTheCallerShowsAlsoWhereTheTimeZoneIsUnknown)
 {
-    FreshSetup setup{.env = {{"TZ", ":Nowhere"}}};  // looking for it sets errno
-    const Outcome record = run_fresh(setup, [] {
+    const Outcome record = run_fresh([] {
         const UncheckedWrite log_write = COMMON_Log_Write;
+        setenv("TZ", ":Nowhere", 1);  // looking for it sets errno
         errno = EXDEV;
         log_write(kInfo, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
     });
     EXPECT_THAT(record, exited(0));
     EXPECT_THAT(reports(record), ElementsAre(written(kInfo, "Invalid cross-device link")));
 
-    setup.env.insert(kDebugOn.begin(), kDebugOn.end());
-    const Outcome row = run_fresh(setup, [] {
+    const Outcome row = run_fresh({.env = kDebugOn}, [] {
         void (*const write)(std::FILE*, const char*, const char*, std::int32_t, const char*, ...) =
             COMMON_Debug_Write;
+        setenv("TZ", ":Nowhere", 1);
         errno = EXDEV;
         write(stderr, "file.c", "function", 7, "%m");
     });
     EXPECT_THAT(row, exited(0));
     EXPECT_THAT(row_texts(row.err),
                 ElementsAre(RowText{"stderr", "file.c", "function", "Invalid cross-device link"}));
+}
+
+TEST(CommonLogErrno, OfTheCallerShowsInTheEchoAlsoWhenTheDaemonIsGone)
+{
+    const Outcome outcome = run_fresh({.env = kDebugOn, .open_log_socket = false}, [] {
+        LogSocket daemon;
+        daemon.bind_at();
+        log_message(kInfo, "connected");
+        daemon.close();
+        const UncheckedWrite log_write = COMMON_Log_Write;
+        errno = EXDEV;
+        log_write(COMMON_LogLevelFatal, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
+    });
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(
+        row_texts(outcome.err),
+        Contains(RowText{"stderr", "file.c", "function", "Invalid cross-device link"}).Times(1));
 }
 
 /// Whether the process is connected to the system log.

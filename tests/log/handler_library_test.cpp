@@ -353,7 +353,7 @@ TEST(HandlerLibrary, ThatIsMissingDoesNotMakeTheFirstCallWaitForAPlugIn)
     const Outcome outcome = run_fresh([] {
         Event inside;
         Event go_on;
-        fault::on_call(Call::stat, 1, [&] {  // in the initialisation, before anything is loaded
+        fault::on_call(Call::pthread_once, 2, [&] {  // inside, before anything is loaded
             inside.set();
             EXPECT_TRUE(go_on.wait());
         });
@@ -363,8 +363,10 @@ TEST(HandlerLibrary, ThatIsMissingDoesNotMakeTheFirstCallWaitForAPlugIn)
         std::atomic<bool> loaded{false};
         std::thread loading([&] {
             loader = gettid();
-            EXPECT_NE(dlopen(LOGGING_CONSTRUCTOR, RTLD_NOW), nullptr);
+            void* const plug_in = dlopen(LOGGING_CONSTRUCTOR, RTLD_NOW);
+            EXPECT_NE(plug_in, nullptr);
             loaded = true;
+            dlclose(plug_in);
         });
         EXPECT_TRUE(wait_until([&] { return is_blocked(loader) || loaded; }));
         go_on.set();
