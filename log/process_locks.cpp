@@ -65,21 +65,20 @@ void after_fork_in_parent() noexcept
     thread_state.locks_for_fork = 0;
 }
 
-/// The child has one thread, so a lock that another one held in the parent is simply made anew.
+/// The child has one thread, so every lock is made anew: another thread held it in the parent, or
+/// it is a recursive one, which knows its owner by the thread's id, and that is another one here.
+/// Those that this thread took are released first, for whoever watches the locks of a process.
 void after_fork_in_child() noexcept
 {
     fork_count.fetch_add(1, std::memory_order_relaxed);
     for (std::size_t i = kProcessLockCount; i-- > 0;) {
         const auto lock = static_cast<ProcessLock>(i);
-        if (!took(lock)) {
-            lost_locks.fetch_or(bit_of(lock), std::memory_order_relaxed);
-        }
-        // A recursive lock knows its owner by the thread's id, which is another one here.
-        if (took(lock) && lock != ProcessLock::Descriptors) {
+        if (took(lock)) {
             pthread_mutex_unlock(&process_locks[i]);
         } else {
-            process_locks[i] = fresh(lock);
+            lost_locks.fetch_or(bit_of(lock), std::memory_order_relaxed);
         }
+        process_locks[i] = fresh(lock);
     }
     thread_state.locks_for_fork = 0;
 }
