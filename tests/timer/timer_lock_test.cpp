@@ -19,6 +19,12 @@ using testing::ElementsAre;
 
 namespace {
 
+/** Waits until the thread of a first start has called back and waits again. */
+bool is_idle()
+{
+    return wait_until([] { return fault::calls(Call::pthread_cond_timedwait) >= 2; });
+}
+
 // Locking.
 
 TEST(TimerLock, MutexThatCannotBeLockedFailsEachCall)
@@ -157,12 +163,16 @@ TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
     const Outcome outcome = run_fresh([] {
         TMR* const timer = TMR_New();
         Shot shot;
-        // Two unlocks are those of the start; the wait unlocks by itself.
-        fault::fail(Call::pthread_mutex_unlock, 3, EPERM);
-        EXPECT_EQ(shot.start(timer, 200), 1U);
-        EXPECT_TRUE(shot.called.wait());
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        ASSERT_TRUE(shot.called.wait());
+        ASSERT_TRUE(is_idle());
+        // The first unlock is that of the start, the wait unlocks by itself.
+        Shot second;
+        fault::fail(Call::pthread_mutex_unlock, 2, EPERM);
+        EXPECT_EQ(second.start(timer, 5), 1U);
+        EXPECT_TRUE(second.called.wait());
         TMR_Delete(timer);
-        EXPECT_EQ(shot.calls, 1);
+        EXPECT_EQ(second.calls, 1);
     });
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not unlock mutex")));
@@ -203,13 +213,14 @@ TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
         const long blocks = settled_blocks();
         TMR* const timer = TMR_New();
         Shot shot;
-        EXPECT_EQ(shot.start(timer, 200), 1U);
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        ASSERT_TRUE(shot.called.wait());
+        ASSERT_TRUE(is_idle());
         fault::fail(Call::pthread_cond_signal);
         TMR_Delete(timer);
-        EXPECT_EQ(thread_count(), threads + 1);
         EXPECT_TRUE(has_threads(threads)) << "it leaves when it wakes";
         EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
-        EXPECT_EQ(shot.calls, 0);
+        EXPECT_EQ(shot.calls, 1);
     });
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Delete", "Could not signal timer")));
