@@ -156,15 +156,17 @@ TEST(TimerCallback, HasTheDefaultStack)
 {
     EXPECT_THAT(run_fresh([] {
                     struct Seen {
-                        std::size_t stack_bytes = 0;
+                        std::atomic<std::size_t> stack_bytes{0};
                         Event done;
                     } seen;
                     const auto look = [](void* argument) {
                         auto* const self = static_cast<Seen*>(argument);
                         pthread_attr_t attributes;
                         EXPECT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
-                        EXPECT_EQ(pthread_attr_getstacksize(&attributes, &self->stack_bytes), 0);
+                        std::size_t bytes = 0;
+                        EXPECT_EQ(pthread_attr_getstacksize(&attributes, &bytes), 0);
                         pthread_attr_destroy(&attributes);
+                        self->stack_bytes = bytes;
                         self->done.set();
                     };
                     TMR* const timer = TMR_New();

@@ -220,8 +220,8 @@ struct Served {
         InheritedShot shot;
         EXPECT_EQ(TMR_Start(&timer, InheritedShot::call, &shot, 5), 1U);
         EXPECT_TRUE(shot.called.wait());
-        EXPECT_EQ(shot.inherited, Inherited::of_this_thread());
         EXPECT_TRUE(are_idle(timer));
+        EXPECT_EQ(shot.inherited, Inherited::of_this_thread());
         thread = shot.thread;
     }
 

@@ -24,9 +24,17 @@ inline std::uint32_t deadline_of(COMMON_wdm_Subscriber& subscriber)
 }
 
 /**
- * Waits for what comes in the second of a deadline. A monitor that a busy machine kept from looking
- * in that second does not make up for it, so the subscriber is given another one then.
+ * Gives a subscriber whose deadline has passed another one. A monitor that a busy machine kept from
+ * looking in that second does not make up for it.
  */
+inline void give_another_second(COMMON_wdm_Subscriber& subscriber)
+{
+    if (static_cast<std::int32_t>(now_s() - deadline_of(subscriber)) > 0) {
+        COMMON_wdm_Tickle(&subscriber, 1);
+    }
+}
+
+/** Waits for what comes in the second of a deadline. */
 inline bool wait_for_deadline(COMMON_wdm_Subscriber& subscriber,
                               const std::function<bool()>& condition)
 {
@@ -34,9 +42,7 @@ inline bool wait_for_deadline(COMMON_wdm_Subscriber& subscriber,
         if (condition()) {
             return true;
         }
-        if (static_cast<std::int32_t>(now_s() - deadline_of(subscriber)) > 0) {
-            COMMON_wdm_Tickle(&subscriber, 1);
-        }
+        give_another_second(subscriber);
         return false;
     });
 }
