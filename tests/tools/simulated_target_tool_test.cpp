@@ -76,6 +76,15 @@ TEST(SimulatedTargetTool, EndsAsTheCommandDoes)
     EXPECT_THAT(folder, exited(126));
 }
 
+TEST(SimulatedTargetTool, SignalsThatItsCallerIgnoresDoNotMatter)
+{
+    const FreshSetup setup{.prepare = [] {
+        std::signal(SIGCHLD, SIG_IGN);
+        std::signal(SIGTERM, SIG_IGN);
+    }};
+    EXPECT_THAT(play({"--", "sh", "-c", "mount -u -w /log && exit 7"}, setup), exited(7));
+}
+
 TEST(SimulatedTargetTool, ExplainsItsUsage)
 {
     for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{

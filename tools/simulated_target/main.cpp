@@ -103,6 +103,7 @@ int run(const Options& options)
     std::error_code unknown_folder;
     const auto folder = std::filesystem::current_path(unknown_folder);
     bench::enter_private_root({folder.string()});
+    std::signal(SIGCHLD, SIG_DFL);  // ignored by the caller, it would leave nothing to wait for
     // A key pressed in the terminal is for the command; what ends it ends this.
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGQUIT, SIG_IGN);
