@@ -102,7 +102,7 @@ TEST(Map, FunctionMayRemoveThePairThatItCompares)
         return stored == key ? 0 : -1;
     });
     changed = map;
-    for (const int number : {1, 2, 3}) {
+    for (const std::size_t number : {1U, 2U, 3U}) {
         Map_Add(map, word(number), word(10 + number));
     }
     removes = true;
