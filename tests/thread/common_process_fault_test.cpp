@@ -17,6 +17,7 @@
 #include "fault.h"
 #include "forked.h"
 #include "fresh_process.h"
+#include "log_layout.h"
 #include "log_matchers.h"
 #include "wait_until.h"
 

@@ -11,6 +11,7 @@
 #include "debug_rows.h"
 #include "fault.h"
 #include "fresh_process.h"
+#include "log_layout.h"
 #include "log_matchers.h"
 
 using namespace bench;
