@@ -155,13 +155,15 @@ TEST(CommonLogFork, HandlersOfTheProgramMayLog)
     const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
         pthread_atfork([] { log_message(kInfo, "before"); }, [] { log_message(kInfo, "parent"); },
                        [] { log_message(kInfo, "child's handler"); });
+        log_message(kInfo, "first");
         const pid_t child = start_child([] { log_message(kInfo, "child"); });
         await_child(child);
     });
     EXPECT_THAT(outcome, exited(0));
     const auto all = reports(outcome);
-    ASSERT_THAT(all, testing::SizeIs(4));
-    EXPECT_EQ(all[0], written(kInfo, "before"));
+    ASSERT_THAT(all, testing::SizeIs(5));
+    EXPECT_EQ(all[0], written(kInfo, "first"));
+    EXPECT_EQ(all[1], written(kInfo, "before"));
     for (const char* message : {"parent", "child's handler", "child"}) {
         EXPECT_THAT(all, Contains(written(kInfo, message)).Times(1));
     }
