@@ -24,6 +24,7 @@ static_assert(offsetof(COMMON_wdm, head) == 0);
 static_assert(offsetof(COMMON_wdm, tail) == sizeof(void*));
 static_assert(offsetof(COMMON_wdm, anchor) == 2 * sizeof(void*));
 static_assert(offsetof(COMMON_wdm, wake) == 4 * sizeof(void*));
+static_assert(offsetof(common::Watchdog, record) == 0);
 
 namespace common {
 

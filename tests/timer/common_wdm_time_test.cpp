@@ -123,7 +123,7 @@ TEST_F(CommonWdmTime, LeftAloneItFiresOnceAndTickledItDoesNot)
         }
     });
     for (int second = 1; second < 60; ++second) {
-        at_ms(1000 * second, [&] { tickled.tickle(3); });
+        at_ms(Time_ns{1000} * second, [&] { tickled.tickle(3); });
     }
     at_ms(600, [&] {
         COMMON_wdm_Unsubscribe(unsubscribed.subscriber);
