@@ -55,19 +55,18 @@ function(common_write_target_list)
   file(WRITE ${PROJECT_BINARY_DIR}/test_targets.txt "${lines}")
 endfunction()
 
-# common_add_test(<name> SOURCES <file>... [FAULTY] [INTERNAL] [OPTIMISED] [THREADS]
+# common_add_test(<name> SOURCES <file>... [FAULTY] [INTERNAL] [THREADS]
 #                 [DEFINITIONS <definition>...] [DEPENDS <target>...])
 #
 # Makes a test program of a family's tests and one CTest entry for each of its tests.
 #   FAULTY       links the library with forced failures (tests/support/fault.h)
 #   INTERNAL     links the library's objects into the program, to reach what it does not export
-#   OPTIMISED    compiles the program itself as an optimised caller of the library
 #   THREADS      gives the tests the label "threads": they are worth a run under ThreadSanitizer
 #   DEFINITIONS  compile definitions of the program
 #   DEPENDS      targets that must be built before it, such as programs that it runs
 # Without FAULTY and INTERNAL the program uses libcommon.so as everyone does.
 function(common_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "FAULTY;INTERNAL;OPTIMISED;THREADS" "" "SOURCES;DEFINITIONS;DEPENDS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "FAULTY;INTERNAL;THREADS" "" "SOURCES;DEFINITIONS;DEPENDS")
   if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES)
     message(FATAL_ERROR "common_add_test(${name}): bad arguments ${arg_UNPARSED_ARGUMENTS}")
   endif()
@@ -82,12 +81,8 @@ function(common_add_test name)
   target_link_libraries(${name} PRIVATE common_test_main common_test_support common_warnings)
   # What is tested has the configuration's optimisation. The tests themselves run once, so the time
   # to compile them counts more.
-  if(arg_OPTIMISED)
-    target_compile_options(${name} PRIVATE -O2)
-  else()
-    target_compile_options(${name} PRIVATE -O0)
-    target_precompile_headers(${name} REUSE_FROM common_test_headers)
-  endif()
+  target_compile_options(${name} PRIVATE -O0)
+  target_precompile_headers(${name} REUSE_FROM common_test_headers)
   if(arg_FAULTY)
     target_link_libraries(${name} PRIVATE common_fault_sweep common_faulty)
   elseif(arg_INTERNAL)

@@ -48,7 +48,7 @@ typedef struct RegExp {
  * @param case_sensitive 0 takes upper and lower case as the same.
  * @return the expression, which the caller ends with RegExp_Delete(); never null.
  */
-COMMON_MUST_USE RegExp* RegExp_New(const char* pattern, uint32_t case_sensitive) COMMON_NEVER_NULL;
+COMMON_MUST_USE RegExp* RegExp_New(const char* pattern, uint32_t case_sensitive);
 
 /**
  * Ends an expression. The texts that it gave are gone.

@@ -17,7 +17,7 @@ namespace bench {
 std::chrono::milliseconds stretched(std::chrono::milliseconds limit);
 
 /** Time after which a wait gives up, before it is stretched. */
-inline constexpr std::chrono::milliseconds kPatience{10'000};
+inline constexpr std::chrono::milliseconds kPatience{30'000};
 
 /**
  * Waits until a condition holds, asking every millisecond.
