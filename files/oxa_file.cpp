@@ -44,12 +44,9 @@ void abandon(void* argument) noexcept
     std::fclose(stream);
 }
 
-/// Lets errno go on telling of a failure that was before `step`, which sets it anew.
-template <class Step>
-void keeping_first_error(Step step) noexcept
+/// Lets errno go on telling of a failure that was before the last step, which has set it anew.
+void prefer_earlier(int error) noexcept
 {
-    const int error = errno;
-    step();
     if (error != 0) {
         errno = error;
     }
@@ -59,7 +56,9 @@ void keeping_first_error(Step step) noexcept
 void close_at_last(FILE* stream) noexcept
 {
     const common::UncancelledScope uncancelled;
-    keeping_first_error([stream] { FILE_Close(stream); });
+    const int error = errno;
+    FILE_Close(stream);
+    prefer_earlier(error);
 }
 
 }  // namespace
@@ -259,7 +258,9 @@ int32_t FILE_OpenAndWrite(const void* buffer, int32_t size, int32_t count, const
     std::int32_t done = 0;
     pthread_cleanup_push(abandon, stream);
     done = FILE_Write(buffer, size, count, stream);
-    keeping_first_error([stream] { FILE_Flush(stream); });
+    const int error = errno;
+    FILE_Flush(stream);
+    prefer_earlier(error);
     pthread_cleanup_pop(0);
     close_at_last(stream);
     return done;
