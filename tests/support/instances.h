@@ -26,6 +26,7 @@
     X(class testing::internal::ElementsAreMatcherImpl<const std::vector<type>&>)
 
 #define BENCH_INSTANCES(X)                                                                         \
+    X(class std::basic_string<char>)                                                               \
     X(class testing::internal::MatcherBase<const bench::Outcome&>)                                 \
     X(class testing::internal::PredicateFormatterFromMatcher<                                      \
         testing::Matcher<const bench::Outcome&>>)                                                  \
@@ -49,8 +50,5 @@
 #define BENCH_DECLARE_INSTANCE(...) extern template __VA_ARGS__;
 BENCH_INSTANCES(BENCH_DECLARE_INSTANCE)
 #undef BENCH_DECLARE_INSTANCE
-
-// The C++ library has this one, though its header does not say so for C++20.
-extern template class std::basic_string<char>;
 
 #endif
