@@ -24,7 +24,10 @@ target_link_libraries(common_gtest PUBLIC Threads::Threads)
 
 # Its headers take most of the time of compiling a test, so they are compiled once, with what tests
 # have in common. A compiler that collects its garbage early takes a tenth longer.
-set(COMMON_TEST_OPTIONS -O0 $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=1000000>)
+add_library(common_test_options INTERFACE)
+target_compile_options(
+  common_test_options
+  INTERFACE -O0 $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=1000000>)
 file(CONFIGURE OUTPUT test_headers.cpp CONTENT "int main() {}\n")
 add_executable(common_test_headers EXCLUDE_FROM_ALL ${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp)
 target_precompile_headers(
@@ -36,8 +39,7 @@ target_precompile_headers(
   ${PROJECT_SOURCE_DIR}/tests/support/instances.h)
 target_include_directories(common_test_headers PRIVATE ${PROJECT_SOURCE_DIR}/tests/support
                                                        ${PROJECT_SOURCE_DIR}/include)
-target_link_libraries(common_test_headers PRIVATE common_gtest common_warnings)
-target_compile_options(common_test_headers PRIVATE ${COMMON_TEST_OPTIONS})
+target_link_libraries(common_test_headers PRIVATE common_gtest common_test_options common_warnings)
 
 # All that is labelled "threads", for a build that runs nothing else.
 add_custom_target(thread_tests)
@@ -84,7 +86,7 @@ function(common_add_test name)
   target_link_libraries(${name} PRIVATE common_test_main common_test_support common_warnings)
   # What is tested has the configuration's optimisation. The tests themselves run once, so the time
   # to compile them counts more.
-  target_compile_options(${name} PRIVATE ${COMMON_TEST_OPTIONS})
+  target_link_libraries(${name} PRIVATE common_test_options)
   target_precompile_headers(${name} REUSE_FROM common_test_headers)
   if(arg_FAULTY)
     target_link_libraries(${name} PRIVATE common_fault_sweep common_faulty)
