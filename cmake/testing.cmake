@@ -23,11 +23,12 @@ target_compile_options(common_gtest PRIVATE -w -O0)
 target_link_libraries(common_gtest PUBLIC Threads::Threads)
 
 # Its headers take most of the time of compiling a test, so they are compiled once, with what tests
-# have in common. A compiler that collects its garbage early takes a tenth longer.
+# have in common; position independent, for libraries and programs alike. A compiler that collects its
+# garbage early takes a tenth longer.
 add_library(common_test_options INTERFACE)
 target_compile_options(
   common_test_options
-  INTERFACE -O0 $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=1000000>)
+  INTERFACE -O0 -fPIC $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=1000000>)
 file(CONFIGURE OUTPUT test_headers.cpp CONTENT "int main() {}\n")
 add_executable(common_test_headers EXCLUDE_FROM_ALL ${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp)
 target_precompile_headers(
@@ -113,5 +114,5 @@ function(common_add_test name)
   endif()
   # In the folder of the test: the module leaves what it needs in the scope that includes it.
   include(GoogleTest)
-  gtest_discover_tests(${name} PROPERTIES ${properties} DISCOVERY_TIMEOUT 60)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties} DISCOVERY_TIMEOUT 60)
 endfunction()
