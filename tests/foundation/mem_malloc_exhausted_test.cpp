@@ -40,13 +40,16 @@ void take_all_memory()
     }
 }
 
+/// No process of 32 bits could have it, and the compiler, which warns of that, is not to know.
+const volatile std::uint32_t too_large = UINT32_MAX;
+
 TEST(MemMallocExhausted, BlockThatIsTooLargeEndsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
         tell_process_id();
         limit_memory();
         MEM_Free(MEM_Malloc(1000));
-        (void)MEM_Malloc(UINT32_MAX);
+        (void)MEM_Malloc(too_large);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log, ElementsAre(memory_report(kernel_name() + "/ ", outcome, kNoMemory)));
@@ -57,7 +60,7 @@ TEST(MemMallocExhausted, BlockThatCannotGrowEndsTheProcess)
     const Outcome outcome = run_fresh([] {
         tell_process_id();
         limit_memory();
-        (void)MEM_Realloc(MEM_Malloc(1000), UINT32_MAX);
+        (void)MEM_Realloc(MEM_Malloc(1000), too_large);
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log,
