@@ -25,7 +25,8 @@ enum class ProcessLock : std::uint8_t {
     /// Held around the C library's local time, whose own lock would stay taken in a child forked
     /// meanwhile.
     LocalTime,
-    /// Held while the C library hands a record over, for the same reason. Nothing is taken under it.
+    /// Held while the C library hands a record over, for the same reason. Nothing is taken under
+    /// it.
     SystemLog,
 };
 inline constexpr std::size_t kProcessLockCount = 6;

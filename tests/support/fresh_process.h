@@ -22,8 +22,8 @@
 namespace bench {
 
 /**
- * Time limit of a fresh process, before it is stretched (wait_until.h). It ends what hangs, and says
- * nothing about speed: on a busy machine all takes long.
+ * Time limit of a fresh process, before it is stretched (wait_until.h). It ends what hangs, and
+ * says nothing about speed: on a busy machine all takes long.
  */
 inline constexpr std::chrono::milliseconds kTimeLimit{60'000};
 

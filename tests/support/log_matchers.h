@@ -26,9 +26,8 @@ testing::Matcher<const LogRecord&> record(COMMON_LogLevel_t level, const std::st
                                           const testing::Matcher<const std::string&>& message);
 
 /** Matches standard error with nothing but a failed assertion of the library on it. */
-testing::Matcher<const std::string&> assertion_text(const std::string& file,
-                                                    const std::string& function,
-                                                    const std::string& condition);
+testing::Matcher<const std::string&>
+assertion_text(const std::string& file, const std::string& function, const std::string& condition);
 
 }  // namespace bench
 
