@@ -32,7 +32,7 @@ DATA_Array* new_array(std::uint32_t capacity) noexcept
         }
         MEM_Free(array);
     }
-    common::report(kSource, COMMON_LogLevelError, "DATA_ArrayNew", __LINE__,
+    common::report(kSource, COMMON_LogLevelError, {"DATA_ArrayNew", __LINE__},
                    "Failed allocating memory.");
     return nullptr;
 }
@@ -85,8 +85,8 @@ bool is_bit(std::uint32_t bit, const char* function, std::int32_t line) noexcept
     if (bit < 32) {
         return true;
     }
-    common::report(kSource, COMMON_LogLevelError, function, line, "Bad arguments. Invalid bit: %u",
-                   bit);
+    common::report(kSource, COMMON_LogLevelError, {function, line},
+                   "Bad arguments. Invalid bit: %u", bit);
     return false;
 }
 

@@ -14,7 +14,7 @@ constexpr common::Source kSource{"list_by_abstractset", common::Module::Common};
                                                        const char* function,
                                                        std::int32_t line) noexcept
 {
-    common::report(kSource, COMMON_LogLevelError, function, line, "%s() failed - %u.", callee,
+    common::report(kSource, COMMON_LogLevelError, {function, line}, "%s() failed - %u.", callee,
                    code);
     return 0;
 }

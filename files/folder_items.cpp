@@ -48,7 +48,7 @@ bool resize(UTIL_FolderItems& list, std::uint32_t slots) noexcept
             ? nullptr
             : MEM_Realloc(list.items, static_cast<std::uint32_t>(slots * sizeof(char*)));
     if (items == nullptr) {
-        common::report(kSource, COMMON_LogLevelError, kListing, __LINE__,
+        common::report(kSource, COMMON_LogLevelError, {kListing, __LINE__},
                        "Memory reallocation failed!");
         // Callers rely on a count of 0 then, with which nobody could release the names.
         release(list);
@@ -68,7 +68,7 @@ public:
         const std::size_t size = std::strlen(name) + 1;
         auto* const copy = static_cast<char*>(MEM_Malloc(static_cast<std::uint32_t>(size)));
         if (copy == nullptr) {
-            common::report(kSource, COMMON_LogLevelError, kListing, __LINE__,
+            common::report(kSource, COMMON_LogLevelError, {kListing, __LINE__},
                            "Cannot be allocated memory!");
             return false;
         }
@@ -126,8 +126,8 @@ public:
             struct stat status;
             build_path(entry.d_name);
             if (stat(path_, &status) != 0) {
-                common::report(kSource, COMMON_LogLevelWarn, kListing, __LINE__, "stat(%s) failed!",
-                               path_);
+                common::report(kSource, COMMON_LogLevelWarn, {kListing, __LINE__},
+                               "stat(%s) failed!", path_);
                 return Verdict::Failed;
             }
             is_reachable_ = prefix_length_ + sizeof entry.d_name < PATH_MAX;
@@ -170,8 +170,8 @@ STATUS list_entries(const char* folder_path, const RegExp* regexp, std::int32_t 
 {
     DIR* const folder = opendir(folder_path);
     if (folder == nullptr) {
-        common::report(kSource, COMMON_LogLevelWarn, kListing, __LINE__, "opendir(\"%s\") failed!",
-                       folder_path);
+        common::report(kSource, COMMON_LogLevelWarn, {kListing, __LINE__},
+                       "opendir(\"%s\") failed!", folder_path);
         return STATUS_FAILED;
     }
     TypeFilter types(folder_path, filter);
@@ -199,7 +199,7 @@ STATUS fill(const char* folder, const char* pattern, std::int32_t filter,
     if (pattern != nullptr) {
         regexp = RegExp_New(pattern, 1);
         if (regexp == nullptr) {
-            common::report(kSource, COMMON_LogLevelError, kListing, __LINE__,
+            common::report(kSource, COMMON_LogLevelError, {kListing, __LINE__},
                            "RegExp_New() failed!");
             return STATUS_FAILED;
         }

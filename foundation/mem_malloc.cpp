@@ -31,7 +31,7 @@ template <std::size_t MessageSize, std::size_t FunctionSize>
         length += static_cast<std::size_t>(snprintf(text + length, sizeof text - length, "/ "));
     }
     snprintf(text + length, sizeof text - length, "(%u) %s\n", pid, message);
-    common::report(kAllocationSource, COMMON_LogLevelCritical, "ErrorLog_Write", __LINE__, "%s",
+    common::report(kAllocationSource, COMMON_LogLevelCritical, {"ErrorLog_Write", __LINE__}, "%s",
                    text);
     std::exit(1);
 }
@@ -41,7 +41,7 @@ bool is_zero_length(std::uint32_t length, const char* function, std::int32_t lin
     if (length != 0) {
         return false;
     }
-    common::report(kSource, COMMON_LogLevelWarn, function, line, "length is zero");
+    common::report(kSource, COMMON_LogLevelWarn, {function, line}, "length is zero");
     return true;
 }
 

@@ -43,7 +43,7 @@ bool is_null(const void* argument, const char* function, std::int32_t line) noex
     if (argument != nullptr) {
         return false;
     }
-    common::report(kSource, COMMON_LogLevelError, function, line, "%s", kInvalidParameters);
+    common::report(kSource, COMMON_LogLevelError, {function, line}, "%s", kInvalidParameters);
     return true;
 }
 #define IS_NULL(argument) is_null(reinterpret_cast<const void*>(argument), __func__, __LINE__)
@@ -82,8 +82,8 @@ bool step_failed(int error, const char* message, const char* function, std::int3
     if (error == 0) {
         return false;
     }
-    common::report(kSource, COMMON_LogLevelError, function, line, "%s with error: %s (%d)", message,
-                   std::strerror(error), error);
+    common::report(kSource, COMMON_LogLevelError, {function, line}, "%s with error: %s (%d)",
+                   message, std::strerror(error), error);
     return true;
 }
 
@@ -94,7 +94,7 @@ STATUS platform_result(int error, const COMMON_Thread& thread, pthread_t id, con
     if (error == 0) {
         return STATUS_SUCCESS;
     }
-    common::report(kSource, level, function, line,
+    common::report(kSource, level, {function, line},
                    "Failed to %s '%s' thread %u with error: %s (%d)", what, thread.name,
                    shown_id(id), std::strerror(error), error);
     return level == COMMON_LogLevelError ? STATUS_FAILED : STATUS_SUCCESS;

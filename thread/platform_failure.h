@@ -14,7 +14,7 @@ inline void report_if_failed(const Source& source, int error, const char* messag
                              const char* function, std::int32_t line) noexcept
 {
     if (error != 0) {
-        report(source, COMMON_LogLevelFatal, function, line, "%s with error: %s (%d)", message,
+        report(source, COMMON_LogLevelFatal, {function, line}, "%s with error: %s (%d)", message,
                std::strerror(error), error);
     }
 }

@@ -86,7 +86,7 @@ TMR_Return_t unlock_and_return(TMR& timer, TMR_Return_t result, const char* func
 {
     const int error = common::unlock(timer);
     if (error != 0) {
-        common::report(kTimerSource, COMMON_LogLevelError, function, __LINE__,
+        common::report(kTimerSource, COMMON_LogLevelError, {function, __LINE__},
                        "Could not unlock mutex: %d", error);
     }
     return result;
@@ -96,7 +96,7 @@ bool lock(TMR& timer, const char* function) noexcept
 {
     const int error = pthread_mutex_lock(&timer.mutex);
     if (error != 0) {
-        common::report(kTimerSource, COMMON_LogLevelError, function, __LINE__,
+        common::report(kTimerSource, COMMON_LogLevelError, {function, __LINE__},
                        "Could not lock mutex: %d", error);
     }
     return error == 0;
@@ -137,7 +137,7 @@ bool is_null(const TMR* timer, const char* function, std::int32_t line) noexcept
     if (timer != nullptr) {
         return false;
     }
-    common::report(kTimerSource, COMMON_LogLevelError, function, line, "%s", kNullTimer);
+    common::report(kTimerSource, COMMON_LogLevelError, {function, line}, "%s", kNullTimer);
     return true;
 }
 #define IS_NULL(timer) is_null(timer, __func__, __LINE__)

@@ -53,7 +53,7 @@ bool deadline_after(std::uint32_t interval_ms, timespec& deadline) noexcept
 
 /// What goes wrong in a thread is reported in its name, whichever function notices.
 #define REPORT_OF_THREAD(level, ...) \
-    report(kTimerSource, COMMON_LogLevel##level, "TimerHandler", __LINE__, __VA_ARGS__)
+    report(kTimerSource, COMMON_LogLevel##level, {"TimerHandler", __LINE__}, __VA_ARGS__)
 
 void wait_for(sem_t& semaphore) noexcept
 {

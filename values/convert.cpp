@@ -63,7 +63,7 @@ template <typename Number>
                                            const char* function) noexcept
 {
     const auto refuse = [function](std::int32_t line, const char* reason) {
-        common::report(kSource, COMMON_LogLevelWarn, function, line, "%s", reason);
+        common::report(kSource, COMMON_LogLevelWarn, {function, line}, "%s", reason);
         return STATUS{STATUS_INVALID_PARAM};
     };
     if (text == nullptr) {
