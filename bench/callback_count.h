@@ -1,13 +1,9 @@
-/**
- * @file callback_count.h
- * What the callbacks of the measured state machines do.
- */
-#ifndef BENCH_CALLBACK_COUNT_H
-#define BENCH_CALLBACK_COUNT_H
+// What the callbacks of the measured state machines do.
+#pragma once
 
 #include <cstdint>
 
-/** Keeps the compiler from looking into a function and from merging the work of several. */
+/// Keeps the compiler from looking into a function and from merging the work of several.
 #if defined(__clang__)
 #define BENCH_OPAQUE [[gnu::noinline]]
 #else
@@ -16,16 +12,16 @@
 
 namespace bench {
 
-/** How many callbacks were called. */
+/// How many callbacks were called.
 inline std::uint64_t callback_count;
 
-/** A callback where it is no function of its own. */
+/// A callback where it is no function of its own.
 BENCH_OPAQUE inline void called()
 {
     ++callback_count;
 }
 
-/** The same for one that declines. */
+/// The same for one that declines.
 BENCH_OPAQUE inline bool called_in_vain()
 {
     ++callback_count;
@@ -33,5 +29,3 @@ BENCH_OPAQUE inline bool called_in_vain()
 }
 
 }  // namespace bench
-
-#endif

@@ -14,6 +14,7 @@
 #include <exception>
 #include <string>
 
+#include "build_tree.h"
 #include "flash_safety.h"
 #include "private_root.h"
 #include "simulated_target.h"
@@ -134,12 +135,12 @@ BENCHMARK(with_nftw<FTW_PHYS>)->Name("with_nftw_physical")->Unit(benchmark::kMil
 int main(int argc, char** argv)
 {
     try {
-        bench::enter_private_root();
+        support::enter_private_root(support::build_tree());
     } catch (const std::exception& error) {
         std::fprintf(stderr, "flash_bench: %s\n", error.what());
         return 1;
     }
-    for (const auto& [name, value] : bench::usual_target_environment()) {
+    for (const auto& [name, value] : support::usual_target_environment()) {
         setenv(name.c_str(), value.c_str(), 1);
     }
     setenv("COMMON_LOG_LEVEL", "Error", 1);

@@ -1,16 +1,12 @@
-/**
- * @file hsm_calls.h
- * A statechart for measuring: by each of both engines, and by calling the same callbacks by hand.
- *
- *     top
- *       x1 x2 x3 x4 (each in the one before)
- *         x5
- *         y5
- *       z1 z2 z3 z4 (each in the one before)
- *         z5
- */
-#ifndef BENCH_HSM_CALLS_H
-#define BENCH_HSM_CALLS_H
+// A statechart for measuring: by each of both engines, and by calling the same callbacks by hand.
+//
+//     top
+//       x1 x2 x3 x4 (each in the one before)
+//         x5
+//         y5
+//       z1 z2 z3 z4 (each in the one before)
+//         z5
+#pragma once
 
 #include <cstdint>
 
@@ -20,10 +16,10 @@
 
 namespace bench {
 
-/** States by number: those of the x and z branches up to their leaves follow each other. */
+/// States by number: those of the x and z branches up to their leaves follow each other.
 enum StateNumber { kTop, kX1, kX5 = 5, kY5, kZ1, kZ5 = 11, kStateCount };
 
-/** Events: handled by a leaf; by the top, five levels up; transitions to and fro. */
+/// Events: handled by a leaf; by the top, five levels up; transitions to and fro.
 enum Load : unsigned { kInternal = 1, kBubble, kSibling, kDeep, kStart, kEntry, kExit };
 
 constexpr int parent_of(int state)
@@ -31,7 +27,7 @@ constexpr int parent_of(int state)
     return state == kX1 || state == kZ1 ? kTop : state == kY5 ? kX5 - 1 : state - 1;
 }
 
-/** Where an event leads a state: -1 for nowhere. */
+/// Where an event leads a state: -1 for nowhere.
 constexpr int target_of(int state, unsigned event)
 {
     if (event == kSibling) {
@@ -51,7 +47,7 @@ constexpr bool is_handled(int state, unsigned event)
 
 struct HsmMachine;
 
-/** Whether a callback asks its engine for transitions, or somebody makes them by hand. */
+/// Whether a callback asks its engine for transitions, or somebody makes them by hand.
 enum class Moves { Asked, ByHand };
 
 template <Moves moves, int number>
@@ -108,7 +104,7 @@ HsmEvent on_event(Hsm* machine, HsmEvent event)
     return is_handled(number, static_cast<unsigned>(event)) ? 0 : event;
 }
 
-/** The same calls in the same order. */
+/// The same calls in the same order.
 struct HsmByHand : Hsm {
     static constexpr std::uint64_t kBubbleCalls = HsmMachine::kBubbleCalls;
     static constexpr std::uint64_t kSiblingCalls = HsmMachine::kSiblingCalls;
@@ -222,7 +218,7 @@ int on_ls_event(ls_hsm_t* machine, const ls_hsm_event_t* event, void*, ls_hsm_st
     return is_handled(number, value) ? 0 : 1;
 }
 
-/** The same calls in the same order, with an event record for each as the callbacks expect it. */
+/// The same calls in the same order, with an event record for each as the callbacks expect it.
 struct LsByHand : ls_hsm_t {
     static constexpr std::uint64_t kBubbleCalls = LsMachine::kBubbleCalls;
     static constexpr std::uint64_t kSiblingCalls = LsMachine::kSiblingCalls;
@@ -278,5 +274,3 @@ struct LsByHand : ls_hsm_t {
 };
 
 }  // namespace bench
-
-#endif

@@ -32,7 +32,7 @@ struct Count {
     }
 };
 
-/** A guard that lets the event go on to the next level. */
+/// A guard that lets the event go on to the next level.
 struct Decline {
     template <typename Event, typename Machine, typename Source, typename Target>
     bool operator()(const Event&, Machine&, Source&, Target&)
@@ -41,7 +41,7 @@ struct Decline {
     }
 };
 
-/** What leaving and entering a state calls. */
+/// What leaving and entering a state calls.
 template <typename Base>
 struct Counted : Base {
     template <typename Event, typename Machine>
@@ -78,7 +78,7 @@ struct Z4Front : Counted<front::state_machine_def<Z4Front>>, Settings {
     using initial_state = Z5;
     struct transition_table : mpl::vector<> {};
 };
-/** A level with one submachine in it. */
+/// A level with one submachine in it.
 template <typename Inner>
 struct Level : Counted<front::state_machine_def<Level<Inner>>>, Settings {
     using initial_state = back::state_machine<Inner>;
@@ -144,7 +144,7 @@ struct Deep : sc::event<Deep> {};
 struct Top;
 struct Machine : sc::state_machine<Machine, Top> {};
 
-/** Counts entries and exits. */
+/// Counts entries and exits.
 struct Counted {
     Counted() { called(); }
     Counted(const Counted&) = delete;
@@ -176,7 +176,7 @@ struct Top : sc::simple_state<Top, Machine, X1> {
     using reactions = mpl::list<sc::in_state_reaction<Bubble, Top, &Top::count_bubble>>;
     void count_deep(const Deep&) { called(); }
 };
-/** Lets an event go on to the next level. */
+/// Lets an event go on to the next level.
 template <typename State>
 struct Declining {
     using reactions = mpl::list<sc::custom_reaction<Bubble>>;

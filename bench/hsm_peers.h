@@ -1,16 +1,12 @@
-/**
- * @file hsm_peers.h
- * The statechart of hsm_calls.h by the state machines of Boost. They call as many callbacks, but
- * for the start event after a transition, which they have not.
- */
-#ifndef BENCH_HSM_PEERS_H
-#define BENCH_HSM_PEERS_H
+// The statechart of hsm_calls.h by the state machines of Boost. They call as many callbacks, but
+// for the start event after a transition, which they have not.
+#pragma once
 
 #include "callback_count.h"
 
 namespace bench {
 
-/** By Boost.MSM. */
+/// By Boost.MSM.
 class MsmMachine {
 public:
     static constexpr std::uint64_t kBubbleCalls = 6;
@@ -32,7 +28,7 @@ private:
     Implementation* implementation;
 };
 
-/** By Boost.Statechart. */
+/// By Boost.Statechart.
 class StatechartMachine {
 public:
     static constexpr std::uint64_t kBubbleCalls = 6;
@@ -55,5 +51,3 @@ private:
 };
 
 }  // namespace bench
-
-#endif

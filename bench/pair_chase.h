@@ -1,6 +1,5 @@
 /** What a map is without a library: nodes in a chain, each with a pair, and the loop over them. */
-#ifndef BENCH_PAIR_CHASE_H
-#define BENCH_PAIR_CHASE_H
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
@@ -25,6 +24,4 @@ void* chase_compared(const struct chase_node* node, const void* key,
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,10 +1,6 @@
-/**
- * @file plain_record.h
- * The message that the benchmarks of records write, and the same record by syslog(3) in the plain
- * way.
- */
-#ifndef BENCH_PLAIN_RECORD_H
-#define BENCH_PLAIN_RECORD_H
+// The message that the benchmarks of records write, and the same record by syslog(3) in the plain
+// way.
+#pragma once
 
 #include <syslog.h>
 #include <unistd.h>
@@ -12,17 +8,15 @@
 #include <cstdio>
 #include <ctime>
 
-/** A message of 80 characters with three conversions. */
+/// A message of 80 characters with three conversions.
 #define MESSAGE_FORMAT \
     "track %06d of %s is ready to play after a scan that took %8u microseconds in all"
 #define MESSAGE_VALUES 4711, "a long album", 123456U
 
 namespace bench {
 
-/**
- * Writes one record: every field is asked for and converted for each record, the message is
- * formatted first because it is cut at 1023 bytes.
- */
+/// Writes one record: every field is asked for and converted for each record, the message is
+/// formatted first because it is cut at 1023 bytes.
 inline void write_plain_record(const char* program)
 {
     timespec now{};
@@ -40,5 +34,3 @@ inline void write_plain_record(const char* program)
 }
 
 }  // namespace bench
-
-#endif

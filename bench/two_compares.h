@@ -1,6 +1,5 @@
 /** The least that a level check in a shared object can be: one call, two compares. */
-#ifndef BENCH_TWO_COMPARES_H
-#define BENCH_TWO_COMPARES_H
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
@@ -14,6 +13,4 @@ int two_compares(unsigned level);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -37,9 +37,10 @@ target_precompile_headers(
   <filesystem>
   <fstream>
   <thread>
-  ${PROJECT_SOURCE_DIR}/tests/support/instances.h)
-target_include_directories(common_test_headers PRIVATE ${PROJECT_SOURCE_DIR}/tests/support
-                                                       ${PROJECT_SOURCE_DIR}/include)
+  ${PROJECT_SOURCE_DIR}/tests/harness/instances.h)
+target_include_directories(
+  common_test_headers PRIVATE ${PROJECT_SOURCE_DIR}/tests/harness ${PROJECT_SOURCE_DIR}/support
+                              ${PROJECT_SOURCE_DIR}/include)
 target_link_libraries(common_test_headers PRIVATE common_gtest common_test_options common_warnings)
 
 # All that is labelled "threads", for a build that runs nothing else.
@@ -65,7 +66,7 @@ endfunction()
 #                 [DEFINITIONS <definition>...] [DEPENDS <target>...])
 #
 # Makes a test program of a family's tests and one CTest entry for each of its tests.
-#   FAULTY       links the library with forced failures (tests/support/fault.h)
+#   FAULTY       links the library with forced failures (tests/harness/fault.h)
 #   INTERNAL     links the library's objects into the program, to reach what it does not export
 #   THREADS      gives the tests the label "threads": they are worth a run under ThreadSanitizer
 #   DEFINITIONS  compile definitions of the program
@@ -84,7 +85,7 @@ function(common_add_test name)
   # A change of a library's inside does not link its users anew.
   set_target_properties(${name} PROPERTIES LINK_DEPENDS_NO_SHARED ON)
   target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
-  target_link_libraries(${name} PRIVATE common_test_main common_test_support common_warnings)
+  target_link_libraries(${name} PRIVATE common_test_main common_harness common_warnings)
   # What is tested has the configuration's optimisation. The tests themselves run once, so the time
   # to compile them counts more.
   target_link_libraries(${name} PRIVATE common_test_options)

@@ -15,6 +15,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "build_tree.h"
 #include "log_socket.h"
 #include "private_root.h"
 
@@ -63,9 +64,9 @@ void lengthen_queue()
 
 LogDrain::LogDrain()
 {
-    enter_private_root();
+    support::enter_private_root(support::build_tree());
     lengthen_queue();
-    LogSocket socket;
+    support::LogSocket socket;
     socket.bind_at();
     void* const shared = mmap(nullptr, sizeof(std::uint64_t), PROT_READ | PROT_WRITE,
                               MAP_SHARED | MAP_ANONYMOUS, -1, 0);

@@ -1,9 +1,5 @@
-/**
- * @file log_drain.h
- * A receiver that empties /dev/log as fast as it can and counts, for benchmarks that send to it.
- */
-#ifndef BENCH_LOG_DRAIN_H
-#define BENCH_LOG_DRAIN_H
+// A receiver that empties /dev/log as fast as it can and counts, for benchmarks that send to it.
+#pragma once
 
 #include <sys/types.h>
 
@@ -11,10 +7,8 @@
 
 namespace bench {
 
-/**
- * Moves the calling process, which has one thread, to a private root and starts a process that
- * receives at /dev/log there. It ends with the object.
- */
+/// Moves the calling process, which has one thread, to a private root and starts a process that
+/// receives at /dev/log there. It ends with the object.
 class LogDrain {
 public:
     LogDrain();
@@ -22,7 +16,7 @@ public:
     LogDrain& operator=(const LogDrain&) = delete;
     ~LogDrain();
 
-    /** Datagrams received so far, by a program of this process's making. */
+    /// Datagrams received so far, by a program of this process's making.
     std::uint64_t received() const;
 
 private:
@@ -31,5 +25,3 @@ private:
 };
 
 }  // namespace bench
-
-#endif

@@ -1,32 +1,24 @@
-/**
- * @file ratio_report.h
- * Runs the registered benchmarks interleaved and prints the ratios between them.
- */
-#ifndef BENCH_RATIO_REPORT_H
-#define BENCH_RATIO_REPORT_H
+// Runs the registered benchmarks interleaved and prints the ratios between them.
+#pragma once
 
 #include <string>
 #include <vector>
 
 namespace bench {
 
-/** A comparison of two benchmarks of one run. */
+/// A comparison of two benchmarks of one run.
 struct Ratio {
     std::string what;
-    /** Names as Google Benchmark prints them, without the repetition's suffix. */
+    /// Names as Google Benchmark prints them, without the repetition's suffix.
     std::string ours;
     std::string peers;
-    /** The ratio aimed at, at most; 0 for none. */
+    /// The ratio aimed at, at most; 0 for none.
     double goal;
 };
 
-/**
- * Runs all registered benchmarks, nine times each in random order, prints their medians and then,
- * for each ratio whose benchmarks ran, the ratio of the medians and its goal.
- * @return the exit status of the program: 0; 1 when the arguments are wrong.
- */
+/// Runs all registered benchmarks, nine times each in random order, prints their medians and then,
+/// for each ratio whose benchmarks ran, the ratio of the medians and its goal.
+/// @return the exit status of the program: 0; 1 when the arguments are wrong.
 int run_and_compare(int argc, char** argv, const std::vector<Ratio>& ratios);
 
 }  // namespace bench
-
-#endif

@@ -39,7 +39,7 @@ private:
 
     void* any_value() { return value(choices_.below(50)); }
 
-    /** Storage for a record: the caller's in some cases. */
+    /// Storage for a record: the caller's in some cases.
     AbsSET_Entry* any_storage()
     {
         return choices_.below(4) == 0 ? static_cast<AbsSET_Entry*>(MEM_Malloc(sizeof(AbsSET_Entry)))
@@ -100,7 +100,7 @@ private:
         }
     }
 
-    /** Checks a popped record or value, in turn. */
+    /// Checks a popped record or value, in turn.
     void popped(std::size_t index, AbsSET_Entry* (*as_entry)(AbsSET*), void* (*as_value)(AbsSET*))
     {
         void* const expected = at(index);
@@ -225,7 +225,7 @@ private:
         ASSERT_EQ(set_.at_cursor(), at(cursor_));
     }
 
-    /** A pop at the end has counted too much. */
+    /// A pop at the end has counted too much.
     void mend()
     {
         count_ = static_cast<std::uint32_t>(size());

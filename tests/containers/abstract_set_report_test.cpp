@@ -10,14 +10,14 @@
 
 #include "abstract_set_support.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAreArray;
 
 namespace {
 
 struct Misuse {
     const char* name;
-    /** Makes the call and checks its result. */
+    /// Makes the call and checks its result.
     void (*call)();
     std::vector<std::pair<const char*, const char*>> reports;
 };
@@ -31,7 +31,7 @@ constexpr const char* kBad = "Bad arguments.";
 
 AbsSET_Entry entry_storage;
 
-/** Pushes to a set of three must leave it as it is. */
+/// Pushes to a set of three must leave it as it is.
 void push_to_three(std::int32_t index, std::uint32_t expected)
 {
     LocalSet set{1, 2, 3};
@@ -42,7 +42,7 @@ void push_to_three(std::int32_t index, std::uint32_t expected)
     EXPECT_EQ(set.at_cursor(), value(2));
 }
 
-/** A set whose second entry leads nowhere, mended at the end. */
+/// A set whose second entry leads nowhere, mended at the end.
 class BrokenSet : public LocalSet {
 public:
     BrokenSet() : LocalSet{1, 2, 3}, second_(AbsSET_EntryGetIndex(this, 1)), third_(second_->flink)
@@ -346,9 +346,8 @@ class AbstractSetMisuse : public testing::TestWithParam<Misuse> {};
 
 TEST_P(AbstractSetMisuse, IsReported)
 {
-    const Outcome outcome = run_fresh(GetParam().call);
-    EXPECT_THAT(outcome, exited(0));
-    std::vector<testing::Matcher<const LogRecord&>> expected;
+    const Outcome outcome = well(GetParam().call);
+    std::vector<Report> expected;
     for (const auto& [function, message] : GetParam().reports) {
         expected.push_back(set_error(function, message));
     }
@@ -368,7 +367,7 @@ std::string hexadecimal(const void* address)
     return text;
 }
 
-/** The four messages about a record, separated by line ends. */
+/// The four messages about a record, separated by line ends.
 std::string dump_of(const AbsSET_Entry& entry)
 {
     const auto number = std::to_string(reinterpret_cast<std::uintptr_t>(entry.value));
@@ -379,7 +378,7 @@ std::string dump_of(const AbsSET_Entry& entry)
 
 TEST(AbstractSetInfo, WritesTheSentinelAndEveryEntry)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalSet set{1, 2};
         set.go_to(1);
         EXPECT_EQ(AbsSET_Info(&set), AbsSET_Success);
@@ -390,14 +389,13 @@ TEST(AbstractSetInfo, WritesTheSentinelAndEveryEntry)
                        .c_str(),
                    stdout);
     });
-    EXPECT_THAT(outcome, exited(0));
-    std::vector<testing::Matcher<const LogRecord&>> expected;
+    std::vector<Report> expected;
     for (std::size_t begin = 0; begin < outcome.out.size();) {
         const std::size_t end = outcome.out.find('\n', begin);
         const std::string line = outcome.out.substr(begin, end - begin);
         const bool of_record = line.find(": 0x") != std::string::npos;
-        expected.push_back(record(COMMON_LogLevelInfo, "COMMON", "abstract_set",
-                                  of_record ? "absset_EntryInfo" : "AbsSET_Info", line));
+        expected.push_back(said(COMMON_LogLevelInfo, "COMMON", "abstract_set",
+                                of_record ? "absset_EntryInfo" : "AbsSET_Info", line));
         begin = end + 1;
     }
     EXPECT_EQ(expected.size(), 16U);
@@ -406,16 +404,15 @@ TEST(AbstractSetInfo, WritesTheSentinelAndEveryEntry)
 
 TEST(AbstractSetInfo, NumbersHaveEightDigitsAtLeast)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalSet set;
         AbsSET_Info(&set);
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_EQ(outcome.log.size(), 6U);
     EXPECT_THAT(outcome.log[0],
-                record(COMMON_LogLevelInfo, "COMMON", "abstract_set", "AbsSET_Info", "Size: 0"));
-    EXPECT_THAT(outcome.log[3], record(COMMON_LogLevelInfo, "COMMON", "abstract_set",
-                                       "absset_EntryInfo", "value: 0x00000000 = 0"));
+                said(COMMON_LogLevelInfo, "COMMON", "abstract_set", "AbsSET_Info", "Size: 0"));
+    EXPECT_THAT(outcome.log[3], said(COMMON_LogLevelInfo, "COMMON", "abstract_set",
+                                     "absset_EntryInfo", "value: 0x00000000 = 0"));
 }
 
 }  // namespace

@@ -12,9 +12,9 @@
 #include "abstract_set.h"
 #include "common_log.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-/** Addresses to push: a value is anything that is not null. */
+/// Addresses to push: a value is anything that is not null.
 inline std::array<char, 4096> value_storage;
 
 inline void* value(std::size_t number)
@@ -31,7 +31,7 @@ inline std::vector<void*> values(std::initializer_list<std::size_t> numbers)
     return all;
 }
 
-/** Values of a ring, front first, read from its records; fails a check when a link is wrong. */
+/// Values of a ring, front first, read from its records; fails a check when a link is wrong.
 inline std::vector<void*> ring_of(const AbsSET& set)
 {
     std::vector<void*> all;
@@ -50,7 +50,7 @@ inline std::vector<void*> ring_of(const AbsSET& set)
 
 inline void keep_value(void* /*value*/) {}
 
-/** An initialised set whose values are not released. Its records are freed with it. */
+/// An initialised set whose values are not released. Its records are freed with it.
 class LocalSet : public AbsSET {
 public:
     LocalSet(std::initializer_list<std::size_t> numbers = {}) : AbsSET{}
@@ -71,10 +71,10 @@ public:
 
     std::vector<void*> ring() const { return ring_of(*this); }
 
-    /** The cursor's value; null at the end. */
+    /// The cursor's value; null at the end.
     void* at_cursor() const { return cursor->value; }
 
-    /** Puts the cursor on an index; on the end at the size. */
+    /// Puts the cursor on an index; on the end at the size.
     void go_to(std::size_t index)
     {
         cursor = sentinel.flink;
@@ -84,8 +84,7 @@ public:
     }
 };
 
-inline testing::Matcher<const bench::LogRecord&> set_error(const char* function,
-                                                           const std::string& message)
+inline harness::Report set_error(const char* function, const std::string& message)
 {
-    return bench::record(COMMON_LogLevelError, "COMMON", "abstract_set", function, message);
+    return harness::said(COMMON_LogLevelError, "COMMON", "abstract_set", function, message);
 }

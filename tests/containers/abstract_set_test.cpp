@@ -9,7 +9,7 @@
 #include "abstract_set_support.h"
 #include "mem_malloc.h"
 
-using namespace bench;
+using namespace harness;
 using testing::IsEmpty;
 
 namespace {
@@ -27,7 +27,7 @@ void note_release(void* released_value)
 
 TEST(AbstractSet, NewSetIsEmptyAndReportsNothing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         AbsSET* const set = AbsSET_New();
         ASSERT_NE(set, nullptr);
         EXPECT_EQ(AbsSET_Size(set), 0U);
@@ -42,7 +42,6 @@ TEST(AbstractSet, NewSetIsEmptyAndReportsNothing)
         EXPECT_EQ(set->release, nullptr);
         EXPECT_EQ(AbsSET_Delete(set), AbsSET_Success);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -104,7 +103,7 @@ TEST(AbstractSet, ClearReleasesEachValueOnceFrontFirst)
     EXPECT_EQ(released.size(), 4U);
 }
 
-/** What release functions find and change: the set that is being cleared. */
+/// What release functions find and change: the set that is being cleared.
 AbsSET* cleared;
 
 TEST(AbstractSet, ReleaseFunctionFindsItsValuePopped)
@@ -170,7 +169,7 @@ TEST(AbstractSet, ReleaseFunctionOfTheMomentIsCalled)
 // AddressSanitizer notices a value or a record that is kept, or freed twice.
 TEST(AbstractSet, WithoutAReleaseFunctionValuesAreFreed)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         AbsSET* const set = AbsSET_New();
         for (int i = 0; i < 3; ++i) {
             AbsSET_PushFront(set, nullptr, MEM_Malloc(8));
@@ -179,7 +178,6 @@ TEST(AbstractSet, WithoutAReleaseFunctionValuesAreFreed)
         AbsSET_PushBack(set, nullptr, MEM_Malloc(8));
         EXPECT_EQ(AbsSET_Delete(set), AbsSET_Success);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -370,11 +368,10 @@ TEST(AbstractSet, PopOfAnEmptySetWrapsTheSize)
 
 TEST(AbstractSet, PopOfAnEmptySetIsNotReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalSet set;
         EXPECT_EQ(AbsSET_ValuePopFront(&set), nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 

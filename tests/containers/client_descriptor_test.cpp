@@ -21,7 +21,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -37,8 +37,7 @@ const Report kPanic{LOG_CRIT,      "Critical",
 
 void expect_quiet(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(body);
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 

@@ -17,19 +17,19 @@
 
 #include "fault.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** The list that the explicit family works on here. */
+/// The list that the explicit family works on here.
 ClientList the_list{nullptr, nullptr};
 
-/** One of both families, seen the same way. */
+/// One of both families, seen the same way.
 struct Family {
     const char* name;
     ClientNode* (*add)(std::uint32_t id);
@@ -63,7 +63,7 @@ const Family kFamilies[] = {
      NodeMulti_PrintEventList, NodeMulti_PrintClientList},
 };
 
-/** The numbers of the clients, checking every link. */
+/// The numbers of the clients, checking every link.
 std::vector<std::uint32_t> ids(const Family& family)
 {
     std::vector<std::uint32_t> all;
@@ -77,7 +77,7 @@ std::vector<std::uint32_t> ids(const Family& family)
     return all;
 }
 
-/** The texts of a client's events, checking every link. */
+/// The texts of a client's events, checking every link.
 std::vector<std::string> events(const ClientNode* client)
 {
     std::vector<std::string> all;
@@ -113,15 +113,14 @@ void clear(const Family& family)
 
 class ClientNodes : public testing::TestWithParam<Family> {
 protected:
-    /** A body in a process of its own, where nothing may be logged or left allocated. */
+    /// A body in a process of its own, where nothing may be logged or left allocated.
     static void expect_quiet(const std::function<void(const Family&)>& body)
     {
-        const Outcome outcome = run_fresh([&] {
+        const Outcome outcome = well([&] {
             body(GetParam());
             clear(GetParam());
             EXPECT_EQ(fault::outstanding_blocks(), 0);
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_THAT(outcome.log, IsEmpty());
     }
 };
@@ -283,7 +282,7 @@ TEST_P(ClientNodes, DeletingAClientLeavesItsEvents)
 
 TEST_P(ClientNodes, PrintingWritesAndChangesNothing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const Family& family = GetParam();
         family.add(1);
         family.add(2);
@@ -297,7 +296,6 @@ TEST_P(ClientNodes, PrintingWritesAndChangesNothing)
         EXPECT_THAT(events(family.head()), ElementsAre("a", "b"));
         clear(family);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
     EXPECT_THAT(outcome.log, IsEmpty());
 }

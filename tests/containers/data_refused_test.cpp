@@ -43,7 +43,7 @@ void* salloc_if_granted(uint32_t size)
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 
 Report error(const char* function, const char* message)

@@ -18,7 +18,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -29,16 +29,15 @@ Report error(const char* function, const std::string& message)
     return {LOG_ERR, "Error", "COMMON", "data", function, message};
 }
 
-/** What a call that must return normally reports. */
+/// What a call that must return normally reports.
 std::vector<Report> reports_of(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(body);
     EXPECT_EQ(outcome.err, "");
     return reports(outcome);
 }
 
-/** Takes over a text that the library made. */
+/// Takes over a text that the library made.
 std::string taken(char* text)
 {
     EXPECT_NE(text, nullptr);
@@ -47,7 +46,7 @@ std::string taken(char* text)
     return result;
 }
 
-/** Takes over an array: its bytes in use. */
+/// Takes over an array: its bytes in use.
 Bytes taken(DATA_Array* array)
 {
     EXPECT_NE(array, nullptr);
@@ -278,12 +277,11 @@ TEST(DataAsciiToHex, EveryInvalidCharacterIsReportedInOrder)
 
 TEST(DataAsciiToHex, CodesAreSigned)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(DATA_AsciiToHex("\xE4"
                                   "0"),
                   nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
                 ElementsAre(testing::Field(&Report::message,
                                            "ascii[0] contains an invalid character: \xE4 (-28)")));
@@ -292,7 +290,7 @@ TEST(DataAsciiToHex, CodesAreSigned)
 // Every character, at every place of a text that is long enough for several steps.
 TEST(DataAsciiToHex, ExactlyTheHexadecimalDigitsAreAccepted)
 {
-    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_LEVEL", "Fatal"}}}, [] {
+    const Outcome outcome = well({.env = {{"COMMON_LOG_LEVEL", "Fatal"}}}, [] {
         for (int character = 1; character < 256; ++character) {
             for (std::size_t place = 0; place < 160; ++place) {
                 std::string text(160, '5');
@@ -311,7 +309,6 @@ TEST(DataAsciiToHex, ExactlyTheHexadecimalDigitsAreAccepted)
             }
         }
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 // --------------------------------------------------------------------------------- bytes to text
@@ -367,7 +364,7 @@ TEST(DataHexDump, EveryByteWithABlankAfterIt)
                 IsEmpty());
 }
 
-/** One line of a pretty dump, by printf. */
+/// One line of a pretty dump, by printf.
 std::string pretty_line(const std::uint8_t* bytes, std::size_t count)
 {
     char address[16];

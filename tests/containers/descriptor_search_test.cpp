@@ -32,7 +32,7 @@ std::int32_t gap_or_pretended(const std::int32_t* table, std::int32_t count)
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 
 // All tables of some of the numbers 1 to 12.

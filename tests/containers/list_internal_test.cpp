@@ -11,7 +11,7 @@
 #include "mem_malloc.h"
 #include "replaced.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -23,7 +23,7 @@ REPLACED(void*, MEM_Salloc, (std::uint32_t size));
 
 namespace {
 
-/** The step that fails in this process; empty for none. */
+/// The step that fails in this process; empty for none.
 std::string_view failing;
 
 }  // namespace

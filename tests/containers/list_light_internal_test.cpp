@@ -13,7 +13,7 @@ REPLACED(void*, MEM_Salloc, (std::uint32_t size));
 
 namespace {
 
-/** How many allocations are granted before one is refused; negative for all. */
+/// How many allocations are granted before one is refused; negative for all.
 int granted = -1;
 
 bool refused()

@@ -20,7 +20,7 @@ Words::iterator place(Words& model, std::size_t index)
     return model.begin() + static_cast<std::ptrdiff_t>(index);
 }
 
-/** Removes, or inserts before, the node with an index; `uncounted` follows what was erased. */
+/// Removes, or inserts before, the node with an index; `uncounted` follows what was erased.
 void step_at(Choices& choices, const LightList& list, Words& model, std::uint32_t& uncounted)
 {
     const std::size_t index = choices.below(model.size() + 1);
@@ -130,7 +130,7 @@ TEST(ListLightModel, SeedOfThisRun)
 
 using Pairs = std::vector<std::pair<void*, void*>>;
 
-/** Two keys match when their addresses differ by a multiple of 16 bytes. */
+/// Two keys match when their addresses differ by a multiple of 16 bytes.
 int by_remainder(const void* key, const void* stored)
 {
     return static_cast<int>((static_cast<const char*>(key) - static_cast<const char*>(stored)) %

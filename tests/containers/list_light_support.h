@@ -10,7 +10,7 @@
 
 #include "list_light.h"
 
-/** Addresses to store. */
+/// Addresses to store.
 inline std::array<char, 4096> word_storage;
 
 inline void* word(std::size_t number)
@@ -27,7 +27,7 @@ inline std::vector<void*> words(std::initializer_list<std::size_t> numbers)
     return all;
 }
 
-/** Data of a list, read from its nodes; fails a check when head and tail are wrong. */
+/// Data of a list, read from its nodes; fails a check when head and tail are wrong.
 inline std::vector<void*> data_of(const ListLight& list)
 {
     std::vector<void*> all;
@@ -40,7 +40,7 @@ inline std::vector<void*> data_of(const ListLight& list)
     return all;
 }
 
-/** A list, ended with the object; data is not released. */
+/// A list, ended with the object; data is not released.
 class LightList {
 public:
     LightList(std::initializer_list<std::size_t> numbers = {}) : list_(ListLight_New())
@@ -58,7 +58,7 @@ public:
 
     std::vector<void*> data() const { return data_of(*list_); }
 
-    /** An iterator on an index; at the end for the size. */
+    /// An iterator on an index; at the end for the size.
     ListLight_Iterator at(std::size_t index) const
     {
         ListLight_Iterator it{};

@@ -12,7 +12,7 @@
 #include "list_light_support.h"
 #include "mem_malloc.h"
 
-using namespace bench;
+using namespace harness;
 using testing::IsEmpty;
 
 namespace {
@@ -24,7 +24,7 @@ void note_free(void* data)
     freed.push_back(data);
 }
 
-/** The list that is being changed, for functions that look at it, and a place in it. */
+/// The list that is being changed, for functions that look at it, and a place in it.
 ListLight* changed;
 ListLight_Iterator place;
 
@@ -121,25 +121,22 @@ TEST(ListLight, DeleteFreesTheData)
 }
 
 // AddressSanitizer notices what is not freed.
-TEST(ListLight, ReadyMadeFunctionsFree)
+FRESH_TEST(ListLight, ReadyMadeFunctionsFree)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const long before = fault::outstanding_blocks();
-                    ListLight* const list = ListLight_New();
-                    ListLight_PushBack(list, MEM_Malloc(8));
-                    ListLight_PushBack(list, nullptr);
-                    ListLight_Clear(list, ListLight_entry_data_memfree_callback);
-                    ListLight_PushBack(list, MEM_Malloc(8));
-                    ListLight_PushBack(list, nullptr);
-                    ListLight_Delete(list, ListLight_entry_data_free_callback);
-                    EXPECT_EQ(fault::outstanding_blocks(), before);
-                }),
-                exited(0));
+    const long before = fault::outstanding_blocks();
+    ListLight* const list = ListLight_New();
+    ListLight_PushBack(list, MEM_Malloc(8));
+    ListLight_PushBack(list, nullptr);
+    ListLight_Clear(list, ListLight_entry_data_memfree_callback);
+    ListLight_PushBack(list, MEM_Malloc(8));
+    ListLight_PushBack(list, nullptr);
+    ListLight_Delete(list, ListLight_entry_data_free_callback);
+    EXPECT_EQ(fault::outstanding_blocks(), before);
 }
 
 TEST(ListLight, NullIsIgnored)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ListLight_Iterator it{};
         ListLight_Clear(nullptr, note_free);
         ListLight_Delete(nullptr, note_free);
@@ -178,7 +175,6 @@ TEST(ListLight, NullIsIgnored)
         EXPECT_EQ(it.previous, before.current);
         EXPECT_EQ(list.data(), words({1}));
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -439,29 +435,23 @@ TEST(ListLight, SortOrdersTheData)
     EXPECT_EQ(ListLight_Size(list), 4U);
 }
 
-TEST(ListLight, SortWithNothingToSortOrByDoesNothing)
+FRESH_TEST(ListLight, SortWithNothingToSortOrByDoesNothing)
 {
-    EXPECT_THAT(run_fresh([] {
-                    LightList list{2, 1};
-                    LightList empty;
-                    fault::reset();
-                    ListLight_Sort(list, nullptr);
-                    ListLight_Sort(empty, by_address);
-                    EXPECT_EQ(fault::calls(fault::Call::malloc), 0);
-                    EXPECT_EQ(list.data(), words({2, 1}));
-                }),
-                exited(0));
+    LightList list{2, 1};
+    LightList empty;
+    fault::reset();
+    ListLight_Sort(list, nullptr);
+    ListLight_Sort(empty, by_address);
+    EXPECT_EQ(fault::calls(fault::Call::malloc), 0);
+    EXPECT_EQ(list.data(), words({2, 1}));
 }
 
-TEST(ListLight, SortKeepsNoMemory)
+FRESH_TEST(ListLight, SortKeepsNoMemory)
 {
-    EXPECT_THAT(run_fresh([] {
-                    LightList list{2, 1, 3};
-                    const long before = fault::outstanding_blocks();
-                    ListLight_Sort(list, by_address);
-                    EXPECT_EQ(fault::outstanding_blocks(), before);
-                }),
-                exited(0));
+    LightList list{2, 1, 3};
+    const long before = fault::outstanding_blocks();
+    ListLight_Sort(list, by_address);
+    EXPECT_EQ(fault::outstanding_blocks(), before);
 }
 
 TEST(ListLight, SortComparesWhileTheListIsEmpty)

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kOperations = 20'000;
 constexpr std::size_t kMost = 40;
 
-/** One operation on both; the model is never popped when it is empty. */
+/// One operation on both; the model is never popped when it is empty.
 void step(Choices& choices, const LocalList& list, std::vector<void*>& model)
 {
     void* const pushed = value(choices.below(60));

@@ -9,12 +9,12 @@
 
 #include "list_support.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 
 namespace {
 
-/** A call that fails, the two functions that report it, and what they say. */
+/// A call that fails, the two functions that report it, and what they say.
 struct Failure {
     const char* name;
     std::uint32_t (*call)();
@@ -107,8 +107,7 @@ class ListFailure : public testing::TestWithParam<Failure> {};
 TEST_P(ListFailure, IsReportedByTheSetAndByTheList)
 {
     const Failure& failure = GetParam();
-    const Outcome outcome = run_fresh([&] { EXPECT_EQ(failure.call(), 0U); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([&] { EXPECT_EQ(failure.call(), 0U); });
     EXPECT_THAT(outcome.log, ElementsAre(set_error(failure.set_function, failure.set_message),
                                          list_error(failure.list_function, failure.list_message)));
 }
@@ -118,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, ListFailure, testing::ValuesIn(kFailures),
 
 TEST(ListReport, GettersPopsAndQuestionsReportThroughTheSetAlone)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalList list{1};
         EXPECT_EQ(LIST_GetIndex(list, 1), nullptr);
         EXPECT_EQ(LIST_PopIndex(list, 1), nullptr);
@@ -129,7 +128,6 @@ TEST(ListReport, GettersPopsAndQuestionsReportThroughTheSetAlone)
         EXPECT_EQ(LIST_Size(nullptr), 0U);
         EXPECT_EQ(LIST_Sort(nullptr, by_address), 0U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(set_error("absset_EntryGet", "The index 1 exceeds the size: 1"),
                             set_error("absset_ValueGet", "absset_EntryGet() failed."),
@@ -146,14 +144,13 @@ TEST(ListReport, GettersPopsAndQuestionsReportThroughTheSetAlone)
 
 TEST(ListReport, InfoWritesTheSet)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalList list{1};
         EXPECT_EQ(LIST_Info(list), 1U);
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_EQ(outcome.log.size(), 11U);
     EXPECT_THAT(outcome.log[0],
-                record(COMMON_LogLevelInfo, "COMMON", "abstract_set", "AbsSET_Info", "Size: 1"));
+                said(COMMON_LogLevelInfo, "COMMON", "abstract_set", "AbsSET_Info", "Size: 1"));
 }
 
 }  // namespace

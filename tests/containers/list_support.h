@@ -10,7 +10,7 @@
 #include "list_by_abstractset.h"
 #include "mem_malloc.h"
 
-/** A list whose values are not released, ended with the object. */
+/// A list whose values are not released, ended with the object.
 class LocalList {
 public:
     LocalList(std::initializer_list<std::size_t> numbers = {}) : list_(LIST_NewEx(keep_value))
@@ -47,7 +47,7 @@ private:
     LIST list_;
 };
 
-/** Sorts, and then frees the records that the sort abandons. */
+/// Sorts, and then frees the records that the sort abandons.
 inline std::uint32_t sort_and_free(const LocalList& list, LIST_Compare_t compare)
 {
     const std::vector<AbsSET_Entry*> old_records = list.records();
@@ -65,8 +65,7 @@ inline int by_address(const void* first, const void* second)
     return a < b ? -1 : (a > b ? 1 : 0);
 }
 
-inline testing::Matcher<const bench::LogRecord&> list_error(const char* function,
-                                                            const std::string& message)
+inline harness::Report list_error(const char* function, const std::string& message)
 {
-    return bench::record(COMMON_LogLevelError, "COMMON", "list_by_abstractset", function, message);
+    return harness::said(COMMON_LogLevelError, "COMMON", "list_by_abstractset", function, message);
 }

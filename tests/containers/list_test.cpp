@@ -10,7 +10,7 @@
 #include "list_support.h"
 #include "mem_malloc.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -113,7 +113,7 @@ TEST(List, CopyOfAnEmptyListIsNull)
 
 TEST(List, CopyIsNeverHandedOutAndFreesTheValues)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         released.clear();
         LIST list = LIST_NewEx(note_release);
         const long before = fault::outstanding_blocks();
@@ -132,19 +132,17 @@ TEST(List, CopyIsNeverHandedOutAndFreesTheValues)
         EXPECT_EQ(LIST_PopFront(list), second);
         LIST_Delete(list);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(List, CopyThatFailsToBeginIsEmpty)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LIST copy = LIST_Copy(nullptr);
         ASSERT_NE(copy, nullptr);
         EXPECT_EQ(LIST_Size(copy), 0U);
         LIST_Delete(copy);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(set_error("absset_SetIndex", "Bad arguments."),
                             list_error("LIST_IndexBegin", "AbsSET_IndexBegin() failed - 1.")));
@@ -152,7 +150,7 @@ TEST(List, CopyThatFailsToBeginIsEmpty)
 
 TEST(List, CopyIsWhatWasCopiedBeforeAFailure)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalList list{1, 2, 3};
         list.records()[2]->value = nullptr;
         LIST copy = LIST_Copy(list);
@@ -164,7 +162,6 @@ TEST(List, CopyIsWhatWasCopiedBeforeAFailure)
         EXPECT_EQ(list->cursor, list.records()[2]);
         list.records()[2]->value = value(3);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(set_error("absset_EntryPush", "Bad arguments."),
                             list_error("LIST_PushBack", "AbsSET_PushBack() failed - 1.")));
@@ -192,14 +189,13 @@ TEST(List, SortOfOneKeepsIt)
 
 TEST(List, SortWithNothingToSortOrByFails)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalList list;
         EXPECT_EQ(LIST_Sort(list, by_address), 0U);
         LIST_PushBack(list, value(1));
         EXPECT_EQ(LIST_Sort(list, nullptr), 0U);
         EXPECT_EQ(list.ring(), values({1}));
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -210,7 +206,7 @@ TEST(List, SortKeepsTheReleaseFunction)
     EXPECT_EQ(list->release, keep_value);
 }
 
-/** The list that is being sorted, for functions that look at it. */
+/// The list that is being sorted, for functions that look at it.
 LIST sorted;
 
 TEST(List, SortComparesWhileTheListIsAsItWas)
@@ -246,27 +242,24 @@ TEST(List, ReleaseFunctionThatTheComparisonSetsIsKept)
 }
 
 // Callers may still read records that they kept, so that the sort frees none.
-TEST(List, SortAbandonsTheOldRecords)
+FRESH_TEST(List, SortAbandonsTheOldRecords)
 {
-    EXPECT_THAT(run_fresh([] {
-                    LocalList list{2, 1};
-                    const std::vector<AbsSET_Entry*> records = list.records();
-                    const long before = fault::outstanding_blocks();
-                    EXPECT_EQ(LIST_Sort(list, by_address), 1U);
-                    EXPECT_EQ(fault::outstanding_blocks(), before + 2);
-                    EXPECT_EQ(records[0]->value, value(2));
-                    EXPECT_EQ(records[1]->value, value(1));
-                    EXPECT_EQ(records[0]->flink, records[1]);
-                    MEM_Free(records[0]);
-                    MEM_Free(records[1]);
-                }),
-                exited(0));
+    LocalList list{2, 1};
+    const std::vector<AbsSET_Entry*> records = list.records();
+    const long before = fault::outstanding_blocks();
+    EXPECT_EQ(LIST_Sort(list, by_address), 1U);
+    EXPECT_EQ(fault::outstanding_blocks(), before + 2);
+    EXPECT_EQ(records[0]->value, value(2));
+    EXPECT_EQ(records[1]->value, value(1));
+    EXPECT_EQ(records[0]->flink, records[1]);
+    MEM_Free(records[0]);
+    MEM_Free(records[1]);
 }
 
 // The size counts one less than there is after a pop at the end.
 TEST(List, SortOfMoreThanTheSizeIsReportedAndLeavesTheList)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalList list{3, 2, 1};
         LIST_Pop(list);
         EXPECT_EQ(LIST_Size(list), 2U);
@@ -276,7 +269,6 @@ TEST(List, SortOfMoreThanTheSizeIsReportedAndLeavesTheList)
         EXPECT_EQ(fault::outstanding_blocks(), before) << "the array is freed";
         EXPECT_EQ(list.ring(), values({3, 2, 1}));
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto report =
         list_error("LIST_Sort", "2 out of array boundaries [0..1] should not happen");
     EXPECT_THAT(outcome.log, ElementsAre(report, report));
@@ -285,14 +277,13 @@ TEST(List, SortOfMoreThanTheSizeIsReportedAndLeavesTheList)
 // What the size says and the ring does not have is null, which cannot be pushed.
 TEST(List, SortStopsAtAPushThatFails)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalList list{2, 1};
         list->size = 3;
         EXPECT_EQ(sort_and_free(list, by_address), 0U);
         EXPECT_EQ(list.ring(), values({})) << "null is the lowest";
         EXPECT_EQ(LIST_Size(list), 0U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(set_error("absset_EntryPush", "Bad arguments."),
                             list_error("LIST_PushBack", "AbsSET_PushBack() failed - 1.")));
@@ -301,13 +292,12 @@ TEST(List, SortStopsAtAPushThatFails)
 // Its array would be larger than what can be asked for: as if there were no memory for it.
 TEST(List, SortOfAWrappedSizeFailsInSilence)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalList list;
         LIST_PopBack(list);
         EXPECT_EQ(LIST_Sort(list, by_address), 0U);
         EXPECT_EQ(LIST_Size(list), 4294967295U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 

@@ -11,7 +11,7 @@
 #include "list_light_support.h"
 #include "mem_malloc.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -32,7 +32,7 @@ public:
     operator Map*() const { return map_; }
     Map* operator->() const { return map_; }
 
-    /** Keys and values in turn, oldest pair first. */
+    /// Keys and values in turn, oldest pair first.
     std::vector<void*> content() const
     {
         std::vector<void*> all;
@@ -214,51 +214,45 @@ TEST(Map, EraseRemovesThePairAndTheIterator)
 }
 
 // Callers may still read pairs that they kept: only Map_Delete() and the removals free them.
-TEST(Map, ClearAbandonsThePairsAndDeleteFreesThem)
+FRESH_TEST(Map, ClearAbandonsThePairsAndDeleteFreesThem)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const long before = fault::outstanding_blocks();
-                    Map* const map = Map_New(nullptr);
-                    const long empty = fault::outstanding_blocks();
-                    Map_Add(map, word(1), word(2));
-                    Map_Add(map, word(3), word(4));
-                    EXPECT_EQ(fault::outstanding_blocks(), empty + 4) << "nodes and pairs";
-                    auto* const first = static_cast<Map_Pair*>(map->list->head->data);
-                    auto* const second = static_cast<Map_Pair*>(map->list->tail->data);
+    const long before = fault::outstanding_blocks();
+    Map* const map = Map_New(nullptr);
+    const long empty = fault::outstanding_blocks();
+    Map_Add(map, word(1), word(2));
+    Map_Add(map, word(3), word(4));
+    EXPECT_EQ(fault::outstanding_blocks(), empty + 4) << "nodes and pairs";
+    auto* const first = static_cast<Map_Pair*>(map->list->head->data);
+    auto* const second = static_cast<Map_Pair*>(map->list->tail->data);
 
-                    Map_Clear(map);
-                    EXPECT_EQ(Map_Size(map), 0U);
-                    EXPECT_EQ(fault::outstanding_blocks(), empty + 2) << "the pairs are left";
-                    EXPECT_EQ(first->key, word(1));
-                    EXPECT_EQ(second->value, word(4));
-                    MEM_Free(first);
-                    MEM_Free(second);
+    Map_Clear(map);
+    EXPECT_EQ(Map_Size(map), 0U);
+    EXPECT_EQ(fault::outstanding_blocks(), empty + 2) << "the pairs are left";
+    EXPECT_EQ(first->key, word(1));
+    EXPECT_EQ(second->value, word(4));
+    MEM_Free(first);
+    MEM_Free(second);
 
-                    Map_Add(map, word(5), word(6));
-                    Map_Delete(map);
-                    EXPECT_EQ(fault::outstanding_blocks(), before);
-                }),
-                exited(0));
+    Map_Add(map, word(5), word(6));
+    Map_Delete(map);
+    EXPECT_EQ(fault::outstanding_blocks(), before);
 }
 
-TEST(Map, KeysAndValuesAreTheCallers)
+FRESH_TEST(Map, KeysAndValuesAreTheCallers)
 {
-    EXPECT_THAT(run_fresh([] {
-                    Map* const map = Map_New(by_text);
-                    char* const key = MEM_StrDup("key");
-                    char* const text = MEM_StrDup("value");
-                    Map_Add(map, key, text);
-                    Map_Remove(map, "key");
-                    Map_Add(map, key, text);
-                    Map_Erase(map, Map_Locate(map, "key"));
-                    Map_Add(map, key, text);
-                    Map_Delete(map);
-                    EXPECT_STREQ(key, "key");
-                    EXPECT_STREQ(text, "value");
-                    MEM_Free(key);
-                    MEM_Free(text);
-                }),
-                exited(0));
+    Map* const map = Map_New(by_text);
+    char* const key = MEM_StrDup("key");
+    char* const text = MEM_StrDup("value");
+    Map_Add(map, key, text);
+    Map_Remove(map, "key");
+    Map_Add(map, key, text);
+    Map_Erase(map, Map_Locate(map, "key"));
+    Map_Add(map, key, text);
+    Map_Delete(map);
+    EXPECT_STREQ(key, "key");
+    EXPECT_STREQ(text, "value");
+    MEM_Free(key);
+    MEM_Free(text);
 }
 
 // The map's list can hold a node without a pair: callers may put one in.
@@ -284,7 +278,7 @@ TEST(Map, NodeWithoutAPairIsPassed)
 
 TEST(Map, NullIsIgnored)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LocalMap map;
         Map_Iterator it{};
         Map_Add(nullptr, word(1), word(2));
@@ -317,7 +311,6 @@ TEST(Map, NullIsIgnored)
         EXPECT_EQ(Map_GetKey(nullptr, &it), nullptr);
         EXPECT_EQ(Map_GetValue(nullptr, &it), nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 

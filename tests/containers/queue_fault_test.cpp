@@ -12,10 +12,10 @@
 
 #include "fault.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -24,14 +24,13 @@ namespace {
 
 void run_silently(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(body);
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
+Report error_of(const char* function, const std::string& message)
 {
-    return record(COMMON_LogLevelError, "COMMON", "common_blockQEx", function, message);
+    return said(COMMON_LogLevelError, "COMMON", "common_blockQEx", function, message);
 }
 
 // BlockQ.
@@ -50,7 +49,7 @@ TEST(BlockQFault, EachFullAddSignalsOnce)
     });
 }
 
-/** Which of the queue's mutexes another thread finds locked. */
+/// Which of the queue's mutexes another thread finds locked.
 std::string locked_ones(BlockQ& queue)
 {
     std::string locked;
@@ -180,7 +179,7 @@ TEST(BlockQFault, InitMakesTheConditionAndBothMutexes)
     });
 }
 
-/** A mutex that the C library has destroyed refuses to be locked. */
+/// A mutex that the C library has destroyed refuses to be locked.
 bool is_destroyed(pthread_mutex_t& mutex)
 {
     const int error = pthread_mutex_trylock(&mutex);
@@ -326,14 +325,13 @@ TEST(BlockQFault, DestroyEmptiesTheRingUnderBothLocks)
 TEST(BlockQExFault, SyncObjectThatCannotBeMadeIsReported)
 {
     for (const int nth : {1, 2}) {
-        const Outcome outcome = run_fresh([&] {
+        const Outcome outcome = well([&] {
             char storage[4];
             COMMON_BlockQEx queue;
             fault::fail(Call::sem_init, nth, ENOSPC);
             EXPECT_EQ(COMMON_BlockQEx_Init(&queue, storage, 4), -1);
             EXPECT_EQ(queue.ring.end - queue.ring.start, 4) << "the ring comes first";
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_THAT(outcome.log,
                     ElementsAre(error_of("COMMON_BlockQEx_Init", "COMMON_sync_init err: 28")));
     }
@@ -341,7 +339,7 @@ TEST(BlockQExFault, SyncObjectThatCannotBeMadeIsReported)
 
 TEST(BlockQExFault, SignalThatFailsIsReportedAndTheBytesAreThere)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         Queue<BlockQExKind> queue(8);
         fault::fail(Call::sem_getvalue, 2, EINVAL);  // the first one looks at the lock
         EXPECT_EQ(queue.add("abc"), 3U);
@@ -349,7 +347,6 @@ TEST(BlockQExFault, SignalThatFailsIsReportedAndTheBytesAreThere)
         EXPECT_EQ(queue.add("d"), 1U);
         EXPECT_EQ(queue.remove(9), "abcd");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(error_of("COMMON_BlockQEx_Add", "Failed to signal BlockQ"),
                             error_of("COMMON_BlockQEx_Add", "Failed to signal BlockQ")));

@@ -13,7 +13,7 @@
 
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 
@@ -26,7 +26,7 @@ constexpr std::uint32_t kCapacity = 3 * kLongest - 1;
 // A byte says who made it, in two bits, and which of that producer's bytes it is, in the others.
 constexpr std::uint32_t kNumbers = 64;
 
-/** Adds a producer's bytes, in pieces of changing lengths; what did not fit comes again. */
+/// Adds a producer's bytes, in pieces of changing lengths; what did not fit comes again.
 template <class Kind>
 void produce(typename Kind::Record& queue, unsigned id)
 {
@@ -47,7 +47,7 @@ void produce(typename Kind::Record& queue, unsigned id)
     }
 }
 
-/** Counts bytes by their value. */
+/// Counts bytes by their value.
 class Count {
 public:
     void add(const std::vector<std::uint8_t>& bytes, std::uint32_t length)
@@ -65,7 +65,7 @@ public:
         }
     }
 
-    /** Every producer has sent each of its numbers as often, the last round but in part. */
+    /// Every producer has sent each of its numbers as often, the last round but in part.
     void expect_all() const
     {
         for (std::uint32_t value = 0; value < kProducers * kNumbers; ++value) {

@@ -10,7 +10,7 @@
 
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 

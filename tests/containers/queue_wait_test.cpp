@@ -15,19 +15,18 @@
 #include "fresh_process.h"
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 
 namespace {
 
 void run_silently(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(body);
     EXPECT_THAT(outcome.log, testing::IsEmpty());
 }
 
-/** How a reader waits, and what wakes it. */
+/// How a reader waits, and what wakes it.
 template <class Kind>
 struct Steps;
 
@@ -49,7 +48,7 @@ class QueueWait : public testing::Test {
 };
 TYPED_TEST_SUITE(QueueWait, QueueKinds, QueueName);
 
-/** Reads by a function that holds nothing: it may be cancelled, which unwinds through it. */
+/// Reads by a function that holds nothing: it may be cancelled, which unwinds through it.
 using Read = std::uint32_t (*)(void* record, char* bytes, std::uint32_t wanted);
 
 template <class Kind>
@@ -58,7 +57,7 @@ std::uint32_t remove_from(void* record, char* bytes, std::uint32_t wanted)
     return Kind::remove(static_cast<typename Kind::Record*>(record), bytes, wanted);
 }
 
-/** A thread that reads, and is known to have begun to wait. */
+/// A thread that reads, and is known to have begun to wait.
 class WaitingReader {
 public:
     template <class Kind>
@@ -68,7 +67,7 @@ public:
     {
     }
 
-    /** It waits when that many calls of `wait` have been made; other readers wait already. */
+    /// It waits when that many calls of `wait` have been made; other readers wait already.
     WaitingReader(void* record, std::uint32_t length, Call wait, int first_wait, Read read)
         : record_(record), length_(length), read_(read)
     {
@@ -79,21 +78,21 @@ public:
 
     bool has_returned() const { return returned_.is_set(); }
 
-    /** Waits for the end of the reader: what it has read. */
+    /// Waits for the end of the reader: what it has read.
     std::string text()
     {
         EXPECT_EQ(join(), nullptr);
         return {bytes_, count_};
     }
 
-    /** Cancels the reader, which must be waiting. */
+    /// Cancels the reader, which must be waiting.
     void cancel()
     {
         EXPECT_TRUE(is_cancelled());
         EXPECT_FALSE(has_returned());
     }
 
-    /** Cancels the reader and waits for its end. @return whether it had not read by then. */
+    /// Cancels the reader and waits for its end. @return whether it had not read by then.
     bool is_cancelled()
     {
         EXPECT_EQ(pthread_cancel(thread_), 0);

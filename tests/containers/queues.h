@@ -39,7 +39,7 @@ struct BlockQExKind {
 
 using QueueKinds = testing::Types<BlockQKind, BlockQExKind>;
 
-/** Names the typed tests. */
+/// Names the typed tests.
 struct QueueName {
     template <class Kind>
     static std::string GetName(int)
@@ -48,7 +48,7 @@ struct QueueName {
     }
 };
 
-/** A queue with its storage. */
+/// A queue with its storage.
 template <class Kind>
 class Queue {
 public:

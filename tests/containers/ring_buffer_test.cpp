@@ -16,7 +16,7 @@
 
 namespace {
 
-/** A ring over storage that is fenced on both sides. */
+/// A ring over storage that is fenced on both sides.
 class FencedRing {
 public:
     explicit FencedRing(std::uint32_t capacity) : bytes_(capacity + 2 * kFence, kFenceByte)
@@ -51,7 +51,7 @@ public:
         return text;
     }
 
-    /** Moves both positions on from the start of the storage. */
+    /// Moves both positions on from the start of the storage.
     void move_positions(std::uint32_t distance)
     {
         ASSERT_EQ(write(std::string(distance, '#')), distance);
@@ -182,7 +182,7 @@ TEST(RingBuffer, StorageOfNothingHoldsNothing)
 
 // Access without a copy.
 
-/** What ringGetDataPtr() shows when `wanted` bytes are asked for. */
+/// What ringGetDataPtr() shows when `wanted` bytes are asked for.
 std::string shown(const RingBuf& ring, std::uint32_t wanted)
 {
     std::uint8_t* bytes = nullptr;
@@ -316,7 +316,7 @@ private:
         return static_cast<std::uint32_t>(fenced_.ring.end - fenced_.ring.read);
     }
 
-    /** The record is valid: both positions are inside, and as far apart as what is held. */
+    /// The record is valid: both positions are inside, and as far apart as what is held.
     void compare() const
     {
         const RingBuf& ring = fenced_.ring;

@@ -38,7 +38,7 @@ TEST(MediaScannerOptions, HelpNamesEveryOption)
 
 TEST(MediaScannerOptions, PatternChoosesTheFilesThatCount)
 {
-    bench::Setup setup;
+    harness::Setup setup;
     setup.files = {{"/tmp/media/track1.mp3", "123"},
                    {"/tmp/media/track22.mp3", "4567"},
                    {"/tmp/media/deep.mp3/track3.ogg", "89"},
@@ -76,7 +76,7 @@ TEST(MediaScannerOptions, PatternThatDoesNotCompileIsTold)
 
 TEST(MediaScannerOptions, ThreadsAreAsManyAsAskedFor)
 {
-    bench::Setup setup = known_tree();
+    harness::Setup setup = known_tree();
     setup.env["COMMON_LOG_LEVEL"] = "Debug";
     for (const auto& [options, examiners] : {std::pair<std::vector<std::string>, int>{{}, 3},
                                              {{"--threads", "1"}, 1},

@@ -37,7 +37,7 @@ TEST(MediaScanner, CountsWhatIsThere)
 
 TEST(MediaScanner, CountsTheMediaFilesOfEachKind)
 {
-    bench::Setup setup;
+    harness::Setup setup;
     setup.files = {{"/tmp/media/a.mp3", "123"},     {"/tmp/media/b.MP3", "4567"},
                    {"/tmp/media/deep/c.mp3", "89"}, {"/tmp/media/deep/d.Jpeg", "1"},
                    {"/tmp/media/e.txt", "12345"},   {"/tmp/media/f.mp3.part", "1"},
@@ -92,7 +92,7 @@ TEST(MediaScanner, ShowsTheLogSettingsOnce)
 
 TEST(MediaScanner, LogsOnlyTheFirstThirtyFoldersOneByOne)
 {
-    bench::Setup setup;
+    harness::Setup setup;
     for (int folder = 0; folder < 100; ++folder) {
         setup.files["/tmp/media/" + std::to_string(folder) + "/file"] = "x";
     }
@@ -106,7 +106,7 @@ TEST(MediaScanner, LogsOnlyTheFirstThirtyFoldersOneByOne)
 
 TEST(MediaScanner, KeepsTheLevelThatItsUserChose)
 {
-    bench::Setup setup = known_tree();
+    harness::Setup setup = known_tree();
     setup.env["COMMON_LOG_LEVEL"] = "Warn";
     const Outcome outcome = scan(setup);
     EXPECT_THAT(outcome, exited(0));
@@ -116,7 +116,7 @@ TEST(MediaScanner, KeepsTheLevelThatItsUserChose)
 
 TEST(MediaScanner, ReportsAFolderThatItCannotOpen)
 {
-    bench::Setup setup;
+    harness::Setup setup;
     setup.files["/tmp/media/file"] = "x";
     for (const auto& [folder, why] : {std::pair{"/tmp/media/none", "No such file or directory (2)"},
                                       std::pair{"/tmp/media/file", "Not a directory (20)"}}) {
@@ -217,7 +217,7 @@ TEST(MediaScannerControl, GivesUpAtASecondInterrupt)
 
 TEST(MediaScannerControl, TellsOfItsProgress)
 {
-    bench::Setup setup;
+    harness::Setup setup;
     for (int folder = 0; folder < 3000; ++folder) {
         setup.files["/tmp/media/" + std::to_string(folder) + "/file"] = "x";
     }

@@ -1,10 +1,6 @@
-/**
- * @file media_scans.h
- * Scans of the media scanner as its user sees them: what it is run over, its summary, and the
- * records that arrive.
- */
-#ifndef TESTS_MEDIA_SCANS_H
-#define TESTS_MEDIA_SCANS_H
+// Scans of the media scanner as its user sees them: what it is run over, its summary, and the
+// records that arrive.
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -25,7 +21,7 @@
 
 namespace media_scans {
 
-using namespace bench;
+using namespace harness;
 
 inline constexpr char kTree[] = "/tmp/media";
 
@@ -182,5 +178,3 @@ inline Outcome scan_with(const std::vector<std::string>& options, const Setup& s
 }
 
 }  // namespace media_scans
-
-#endif

@@ -10,7 +10,7 @@
 #include "fresh_process.h"
 #include "player.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::HasSubstr;
 

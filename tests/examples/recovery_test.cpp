@@ -19,7 +19,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -206,7 +206,7 @@ TEST(Recovery, APartitionThatStaysCorruptIsReported)
 // The first look fails, the second one does not.
 TEST(Recovery, APartitionFoundSoundAtASecondLookIsNotFormatted)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(run_on_target({},
                                 [] {
                                     std::ofstream("/log/kept") << "kept";
@@ -218,7 +218,6 @@ TEST(Recovery, APartitionFoundSoundAtASecondLookIsNotFormatted)
         EXPECT_FALSE(std::filesystem::exists("/config-mfg/repairs.txt"));
         EXPECT_THAT(target_journal(), IsEmpty());
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.out, HasSubstr("/log         corrupt      sound\n"));
     EXPECT_THAT(records(outcome).back(),
                 noted("Note", "/log is sound at a second look and is not formatted"));
@@ -227,7 +226,7 @@ TEST(Recovery, APartitionFoundSoundAtASecondLookIsNotFormatted)
 /// What is logged about the note of a repair. @param prepare changes the target before.
 std::vector<Report> records_of_the_note(const std::function<void()>& prepare)
 {
-    const Outcome outcome = run_fresh([&] {
+    const Outcome outcome = well([&] {
         const int status = run_on_target(kWithoutNand, [&] {
             corrupt("/log");
             prepare();
@@ -235,7 +234,6 @@ std::vector<Report> records_of_the_note(const std::function<void()>& prepare)
         });
         EXPECT_EQ(status, 0) << "a repair counts without its note";
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.out, HasSubstr("/log         corrupt      repaired\n"));
     std::vector<Report> found;
     for (const Report& report : records(outcome)) {
@@ -275,7 +273,7 @@ TEST(Recovery, APartitionThatStaysWritableIsReported)
 
 TEST(Recovery, ADriverThatDoesNotStartIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(run_on_target({},
                                 [] {
                                     corrupt("/log");
@@ -285,7 +283,6 @@ TEST(Recovery, ADriverThatDoesNotStartIsReported)
                                 }),
                   1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.out, HasSubstr("/log         corrupt      not repaired\n"));
     EXPECT_THAT(records(outcome).back(), noted("Critical", "Repair of /log failed"));
 }

@@ -16,7 +16,7 @@
 #include "file_reports.h"
 #include "fresh_process.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::AllOf;
 using testing::Each;
@@ -47,11 +47,10 @@ std::string held()
     return fs::exists(kFile) ? content_of(kFile) : "(no file)";
 }
 
-/** Runs a body that logs nothing. @return what it prints, to standard error behind a bar. */
+/// Runs a body that logs nothing. @return what it prints, to standard error behind a bar.
 std::string printed_by(const FreshSetup& setup, const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(setup, body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(setup, body);
     EXPECT_THAT(outcome.log, IsEmpty());
     return outcome.out + (outcome.err.empty() ? "" : "|" + outcome.err);
 }
@@ -185,7 +184,7 @@ TEST(ErrorCounter, EmptyFileThatCannotBeRemovedStays)
               "ReadBTErrorCount: Error deleting file: /dev/shmem/bterrors.log\n");
 }
 
-/** What is in the folder of the counter. */
+/// What is in the folder of the counter.
 std::vector<std::string> names()
 {
     std::vector<std::string> found;

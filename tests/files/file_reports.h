@@ -1,9 +1,5 @@
-/**
- * @file file_reports.h
- * What the functions for streams (oxa_file.h) report, and files to try them on.
- */
-#ifndef TESTS_FILE_REPORTS_H
-#define TESTS_FILE_REPORTS_H
+// What the functions for streams (oxa_file.h) report, and files to try them on.
+#pragma once
 
 #include <fstream>
 #include <functional>
@@ -14,25 +10,24 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-namespace bench {
+namespace harness {
 
 inline auto critical(const std::string& function, const std::string& message)
 {
-    return record(COMMON_LogLevelCritical, "COMMON", "oxa_file", function, message);
+    return said(COMMON_LogLevelCritical, "COMMON", "oxa_file", function, message);
 }
 
 inline auto error(const std::string& function, const std::string& message)
 {
-    return record(COMMON_LogLevelError, "COMMON", "oxa_file", function, message);
+    return said(COMMON_LogLevelError, "COMMON", "oxa_file", function, message);
 }
 
-/** What a body that must return normally, and print nothing, logs. */
+/// What a body that must return normally, and print nothing, logs.
 inline std::vector<LogRecord> records_of(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(body);
     EXPECT_EQ(outcome.out + outcome.err, "");
     return outcome.log;
 }
@@ -49,6 +44,4 @@ inline std::string content_of(const std::string& path)
     return content.str();
 }
 
-}  // namespace bench
-
-#endif
+}  // namespace harness

@@ -13,7 +13,7 @@
 #include "flash_safety.h"
 #include "flash_support.h"
 
-using namespace bench;
+using namespace harness;
 using namespace common;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -69,13 +69,12 @@ TEST(FlashParameters, TextsAreThoseOfTheEnvironment)
 
 TEST(FlashParameters, EveryMissingVariableIsReportedInOrder)
 {
-    const Outcome outcome = run_fresh(with_debug_records(), [] {
+    const Outcome outcome = well(with_debug_records(), [] {
         EXPECT_EQ(flashsafe_GetNorParams(), 0U);
         EXPECT_EQ(haveFlashParams, 0U);
         EXPECT_EQ(flashsafe_GetNandParams(), 0U);
         EXPECT_EQ(hasNandParams, 0U);
     });
-    EXPECT_THAT(outcome, exited(0));
     Reports expected;
     for (const std::string& variable : kNorVariables) {
         expected.push_back(missing(variable));
@@ -210,27 +209,23 @@ TEST(FlashParameters, DriversAreUpWhenTheirDevicesAreThere)
                            {"/dev/etfs2", 0, 1},   {"/dev/etf", 0, 0},  {"/dev/sub/fs0", 0, 0},
                            {"/dev/.fs0", 0, 0}};
     for (const Devices& devices : all) {
-        const Outcome outcome = run_fresh([&] {
+        const Outcome outcome = well([&] {
             std::filesystem::create_directory("/dev/sub");
             std::ofstream(devices.path) << std::flush;
             EXPECT_EQ(flashsafe_CheckNorPartitions(), devices.nor) << devices.path;
             EXPECT_EQ(flashsafe_CheckNandPartitions(), devices.nand) << devices.path;
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_THAT(outcome.log, IsEmpty());
     }
 }
 
-TEST(FlashParameters, ManyDevicesAreTheSameAsOne)
+FRESH_TEST(FlashParameters, ManyDevicesAreTheSameAsOne)
 {
-    EXPECT_THAT(run_fresh([] {
-                    for (int i = 0; i < 100; ++i) {
-                        std::ofstream("/dev/fs0p" + std::to_string(i)) << std::flush;
-                    }
-                    EXPECT_EQ(flashsafe_CheckNorPartitions(), 1U);
-                    EXPECT_EQ(flashsafe_CheckNandPartitions(), 0U);
-                }),
-                exited(0));
+    for (int i = 0; i < 100; ++i) {
+        std::ofstream("/dev/fs0p" + std::to_string(i)) << std::flush;
+    }
+    EXPECT_EQ(flashsafe_CheckNorPartitions(), 1U);
+    EXPECT_EQ(flashsafe_CheckNandPartitions(), 0U);
 }
 
 // What is missing is nothing to do for those who stop and start drivers, and a failure for all

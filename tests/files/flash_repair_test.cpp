@@ -15,7 +15,7 @@
 #include "flash_safety.h"
 #include "flash_target.h"
 
-using namespace bench;
+using namespace harness;
 namespace fs = std::filesystem;
 using fault::Call;
 using testing::Contains;

@@ -9,7 +9,7 @@
 #include "common_log.h"
 #include "common_system.h"
 
-namespace bench {
+namespace harness {
 
 Script script;
 
@@ -63,9 +63,9 @@ void without_nand()
     setenv("NAND_DRIVER_NAME", "", 1);
 }
 
-}  // namespace bench
+}  // namespace harness
 
-using namespace bench;
+using namespace harness;
 
 REPLACED(int, system, (const char* command));
 REPLACED(uint32_t, UTIL_GetPidFromProcessName, (const char* name, uint32_t* pid));

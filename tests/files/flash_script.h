@@ -11,7 +11,7 @@
 
 #include "flash_support.h"
 
-namespace bench {
+namespace harness {
 
 /// What the replaced functions do in this process.
 struct Script {
@@ -61,4 +61,4 @@ inline const Reports kRemountAll{
     step("system", "mount -u -r /"), step("system", "mount -u -r /config-mfg"),
     step("system", "mount -u -w /config"), step("system", "mount -u -w /log")};
 
-}  // namespace bench
+}  // namespace harness

@@ -12,7 +12,7 @@
 #include "flash_safety.h"
 #include "flash_script.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;

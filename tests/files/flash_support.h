@@ -15,7 +15,7 @@
 #include "log_expect.h"
 #include "simulated_target.h"
 
-namespace bench {
+namespace harness {
 
 inline Report flash_report(int priority, const char* level, const char* function,
                            const std::string& message)
@@ -136,4 +136,4 @@ inline Outcome with_parameters(const std::function<void()>& body,
     return run_fresh(setup, body);
 }
 
-}  // namespace bench
+}  // namespace harness

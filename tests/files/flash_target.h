@@ -15,7 +15,7 @@
 #include "flash_support.h"
 #include "wait_until.h"
 
-namespace bench {
+namespace harness {
 
 inline constexpr char kNor[] = "nor-driver";
 inline constexpr char kNand[] = "nand-driver";
@@ -111,4 +111,4 @@ inline const Report kStartingNor = flash_debug(
 inline const Report kStartingNand =
     flash_debug("flashsafe_StartNandDriver", "Starting NAND flash driver \"nand-driver -c 4\"");
 
-}  // namespace bench
+}  // namespace harness

@@ -19,7 +19,7 @@
 #include "flash_safety.h"
 #include "flash_target.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::ElementsAreArray;

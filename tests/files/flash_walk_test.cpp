@@ -28,7 +28,7 @@
 #include "flash_safety.h"
 #include "flash_support.h"
 
-using namespace bench;
+using namespace harness;
 namespace fs = std::filesystem;
 using fault::Call;
 using testing::AnyOf;

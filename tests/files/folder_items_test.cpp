@@ -16,9 +16,9 @@
 #include "fault.h"
 #include "folder_lists.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -32,7 +32,7 @@ namespace fs = std::filesystem;
 constexpr auto kFiles = UTIL_FOLDER_ITEMS_FILES;
 constexpr auto kFolders = UTIL_FOLDER_ITEMS_FOLDERS;
 
-/** A folder with one entry of each type: what it is called says what it is. */
+/// A folder with one entry of each type: what it is called says what it is.
 void make_one_of_each(const std::string& folder)
 {
     make_file(folder + "/file");
@@ -119,12 +119,11 @@ TEST(FolderItems, OtherFiltersKeepNothing)
 
 TEST(FolderItems, OtherFiltersAskForTypesAllTheSame)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/file");
         fs::create_symlink("nowhere", "/tmp/d/dangling");
         EXPECT_EQ(FolderList("/tmp/d", nullptr, 3).status, 104U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "stat(/tmp/d/dangling) failed!")));
 }
 
@@ -162,7 +161,7 @@ TEST(FolderItems, LinksAndFoldersAreAlwaysAskedFor)
 TEST(FolderItems, LinkThatLeadsNowhereEndsTheListing)
 {
     for (const std::int32_t filter : {kFiles, kFolders}) {
-        const Outcome outcome = run_fresh([&] {
+        const Outcome outcome = well([&] {
             for (int i = 0; i < 20; ++i) {
                 make_file("/tmp/d/file" + std::to_string(i));
             }
@@ -182,7 +181,6 @@ TEST(FolderItems, LinkThatLeadsNowhereEndsTheListing)
             EXPECT_THAT(list.names(), ElementsAreArray(expected));
             EXPECT_EQ(list.items.items == nullptr, expected.empty());
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "stat(/tmp/d/dangling) failed!")));
     }
 }
@@ -190,18 +188,17 @@ TEST(FolderItems, LinkThatLeadsNowhereEndsTheListing)
 // The type is asked for before the expression is.
 TEST(FolderItems, LinkThatLeadsNowhereEndsTheListingWhateverItsName)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/file");
         fs::create_symlink("nowhere", "/tmp/d/dangling");
         EXPECT_EQ(FolderList("/tmp/d", "file", kFiles).status, 104U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "stat(/tmp/d/dangling) failed!")));
 }
 
 TEST(FolderItems, FolderThatMustNotBeSearchedEndsTheListing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/file");
         ASSERT_EQ(chmod("/tmp/d", 0644), 0);
         const std::string first = names_in_order("/tmp/d").front();
@@ -210,25 +207,23 @@ TEST(FolderItems, FolderThatMustNotBeSearchedEndsTheListing)
         list_without_privileges("/tmp/d", kFolders);
         list_without_privileges("/tmp/d", 3);
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto failed = warning(kListing, "stat(/tmp/d/.) failed!");
     EXPECT_THAT(outcome.log, ElementsAre(failed, failed, failed));
 }
 
 TEST(FolderItems, FolderThatMustNotBeReadIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/file");
         ASSERT_EQ(chmod("/tmp/d", 0311), 0);
         list_without_privileges("/tmp/d", UTIL_FOLDER_ITEMS_ALL);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "opendir(\"/tmp/d\") failed!")));
 }
 
 TEST(FolderItems, FolderThatCannotBeExaminedItselfEndsTheListing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/file");
         fault::fail(Call::stat, 1, EACCES);
         const FolderList list("/tmp/d", nullptr, kFiles);
@@ -236,26 +231,24 @@ TEST(FolderItems, FolderThatCannotBeExaminedItselfEndsTheListing)
         EXPECT_EQ(list.status, 104U);
         EXPECT_TRUE(list.is_empty());
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "stat(/tmp/d/.) failed!")));
 }
 
 // A file system that is mounted there and does not answer makes stat(2) fail.
 TEST(FolderItems, FolderThatCannotBeExaminedEndsTheListing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fs::create_directories("/tmp/d/folder");
         fault::fail(Call::stat, 3, ENOTCONN);
         EXPECT_EQ(FolderList("/tmp/d", nullptr, kFiles).status, 104U);
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "stat(/tmp/d/folder) failed!")));
 }
 
 TEST(FolderItems, PathWithoutASlashGetsOne)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fs::create_directory("/tmp/d");
         fs::create_symlink("nowhere", "/tmp/d/dangling");
         fs::current_path("/tmp");
@@ -265,14 +258,13 @@ TEST(FolderItems, PathWithoutASlashGetsOne)
         fs::current_path("/tmp/d");
         EXPECT_EQ(FolderList(".", "x", kFiles).status, 104U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "stat(/tmp/d/dangling) failed!"),
                                          warning(kListing, "stat(d/dangling) failed!"),
                                          warning(kListing, "stat(d//dangling) failed!"),
                                          warning(kListing, "stat(./dangling) failed!")));
 }
 
-/** Makes a folder whose path has so many characters, with a file in it. @return the path. */
+/// Makes a folder whose path has so many characters, with a file in it. @return the path.
 std::string make_deep_folder(std::size_t length, const std::string& file)
 {
     std::string path = "/tmp";
@@ -290,14 +282,13 @@ std::string make_deep_folder(std::size_t length, const std::string& file)
 
 TEST(FolderItems, EntryWhosePathIsTooLongEndsTheListing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const std::string path = make_deep_folder(4085, "file-name-");
         EXPECT_EQ(FolderList(path.c_str()).items.count, 3U);
         const FolderList list(path.c_str(), nullptr, kFiles);
         EXPECT_EQ(list.status, 104U);
         EXPECT_TRUE(list.is_empty());
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_EQ(outcome.log.size(), 1U);
     EXPECT_THAT(outcome.log[0].text, testing::HasSubstr("stat(/tmp/nnn"));
 }

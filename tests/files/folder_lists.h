@@ -1,9 +1,5 @@
-/**
- * @file folder_lists.h
- * Lists of folders (common.h) that release themselves, and files to be listed.
- */
-#ifndef TESTS_FOLDER_LISTS_H
-#define TESTS_FOLDER_LISTS_H
+// Lists of folders (common.h) that release themselves, and files to be listed.
+#pragma once
 
 #include <filesystem>
 #include <fstream>
@@ -19,11 +15,11 @@
 
 #include "common.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-namespace bench {
+namespace harness {
 
-/** A list, and how it came about. */
+/// A list, and how it came about.
 class FolderList {
 public:
     explicit FolderList(const char* folder, const char* regex = nullptr,
@@ -41,7 +37,7 @@ public:
                                 : std::vector<std::string>(items.items, items.items + items.count);
     }
 
-    /** Whether it is as it is when nothing was kept. */
+    /// Whether it is as it is when nothing was kept.
     bool is_empty() const { return items.items == nullptr && items.count == 0; }
 
     // What a call leaves alone shows as this.
@@ -49,14 +45,14 @@ public:
     STATUS status;
 };
 
-/** Makes a file, and the folders above it. */
+/// Makes a file, and the folders above it.
 inline void make_file(const std::string& path, const std::string& content = "")
 {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path) << content;
 }
 
-/** The names of a folder's entries in its own order. */
+/// The names of a folder's entries in its own order.
 inline std::vector<std::string> names_in_order(const char* path)
 {
     std::vector<std::string> names;
@@ -72,7 +68,7 @@ inline std::vector<std::string> names_in_order(const char* path)
     return names;
 }
 
-/** Lists a folder without special rights, such as root has. */
+/// Lists a folder without special rights, such as root has.
 inline void list_without_privileges(const char* folder, std::int32_t filter)
 {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
@@ -87,25 +83,14 @@ inline void list_without_privileges(const char* folder, std::int32_t filter)
     EXPECT_TRUE(list.is_empty());
 }
 
-/** The function that reports whatever goes wrong while a folder is listed. */
+/// The function that reports whatever goes wrong while a folder is listed.
 inline constexpr char kListing[] = "UTIL_GetFolderItems";
 
 inline constexpr char kInvalid[] = "One or more invalid parameters are detected!";
 
 inline auto warning(const char* function, const std::string& message)
 {
-    return record(COMMON_LogLevelWarn, "COMMON", "common", function, message);
+    return said(COMMON_LogLevelWarn, "COMMON", "common", function, message);
 }
 
-/** Runs a body in a fresh process that must neither log nor print anything. */
-inline void run_silently(const std::function<void()>& body)
-{
-    const Outcome outcome = run_fresh(body);
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, testing::IsEmpty());
-    EXPECT_EQ(outcome.out + outcome.err, "");
-}
-
-}  // namespace bench
-
-#endif
+}  // namespace harness

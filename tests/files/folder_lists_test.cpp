@@ -9,10 +9,10 @@
 #include "fault.h"
 #include "folder_lists.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "mem_malloc.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -27,14 +27,14 @@ constexpr char kByIndex[] = "UTIL_GetFolderItemByIndex";
 
 auto error(const char* function, const std::string& message)
 {
-    return record(COMMON_LogLevelError, "COMMON", "common", function, message);
+    return said(COMMON_LogLevelError, "COMMON", "common", function, message);
 }
 
 // ---------------------------------------------------------------------------------- nothing there
 
 TEST(FolderItems, NothingKeptIsAnEmptyList)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/file");
         FolderList list("/tmp/d", "nothing like it");
         EXPECT_EQ(list.status, 100U);
@@ -46,14 +46,13 @@ TEST(FolderItems, NothingKeptIsAnEmptyList)
         EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, name, sizeof name), 104U);
         EXPECT_STREQ(name, "kept");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(warning(kByIndex, "The specified index is out of range!")));
 }
 
 TEST(FolderItems, FolderThatCannotBeOpenedIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/file");
         for (const char* folder : {"/tmp/missing", "/tmp/file", ""}) {
             const FolderList list(folder, "x");
@@ -64,7 +63,6 @@ TEST(FolderItems, FolderThatCannotBeOpenedIsReported)
         EXPECT_EQ(FolderList("/tmp").status, 104U);
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "opendir(\"/tmp/missing\") failed!"),
                                          warning(kListing, "opendir(\"/tmp/file\") failed!"),
                                          warning(kListing, "opendir(\"\") failed!"),
@@ -86,14 +84,13 @@ TEST(FolderItems, FolderThatCannotBeReadOnHasComeToItsEnd)
 
 TEST(FolderItems, MissingArgumentsAreReportedAndLeaveTheListAlone)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         UTIL_FolderItems items{nullptr, 77};
         EXPECT_EQ(UTIL_GetFolderItems(nullptr, nullptr, 0, &items), 120U);
         EXPECT_EQ(items.count, 77U);
         EXPECT_EQ(UTIL_GetFolderItems("/tmp", nullptr, 0, nullptr), 120U);
         EXPECT_EQ(UTIL_GetFolderItems(nullptr, "(", 0, nullptr), 120U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error(kListing, kInvalid), error(kListing, kInvalid),
                                          error(kListing, kInvalid)));
 }
@@ -163,7 +160,7 @@ TEST(FolderItems, LongListGrowsInFewSteps)
 
 TEST(FolderItems, EveryBlockIsGivenBack)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/file");
         fs::create_symlink("nowhere", "/tmp/d/dangling");
         EXPECT_EQ(FolderList("/tmp/missing").status, 104U);
@@ -180,7 +177,6 @@ TEST(FolderItems, EveryBlockIsGivenBack)
         }
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(FolderItems, RunningOutOfMemoryEndsTheProcess)
@@ -206,7 +202,7 @@ TEST(FolderItems, RunningOutOfMemoryEndsTheProcess)
 
 TEST(FolderItems, CountIsGiven)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/file");
         const FolderList list("/tmp/d");
         std::uint32_t count = 77;
@@ -217,7 +213,6 @@ TEST(FolderItems, CountIsGiven)
         EXPECT_EQ(count, 77U);
         EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, nullptr), 120U);
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto invalid = error("UTIL_GetFolderItemsCount", kInvalid);
     EXPECT_THAT(outcome.log, ElementsAre(invalid, invalid));
 }
@@ -240,7 +235,7 @@ TEST(FolderItems, NameIsCopiedAsStrncpyDoes)
 
 TEST(FolderItems, BufferThatIsTooSmallIsEmptied)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/name");
         const FolderList list("/tmp/d", "name");
         for (const std::uint32_t size : {4U, 1U}) {
@@ -249,7 +244,6 @@ TEST(FolderItems, BufferThatIsTooSmallIsEmptied)
             EXPECT_EQ(std::string(buffer, 7), std::string("\0efore\0", 7));
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(warning(kByIndex, "Insufficient buffer, Required: 5, Given: 4"),
                             warning(kByIndex, "Insufficient buffer, Required: 5, Given: 1")));
@@ -257,7 +251,7 @@ TEST(FolderItems, BufferThatIsTooSmallIsEmptied)
 
 TEST(FolderItems, IndexMustBeThatOfAName)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/d/name");
         FolderList list("/tmp/d", "name");
         char buffer[8] = "before";
@@ -274,7 +268,6 @@ TEST(FolderItems, IndexMustBeThatOfAName)
         EXPECT_EQ(UTIL_GetFolderItemByIndex(&without_names, 0, buffer, sizeof buffer), 104U);
         EXPECT_STREQ(buffer, "before");
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto out_of_range = warning(kByIndex, "The specified index is out of range!");
     EXPECT_THAT(outcome.log,
                 ElementsAre(out_of_range, out_of_range, out_of_range, out_of_range, out_of_range));
@@ -282,7 +275,7 @@ TEST(FolderItems, IndexMustBeThatOfAName)
 
 TEST(FolderItems, MissingArgumentsOfACopyAreReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const FolderList list("/tmp");
         char buffer[8] = "before";
         EXPECT_EQ(UTIL_GetFolderItemByIndex(nullptr, 0, buffer, sizeof buffer), 120U);
@@ -290,7 +283,6 @@ TEST(FolderItems, MissingArgumentsOfACopyAreReported)
         EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, 0), 120U);
         EXPECT_STREQ(buffer, "before");
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto invalid = error(kByIndex, kInvalid);
     EXPECT_THAT(outcome.log, ElementsAre(invalid, invalid, invalid));
 }
@@ -322,8 +314,7 @@ TEST(FolderItems, ListWithoutNamesIsLeftAlone)
 
 TEST(FolderItems, NothingToReleaseIsReported)
 {
-    const Outcome outcome = run_fresh([] { EXPECT_EQ(UTIL_ReleaseFolderItems(nullptr), 120U); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([] { EXPECT_EQ(UTIL_ReleaseFolderItems(nullptr), 120U); });
     EXPECT_THAT(outcome.log, ElementsAre(error("UTIL_ReleaseFolderItems", kInvalid)));
 }
 

@@ -15,9 +15,9 @@
 #include "fault.h"
 #include "folder_lists.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -26,11 +26,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** Runs a body in a fresh process that logs nothing. @return what it prints. */
+/// Runs a body in a fresh process that logs nothing. @return what it prints.
 std::string printed_by(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(body);
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.err, "");
     return outcome.out;
@@ -301,7 +300,7 @@ TEST(Folder, FileThatCannotBeRemovedGivesTheErrorNumber)
 
 // ---------------------------------------------------------------------------------------- making
 
-/** The permissions of a folder; -1 when there is none. */
+/// The permissions of a folder; -1 when there is none.
 int mode_of(const char* path)
 {
     struct stat status;
@@ -360,64 +359,60 @@ TEST(FolderMaking, RepeatedSlashesCountOnce)
               "");
 }
 
-const auto kNoPath = record(COMMON_LogLevelError, "COMMON", "common", "UTIL_CreateFolderRecursive",
-                            "One or more invalid parameters are detected!");
+const auto kNoPath = said(COMMON_LogLevelError, "COMMON", "common", "UTIL_CreateFolderRecursive",
+                          "One or more invalid parameters are detected!");
 
 auto not_made(const std::string& message)
 {
-    return record(COMMON_LogLevelError, "COMMON", "common", "UTIL_CreateFolderRecursive",
-                  "mkdir() failed creating folder " + message);
+    return said(COMMON_LogLevelError, "COMMON", "common", "UTIL_CreateFolderRecursive",
+                "mkdir() failed creating folder " + message);
 }
 
 TEST(FolderMaking, NullAndEmptyPathsAreReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(UTIL_CreateFolderRecursive(nullptr, 0755), 120U);
         EXPECT_EQ(UTIL_CreateFolderRecursive("", 0755), 120U);
         EXPECT_EQ(fault::calls(Call::mkdir), 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(kNoPath, kNoPath));
 }
 
 TEST(FolderMaking, FirstFailureIsReportedAndEndsIt)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail(Call::mkdir, 2, ENOSPC);
         EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a/b/c", 0755), 104U);
         EXPECT_EQ(fault::calls(Call::mkdir), 2);
         EXPECT_EQ(mode_of("/tmp/a"), 0755) << "what was made until then stays";
         EXPECT_EQ(mode_of("/tmp/a/b"), -1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(not_made("/tmp/a/b: No space left on device.")));
     EXPECT_EQ(outcome.out, "");
 }
 
 TEST(FolderMaking, FileInTheWayIsAFailure)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         make_file("/tmp/a/b");
         EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a/b", 0755), 104U);
         EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a/b/c", 0755), 104U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(not_made("/tmp/a/b: File exists."),
                                          not_made("/tmp/a/b: File exists.")));
 }
 
 TEST(FolderMaking, FolderThatCannotBeExaminedIsTriedAllTheSame)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail(Call::stat, 1, EIO);
         EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a", 0755), 104U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(not_made("/tmp: File exists.")));
     EXPECT_EQ(outcome.out, "UTIL_FileExists: Error running stat routine: Input/output error\n");
 }
 
-/** A path of folders with names of 99 letters, so long in all. */
+/// A path of folders with names of 99 letters, so long in all.
 std::string long_path(std::size_t length)
 {
     std::string path = "/tmp";

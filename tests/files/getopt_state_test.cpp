@@ -12,22 +12,21 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using namespace getopt_test;
 
 constexpr Function kFunctions[] = {Function::Short, Function::Long, Function::LongOnly,
                                    Function::NoLong};
 
-/** Runs a body in a process that has not parsed yet; nothing may be printed. */
+/// Runs a body in a process that has not parsed yet; nothing may be printed.
 void run_silently(const Setup& setup, const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(setup, body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(setup, body);
     EXPECT_THAT(outcome.log, testing::IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
-/** The next option of a command line, and nothing else about it. */
+/// The next option of a command line, and nothing else about it.
 std::string next(const CommandLine& line, const char* optstring, Function function = Function::Long)
 {
     return step(function, line, optstring);

@@ -39,11 +39,11 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 
 using Function = int (*)(int, char* const*, const char*, const option*, int*);
 
-/** What one call gives. */
+/// What one call gives.
 struct Event {
     int code;
     int index;
@@ -63,7 +63,7 @@ std::ostream& operator<<(std::ostream& stream, const Event& event)
                   << (event.has_argument ? "\"" + event.argument + "\"" : "none");
 }
 
-/** All that a command line gives. */
+/// All that a command line gives.
 struct Result {
     std::vector<Event> events;
     std::vector<std::string> order;
@@ -80,7 +80,7 @@ std::ostream& operator<<(std::ostream& stream, const Result& result)
     return stream << "  " << testing::PrintToString(result.order) << " optind " << result.index;
 }
 
-/** A command line, without the program's name, and what may be in it. */
+/// A command line, without the program's name, and what may be in it.
 struct Line {
     std::string optstring;
     std::vector<option> options;
@@ -160,7 +160,7 @@ const Peers kShort{our_getopt, system_getopt, false, "+"};
 const Peers kLong{OXA_getopt_long, getopt_long, false, ""};
 const Peers kLongOnly{OXA_getopt_long_only, getopt_long_only, true, ""};
 
-/** Makes lines on which both must agree. */
+/// Makes lines on which both must agree.
 class Lines {
 public:
     Lines(Choices& choices, const Peers& peers, bool posixly)
@@ -200,7 +200,7 @@ private:
         line_.optstring += one_in(2) ? "W;" : "";
     }
 
-    /** Some of the names; no two have the same value (5), and none is a short option (6). */
+    /// Some of the names; no two have the same value (5), and none is a short option (6).
     void make_options()
     {
         static constexpr const char* kNames[] = {"verbose", "version", "level", "list",
@@ -247,7 +247,7 @@ private:
         return word;
     }
 
-    /** A name, at least so many characters of it, and perhaps an argument. */
+    /// A name, at least so many characters of it, and perhaps an argument.
     std::string long_word(std::size_t least)
     {
         static constexpr const char* kNames[] = {"verbose", "version", "level", "lists", "colour",
@@ -261,7 +261,7 @@ private:
         return word;
     }
 
-    /** Tells whether this name may mean an option without an argument (2). */
+    /// Tells whether this name may mean an option without an argument (2).
     bool takes_no_argument(const std::string& name) const
     {
         for (const option& each : line_.options) {
@@ -280,7 +280,7 @@ private:
     bool quiet_ = false;
 };
 
-/** What the C library tells of options with a flag pointer is no character (3). */
+/// What the C library tells of options with a flag pointer is no character (3).
 Result without_values_of_flags(Result result, const Line& line)
 {
     for (Event& event : result.events) {
@@ -293,7 +293,7 @@ Result without_values_of_flags(Result result, const Line& line)
     return result;
 }
 
-/** Counts what has been seen, so that the lines are known to be worth it. */
+/// Counts what has been seen, so that the lines are known to be worth it.
 class Seen {
 public:
     void add(const Result& result, const Line& line)
@@ -317,7 +317,7 @@ private:
     std::map<std::string, int> kinds_;
 };
 
-/** Compares so many lines; ends at the first difference, which says it all. */
+/// Compares so many lines; ends at the first difference, which says it all.
 void compare(std::uint32_t seed, const Peers& peers, int count, bool posixly, Seen& seen)
 {
     Choices choices(seed);
@@ -335,7 +335,7 @@ void compare(std::uint32_t seed, const Peers& peers, int count, bool posixly, Se
 
 constexpr int kLines = 20'000;
 
-/** What has been seen once in so many lines is known to agree. */
+/// What has been seen once in so many lines is known to agree.
 constexpr int kSeldom = 1'000;
 
 class GetoptAgainstSystem : public testing::TestWithParam<const char*> {
@@ -345,18 +345,17 @@ protected:
         return GetParam() == std::string("Fixed") ? kFixedSeed : seed_of_this_run();
     }
 
-    /** Compares in a fresh process, and expects each of these kinds to have been seen often. */
+    /// Compares in a fresh process, and expects each of these kinds to have been seen often.
     static void compare_fresh(const Peers& peers, int count, const std::vector<const char*>& kinds)
     {
         const FreshSetup setup{.time_limit = std::chrono::seconds{100}};
-        const Outcome outcome = run_fresh(setup, [&] {
+        const Outcome outcome = well(setup, [&] {
             Seen seen;
             compare(seed(), peers, count, false, seen);
             for (const char* const kind : kinds) {
                 EXPECT_GT(seen[kind], count / kSeldom) << kind;
             }
         });
-        EXPECT_THAT(outcome, exited(0));
     }
 };
 
@@ -382,7 +381,7 @@ TEST_P(GetoptAgainstSystem, AgreesOnShortOptions)
 TEST_P(GetoptAgainstSystem, AgreesWherePosixIsTheRule)
 {
     const Outcome outcome =
-        run_fresh({.env = {{"POSIXLY_CORRECT", "1"}}, .time_limit = std::chrono::seconds{100}}, [] {
+        well({.env = {{"POSIXLY_CORRECT", "1"}}, .time_limit = std::chrono::seconds{100}}, [] {
             Seen seen;
             for (const Peers* const peers : {&kShort, &kLong, &kLongOnly}) {
                 compare(seed(), *peers, kLines / 10, true, seen);
@@ -391,13 +390,12 @@ TEST_P(GetoptAgainstSystem, AgreesWherePosixIsTheRule)
             EXPECT_GT(seen["left"], kLines / kSeldom);
             EXPECT_EQ(seen["moved"], 0);
         });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, GetoptAgainstSystem, testing::Values("Fixed", "OfThisRun"),
                          [](const auto& test) { return std::string(test.param); });
 
-/** The codes that a line gives, and the last `optopt`. */
+/// The codes that a line gives, and the last `optopt`.
 struct Codes {
     std::vector<int> ours;
     std::vector<int> system;
@@ -422,7 +420,7 @@ Codes codes(const Peers& peers, const Line& line)
 
 void run_good(const Setup& setup, const std::function<void()>& body)
 {
-    EXPECT_THAT(run_fresh(setup, body), exited(0));
+    well(setup, body);
 }
 
 using testing::ElementsAre;

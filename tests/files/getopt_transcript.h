@@ -230,10 +230,10 @@ void check(const Row (&rows)[count])
 /// Checks the rows of a table in a process that has not parsed yet. So do all tests of the parser:
 /// what its first call decides holds for the process and all that it forks.
 template <std::size_t count>
-void check_fresh(const Row (&rows)[count], const bench::FreshSetup& setup = {})
+void check_fresh(const Row (&rows)[count], const harness::FreshSetup& setup = {})
 {
-    const bench::Outcome outcome = bench::run_fresh(setup, [&rows] { check(rows); });
-    EXPECT_THAT(outcome, bench::exited(0));
+    const harness::Outcome outcome = harness::run_fresh(setup, [&rows] { check(rows); });
+    EXPECT_THAT(outcome, harness::exited(0));
     EXPECT_THAT(outcome.log, testing::IsEmpty());
 }
 

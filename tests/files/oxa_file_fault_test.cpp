@@ -19,7 +19,7 @@
 #include "file_reports.h"
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 
@@ -27,13 +27,13 @@ namespace {
 
 constexpr char kPath[] = "/tmp/file";
 
-/** A call that fails with EIO because one of the C library does. */
+/// A call that fails with EIO because one of the C library does.
 struct Failure {
     const char* function;
     Call call;
     std::int32_t result;
     std::int32_t (*run)(FILE* stream);
-    const char* message; /**< null: the usual one */
+    const char* message;  ///< null: the usual one
 };
 
 void PrintTo(const Failure& failure, std::ostream* stream)
@@ -68,7 +68,7 @@ TEST_P(OxaFileFault, IsReportedOnce)
                         std::fclose(stream);
                     }
                 }),
-                ElementsAre(record(expected, "COMMON", "oxa_file", function, message)));
+                ElementsAre(said(expected, "COMMON", "oxa_file", function, message)));
 }
 
 const Failure kFailures[] = {
@@ -186,7 +186,7 @@ TEST(OxaFileWhole, ErrnoTellsTheFirstFailure)
 {
     const struct {
         std::int32_t (*run)(char* bytes);
-        std::vector<Call> failing; /**< in their order, the first one with EDOM */
+        std::vector<Call> failing;  ///< in their order, the first one with EDOM
     } cases[] = {
         {[](char* bytes) { return FILE_OpenAndRead(bytes, 1, 3, kPath); }, {Call::fopen}},
         {[](char* bytes) { return FILE_OpenAndRead(bytes, 1, 3, kPath); },
@@ -225,11 +225,11 @@ std::vector<char> more_than_a_pipe_holds()
     return std::vector<char>(4'000'000, 'x');
 }
 
-/** A thread in a function that does not come back by itself. */
+/// A thread in a function that does not come back by itself.
 struct Blocked {
     const char* where;
-    Call call;               /**< the function of the C library that blocks */
-    int (*open_other_end)(); /**< -1: there is none */
+    Call call;                ///< the function of the C library that blocks
+    int (*open_other_end)();  ///< -1: there is none
     void* (*run)(void*);
 };
 
@@ -240,10 +240,10 @@ void PrintTo(const Blocked& blocked, std::ostream* stream)
 
 class OxaFileBlocked : public testing::TestWithParam<Blocked> {};
 
-/** Whatever it waits for, the thread can be cancelled there, and leaves no descriptor open. */
+/// Whatever it waits for, the thread can be cancelled there, and leaves no descriptor open.
 TEST_P(OxaFileBlocked, ThreadIsCancelled)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ASSERT_EQ(mkfifo(kFifo, 0600), 0);
         const int other_end = GetParam().open_other_end();
         pthread_t thread;
@@ -257,7 +257,6 @@ TEST_P(OxaFileBlocked, ThreadIsCancelled)
             close(other_end);
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, testing::IsEmpty());
 }
 

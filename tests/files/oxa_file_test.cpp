@@ -19,7 +19,7 @@
 #include "common_log_settings.h"
 #include "file_reports.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 
 constexpr char kPath[] = "/tmp/file";
 
-/** A stream that is closed at the end of the scope. */
+/// A stream that is closed at the end of the scope.
 class Stream {
 public:
     Stream(const char* path, const char* mode) : stream_(std::fopen(path, mode))

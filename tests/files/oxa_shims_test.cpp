@@ -23,15 +23,14 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::IsEmpty;
 
-/** Runs a body in a fresh process that must not log or print anything. */
+/// Runs a body in a fresh process that must not log or print anything.
 void run_silently(const Setup& setup, const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(setup, body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(setup, body);
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
@@ -126,11 +125,11 @@ TEST(OxaTime, NullIsIgnored)
     EXPECT_EQ(OXA_timespec2nsec(nullptr), 0);
 }
 
-/** Tells what it was started with, with what the shell itself can do. */
+/// Tells what it was started with, with what the shell itself can do.
 constexpr char kWitness[] = "#!/bin/sh\n"
                             "{ echo \"$0\"; for word; do echo \"$word\"; done; } > /tmp/seen\n";
 
-/** A program that tells its environment. */
+/// A program that tells its environment.
 constexpr char kEnvironmentWitness[] = "#!/bin/sh\nexec /usr/bin/env > /tmp/seen\n";
 
 std::string seen()
@@ -147,7 +146,7 @@ TEST(OxaSpawn, StartsAProgramAndWaitsForItsEnd)
         EXPECT_EQ(OXA_posix_spawnp(0, "/tmp/witness", "witness", "one", "two words", "", nullptr),
                   0);
         EXPECT_EQ(seen(), "/tmp/witness\none\ntwo words\n\n");
-        // The bench tells of a child that is left, running or not.
+        // The harness tells of a child that is left, running or not.
     });
 }
 

@@ -22,7 +22,7 @@
 #include "fresh_process.h"
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::IsEmpty;
 
@@ -31,17 +31,16 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/** What is in the place for an id beforehand: no process has this id. */
+/// What is in the place for an id beforehand: no process has this id.
 constexpr std::uint32_t kKept = 4'000'000'000;
 
-/** With debug output on, so that whatever is told there is seen, too. */
+/// With debug output on, so that whatever is told there is seen, too.
 const FreshSetup kDebugOn{.env = {{"COMMON_DEBUG_ENABLE", "True"}}};
 
-/** Runs a body in a fresh process that must not report anything in any way. */
+/// Runs a body in a fresh process that must not report anything in any way.
 void run_silently(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(kDebugOn, body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(kDebugOn, body);
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
@@ -51,7 +50,7 @@ std::uint32_t id(pid_t process)
     return static_cast<std::uint32_t>(process);
 }
 
-/** The id found for a name; kKept when there is none. */
+/// The id found for a name; kKept when there is none.
 std::uint32_t found(const char* name)
 {
     std::uint32_t pid = kKept;
@@ -61,10 +60,10 @@ std::uint32_t found(const char* name)
     return pid;
 }
 
-/** A child that does nothing until a signal ends it. */
+/// A child that does nothing until a signal ends it.
 class Child {
 public:
-    /** @param stubborn whether it ignores SIGTERM. @param name null keeps the parent's. */
+    /// @param stubborn whether it ignores SIGTERM. @param name null keeps the parent's.
     explicit Child(bool stubborn = false, const char* name = nullptr)
     {
         Event ready;
@@ -93,7 +92,7 @@ public:
 
     std::uint32_t pid() const { return id(pid_); }
 
-    /** Waits for its end. @return the signal that ended it. */
+    /// Waits for its end. @return the signal that ended it.
     int wait()
     {
         const pid_t child = std::exchange(pid_, -1);
@@ -108,7 +107,7 @@ private:
 
 // ------------------------------------------------------------------------------------ by its name
 
-/** A name as long as the kernel keeps them, which no other test that runs now gives a process. */
+/// A name as long as the kernel keeps them, which no other test that runs now gives a process.
 std::string own_long_name()
 {
     const std::string number = std::to_string(getpid());
@@ -321,7 +320,7 @@ TEST(ProcessLookup, OnlyTheStatusFileCounts)
 
 // ----------------------------------------------------------------------------------------- ending
 
-/** Ends a child whose end is waited for inside the first sleep. @return the signal it got. */
+/// Ends a child whose end is waited for inside the first sleep. @return the signal it got.
 int signal_for(std::uint32_t force)
 {
     Child child;

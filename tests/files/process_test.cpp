@@ -16,16 +16,16 @@
 #include "fault.h"
 #include "fresh_process.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::IsEmpty;
 
 namespace {
 
-/** No process has this id. */
+/// No process has this id.
 constexpr std::uint32_t kNobody = 4'294'967'295;
 
-/** With debug output on, so that whatever is told there is seen, too. */
+/// With debug output on, so that whatever is told there is seen, too.
 const FreshSetup kDebugOn{.env = {{"COMMON_DEBUG_ENABLE", "True"}}};
 
 std::uint32_t own_id()
@@ -33,11 +33,10 @@ std::uint32_t own_id()
     return static_cast<std::uint32_t>(getpid());
 }
 
-/** Runs a body in a fresh process that must not report anything in any way. */
+/// Runs a body in a fresh process that must not report anything in any way.
 void run_silently(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(kDebugOn, body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(kDebugOn, body);
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }

@@ -15,7 +15,7 @@
 
 #include "fresh_process.h"
 
-using namespace bench;
+using namespace harness;
 using testing::IsEmpty;
 
 namespace {
@@ -32,7 +32,7 @@ void PrintTo(const Text& text, std::ostream* stream)
     *stream << text.what;
 }
 
-/** What a function leaves of a text in place; the bytes behind the text must stay as they are. */
+/// What a function leaves of a text in place; the bytes behind the text must stay as they are.
 std::string left_by(void (*function)(char*), const std::string& text)
 {
     std::vector<char> buffer(text.begin(), text.end());
@@ -77,18 +77,17 @@ INSTANTIATE_TEST_SUITE_P(Texts, UtilText, testing::ValuesIn(kTexts),
 
 TEST(UtilText, NullIsLeftAlone)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         UTIL_StripSpace(nullptr);
         UTIL_Squash(nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
 // ------------------------------------------------------------------------------------------ dumps
 
-/** A dump as it is described, byte by byte. */
+/// A dump as it is described, byte by byte.
 std::string expected_dump(const std::uint8_t* bytes, std::uint32_t length)
 {
     std::string text;
@@ -113,8 +112,7 @@ std::string expected_dump(const std::uint8_t* bytes, std::uint32_t length)
 
 std::string dump_of(const void* address, std::uint32_t length)
 {
-    const Outcome outcome = run_fresh([&] { UTIL_HexDump(address, length); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([&] { UTIL_HexDump(address, length); });
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.err, "");
     return outcome.out;

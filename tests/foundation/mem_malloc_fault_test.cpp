@@ -15,7 +15,7 @@
 #include "fault.h"
 #include "memory_report.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -61,7 +61,7 @@ TEST_P(MemMallocFailure, EndsTheProcessWithOneRecord)
 INSTANTIATE_TEST_SUITE_P(Calls, MemMallocFailure, testing::ValuesIn(kAllocations),
                          [](const auto& test) { return std::string(test.param.name); });
 
-/** Runs out of memory in a process with a setup; standard output has its id. */
+/// Runs out of memory in a process with a setup; standard output has its id.
 Outcome run_out_of_memory(
     const FreshSetup& setup, const std::function<void()>& before = [] {})
 {
@@ -73,10 +73,10 @@ Outcome run_out_of_memory(
     });
 }
 
-testing::Matcher<const LogRecord&> no_memory_for_the_log()
+Report no_memory_for_the_log()
 {
-    return record(COMMON_LogLevelError, "", "common_log", "handlerLegacy",
-                  "Failed to allocate memory for log data");
+    return said(COMMON_LogLevelError, "", "common_log", "handlerLegacy",
+                "Failed to allocate memory for log data");
 }
 
 TEST(MemMallocFault, EveryAllocationFailingFromTheFirstUseOn)
@@ -101,7 +101,7 @@ TEST(MemMallocFault, ThreadThatLoggedBeforeHasItsRecord)
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_THAT(outcome.log,
-                ElementsAre(record(COMMON_LogLevelInfo, "zone", "file", "function", "before"),
+                ElementsAre(said(COMMON_LogLevelInfo, "zone", "file", "function", "before"),
                             memory_report(kernel_name() + "/ ", outcome, kNoMemory)));
 }
 
@@ -214,18 +214,17 @@ TEST(MemMallocFault, ProcessFileSystemMissingAtTheFirstUse)
 
 TEST(MemMallocFault, TextThatCannotBeCopiedIsNull)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail(Call::strdup);
         EXPECT_EQ(MEM_StrDup("text"), nullptr);
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(MemMallocFault, ReallocToZeroIsHandedOnAndNullIsNoFailure)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const long blocks = fault::outstanding_blocks();
         void* const block = MEM_Malloc(16);
         EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
@@ -233,30 +232,23 @@ TEST(MemMallocFault, ReallocToZeroIsHandedOnAndNullIsNoFailure)
         EXPECT_EQ(fault::calls(Call::realloc), 1);
         EXPECT_EQ(fault::outstanding_blocks(), blocks) << "the block is not freed";
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-TEST(MemMallocFault, ReallocOfNullToZeroAllocatesNothing)
+FRESH_TEST(MemMallocFault, ReallocOfNullToZeroAllocatesNothing)
 {
-    EXPECT_THAT(run_fresh([] {
-                    EXPECT_EQ(MEM_Realloc(nullptr, 0), nullptr);
-                    EXPECT_EQ(fault::calls(Call::realloc), 0);
-                    EXPECT_EQ(fault::calls(Call::malloc), 0);
-                }),
-                exited(0));
+    EXPECT_EQ(MEM_Realloc(nullptr, 0), nullptr);
+    EXPECT_EQ(fault::calls(Call::realloc), 0);
+    EXPECT_EQ(fault::calls(Call::malloc), 0);
 }
 
-TEST(MemMallocFault, NullAndNothingAllocateNothing)
+FRESH_TEST(MemMallocFault, NullAndNothingAllocateNothing)
 {
-    EXPECT_THAT(run_fresh([] {
-                    EXPECT_EQ(MEM_StrDup(nullptr), nullptr);
-                    EXPECT_EQ(fault::calls(Call::strdup), 0);
-                    COMMON_Log_EnableSet(0);
-                    EXPECT_EQ(MEM_Clone(0, "x"), nullptr);
-                    EXPECT_EQ(fault::calls(Call::malloc), 0);
-                }),
-                exited(0));
+    EXPECT_EQ(MEM_StrDup(nullptr), nullptr);
+    EXPECT_EQ(fault::calls(Call::strdup), 0);
+    COMMON_Log_EnableSet(0);
+    EXPECT_EQ(MEM_Clone(0, "x"), nullptr);
+    EXPECT_EQ(fault::calls(Call::malloc), 0);
 }
 
 }  // namespace

@@ -15,9 +15,9 @@
 
 #include "common_log.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -40,9 +40,9 @@ Bytes bytes_at(const void* address, std::size_t count)
     return {first, first + count};
 }
 
-testing::Matcher<const LogRecord&> length_is_zero(const char* function)
+Report length_is_zero(const char* function)
 {
-    return record(COMMON_LogLevelWarn, "COMMON", "mem_malloc", function, "length is zero");
+    return said(COMMON_LogLevelWarn, "COMMON", "mem_malloc", function, "length is zero");
 }
 
 // Normal, boundary.
@@ -58,13 +58,10 @@ TEST(MemMalloc, BlockCanBeUsedWhole)
     }
 }
 
-TEST(MemMalloc, SizeZeroGivesABlockThatCanBeFreed)
+FRESH_TEST(MemMalloc, SizeZeroGivesABlockThatCanBeFreed)
 {
-    EXPECT_THAT(run_fresh([] {
-                    MEM_Free(MEM_Malloc(0));
-                    MEM_Free(MEM_Salloc(0));
-                }),
-                exited(0));
+    MEM_Free(MEM_Malloc(0));
+    MEM_Free(MEM_Salloc(0));
 }
 
 TEST(MemMalloc, SallocFillsWithZeroes)
@@ -108,19 +105,17 @@ TEST(MemMalloc, ReallocOfNullToZeroGivesNull)
 // With a leak or a second free, AddressSanitizer ends the process.
 TEST(MemMalloc, ReallocToZeroFreesAndGoesOn)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         void* const block = MEM_Malloc(100);
         void* const result = MEM_Realloc(block, 0);
         EXPECT_EQ(result, nullptr) << "what realloc(3) of this platform gives";
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(MemMalloc, FreeOfNullIsIgnored)
 {
-    const Outcome outcome = run_fresh([] { MEM_Free(nullptr); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([] { MEM_Free(nullptr); });
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -217,7 +212,7 @@ TEST(MemMalloc, CompareOfAnAddressWithItselfIsEqualWhateverTheLength)
 
 TEST(MemMalloc, LengthZeroIsReportedAndLeavesTheAreasAlone)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const Bytes source = counting_bytes(4);
         Bytes destination(4, 0xEE);
         EXPECT_EQ(MEM_Clone(0, source.data()), nullptr);
@@ -226,24 +221,22 @@ TEST(MemMalloc, LengthZeroIsReportedAndLeavesTheAreasAlone)
         EXPECT_EQ(MEM_Set(destination.data(), 0x41, 0), destination.data());
         EXPECT_EQ(destination, Bytes(4, 0xEE));
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(length_is_zero("MEM_Clone"), length_is_zero("MEM_Copy"),
                                          length_is_zero("MEM_Move"), length_is_zero("MEM_Set")));
 }
 
 TEST(MemMalloc, LengthZeroIsNotReportedBelowTheLevel)
 {
-    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_LEVEL", "Error"}}}, [] {
+    const Outcome outcome = well({.env = {{"COMMON_LOG_LEVEL", "Error"}}}, [] {
         std::uint8_t byte = 0;
         EXPECT_EQ(MEM_Set(&byte, 1, 0), &byte);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(MemMalloc, WhatIsNotZeroIsNotReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         std::array<char, 2> area{};
         MEM_Free(MEM_Clone(1, area.data()));
         MEM_Copy(&area[0], &area[1], 1);
@@ -254,7 +247,6 @@ TEST(MemMalloc, WhatIsNotZeroIsNotReported)
         (void)MEM_StrDup(nullptr);
         (void)MEM_Realloc(nullptr, 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 

@@ -47,7 +47,7 @@ constexpr StatusRow kStatuses[] = {
 struct ServiceRow {
     SERVICE value;
     SERVICE number;
-    const char* symbol; /**< of the constant */
+    const char* symbol;  ///< of the constant
     bool has_symbolic_text;
     const char* text;
 };

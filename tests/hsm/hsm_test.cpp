@@ -15,9 +15,9 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

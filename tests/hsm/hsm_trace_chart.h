@@ -1,9 +1,5 @@
-/**
- * @file hsm_trace_chart.h
- * A statechart of hsm.h for the tests of its trace.
- */
-#ifndef TESTS_HSM_TRACE_CHART_H
-#define TESTS_HSM_TRACE_CHART_H
+// A statechart of hsm.h for the tests of its trace.
+#pragma once
 
 #include <vector>
 
@@ -56,5 +52,3 @@ inline Chart::Chart() : Hsm()
 }
 
 }  // namespace hsm_chart
-
-#endif

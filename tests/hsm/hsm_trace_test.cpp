@@ -13,7 +13,7 @@
 #include "ls_hsm.h"
 #include "wait_until.h"
 
-using bench::wait_until;
+using harness::wait_until;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -1,9 +1,5 @@
-/**
- * @file ls_hsm_chart.h
- * A statechart of ls_hsm.h for tests.
- */
-#ifndef TESTS_LS_HSM_CHART_H
-#define TESTS_LS_HSM_CHART_H
+// A statechart of ls_hsm.h for tests.
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -155,5 +151,3 @@ inline Chart::Chart(std::int32_t slots, bool with_hook)
 }
 
 }  // namespace ls_hsm_chart
-
-#endif

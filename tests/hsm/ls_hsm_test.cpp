@@ -12,11 +12,11 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "ls_hsm_chart.h"
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -1,12 +1,8 @@
-/**
- * @file random_decider.h
- * What the callbacks of a random statechart do, and where its states are.
- *
- * The machine under test and the model of it ask the same questions in the same order, so they get
- * the same answers; once they differ, so do their traces.
- */
-#ifndef TESTS_RANDOM_DECIDER_H
-#define TESTS_RANDOM_DECIDER_H
+// What the callbacks of a random statechart do, and where its states are.
+//
+// The machine under test and the model of it ask the same questions in the same order, so they get
+// the same answers; once they differ, so do their traces.
+#pragma once
 
 #include <cstdint>
 #include <cstdlib>
@@ -17,19 +13,19 @@
 
 namespace chart {
 
-/** Answers by the number of the question, the state and the event: no state but a counter. */
+/// Answers by the number of the question, the state and the event: no state but a counter.
 class Decider {
 public:
     explicit Decider(std::uint64_t seed) : seed_(seed) {}
 
-    /** Starts the questions of one dispatch. */
+    /// Starts the questions of one dispatch.
     void begin(std::uint64_t dispatch)
     {
         dispatch_ = dispatch;
         asked_ = 0;
     }
 
-    /** @return a number below `bound`. */
+    /// @return a number below `bound`.
     unsigned below(unsigned bound, int state, std::uint64_t event)
     {
         std::uint64_t value = seed_ ^ (dispatch_ * 0x9E3779B97F4A7C15U) ^ (++asked_ << 40U) ^
@@ -39,7 +35,7 @@ public:
         return static_cast<unsigned>((value ^ (value >> 31U)) % bound);
     }
 
-    /** Whether so much was asked in this dispatch that callbacks should let it come to an end. */
+    /// Whether so much was asked in this dispatch that callbacks should let it come to an end.
     bool is_tired() const { return asked_ > 120; }
 
 private:
@@ -48,11 +44,9 @@ private:
     std::uint64_t asked_ = 0;
 };
 
-/**
- * Gives each state of a random tree its parent, an earlier one.
- * @param outermost how many of the first states are roots: they get -1.
- * @param deepest levels below a root.
- */
+/// Gives each state of a random tree its parent, an earlier one.
+/// @param outermost how many of the first states are roots: they get -1.
+/// @param deepest levels below a root.
 inline std::vector<int> random_tree(std::mt19937_64& random, int states, int outermost, int deepest)
 {
     std::vector<int> parents;
@@ -75,7 +69,7 @@ inline std::vector<int> random_tree(std::mt19937_64& random, int states, int out
     return parents;
 }
 
-/** A state and its superstates, from the inside out. */
+/// A state and its superstates, from the inside out.
 inline std::vector<int> lineage(const std::vector<int>& parents, int state)
 {
     std::vector<int> all;
@@ -85,7 +79,7 @@ inline std::vector<int> lineage(const std::vector<int>& parents, int state)
     return all;
 }
 
-/** A fixed seed, and one of this moment that failures show. */
+/// A fixed seed, and one of this moment that failures show.
 inline std::vector<std::uint64_t> seeds()
 {
     const char* const wanted = std::getenv("COMMON_TEST_SEED");
@@ -94,5 +88,3 @@ inline std::vector<std::uint64_t> seeds()
 }
 
 }  // namespace chart
-
-#endif

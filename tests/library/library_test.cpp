@@ -3,10 +3,10 @@
 
 #include "common_log.h"
 #include "fresh_process.h"
+#include "log_expect.h"
 #include "log_layout.h"
-#include "log_matchers.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 
 namespace {
@@ -17,8 +17,8 @@ TEST(Library, ProgramInCUsesEveryHeader)
     EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out, "Warn\n");
     EXPECT_EQ(outcome.err, "");
-    ASSERT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelWarn, "COMMON", "c_program", "main",
-                                                "Time Out, True")));
+    ASSERT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelWarn, "COMMON", "c_program", "main",
+                                              "Time Out, True")));
     EXPECT_EQ(parse_syslogngext(outcome.log[0].text)->line, 7);
 }
 
@@ -28,8 +28,8 @@ TEST(Library, ProgramOfTheReadmeLogsWhatItCannotRead)
     EXPECT_THAT(outcome, exited(1));
     EXPECT_EQ(outcome.err, "");
     EXPECT_THAT(outcome.log,
-                ElementsAre(record(COMMON_LogLevelWarn, "TUNER", "readme_program.c", "main",
-                                   "cannot read /no/such/file: No such file or directory")));
+                ElementsAre(said(COMMON_LogLevelWarn, "TUNER", "readme_program.c", "main",
+                                 "cannot read /no/such/file: No such file or directory")));
 }
 
 TEST(Library, ThreadsEndWellAfterTheLibraryWasLetGo)
@@ -38,7 +38,7 @@ TEST(Library, ThreadsEndWellAfterTheLibraryWasLetGo)
     EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.err, "");
     const auto from_thread =
-        record(COMMON_LogLevelWarn, "zone", "late_loader", "log_and_let_go", "from a late thread");
+        said(COMMON_LogLevelWarn, "zone", "late_loader", "log_and_let_go", "from a late thread");
     EXPECT_THAT(outcome.log, ElementsAre(from_thread, from_thread));
 }
 
@@ -48,7 +48,7 @@ TEST(Library, ForkHandlersThatWereThereBeforeItMayLog)
     EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.err, "");
     const auto from = [](const char* handler) {
-        return record(COMMON_LogLevelWarn, "zone", "late_loader", handler, "from a handler");
+        return said(COMMON_LogLevelWarn, "zone", "late_loader", handler, "from a handler");
     };
     ASSERT_THAT(outcome.log, testing::SizeIs(5));  // after those of two threads
     EXPECT_THAT(outcome.log[2], from("prepare"));

@@ -6,7 +6,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -19,13 +19,12 @@ const RowText kNotClosed{"stderr", "common_debug", "threadOnce",
 TEST(CommonDebugFault, AFailingCloseIsToldWhenTheFileTurnedOutputOn)
 {
     const FreshSetup setup{.files = {{kFile, "COMMON_DEBUG_ENABLE=True\n"}}};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         fault::fail(fault::Call::close, 1, EIO);
         EXPECT_EQ(COMMON_Debug_GetEnable(), 1u);
         EXPECT_EQ(fault::fired(), 1);
         COMMON_Debug_Write(stderr, "f", "g", 1, "next");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(row_texts(outcome.err),
                 ElementsAre(kNotClosed, RowText{"stderr", "f", "g", "next"}));
     EXPECT_EQ(outcome.out, "");
@@ -35,12 +34,11 @@ TEST(CommonDebugFault, AFailingCloseIsSilentWhenOutputIsOffByThen)
 {
     for (const char* content : {"", "COMMON_DEBUG_ENABLE=False\n"}) {
         const FreshSetup setup{.env = kDebugOn, .files = {{kFile, content}}};
-        const Outcome outcome = run_fresh(setup, [] {
+        const Outcome outcome = well(setup, [] {
             fault::fail(fault::Call::close, 1, EIO);
             EXPECT_EQ(COMMON_Debug_GetEnable(), 1u);
             EXPECT_EQ(fault::fired(), 1);
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_EQ(outcome.out + outcome.err, "");
     }
 }
@@ -48,12 +46,11 @@ TEST(CommonDebugFault, AFailingCloseIsSilentWhenOutputIsOffByThen)
 TEST(CommonDebugFault, AFileThatCannotBeOpenedIsNoError)
 {
     const FreshSetup setup{.files = {{kFile, "COMMON_DEBUG_ENABLE=True\n"}}};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         fault::fail(fault::Call::open, 1, EACCES);
         EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
@@ -71,13 +68,12 @@ TEST(CommonDebugFault, WithoutLocalTimeTheProcessEnds)
 
 TEST(CommonDebugFault, NoTimeIsAskedForWhileOff)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail_always(fault::Call::clock_gettime);
         fault::fail_always(fault::Call::localtime_r);
         COMMON_Debug_Write(stderr, "f", "g", 1, "row");
         EXPECT_EQ(fault::fired(), 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
@@ -108,13 +104,11 @@ TEST(CommonDebugFault, NoMemoryForADumpEndsTheProcess)
 
 TEST(CommonDebugFault, ADumpReturnsItsMemory)
 {
-    EXPECT_THAT(run_fresh({.env = kDebugOn},
-                          [] {
-                              const long blocks = fault::outstanding_blocks();
-                              COMMON_Debug_HexDump("f", "g", 1, "area", "bytes", 5);
-                              EXPECT_EQ(fault::outstanding_blocks(), blocks);
-                          }),
-                exited(0));
+    well({.env = kDebugOn}, [] {
+        const long blocks = fault::outstanding_blocks();
+        COMMON_Debug_HexDump("f", "g", 1, "area", "bytes", 5);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    });
 }
 
 }  // namespace

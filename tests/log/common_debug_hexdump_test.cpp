@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -153,10 +153,9 @@ TEST(CommonDebugHexDump, AnyAddressWillDo)
 TEST(CommonDebugHexDump, RowsOf32ByDefault)
 {
     fill_area();
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Debug_HexDump("file.c", "function", 77, "area", area, 70);
     });
-    EXPECT_THAT(outcome, exited(0));
     expect_dump(outcome, 70, dump_of(area, 70, 32));
 }
 
@@ -170,9 +169,8 @@ TEST(CommonDebugHexDump, UnusableRowLengthsFallBackTo32)
     // Rounding -1 gives 0.
     auto env = kDebugOn;
     env["COMMON_DEBUG_ROW_LENGTH"] = "-1";
-    const Outcome outcome = run_fresh(
+    const Outcome outcome = well(
         {.env = env}, [] { COMMON_Debug_HexDump("file.c", "function", 77, "area", area, 70); });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_TRUE(outcome.out.ends_with("\"area\"\n" + dump_of(area, 70, 32) + "\n"));
 }
 
@@ -188,11 +186,10 @@ TEST(CommonDebugHexDump, NoAddressOrNoLength)
 
 TEST(CommonDebugHexDump, TheNameIsNotAFormat)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Debug_HexDump("f", "g", 1, "%s%n", nullptr, 0);
         COMMON_Debug_HexDump("f", "g", 1, "%s%n", "%n%s", 4);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.out, testing::HasSubstr("  %s%n is NULL\n"));
     EXPECT_THAT(outcome.out, testing::HasSubstr("  %s%n has zero length\n"));
     EXPECT_THAT(outcome.out, testing::HasSubstr("  4 byte(s) at: \"%s%n\"\n"));

@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 
 const std::string kFile = "/config/common/debug/settings.txt";
 constexpr std::size_t kPiece = 255;
@@ -62,30 +62,26 @@ TEST(CommonDebugSettings, OtherValuesOfEnableAreToldUnderTheNameThatIntegratorsK
 {
     for (const std::string value :
          {"", "1", "0", "yes", "on", "Truee", "Tru", " True", "True ", "%s%n", "a=b"}) {
-        const Outcome outcome = run_fresh({.env = {{"COMMON_DEBUG_ENABLE", value}}},
-                                          [] { EXPECT_EQ(COMMON_Debug_GetEnable(), 0u); });
-        EXPECT_THAT(outcome, exited(0));
+        const Outcome outcome = well({.env = {{"COMMON_DEBUG_ENABLE", value}}},
+                                     [] { EXPECT_EQ(COMMON_Debug_GetEnable(), 0u); });
         EXPECT_EQ(outcome.out, "Invalid COMMON_LOG_ENABLED: " + value + "\n");
         EXPECT_EQ(outcome.err, "");
         // It changes nothing, so what was set before stays.
-        EXPECT_THAT(run_fresh({.env = {{"COMMON_DEBUG_ENABLE", value}},
-                               .files = {{kFile, "COMMON_DEBUG_ENABLE=True\n"}}},
-                              [] { EXPECT_EQ(COMMON_Debug_GetEnable(), 1u); }),
-                    exited(0));
+        well({.env = {{"COMMON_DEBUG_ENABLE", value}},
+              .files = {{kFile, "COMMON_DEBUG_ENABLE=True\n"}}},
+             [] { EXPECT_EQ(COMMON_Debug_GetEnable(), 1u); });
     }
 }
 
 TEST(CommonDebugSettings, TheEnvironmentOverridesTheFile)
 {
-    EXPECT_THAT(run_fresh({.env = {{"COMMON_DEBUG_ENABLE", "True"}},
-                           .files = {{kFile, "COMMON_DEBUG_ENABLE=False\n"}}},
-                          [] { EXPECT_EQ(COMMON_Debug_GetEnable(), 1u); }),
-                exited(0));
-    const Outcome outcome = run_fresh({.env = {{"COMMON_DEBUG_ROW_LENGTH", "8"}},
-                                       .files = {{kFile, "COMMON_DEBUG_ROW_LENGTH=64\n"
-                                                         "COMMON_DEBUG_ENABLE=True\n"}}},
-                                      dump_area);
-    EXPECT_THAT(outcome, exited(0));
+    well({.env = {{"COMMON_DEBUG_ENABLE", "True"}},
+          .files = {{kFile, "COMMON_DEBUG_ENABLE=False\n"}}},
+         [] { EXPECT_EQ(COMMON_Debug_GetEnable(), 1u); });
+    const Outcome outcome = well({.env = {{"COMMON_DEBUG_ROW_LENGTH", "8"}},
+                                  .files = {{kFile, "COMMON_DEBUG_ROW_LENGTH=64\n"
+                                                    "COMMON_DEBUG_ENABLE=True\n"}}},
+                                 dump_area);
     EXPECT_EQ(row_length_in(outcome.out, ""), 8u);
 }
 
@@ -128,8 +124,7 @@ TEST(CommonDebugSettings, ShortenedRowLength)
     for (const char* name : {"COMMON_DEBUG_R", "COMMON_DEBUG_ROW", "COMMON_DEBUG_ROW_LENGTH"}) {
         auto env = kDebugOn;
         env[name] = "16";
-        const Outcome outcome = run_fresh({.env = env}, dump_area);
-        EXPECT_THAT(outcome, exited(0));
+        const Outcome outcome = well({.env = env}, dump_area);
         EXPECT_EQ(row_length_in(outcome.out, ""), 16u) << name;
     }
     auto env = kDebugOn;
@@ -139,16 +134,14 @@ TEST(CommonDebugSettings, ShortenedRowLength)
 
 TEST(CommonDebugSettings, LaterVariablesOverrideEarlierOnes)
 {
-    EXPECT_THAT(run_fresh([] {
-                    add_to_environment({"COMMON_DEBUG_ENABLE=True", "COMMON_DEBUG_E=False"});
-                    EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
-                }),
-                exited(0));
-    EXPECT_THAT(run_fresh([] {
-                    add_to_environment({"COMMON_DEBUG_E=False", "COMMON_DEBUG_ENABLE=True"});
-                    EXPECT_EQ(COMMON_Debug_GetEnable(), 1u);
-                }),
-                exited(0));
+    well([] {
+        add_to_environment({"COMMON_DEBUG_ENABLE=True", "COMMON_DEBUG_E=False"});
+        EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
+    });
+    well([] {
+        add_to_environment({"COMMON_DEBUG_E=False", "COMMON_DEBUG_ENABLE=True"});
+        EXPECT_EQ(COMMON_Debug_GetEnable(), 1u);
+    });
 }
 
 TEST(CommonDebugSettings, RowLengths)
@@ -226,8 +219,7 @@ TEST(CommonDebugSettings, AnInvalidRowLengthKeepsTheOneBefore)
     auto env = kDebugOn;
     env["COMMON_DEBUG_ROW_LENGTH"] = "1x";
     const Outcome outcome =
-        run_fresh({.env = env, .files = {{kFile, "COMMON_DEBUG_ROW_LENGTH=8"}}}, dump_area);
-    EXPECT_THAT(outcome, exited(0));
+        well({.env = env, .files = {{kFile, "COMMON_DEBUG_ROW_LENGTH=8"}}}, dump_area);
     EXPECT_EQ(row_length_in(outcome.out, "Invalid COMMON_DEBUG_ROW_LENGTH value: 1x\n"), 8u);
 }
 
@@ -280,13 +272,12 @@ TEST(CommonDebugSettings, TheFileIsReadInPieces)
 
 TEST(CommonDebugSettings, ThereIsNoReadingAgain)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
         setenv("COMMON_DEBUG_ENABLE", "True", 1);
         EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
         COMMON_Debug_Write(stdout, "f", "g", 1, "row");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out, "");
 }
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -97,7 +97,7 @@ TEST(CommonDebug, StreamsAreNamedAndTheHeaderComesOnce)
 
 TEST(CommonDebug, TheHeaderGoesToAFileWhenThatIsFirst)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         char* text = nullptr;
         std::size_t length = 0;
         FILE* const file = open_memstream(&text, &length);
@@ -108,7 +108,6 @@ TEST(CommonDebug, TheHeaderGoesToAFileWhenThatIsFirst)
         std::free(text);
         COMMON_Debug_Write(stdout, "f", "g", 1, "two");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.out, testing::Not(HasSubstr("FID")));
     ASSERT_EQ(debug_rows(outcome.out).size(), 1u);
     EXPECT_EQ(debug_rows(outcome.out)[0].count, 2u);
@@ -124,11 +123,10 @@ TEST(CommonDebug, TheTimeIsLocalAndTheDayIsNot)
 
 TEST(CommonDebug, EarlyDaysHaveThreePlaces)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         hold_clock_at(86'400 * 7 + 1, 999'999'999);
         COMMON_Debug_Write(stderr, "f", "g", 1, "early");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.err, HasSubstr("     1  007.00:00:01.999999999   "));
 }
 
@@ -149,10 +147,9 @@ TEST(CommonDebug, LongColumnsAreNotCut)
 
 TEST(CommonDebug, TheThreadIsTheLowHalfOfItsNumber)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Debug_Write(stderr, "f", "g", 1, "%s", thread_column().c_str());
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto rows = debug_rows(outcome.err);
     ASSERT_EQ(rows.size(), 1u);
     EXPECT_EQ(std::to_string(rows[0].thread), rows[0].message);
@@ -160,7 +157,7 @@ TEST(CommonDebug, TheThreadIsTheLowHalfOfItsNumber)
 
 TEST(CommonDebug, TheTimeIsThatOfTheRow)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         timespec before{};
         clock_gettime(CLOCK_REALTIME, &before);
         COMMON_Debug_Write(stderr, "f", "g", 1, "row");
@@ -169,7 +166,6 @@ TEST(CommonDebug, TheTimeIsThatOfTheRow)
         std::printf("%lld %lld\n", static_cast<long long>(before.tv_sec),
                     static_cast<long long>(after.tv_sec));
     });
-    EXPECT_THAT(outcome, exited(0));
     long long before = 0;
     long long after = 0;
     ASSERT_EQ(std::sscanf(outcome.out.c_str(), "%lld %lld", &before, &after), 2);
@@ -188,17 +184,16 @@ TEST(CommonDebug, TheTimeIsThatOfTheRow)
 
 TEST(CommonDebug, EveryRowIsFlushedAtOnce)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Debug_Write(stdout, "f", "g", 1, "not lost");
         _exit(0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(row_texts(outcome.out), ElementsAre(RowText{"stdout", "f", "g", "not lost"}));
 }
 
 TEST(CommonDebug, WriteVTakesAList)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         const auto write = [](const char* format, ...) {
             va_list args;
             va_start(args, format);
@@ -209,7 +204,6 @@ TEST(CommonDebug, WriteVTakesAList)
         };
         write("%s %d %c", "list", -3, 'x');
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto rows = debug_rows(outcome.out);
     ASSERT_EQ(rows.size(), 1u);
     EXPECT_EQ(rows[0].message, "list -3 x");
@@ -218,7 +212,7 @@ TEST(CommonDebug, WriteVTakesAList)
 
 TEST(CommonDebug, ErrnoIsTheCallersInTheMessageAndAfterwards)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         errno = ENOTDIR;
         kWrite(stderr, "f", "g", 1, "%m");
         EXPECT_EQ(errno, ENOTDIR);
@@ -226,26 +220,22 @@ TEST(CommonDebug, ErrnoIsTheCallersInTheMessageAndAfterwards)
         kWrite(stderr, "f", "g", 1, "%m");
         EXPECT_EQ(errno, 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(row_texts(outcome.err), ElementsAre(RowText{"stderr", "f", "g", "Not a directory"},
                                                     RowText{"stderr", "f", "g", "Success"}));
 }
 
-TEST(CommonDebug, ErrnoIsKeptWhileOff)
+FRESH_TEST(CommonDebug, ErrnoIsKeptWhileOff)
 {
-    EXPECT_THAT(run_fresh([] {
-                    errno = ENOTDIR;
-                    kWrite(stderr, "f", "g", 1, "%m");
-                    COMMON_Debug_HexDump("f", "g", 1, "name", "x", 1);
-                    EXPECT_EQ(errno, ENOTDIR);
-                }),
-                exited(0));
+    errno = ENOTDIR;
+    kWrite(stderr, "f", "g", 1, "%m");
+    COMMON_Debug_HexDump("f", "g", 1, "name", "x", 1);
+    EXPECT_EQ(errno, ENOTDIR);
 }
 
 TEST(CommonDebug, NothingIsWrittenWhileOff)
 {
     for (const char* value : {"False", "false"}) {
-        const Outcome outcome = run_fresh({.env = {{"COMMON_DEBUG_ENABLE", value}}}, [] {
+        const Outcome outcome = well({.env = {{"COMMON_DEBUG_ENABLE", value}}}, [] {
             COMMON_Debug_Write(stdout, "f", "g", 1, "row");
             COMMON_Debug_Write(stderr, "f", "g", 1, "row");
             COMMON_Debug_HexDump("f", "g", 1, "name", "bytes", 5);
@@ -253,7 +243,6 @@ TEST(CommonDebug, NothingIsWrittenWhileOff)
             kWrite(nullptr, nullptr, nullptr, 1, nullptr);
             EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_EQ(outcome.out + outcome.err, "");
         EXPECT_THAT(outcome.log, testing::IsEmpty());
     }
@@ -261,12 +250,11 @@ TEST(CommonDebug, NothingIsWrittenWhileOff)
 
 TEST(CommonDebug, OffByDefault)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
         COMMON_Debug_Write(stdout, "f", "g", 1, "row");
         COMMON_Debug_Write(stderr, "f", "g", 1, "row");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
@@ -324,7 +312,7 @@ TEST(CommonDebug, PanicExitsWithOneWithoutTheTool)
 
 TEST(CommonDebug, AForkedChildGoesOnCounting)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Debug_Write(stderr, "f", "g", 1, "parent");
         const pid_t child = fork();
         if (child == 0) {
@@ -336,7 +324,6 @@ TEST(CommonDebug, AForkedChildGoesOnCounting)
         EXPECT_EQ(status, 0);
         COMMON_Debug_Write(stderr, "f", "g", 1, "parent again");
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto rows = debug_rows(outcome.err);
     ASSERT_EQ(rows.size(), 3u);
     EXPECT_EQ(rows[1].message, "child");

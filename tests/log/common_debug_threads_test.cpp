@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 
 constexpr unsigned kThreads = 8;
 constexpr unsigned kRowsOfAThread = 100;
@@ -48,8 +48,7 @@ void run_threads(const std::function<void(unsigned)>& body)
 
 TEST(CommonDebugThreads, RowsNeverMix)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] { run_threads(write_rows); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well({.env = kDebugOn}, [] { run_threads(write_rows); });
     EXPECT_TRUE(outcome.out.starts_with(kDebugHeader)) << "the first thread writes the header";
     std::vector<unsigned> next_line(kThreads, 0);
     const auto rows = debug_rows(outcome.out);
@@ -67,16 +66,15 @@ TEST(CommonDebugThreads, FirstCallsOfAllThreadsInitialiseOnce)
 {
     const FreshSetup setup{
         .env = {{"COMMON_DEBUG_ENABLE", "True"}, {"COMMON_DEBUG_ROW_LENGTH", "2"}}};
-    const Outcome outcome = run_fresh(
-        setup, [] { run_threads([](unsigned) { EXPECT_EQ(COMMON_Debug_GetEnable(), 1u); }); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome =
+        well(setup, [] { run_threads([](unsigned) { EXPECT_EQ(COMMON_Debug_GetEnable(), 1u); }); });
     EXPECT_EQ(outcome.out, "Using minimum row length '4' due to invalid value: 2\n");
 }
 
 TEST(CommonDebugThreads, ChildrenForkedAmongWritersCanWrite)
 {
     constexpr unsigned kChildren = 20;
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Debug_Write(stderr, "f", "g", 0, "parent");
         std::atomic<bool> done{false};
         std::vector<std::thread> writers;
@@ -102,7 +100,6 @@ TEST(CommonDebugThreads, ChildrenForkedAmongWritersCanWrite)
             writer.join();
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto rows = debug_rows(outcome.err);
     ASSERT_EQ(rows.size(), kChildren + 1);
     for (unsigned i = 0; i < kChildren; ++i) {

@@ -5,7 +5,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -141,8 +141,7 @@ TEST(CommonLogEnvironment, LegacyIsHonoured)
     const auto rows_with = [](const char* value) {
         auto env = kDebugOn;
         env["COMMON_LOG_LEGACY"] = value;
-        const Outcome outcome = run_fresh({.env = env}, [] { COMMON_Log_LevelGet(); });
-        EXPECT_THAT(outcome, exited(0));
+        const Outcome outcome = well({.env = env}, [] { COMMON_Log_LevelGet(); });
         return row_texts(outcome.err);
     };
     for (const std::string& value : cases_of("False")) {
@@ -350,14 +349,11 @@ TEST(CommonLogEnvironment, OverridesTheFiles)
     }
 }
 
-TEST(CommonLogEnvironment, ChangesAfterTheStartHaveNoEffect)
+FRESH_TEST(CommonLogEnvironment, ChangesAfterTheStartHaveNoEffect)
 {
-    EXPECT_THAT(run_fresh([] {
-                    EXPECT_EQ(settings(), Settings{});
-                    add_to_environment({"COMMON_LOG_LEVEL=Debug", "COMMON_LOG_COLOR=True"});
-                    EXPECT_EQ(settings(), Settings{});
-                }),
-                exited(0));
+    EXPECT_EQ(settings(), Settings{});
+    add_to_environment({"COMMON_LOG_LEVEL=Debug", "COMMON_LOG_COLOR=True"});
+    EXPECT_EQ(settings(), Settings{});
 }
 
 TEST(CommonLogEnvironment, LongValuesAreToldWhole)

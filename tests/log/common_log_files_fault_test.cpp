@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
@@ -60,8 +60,7 @@ Outcome run_held(const std::function<void()>& body)
         COMMON_Log_LevelGet();
         body();
     };
-    const Outcome quiet = run_fresh(setup_with(false), held_body);
-    EXPECT_THAT(quiet, exited(0));
+    const Outcome quiet = well(setup_with(false), held_body);
     EXPECT_EQ(quiet.out + quiet.err, "");
     Outcome outcome = run_fresh(setup_with(true), held_body);
     EXPECT_THAT(outcome, exited(0));
@@ -85,13 +84,12 @@ TEST(CommonLogFilesFault, AFailingClockOnlyPutsTheReadingOff)
 // The report of the clock's failure is a call of the facility, too.
 TEST(CommonLogFilesFault, AReportMadeMeanwhileDoesNotLookForFilesAgain)
 {
-    const Outcome outcome = run_fresh(setup_with(true), [] {
+    const Outcome outcome = well(setup_with(true), [] {
         hold_clock_at(kNow);
         COMMON_Log_LevelGet();
         fault::fail_always(fault::Call::clock_gettime);
         COMMON_Log_LevelGet();
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(files_rows(outcome), ElementsAre(files_row("Failed to get current ftime")));
     EXPECT_THAT(outcome.log, testing::SizeIs(1));
 }
@@ -101,7 +99,7 @@ TEST(CommonLogFilesFault, AReportMadeWhileTheHandlerIsSetDoesNotLookForFiles)
 {
     FreshSetup setup = setup_with(true);
     setup.env["COMMON_LOG_CACHE"] = "False";
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         hold_clock_at(kNow);
         COMMON_Log_LevelGet();
         put_file(kSharedFile, "COMMON_LOG_CACHE=True\n", kWritten);
@@ -113,7 +111,6 @@ TEST(CommonLogFilesFault, AReportMadeWhileTheHandlerIsSetDoesNotLookForFiles)
         EXPECT_EQ(fault::fired(), 1);
         EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, testing::SizeIs(1));
 }
 
@@ -144,11 +141,10 @@ TEST(CommonLogFilesFault, ClosingFailuresNameTheConfiguredFileWhicheverItIs)
     static const std::string kPaths[] = {kConfiguredFile, kSharedFile};
     for (const std::string& path : kPaths) {
         const FreshSetup setup{.env = kDebugOn, .files = {{path, kDebugLevel}}};
-        const Outcome outcome = run_fresh(setup, [] {
+        const Outcome outcome = well(setup, [] {
             fault::fail_always(fault::Call::close, EIO);
             EXPECT_EQ(COMMON_Log_LevelGet(), 6u) << "it was read all the same";
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_THAT(files_rows(outcome), ElementsAre(kNotClosed)) << path;
     }
     for (const bool own : {false, true}) {
@@ -166,12 +162,11 @@ TEST(CommonLogFilesFault, ClosingFailuresNameTheConfiguredFileWhicheverItIs)
 TEST(CommonLogFilesFault, AClosingFailureIsSilentWhileDebugOutputIsOff)
 {
     const FreshSetup setup{.files = {{kConfiguredFile, kDebugLevel}}};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         fault::fail_always(fault::Call::close, EIO);
         EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
         EXPECT_GE(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
     EXPECT_THAT(outcome.log, IsEmpty());
 }
@@ -182,19 +177,17 @@ TEST(CommonLogFilesFault, FilesThatCannotBeOpenedAreSilentlyLeft)
     // configured one.
     const FreshSetup setup{
         .files = {{kConfiguredFile, "COMMON_LOG_STRIP=False\n"}, {kSharedFile, kDebugLevel}}};
-    const Outcome shared = run_fresh(setup, [] {
+    const Outcome shared = well(setup, [] {
         fault::on_call(fault::Call::stat, 2, [] { fault::fail(fault::Call::open, 1, EACCES); });
         EXPECT_EQ(settings(), Settings{.strip = 0});
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(shared, exited(0));
     EXPECT_EQ(shared.out + shared.err, "");
-    const Outcome both = run_fresh(setup, [] {
+    const Outcome both = well(setup, [] {
         fault::on_call(fault::Call::stat, 2, [] { fault::fail_always(fault::Call::open, EMFILE); });
         EXPECT_EQ(settings(), Settings{});
         EXPECT_EQ(fault::fired(), 2);
     });
-    EXPECT_THAT(both, exited(0));
     EXPECT_EQ(both.out + both.err, "");
 }
 
@@ -243,7 +236,7 @@ TEST(CommonLogFilesFault, AReadErrorEndsTheFile)
 
 TEST(CommonLogFilesFault, NoTimeIsAskedForWithoutPeakloadControlOrGranularity)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
         const int before = fault::calls(fault::Call::clock_gettime);
         const int looks = fault::calls(fault::Call::stat);
@@ -252,14 +245,13 @@ TEST(CommonLogFilesFault, NoTimeIsAskedForWithoutPeakloadControlOrGranularity)
         EXPECT_EQ(fault::calls(fault::Call::clock_gettime), before);
         EXPECT_EQ(fault::calls(fault::Call::stat), looks);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogFilesFault, TheCacheTurnedOnByAFileNeedsItsSlot)
 {
     FreshSetup setup = setup_with(true);
     setup.env["COMMON_LOG_CACHE"] = "False";
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         hold_clock_at(kNow);
         COMMON_Log_LevelGet();
         put_file(kSharedFile, "COMMON_LOG_CACHE=True\n", kWritten);
@@ -271,7 +263,6 @@ TEST(CommonLogFilesFault, TheCacheTurnedOnByAFileNeedsItsSlot)
         EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
         EXPECT_EQ(fault::calls(fault::Call::pthread_key_create), 2);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(row_texts(outcome.err),
                 Contains(log_row("stderr", "COMMON_Log_CacheSet",
                                  "Disabling caching due to failure creating the key with error: "

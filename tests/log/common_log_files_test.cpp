@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::IsEmpty;
 
 constexpr std::size_t kPiece = 255;
@@ -61,8 +61,7 @@ TEST(CommonLogFiles, TheSharedFileKeepsTheConfiguredOneFromBeingRead)
     const FreshSetup setup{.files = {{kConfiguredFile, "COMMON_LOG_STRIP=False\n"},
                                      {kSharedFile, "COMMON_LOG_LEVEL=Debug\n"}}};
     const Outcome outcome =
-        run_fresh(setup, [] { EXPECT_EQ(settings(), (Settings{.level = 6, .off = 6})); });
-    EXPECT_THAT(outcome, exited(0));
+        well(setup, [] { EXPECT_EQ(settings(), (Settings{.level = 6, .off = 6})); });
 }
 
 /// Puts something that is no regular file in the place of one: reading a pipe or a device might
@@ -103,7 +102,7 @@ TEST(CommonLogFiles, AnEmptySharedFileCountsAsRead)
 {
     const FreshSetup setup{
         .files = {{kConfiguredFile, "COMMON_LOG_STRIP=False\n"}, {kSharedFile, ""}}};
-    EXPECT_THAT(run_fresh(setup, [] { EXPECT_EQ(settings(), Settings{}); }), exited(0));
+    well(setup, [] { EXPECT_EQ(settings(), Settings{}); });
 }
 
 TEST(CommonLogFiles, FormatAndLegacyOfTheSharedFileCountAtTheStart)
@@ -111,9 +110,8 @@ TEST(CommonLogFiles, FormatAndLegacyOfTheSharedFileCountAtTheStart)
     const FreshSetup setup{
         .env = kDebugOn,
         .files = {{kSharedFile, "COMMON_LOG_FORMAT=Columns\nCOMMON_LOG_LEGACY=False\n"}}};
-    const Outcome outcome = run_fresh(
-        setup, [] { EXPECT_EQ(settings(), Settings{.format = COMMON_LogFormatColumns}); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome =
+        well(setup, [] { EXPECT_EQ(settings(), Settings{.format = COMMON_LogFormatColumns}); });
     EXPECT_THAT(
         row_texts(outcome.err),
         testing::Contains(log_row("stderr", "legacySet", "liboxa.so library was not loaded")));
@@ -128,8 +126,7 @@ TEST(CommonLogFiles, ASharedFileThatCannotBeOpenedLeavesTheConfiguredOne)
             LogSocket socket;
             socket.bind_at(kSharedFile);
         }};
-    const Outcome outcome = run_fresh(setup, [] { EXPECT_EQ(settings(), Settings{.strip = 0}); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(setup, [] { EXPECT_EQ(settings(), Settings{.strip = 0}); });
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
@@ -140,12 +137,11 @@ TEST(CommonLogFiles, FoldersInPlaceOfTheFilesDoNoHarm)
         std::filesystem::create_directories(kSharedFile);
         std::filesystem::create_directories(own_file());
     }};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         EXPECT_EQ(settings(), Settings{});
         COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlOff);
         EXPECT_EQ(settings(), Settings{.control = COMMON_LogPeakloadControlOff});
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
@@ -154,7 +150,7 @@ TEST(CommonLogFiles, TheFileOfTheProcessIsNotReadAtTheStart)
     const FreshSetup setup{.prepare = [] {
         put_file(own_file(), "COMMON_LOG_LEVEL=Debug\nCOMMON_LOG_FORMAT=All\n", 1000);
     }};
-    EXPECT_THAT(run_fresh(setup, [] { EXPECT_EQ(settings(), Settings{}); }), exited(0));
+    well(setup, [] { EXPECT_EQ(settings(), Settings{}); });
 }
 
 TEST(CommonLogFiles, TheFileOfTheProcessIsReadRightAfterTheStartUnderPeakloadControl)
@@ -164,12 +160,10 @@ TEST(CommonLogFiles, TheFileOfTheProcessIsReadRightAfterTheStartUnderPeakloadCon
                                put_file(own_file(),
                                         "COMMON_LOG_LEVEL=Debug\nCOMMON_LOG_FORMAT=All\n", 1000);
                            }};
-    EXPECT_THAT(run_fresh(setup,
-                          [] {
-                              EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelDebug), 1u);
-                              EXPECT_EQ(settings(), (Settings{.control = 1, .level = 6, .off = 6}));
-                          }),
-                exited(0));
+    well(setup, [] {
+        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelDebug), 1u);
+        EXPECT_EQ(settings(), (Settings{.control = 1, .level = 6, .off = 6}));
+    });
 }
 
 TEST(CommonLogFiles, LaterLinesOverrideEarlierOnes)

@@ -24,7 +24,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::Contains;
 using testing::ElementsAre;
@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(ForksInside, ChildGoesOn)
 {
     const Place place = GetParam();
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [&] {
+    const Outcome outcome = well({.env = kDebugOn}, [&] {
         Event inside;
         Event go_on;
         fault::on_call(place.call, place.nth, [&] {
@@ -80,7 +80,6 @@ TEST_P(ForksInside, ChildGoesOn)
         initialising.join();
         log_message(kInfo, "parent");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
                 ElementsAre(written(kInfo, "child"), written(COMMON_LogLevelDebug, "child again"),
                             written(kInfo, "parent's thread"), written(kInfo, "parent")));
@@ -91,7 +90,7 @@ TEST_P(ForksInside, ChildGoesOn)
 
 TEST(CommonLogFork, IsAnsweredFromTheStartOnAndNothingElseIsDone)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (int i = 0; i <= static_cast<int>(Call::dlclose); ++i) {
             const auto call = static_cast<Call>(i);
             // A fork made this very process.
@@ -108,7 +107,6 @@ TEST(CommonLogFork, IsAnsweredFromTheStartOnAndNothingElseIsDone)
         in_child([] { log_message(kInfo, "m"); });
         EXPECT_EQ(fault::calls(Call::pthread_atfork), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 /// A guard of the program's own, which its fork handlers take: it was there before the log was
@@ -121,7 +119,7 @@ Guard* guard = nullptr;
 
 TEST(CommonLogFork, ProgramMayLogUnderALockThatItsHandlersTake)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         Guard own;
         guard = &own;
         pthread_atfork(
@@ -144,7 +142,6 @@ TEST(CommonLogFork, ProgramMayLogUnderALockThatItsHandlersTake)
         in_child([] { log_message(kInfo, "child"); });
         logging.join();
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
                 ElementsAre(written(kInfo, "first"), written(kInfo, "under the lock"),
                             written(kInfo, "child")));
@@ -152,14 +149,13 @@ TEST(CommonLogFork, ProgramMayLogUnderALockThatItsHandlersTake)
 
 TEST(CommonLogFork, HandlersOfTheProgramMayLog)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         pthread_atfork([] { log_message(kInfo, "before"); }, [] { log_message(kInfo, "parent"); },
                        [] { log_message(kInfo, "child's handler"); });
         log_message(kInfo, "first");
         const pid_t child = start_child([] { log_message(kInfo, "child"); });
         await_child(child);
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto all = reports(outcome);
     ASSERT_THAT(all, testing::SizeIs(5));
     EXPECT_EQ(all[0], written(kInfo, "first"));
@@ -241,23 +237,20 @@ TEST_P(HeldWhileForking, IsWaitedForWhateverTheTimeOfDay)
     const Holder& holder = GetParam();
     FreshSetup setup{.env = kDebugOn};
     setup.env["COMMON_LOG_CACHE"] = "False";
-    EXPECT_THAT(run_fresh(setup,
-                          [&] {
-                              COMMON_Log_LevelGet();
-                              hold_clock_at(1'000'000'000);  // long ago
-                              const int forking = gettid();
-                              std::atomic<bool> forked{false};
-                              HeldLock held(holder);
-                              held.go_on_after([&] {
-                                  EXPECT_TRUE(
-                                      wait_until([&] { return is_blocked(forking) || forked; }));
-                                  EXPECT_FALSE(forked) << "without the lock";
-                              });
-                              const pid_t child = start_child(holder.use);
-                              forked = true;
-                              await_child(child);
-                          }),
-                exited(0));
+    well(setup, [&] {
+        COMMON_Log_LevelGet();
+        hold_clock_at(1'000'000'000);  // long ago
+        const int forking = gettid();
+        std::atomic<bool> forked{false};
+        HeldLock held(holder);
+        held.go_on_after([&] {
+            EXPECT_TRUE(wait_until([&] { return is_blocked(forking) || forked; }));
+            EXPECT_FALSE(forked) << "without the lock";
+        });
+        const pid_t child = start_child(holder.use);
+        forked = true;
+        await_child(child);
+    });
 }
 
 TEST_P(HeldWhileForking, ForTooLongDoesNotHangTheChild)
@@ -265,29 +258,27 @@ TEST_P(HeldWhileForking, ForTooLongDoesNotHangTheChild)
     const Holder& holder = GetParam();
     FreshSetup setup{.env = kDebugOn};
     setup.env["COMMON_LOG_CACHE"] = "False";
-    EXPECT_THAT(run_fresh(setup,
-                          [&] {
-                              COMMON_Log_LevelGet();
-                              const HeldLock held(holder);
-                              fault::fail(Call::pthread_mutex_clocklock, holder.number, ETIMEDOUT);
-                              const pid_t child = start_child([&] {
-                                  log_message(kInfo, "child");
-                                  for (const Holder& other : kHolders) {
-                                      if (other.number != kDescriptors.number) {
-                                          other.use();
-                                      }
-                                  }
-                                  in_child([] { log_message(kInfo, "grandchild"); });
-                              });
-                              EXPECT_EQ(fault::fired(), 1);
-                              await_child(child);
-                          }),
-                exited(0));
+    well(setup, [&] {
+        COMMON_Log_LevelGet();
+        const HeldLock held(holder);
+        fault::fail(Call::pthread_mutex_clocklock, holder.number, ETIMEDOUT);
+        const pid_t child = start_child([&] {
+            log_message(kInfo, "child");
+            for (const Holder& other : kHolders) {
+                if (other.number != kDescriptors.number) {
+                    other.use();
+                }
+            }
+            in_child([] { log_message(kInfo, "grandchild"); });
+        });
+        EXPECT_EQ(fault::fired(), 1);
+        await_child(child);
+    });
 }
 
 TEST(HeldForTooLong, DescriptorTableEndsTheChildThatUsesIt)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const HeldLock held(kDescriptors);
         fault::fail(Call::pthread_mutex_clocklock, kDescriptors.number, ETIMEDOUT);
         const pid_t child = start_child([] { (void)Allocate_Descriptor(); });
@@ -295,17 +286,16 @@ TEST(HeldForTooLong, DescriptorTableEndsTheChildThatUsesIt)
         EXPECT_EQ(waitpid(child, &status, 0), child);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << "status " << status;
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_FALSE(outcome.log.empty());
-    EXPECT_EQ(reports(outcome)[0], report(COMMON_LogLevelError, "CLDES", "client_descriptor",
-                                          "LockDescriptor", "Failed to lock descriptor mutex."));
+    EXPECT_EQ(reports(outcome)[0], said(COMMON_LogLevelError, "CLDES", "client_descriptor",
+                                        "LockDescriptor", "Failed to lock descriptor mutex."));
 }
 
 TEST(HeldForTooLong, LocalTimeIsTheLastKnownOneInTheChild)
 {
     FreshSetup setup{.env = kDebugOn};
     setup.env["TZ"] = "ABC-5:30";
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         COMMON_Log_LevelGet();  // which asks for the local time, for its rows
         hold_clock_at(1'000'000'000 + 9'000);
         const HeldLock held(kLocalTime);
@@ -317,7 +307,6 @@ TEST(HeldForTooLong, LocalTimeIsTheLastKnownOneInTheChild)
             EXPECT_EQ(fault::calls(Call::localtime_r), asked);
         });
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_THAT(reports(outcome),
                 ElementsAre(written(kInfo, "child"), written(kInfo, "grandchild")));
     for (const auto& record : outcome.log) {
@@ -328,7 +317,7 @@ TEST(HeldForTooLong, LocalTimeIsTheLastKnownOneInTheChild)
 
 TEST(HeldForTooLong, SystemLogGetsNothingFromTheChild)
 {
-    const Outcome outcome = run_fresh(hanging_daemon_setup(), [] {
+    const Outcome outcome = well(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
         const int records = HangingDaemon::more_than_the_queue();
         std::thread writer = daemon.start_blocked_writer(records);
@@ -349,7 +338,6 @@ TEST(HeldForTooLong, SystemLogGetsNothingFromTheChild)
         EXPECT_EQ(daemon.received(", child"), 0);
         EXPECT_EQ(daemon.received(", later"), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 
 constexpr auto kNone = COMMON_LogPeakloadControlNone;
 constexpr auto kOff = COMMON_LogPeakloadControlOff;
@@ -125,7 +125,7 @@ void random_walk(std::uint32_t seed)
 TEST(CommonLogGate, AgreesWithTheSettingsAfterRandomChanges)
 {
     for (const std::uint32_t seed : {1u, 2u, 3u, 4u, 5u}) {
-        EXPECT_THAT(run_fresh([=] { random_walk(seed); }), exited(0));
+        well([=] { random_walk(seed); });
     }
 }
 
@@ -145,13 +145,13 @@ TEST(CommonLogGate, StartsWithWhatTheEnvironmentSays)
          {0, {kOff, 5, 5, 5}}},
     };
     for (const auto& one : kCases) {
-        EXPECT_THAT(run_fresh({.env = one.env}, [&] { agrees(one.model); }), exited(0));
+        well({.env = one.env}, [&] { agrees(one.model); });
     }
 }
 
 TEST(CommonLogGate, WhatIsAcceptedIsWrittenAndNothingElse)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (COMMON_LogLevel_t current = 0; current <= COMMON_LogLevelVerbose; ++current) {
             COMMON_Log_LevelSet(current);
             for (COMMON_LogLevel_t level = 0; level <= 8; ++level) {
@@ -159,7 +159,6 @@ TEST(CommonLogGate, WhatIsAcceptedIsWrittenAndNothingElse)
             }
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     std::vector<Report> expected;
     for (COMMON_LogLevel_t current = 0; current <= COMMON_LogLevelVerbose; ++current) {
         for (COMMON_LogLevel_t level = 0; level <= current; ++level) {

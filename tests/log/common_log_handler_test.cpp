@@ -21,7 +21,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::Contains;
 using testing::ElementsAre;
@@ -54,7 +54,7 @@ void in_a_thread(const std::function<void()>& body)
 
 TEST(CommonLogThreadRecord, IsAllocatedOnceAndFreedWithTheThread)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
         const long blocks = fault::outstanding_blocks();
         in_a_thread([blocks] {
@@ -66,14 +66,13 @@ TEST(CommonLogThreadRecord, IsAllocatedOnceAndFreedWithTheThread)
         });
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
                 ElementsAre(written(kInfo, "0"), written(kInfo, "1"), written(kInfo, "2")));
 }
 
 TEST(CommonLogThreadRecord, EachThreadHasItsOwn)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         log_message(kInfo, "main");
         const long blocks = fault::outstanding_blocks();
         in_a_thread([blocks] {
@@ -87,7 +86,6 @@ TEST(CommonLogThreadRecord, EachThreadHasItsOwn)
         });
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_THAT(outcome.log, SizeIs(4));
     for (std::size_t i = 1; i < 4; ++i) {
         const LayoutFields fields = fields_of(outcome.log[i]);
@@ -99,14 +97,13 @@ TEST(CommonLogThreadRecord, EachThreadHasItsOwn)
 TEST(CommonLogThreadRecord, IsNotKeptUnlessTheCacheIsOne)
 {
     for (const std::uint32_t cache : {0u, 2u, ~0u}) {
-        const Outcome outcome = run_fresh([cache] {
+        const Outcome outcome = well([cache] {
             COMMON_Log_CacheSet(cache);
             log_message(kInfo, "%d", gettid());
             in_a_thread([] { log_message(kInfo, "%d", gettid()); });
             EXPECT_EQ(fault::calls(Call::malloc), 0);
             EXPECT_EQ(fault::calls(Call::pthread_setspecific), 0);
         });
-        EXPECT_THAT(outcome, exited(0));
         ASSERT_THAT(outcome.log, SizeIs(2)) << cache;
         for (const auto& record : outcome.log) {
             EXPECT_EQ(std::to_string(fields_of(record).tid), fields_of(record).message);
@@ -116,7 +113,7 @@ TEST(CommonLogThreadRecord, IsNotKeptUnlessTheCacheIsOne)
 
 TEST(CommonLogThreadRecord, IsKeptAgainWhenTheCacheIsTurnedOn)
 {
-    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_CACHE", "False"}}}, [] {
+    const Outcome outcome = well({.env = {{"COMMON_LOG_CACHE", "False"}}}, [] {
         const long blocks = fault::outstanding_blocks();
         in_a_thread([blocks] {
             log_message(kInfo, "off");
@@ -128,14 +125,13 @@ TEST(CommonLogThreadRecord, IsKeptAgainWhenTheCacheIsTurnedOn)
         });
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "off"), written(kInfo, "on"),
                                               written(kInfo, "off again")));
 }
 
 TEST(CommonLogThreadRecord, WithoutMemoryTheRecordIsWrittenAllTheSame)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
         fault::fail(Call::malloc, 1);
         log_message(kInfo, "first");
@@ -143,7 +139,6 @@ TEST(CommonLogThreadRecord, WithoutMemoryTheRecordIsWrittenAllTheSame)
         EXPECT_EQ(fault::fired(), 1);
         EXPECT_EQ(fault::calls(Call::malloc), 2);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(said_by_log(kError, "handlerLegacy",
                                                           "Failed to allocate memory for log data"),
                                               written(kInfo, "first"), written(kInfo, "second")));
@@ -151,19 +146,18 @@ TEST(CommonLogThreadRecord, WithoutMemoryTheRecordIsWrittenAllTheSame)
 
 TEST(CommonLogThreadRecord, FailuresAreReportedOnlyWhereErrorsAreAcceptable)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelSet(COMMON_LogLevelCritical);
         fault::fail_always(Call::malloc);
         log_message(COMMON_LogLevelCritical, "m");
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelCritical, "m")));
 }
 
 TEST(CommonLogThreadRecord, ThatCannotBeStoredIsFreed)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
         const long blocks = fault::outstanding_blocks();
         fault::fail(Call::pthread_setspecific, 1, ENOMEM);
@@ -174,7 +168,6 @@ TEST(CommonLogThreadRecord, ThatCannotBeStoredIsFreed)
         log_message(kInfo, "third");
         EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     const std::string failed = "Failed to set the thread-specific key with error: ";
     EXPECT_THAT(
         reports(outcome),
@@ -190,14 +183,13 @@ TEST(CommonLogThreadRecord, LongRecordWithoutMemoryIsCutButSent)
     const std::string file(5000, 'f');
     const std::string function(5000, 'g');
     const std::string message(1023, 'm');
-    const Outcome outcome = run_fresh([&] {
+    const Outcome outcome = well([&] {
         log_message(kInfo, "has its own record now");
         fault::fail_always(Call::malloc);
         COMMON_Log_Write(kInfo, kZoneNumber, zone.c_str(), file.c_str(), function.c_str(), 12, "%s",
                          message.c_str());
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_THAT(outcome.log, SizeIs(2));
     const LayoutFields fields = fields_of(outcome.log[1]);
     EXPECT_EQ(fields.zone, zone.substr(0, 120));
@@ -217,8 +209,7 @@ TEST(CommonLogThreadRecord, ClearingFailureIsToldOnStandardError)
         EXPECT_EQ(fault::fired(), 1);
         EXPECT_EQ(fault::outstanding_blocks(), 0);
     };
-    const Outcome outcome = run_fresh({.env = kDebugOn}, body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well({.env = kDebugOn}, body);
     EXPECT_THAT(row_texts(outcome.err),
                 Contains(log_row("stderr", "threadOnceDestructor",
                                  "Failed to clear the thread-specific value with error: "
@@ -226,8 +217,7 @@ TEST(CommonLogThreadRecord, ClearingFailureIsToldOnStandardError)
                     .Times(1));
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
 
-    const Outcome without_debug = run_fresh(body);
-    EXPECT_THAT(without_debug, exited(0));
+    const Outcome without_debug = well(body);
     EXPECT_EQ(without_debug.err, "");
 }
 
@@ -242,22 +232,20 @@ TEST(CommonLogThreadRecord, DestructorWithoutARecordTellsSo)
         log_message(kInfo, "next");
         EXPECT_EQ(fault::calls(Call::malloc), 1);  // the record is still there
     };
-    const Outcome outcome = run_fresh({.env = kDebugOn}, body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well({.env = kDebugOn}, body);
     EXPECT_THAT(row_texts(outcome.err),
                 Contains(log_row("stderr", "threadOnceDestructor",
                                  "threadOnceDestructor() called with NULL parameter!"))
                     .Times(1));
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m"), written(kInfo, "next")));
 
-    const Outcome without_debug = run_fresh(body);
-    EXPECT_THAT(without_debug, exited(0));
+    const Outcome without_debug = well(body);
     EXPECT_EQ(without_debug.err, "");
 }
 
 /// The rounds of destructors in which something is logged: all that the C library grants. In the
 /// last one ThreadSanitizer no longer watches the thread.
-#if defined(BENCH_THREAD_SANITIZER)
+#if defined(HARNESS_THREAD_SANITIZER)
 constexpr int kRounds = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
 #else
 constexpr int kRounds = PTHREAD_DESTRUCTOR_ITERATIONS;
@@ -289,7 +277,7 @@ void log_and_come_again(void* value)
 
 TEST(CommonLogThreadEnd, OtherDestructorsLogBeforeAndAfterTheRecordIsGone)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         earlier_key.make("earlier", log_and_come_again);
         log_message(kInfo, "main");
         later_key.make("later", log_and_come_again);
@@ -302,7 +290,6 @@ TEST(CommonLogThreadEnd, OtherDestructorsLogBeforeAndAfterTheRecordIsGone)
         });
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto all = reports(outcome);
     EXPECT_THAT(all, SizeIs(2 + 2 * kRounds));
     EXPECT_THAT(all, Contains(written(kInfo, "earlier")).Times(kRounds));
@@ -311,14 +298,13 @@ TEST(CommonLogThreadEnd, OtherDestructorsLogBeforeAndAfterTheRecordIsGone)
 
 TEST(CommonLogThreadEnd, FirstRecordOfAThreadMayComeFromADestructor)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
         later_key.make("first", [](void*) { log_message(kInfo, "%d", gettid()); });
         const long blocks = fault::outstanding_blocks();
         in_a_thread([] { pthread_setspecific(later_key.key, &later_key); });
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_THAT(outcome.log, SizeIs(1));
     const LayoutFields fields = fields_of(outcome.log[0]);
     EXPECT_EQ(std::to_string(fields.tid), fields.message);
@@ -326,7 +312,7 @@ TEST(CommonLogThreadEnd, FirstRecordOfAThreadMayComeFromADestructor)
 
 TEST(CommonLogThreadEnd, CancelledThreadLogsInItsCleanup)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
         const long blocks = fault::outstanding_blocks();
         static std::atomic<bool> waiting{false};
@@ -347,7 +333,6 @@ TEST(CommonLogThreadEnd, CancelledThreadLogsInItsCleanup)
         pthread_join(thread, nullptr);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "thread"), written(kInfo, "cleanup")));
 }
 
@@ -430,7 +415,7 @@ INSTANTIATE_TEST_SUITE_P(All, CancelledInside, testing::ValuesIn(kCancelled),
 TEST_P(CancelledInside, LeavesNothingUndone)
 {
     const Cancelled& test = GetParam();
-    const Outcome outcome = run_fresh({.env = test.env}, [&] {
+    const Outcome outcome = well({.env = test.env}, [&] {
         in_a_thread(test.prepare);
         const long blocks = fault::outstanding_blocks();
         fault::on_call(test.inside, 1, [] { pthread_cancel(pthread_self()); });
@@ -450,17 +435,15 @@ TEST_P(CancelledInside, LeavesNothingUndone)
         in_a_thread(test.check);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogExit, HandlersLogWheneverTheyWereRegistered)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         std::atexit([] { log_message(kInfo, "registered before the first call"); });
         log_message(kInfo, "body");
         std::atexit([] { log_message(kInfo, "registered after it"); });
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
                 ElementsAre(written(kInfo, "body"), written(kInfo, "registered after it"),
                             written(kInfo, "registered before the first call")));
@@ -468,14 +451,13 @@ TEST(CommonLogExit, HandlersLogWheneverTheyWereRegistered)
 
 TEST(CommonLogExit, FirstCallMayComeFromAnExitHandler)
 {
-    const Outcome outcome = run_fresh([] { std::atexit([] { log_message(kInfo, "at exit"); }); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([] { std::atexit([] { log_message(kInfo, "at exit"); }); });
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "at exit")));
 }
 
 TEST(CommonLogMessage, IsEmptyWhenItCannotBeFormatted)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         log_message(kInfo, "before");
         constexpr wchar_t kNoCharacter[] = {0x110000, 0};
         log_message(kInfo, "%s %ls", "some text", kNoCharacter);
@@ -485,7 +467,6 @@ TEST(CommonLogMessage, IsEmptyWhenItCannotBeFormatted)
         fault::reset();
         log_message(kInfo, "after");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "before"), written(kInfo, ""),
                                               written(kInfo, ""), written(kInfo, "after")));
 }

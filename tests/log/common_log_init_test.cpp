@@ -20,7 +20,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::AssertionFailure;
 using testing::AssertionResult;
@@ -33,9 +33,9 @@ using testing::SizeIs;
 constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
 constexpr COMMON_LogLevel_t kFatal = COMMON_LogLevelFatal;
 
-const Report kClockFailure = report(kFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
-                                    "Failed to get the CLOCK_REALTIME time with error: "
-                                    "Invalid argument (22)");
+const Report kClockFailure = said(kFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
+                                  "Failed to get the CLOCK_REALTIME time with error: "
+                                  "Invalid argument (22)");
 
 void first_debug_row()
 {
@@ -104,8 +104,7 @@ TEST_P(Starts, WithSettingsThatCannotBeRead)
                    {"/config/common/log/settings.txt/file", ""},
                    {"/tmp/common/log/settings.txt/file", ""},
                    {"/oxa/lib/liboxa.so/file", ""}};
-    const Outcome outcome = run_fresh(setup, [] { log_message(kInfo, "m"); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(setup, [] { log_message(kInfo, "m"); });
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
 }
 
@@ -176,13 +175,12 @@ TEST_P(Starts, WhicheverCallFailsFromThenOnInOneFunction)
 
 TEST(CommonLogInit, FailingOnceControlLeavesTheDefaults)
 {
-    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_FORMAT", "Legacy"}}}, [] {
+    const Outcome outcome = well({.env = {{"COMMON_LOG_FORMAT", "Legacy"}}}, [] {
         fault::fail_always(Call::pthread_once, EINVAL);
         log_message(kInfo, "m");
         EXPECT_EQ(COMMON_Log_Acceptable(5), 1u);
         EXPECT_EQ(COMMON_Log_Acceptable(6), 0u);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.out,
                 HasSubstr("The once control failed with error: Invalid argument (22)"));
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
@@ -196,12 +194,11 @@ TEST(CommonLogInit, ReportMadeMeanwhileGoesOutWithDefaultSettings)
     FreshSetup setup{.env = kDebugOn};
     setup.env["COMMON_LOG_FORMAT"] = "Legacy";
     setup.env["COMMON_LOG_LEVEL"] = "Verbose";
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         fault::fail(Call::clock_gettime, 1, EINVAL);  // of the row "Initializing"
         log_message(COMMON_LogLevelVerbose, "m");
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_THAT(outcome.log, SizeIs(2));
     EXPECT_EQ(reports(outcome)[0], kClockFailure);
     EXPECT_EQ(fields_of(outcome.log[0]).pid, 0);
@@ -214,13 +211,12 @@ TEST(CommonLogInit, ReportMadeMeanwhileGoesOutWithDefaultSettings)
 
 TEST(CommonLogInit, SlotThatCannotBeMadeTurnsTheCacheOff)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         fault::fail(Call::pthread_key_create, 1, EAGAIN);
         log_message(kInfo, "m");
         EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
         EXPECT_EQ(fault::calls(Call::malloc), 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(row_texts(outcome.err),
                 Contains(log_row("stderr", "threadOnce",
                                  "Disabling caching due to failure creating the key with error: "
@@ -253,7 +249,7 @@ void at_once(const std::vector<std::function<void()>>& functions)
 TEST_P(Starts, InManyThreadsAtOnce)
 {
     for (int round = 0; round < 30; ++round) {
-        const Outcome outcome = run_fresh(with_debug(GetParam()), [] {
+        const Outcome outcome = well(with_debug(GetParam()), [] {
             std::vector<std::function<void()>> all;
             for (const auto& first : kFirstCalls) {
                 all.emplace_back(first.call);
@@ -261,7 +257,6 @@ TEST_P(Starts, InManyThreadsAtOnce)
             at_once(all);
             log_message(kInfo, "last");
         });
-        ASSERT_THAT(outcome, exited(0));
         ASSERT_THAT(reports(outcome), ElementsAre(written(kInfo, "m"), written(kInfo, "last")));
         ASSERT_THAT(row_texts(outcome.out),
                     Contains(log_row("stdout", "threadOnce", "Initialized")).Times(GetParam()));
@@ -294,7 +289,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(FirstCallsMeet, AndNeitherHangs)
 {
     const Meeting meeting = GetParam();
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [&] {
+    const Outcome outcome = well({.env = kDebugOn}, [&] {
         Event inside;
         Event go_on;
         std::atomic<int> other_thread{0};
@@ -317,7 +312,6 @@ TEST_P(FirstCallsMeet, AndNeitherHangs)
         other.join();
         log_message(kInfo, "last");
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_FALSE(outcome.log.empty());
     EXPECT_EQ(reports(outcome).back(), written(kInfo, "last"));
 }

@@ -12,13 +12,13 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 TEST(CommonLogInternal, LevelSetReportsAnInvalidPeakloadControl)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
         common::logger.granularityPeakloadProcessing = 0;
         for (const std::uint32_t control : {3u, UINT32_MAX}) {
@@ -29,7 +29,6 @@ TEST(CommonLogInternal, LevelSetReportsAnInvalidPeakloadControl)
             EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelWarn), 0u);
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto error = [](const char* message) {
         return said_by_log(COMMON_LogLevelError, "COMMON_Log_LevelSet", message);
     };
@@ -39,7 +38,7 @@ TEST(CommonLogInternal, LevelSetReportsAnInvalidPeakloadControl)
 
 TEST(CommonLogInternal, AnInvalidPeakloadControlIsDumpedAsInvalid)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
         common::logger.granularityPeakloadProcessing = -5;
         common::logger.peakloadControl = 3;
@@ -47,7 +46,6 @@ TEST(CommonLogInternal, AnInvalidPeakloadControlIsDumpedAsInvalid)
         common::publish_gate();
         COMMON_LogDumpLoggerStatus("");
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto all = reports(outcome);
     ASSERT_EQ(all.size(), 11u);
     EXPECT_EQ(all[6].message, "level:    Invalid (9) Current");
@@ -59,13 +57,12 @@ TEST(CommonLogInternal, AnInvalidPeakloadControlIsDumpedAsInvalid)
 
 TEST(CommonLogInternal, ASecondInitialisationOnlySaysSo)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Log_LevelSet(COMMON_LogLevelError);
         std::fflush(nullptr);
         common::threadOnce();
         EXPECT_EQ(COMMON_Log_LevelGet(), COMMON_LogLevelError);
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto rows = row_texts(outcome.err);
     ASSERT_FALSE(rows.empty());
     EXPECT_EQ(rows.back(), log_row("stderr", "threadOnce", "The once handler was already called"));
@@ -77,7 +74,7 @@ TEST(CommonLogInternal, ASecondInitialisationOnlySaysSo)
 TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
 {
     using common::process_locks;
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         Event held;
         Event go_on;
         std::thread holder([&] {
@@ -122,7 +119,6 @@ TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
             EXPECT_EQ(pthread_mutex_unlock(&lock), 0);
         }
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogInternal, ParsingNothingEndsTheProcess)

@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using namespace std::chrono_literals;
 
 constexpr auto kNone = COMMON_LogPeakloadControlNone;
@@ -29,12 +29,11 @@ void run_held(const std::map<std::string, std::string>& env, const std::function
 {
     FreshSetup setup{.env = env};
     setup.env.emplace("COMMON_LOG_PEAKLOAD_CONTROL", "Off");
-    const Outcome outcome = run_fresh(setup, [&] {
+    const Outcome outcome = well(setup, [&] {
         hold_clock_at(kNow, 500'000'000);
         COMMON_Log_LevelGet();
         body();
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
@@ -203,7 +202,7 @@ TEST(CommonLogReread, AFileReadAtTheStartIsNotReadAgain)
 {
     const FreshSetup setup{.env = {{"COMMON_LOG_PEAKLOAD_CONTROL", "Off"}},
                            .prepare = [] { put_file(kSharedFile, kDebugLevel, kWritten); }};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         hold_clock_at(kNow);
         EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
         COMMON_Log_LevelSet(COMMON_LogLevelWarn);
@@ -211,7 +210,6 @@ TEST(CommonLogReread, AFileReadAtTheStartIsNotReadAgain)
         touch(kSharedFile, kWritten + 1);
         EXPECT_EQ(level_after_granularity(), 6u);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogReread, TheEnvironmentKeepsOverridingAFileThatDoesNotChange)
@@ -219,12 +217,11 @@ TEST(CommonLogReread, TheEnvironmentKeepsOverridingAFileThatDoesNotChange)
     const FreshSetup setup{
         .env = {{"COMMON_LOG_PEAKLOAD_CONTROL", "Off"}, {"COMMON_LOG_LEVEL", "Error"}},
         .prepare = [] { put_file(kSharedFile, kDebugLevel, kWritten); }};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         hold_clock_at(kNow);
         EXPECT_EQ(COMMON_Log_LevelGet(), 2u) << "the file was read before the environment";
         EXPECT_EQ(level_after_granularity(), 2u);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogReread, TheConfiguredFileIsNotLookedAtAgain)
@@ -374,7 +371,7 @@ TEST(CommonLogReread, TheCacheCanBeTurnedOn)
 {
     const FreshSetup setup{
         .env = {{"COMMON_LOG_CACHE", "False"}, {"COMMON_LOG_PEAKLOAD_CONTROL", "Off"}}};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         hold_clock_at(kNow);
         EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
         put_file(kSharedFile, "COMMON_LOG_CACHE=True", kWritten);
@@ -382,7 +379,6 @@ TEST(CommonLogReread, TheCacheCanBeTurnedOn)
         log_message(COMMON_LogLevelInfo, "cached");
         EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), testing::ElementsAre(written(COMMON_LogLevelInfo, "cached")));
 }
 

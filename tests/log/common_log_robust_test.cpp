@@ -25,7 +25,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::SizeIs;
@@ -50,15 +50,13 @@ TEST(CommonLogErrno, IsUntouchedByEveryCall)
         for (const bool daemon : {true, false}) {
             FreshSetup setup{.env = kDebugOn};
             setup.open_log_socket = daemon;
-            EXPECT_THAT(run_fresh(setup,
-                                  [&] {
-                                      for (int i = 0; i < 3; ++i) {  // the first one initialises
-                                          errno = 4711;
-                                          test.call();
-                                          EXPECT_EQ(errno, 4711) << test.name << i;
-                                      }
-                                  }),
-                        exited(0));
+            well(setup, [&] {
+                for (int i = 0; i < 3; ++i) {  // the first one initialises
+                    errno = 4711;
+                    test.call();
+                    EXPECT_EQ(errno, 4711) << test.name << i;
+                }
+            });
         }
     }
 }
@@ -68,7 +66,7 @@ TEST(CommonLogErrno, OfTheCallerShowsInRecordAndEcho)
     for (const char* cache : {"True", "False"}) {
         FreshSetup setup{.env = kDebugOn};
         setup.env["COMMON_LOG_CACHE"] = cache;
-        const Outcome outcome = run_fresh(setup, [] {
+        const Outcome outcome = well(setup, [] {
             const UncheckedWrite log_write = COMMON_Log_Write;
             for (const int error : {ENOENT, EXDEV}) {  // the first record initialises
                 errno = error;
@@ -76,7 +74,6 @@ TEST(CommonLogErrno, OfTheCallerShowsInRecordAndEcho)
                           "failed: %m (%d)", 1);
             }
         });
-        EXPECT_THAT(outcome, exited(0));
         const std::string first = "failed: No such file or directory (1)";
         const std::string second = "failed: Invalid cross-device link (1)";
         EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelFatal, first),
@@ -89,30 +86,28 @@ TEST(CommonLogErrno, OfTheCallerShowsInRecordAndEcho)
 
 TEST(CommonLogErrno, OfTheCallerShowsAlsoWhereTheTimeZoneIsUnknown)
 {
-    const Outcome record = run_fresh([] {
+    const Outcome record = well([] {
         const UncheckedWrite log_write = COMMON_Log_Write;
         setenv("TZ", ":Nowhere", 1);  // looking for it sets errno
         errno = EXDEV;
         log_write(kInfo, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
     });
-    EXPECT_THAT(record, exited(0));
     EXPECT_THAT(reports(record), ElementsAre(written(kInfo, "Invalid cross-device link")));
 
-    const Outcome row = run_fresh({.env = kDebugOn}, [] {
+    const Outcome row = well({.env = kDebugOn}, [] {
         void (*const write)(std::FILE*, const char*, const char*, std::int32_t, const char*, ...) =
             COMMON_Debug_Write;
         setenv("TZ", ":Nowhere", 1);
         errno = EXDEV;
         write(stderr, "file.c", "function", 7, "%m");
     });
-    EXPECT_THAT(row, exited(0));
     EXPECT_THAT(row_texts(row.err),
                 ElementsAre(RowText{"stderr", "file.c", "function", "Invalid cross-device link"}));
 }
 
 TEST(CommonLogErrno, OfTheCallerShowsInTheEchoAlsoWhenTheDaemonIsGone)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn, .open_log_socket = false}, [] {
+    const Outcome outcome = well({.env = kDebugOn, .open_log_socket = false}, [] {
         LogSocket daemon;
         daemon.bind_at();
         log_message(kInfo, "connected");
@@ -121,7 +116,6 @@ TEST(CommonLogErrno, OfTheCallerShowsInTheEchoAlsoWhenTheDaemonIsGone)
         errno = EXDEV;
         log_write(COMMON_LogLevelFatal, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(
         row_texts(outcome.err),
         Contains(RowText{"stderr", "file.c", "function", "Invalid cross-device link"}).Times(1));
@@ -143,7 +137,7 @@ bool is_connected()
 
 TEST(CommonLogDaemon, IsConnectedByTheFirstCallHoweverTheProgramOpenedItsLog)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         openlog("identity", LOG_PID | LOG_PERROR, LOG_LOCAL3);
         EXPECT_FALSE(is_connected());
         COMMON_Log_LevelGet();
@@ -154,7 +148,6 @@ TEST(CommonLogDaemon, IsConnectedByTheFirstCallHoweverTheProgramOpenedItsLog)
         log_message(kInfo, "m");
         syslog(LOG_INFO, "of the program");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.err, "");
     ASSERT_THAT(outcome.log, SizeIs(3));
     for (const auto& record : outcome.log) {
@@ -165,7 +158,7 @@ TEST(CommonLogDaemon, IsConnectedByTheFirstCallHoweverTheProgramOpenedItsLog)
 
 TEST(CommonLogDaemon, GetsNoRecordThatIsLargerThanASocketSendsAtOnce)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         int limit = 0;
         socklen_t size = sizeof limit;
@@ -175,13 +168,12 @@ TEST(CommonLogDaemon, GetsNoRecordThatIsLargerThanASocketSendsAtOnce)
         COMMON_Log_Write(kInfo, kZoneNumber, zone.c_str(), "file.c", "function", 7, "lost");
         log_message(kInfo, "next");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "next")));
 }
 
 TEST(CommonLogDaemon, WithoutOneRecordsAreDropped)
 {
-    const Outcome outcome = run_fresh({.open_log_socket = false}, [] {
+    const Outcome outcome = well({.open_log_socket = false}, [] {
         log_message(kInfo, "dropped");
         LogSocket daemon;
         daemon.bind_at();
@@ -191,7 +183,6 @@ TEST(CommonLogDaemon, WithoutOneRecordsAreDropped)
         unlink("/dev/log");
         log_message(kInfo, "dropped again");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.err, "");
 }
 
@@ -241,7 +232,7 @@ TEST_P(ForkWhileLogging, EveryChildLogs)
     constexpr int kForks = 200;
     FreshSetup setup{.env = {{"COMMON_LOG_CACHE", GetParam()}}};
     setup.time_limit = std::chrono::seconds(60);
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         const Hammer hammer(8);
         for (int i = 0; i < kForks; ++i) {
             const int before = hammer.written();
@@ -252,7 +243,6 @@ TEST_P(ForkWhileLogging, EveryChildLogs)
             EXPECT_TRUE(wait_until([&] { return hammer.written() > before; }));
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     std::vector<Report> children;
     for (const auto& one : reports(outcome)) {
         if (one != written(kInfo, "hammer")) {
@@ -272,7 +262,7 @@ TEST(CommonLogFork, EveryChildKnowsTheLocalTimeWhateverOthersAskMeanwhile)
 {
     FreshSetup setup{.env = kDebugOn};
     setup.time_limit = std::chrono::seconds(60);
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         std::atomic<bool> stop{false};
         std::atomic<int> rows{0};
         std::atomic<int> ready{0};
@@ -300,14 +290,13 @@ TEST(CommonLogFork, EveryChildKnowsTheLocalTimeWhateverOthersAskMeanwhile)
             thread.join();
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, SizeIs(300));
 }
 
 TEST(CommonLogFork, ChildKeepsTheCapturedProcessButHasItsOwnThread)
 {
     for (const COMMON_LogFormat_t format : {0u, 1u, 2u, 3u, 4u}) {
-        const Outcome outcome = run_fresh([format] {
+        const Outcome outcome = well([format] {
             prctl(PR_SET_NAME, "captured");
             COMMON_Log_FormatSet(format);
             log_message(kInfo, "parent");
@@ -317,7 +306,6 @@ TEST(CommonLogFork, ChildKeepsTheCapturedProcessButHasItsOwnThread)
             in_child([] { log_message(kInfo, "%d", getpid()); });
             in_child([] { std::thread([] { log_message(kInfo, "%d", gettid()); }).join(); });
         });
-        ASSERT_THAT(outcome, exited(0));
         ASSERT_THAT(outcome.log, SizeIs(3)) << format;
         const std::int64_t captured = std::stol(outcome.out);
         for (std::size_t i = 1; i < 3; ++i) {
@@ -348,7 +336,7 @@ TEST(CommonLogFork, ChildKeepsTheCapturedProcessButHasItsOwnThread)
 
 TEST(CommonLogFork, GrandchildrenLogUnderTheirOwnThreads)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         log_message(kInfo, "%d", gettid());
         in_child([] {
             in_child([] { log_message(kInfo, "%d", gettid()); });
@@ -356,7 +344,6 @@ TEST(CommonLogFork, GrandchildrenLogUnderTheirOwnThreads)
         });
         log_message(kInfo, "%d", gettid());
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_THAT(outcome.log, SizeIs(4));
     for (const auto& record : outcome.log) {
         EXPECT_EQ(std::to_string(fields_of(record).tid), fields_of(record).message);
@@ -368,7 +355,7 @@ TEST(CommonLogExec, NoDescriptorReachesTheProgram)
     FreshSetup setup{.env = kDebugOn};
     setup.files = {{"/config/common/log/settings.txt", "COMMON_LOG_LEVEL=Debug\n"},
                    {"/config/common/debug/settings.txt", "COMMON_DEBUG_ROW_LENGTH=16\n"}};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         close_range(3, ~0u, CLOSE_RANGE_CLOEXEC);  // whatever the test itself was started with
         log_message(kInfo, "m");
         std::puts("descriptors:");
@@ -379,14 +366,13 @@ TEST(CommonLogExec, NoDescriptorReachesTheProgram)
               nullptr);
         ADD_FAILURE() << "cannot execute a shell";
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.out, testing::EndsWith("descriptors:\n0\n1\n2\n50\n"));
     EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
 }
 
 TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)
 {
-    const Outcome outcome = run_fresh(hanging_daemon_setup(), [] {
+    const Outcome outcome = well(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
         const int records = HangingDaemon::more_than_the_queue();
         std::thread writer = daemon.start_blocked_writer(records);
@@ -394,12 +380,11 @@ TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)
         EXPECT_TRUE(wait_until([&] { return daemon.received("queued") == records; }));
         writer.join();
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogHangingDaemon, CancelledWritersLeaveOthersAbleToLog)
 {
-    const Outcome outcome = run_fresh(hanging_daemon_setup(), [] {
+    const Outcome outcome = well(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
         COMMON_Log_LevelGet();
         std::vector<pthread_t> writers(4);
@@ -433,7 +418,6 @@ TEST(CommonLogHangingDaemon, CancelledWritersLeaveOthersAbleToLog)
         joiner.join();
         EXPECT_EQ(daemon.received("after all were cancelled"), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogThreads, WriteWholeRecordsWhileSettingsChange)
@@ -442,7 +426,7 @@ TEST(CommonLogThreads, WriteWholeRecordsWhileSettingsChange)
     constexpr int kRecords = 1'000;
     FreshSetup setup;
     setup.time_limit = std::chrono::seconds(60);
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         std::atomic<bool> stop{false};
         std::thread setter([&] {
             for (unsigned i = 0; !stop; ++i) {
@@ -470,7 +454,6 @@ TEST(CommonLogThreads, WriteWholeRecordsWhileSettingsChange)
         stop = true;
         setter.join();
     });
-    ASSERT_THAT(outcome, exited(0));
     ASSERT_THAT(outcome.log, SizeIs(kThreads * kRecords));
     std::map<int, int> next;
     for (const auto& record : outcome.log) {

@@ -4,7 +4,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::SizeIs;
 
 const FreshSetup kCacheOff{.env = {{"COMMON_LOG_CACHE", "False"}}};
@@ -19,7 +19,7 @@ long blocks_kept_by_a_record()
 
 TEST(CommonLogSettingsFault, CacheTurnedOnLaterMakesTheSlotOnce)
 {
-    const Outcome outcome = run_fresh(kCacheOff, [] {
+    const Outcome outcome = well(kCacheOff, [] {
         EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
         EXPECT_EQ(blocks_kept_by_a_record(), 0);
         EXPECT_EQ(fault::calls(fault::Call::pthread_key_create), 0);
@@ -32,7 +32,6 @@ TEST(CommonLogSettingsFault, CacheTurnedOnLaterMakesTheSlotOnce)
         EXPECT_EQ(fault::calls(fault::Call::pthread_key_create), 1);
         EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, SizeIs(3));
 }
 
@@ -40,7 +39,7 @@ TEST(CommonLogSettingsFault, CacheStaysOffWhenTheSlotCannotBeMade)
 {
     FreshSetup setup = kCacheOff;
     setup.env["COMMON_DEBUG_ENABLE"] = "True";
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         COMMON_Log_CacheGet();
         fault::fail(fault::Call::pthread_key_create, 1, EAGAIN);
         COMMON_Log_CacheSet(1);
@@ -51,7 +50,6 @@ TEST(CommonLogSettingsFault, CacheStaysOffWhenTheSlotCannotBeMade)
         EXPECT_EQ(COMMON_Log_CacheGet(), 1u) << "the next one can do it";
         EXPECT_EQ(blocks_kept_by_a_record(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(row_texts(outcome.err),
                 testing::Contains(log_row("stderr", "COMMON_Log_CacheSet",
                                           "Disabling caching due to failure creating the key with "
@@ -62,29 +60,26 @@ TEST(CommonLogSettingsFault, CacheStaysOffWhenTheSlotCannotBeMade)
 
 TEST(CommonLogSettingsFault, AFailingSlotIsSilentWhileDebugOutputIsOff)
 {
-    const Outcome outcome = run_fresh(kCacheOff, [] {
+    const Outcome outcome = well(kCacheOff, [] {
         COMMON_Log_CacheGet();
         fault::fail(fault::Call::pthread_key_create);
         COMMON_Log_CacheSet(1);
         EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
     EXPECT_THAT(outcome.log, SizeIs(0));
 }
 
 TEST(CommonLogSettingsFault, OtherValuesThanOneNeedNoSlot)
 {
-    EXPECT_THAT(run_fresh(kCacheOff,
-                          [] {
-                              for (const std::uint32_t value : {0u, 2u, UINT32_MAX}) {
-                                  COMMON_Log_CacheSet(value);
-                                  EXPECT_EQ(COMMON_Log_CacheGet(), value);
-                                  EXPECT_EQ(blocks_kept_by_a_record(), 0);
-                              }
-                              EXPECT_EQ(fault::calls(fault::Call::pthread_key_create), 0);
-                          }),
-                exited(0));
+    well(kCacheOff, [] {
+        for (const std::uint32_t value : {0u, 2u, UINT32_MAX}) {
+            COMMON_Log_CacheSet(value);
+            EXPECT_EQ(COMMON_Log_CacheGet(), value);
+            EXPECT_EQ(blocks_kept_by_a_record(), 0);
+        }
+        EXPECT_EQ(fault::calls(fault::Call::pthread_key_create), 0);
+    });
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
@@ -29,15 +29,14 @@ void start_from(const Levels& wanted)
 
 TEST(CommonLogSettings, DefaultsWithoutFilesAndEnvironment)
 {
-    const Outcome outcome = run_fresh([] { EXPECT_EQ(settings(), Settings{}); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([] { EXPECT_EQ(settings(), Settings{}); });
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
 TEST(CommonLogSettings, DefaultsAreTheNumbersThatCallersKnow)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
         EXPECT_EQ(COMMON_Log_ColorGet(), 0u);
         EXPECT_EQ(COMMON_Log_EnableGet(), 1u);
@@ -50,7 +49,6 @@ TEST(CommonLogSettings, DefaultsAreTheNumbersThatCallersKnow)
         EXPECT_EQ(COMMON_Log_LevelGetExtended(1), 5u);
         EXPECT_EQ(COMMON_Log_LevelGetExtended(2), 5u);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogSettings, PlainSettersStoreAnyValueUnchecked)
@@ -83,14 +81,13 @@ TEST(CommonLogSettings, PlainSettersStoreAnyValueUnchecked)
 
 TEST(CommonLogSettings, LegacySetGivesTheResultOfTheUnlock)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (const std::uint32_t value : {0u, 1u, 2u, UINT32_MAX}) {
             EXPECT_EQ(COMMON_Log_LegacySet(value), 0);
             // Without a handler library the built-in handler stays.
             EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
         }
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogSettings, LevelSetAlsoSetsTheLevelsThatGoWithTheControl)
@@ -104,20 +101,19 @@ TEST(CommonLogSettings, LevelSetAlsoSetsTheLevelsThatGoWithTheControl)
         {{kOff, 5, 4, 6}, 0, {kOff, 0, 0, 6}},   {{kOff, 5, 4, 6}, 7, {kOff, 7, 7, 6}},
         {{kOn, 5, 4, 6}, 0, {kOn, 0, 4, 0}},     {{kOn, 5, 4, 6}, 7, {kOn, 7, 4, 7}},
     };
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (const auto& one : kCases) {
             start_from(one.before);
             COMMON_Log_LevelSet(one.level);
             EXPECT_EQ(levels(), one.after) << "from " << one.before;
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(CommonLogSettings, LevelSetRefusesInvalidLevels)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (const auto control : {kNone, kOff, kOn}) {
             const auto number = static_cast<COMMON_LogPeakloadControl_t>(control);
             start_from({number, 5, 4, 6});
@@ -127,7 +123,6 @@ TEST(CommonLogSettings, LevelSetRefusesInvalidLevels)
             }
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     std::vector<Report> expected;
     for (int control = 0; control < 3; ++control) {
         for (const char* number : {"8", "255", "256", "-1"}) {
@@ -141,7 +136,7 @@ TEST(CommonLogSettings, LevelSetRefusesInvalidLevels)
 
 TEST(CommonLogSettings, LevelSetExtendedSetsOneLevelWhateverTheControl)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (const auto control : {kNone, kOff, kOn}) {
             const auto number = static_cast<COMMON_LogPeakloadControl_t>(control);
             for (const COMMON_LogLevel_t level : {0u, 7u}) {
@@ -157,13 +152,12 @@ TEST(CommonLogSettings, LevelSetExtendedSetsOneLevelWhateverTheControl)
             }
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(CommonLogSettings, LevelSetExtendedRefusesInvalidValues)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         start_from({kOff, 5, 4, 6});
         EXPECT_EQ(COMMON_Log_LevelSetExtended(8, kNone), STATUS_INVALID_PARAM);
         EXPECT_EQ(COMMON_Log_LevelSetExtended(UINT32_MAX, kOff), STATUS_INVALID_PARAM);
@@ -172,7 +166,6 @@ TEST(CommonLogSettings, LevelSetExtendedRefusesInvalidValues)
         EXPECT_EQ(COMMON_Log_LevelSetExtended(7, UINT32_MAX), STATUS_INVALID_PARAM);
         EXPECT_EQ(levels(), (Levels{kOff, 5, 4, 6}));
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto warning = [](const char* message) {
         return said_by_log(COMMON_LogLevelWarn, "COMMON_Log_LevelSetExtended", message);
     };
@@ -186,7 +179,7 @@ TEST(CommonLogSettings, LevelSetExtendedRefusesInvalidValues)
 
 TEST(CommonLogSettings, LevelGetExtendedTakesAnUnknownOptionForNone)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         start_from({kOn, 5, 4, 6});
         EXPECT_EQ(COMMON_Log_LevelGetExtended(kNone), 5u);
         EXPECT_EQ(COMMON_Log_LevelGetExtended(kOff), 4u);
@@ -194,7 +187,6 @@ TEST(CommonLogSettings, LevelGetExtendedTakesAnUnknownOptionForNone)
         EXPECT_EQ(COMMON_Log_LevelGetExtended(3), 5u);
         EXPECT_EQ(COMMON_Log_LevelGetExtended(UINT32_MAX), 5u);
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto warning = [](const std::string& option) {
         return said_by_log(COMMON_LogLevelWarn, "COMMON_Log_LevelGetExtended",
                            "Invalid (COMMON_LogPeakloadControl_t)option:" + option +
@@ -216,26 +208,24 @@ TEST(CommonLogSettings, PeakloadControlSetMakesItsLevelTheCurrentOne)
         {{kOn, 3, 4, 6}, kNone, {kNone, 4, 4, 4}},   {{kOn, 3, 4, 6}, kOff, {kOff, 4, 4, 6}},
         {{kOn, 3, 4, 6}, kOn, {kOn, 6, 4, 6}},
     };
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (const auto& one : kCases) {
             start_from(one.before);
             COMMON_Log_PeakloadControlSet(one.option);
             EXPECT_EQ(levels(), one.after) << "from " << one.before;
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(CommonLogSettings, PeakloadControlSetRefusesOtherValues)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         start_from({kOn, 5, 4, 6});
         COMMON_Log_PeakloadControlSet(3);
         COMMON_Log_PeakloadControlSet(UINT32_MAX);
         EXPECT_EQ(levels(), (Levels{kOn, 5, 4, 6}));
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto warning = [](const char* message) {
         return said_by_log(COMMON_LogLevelWarn, "COMMON_Log_PeakloadControlSet", message);
     };
@@ -245,7 +235,7 @@ TEST(CommonLogSettings, PeakloadControlSetRefusesOtherValues)
 
 TEST(CommonLogSettings, APreparedLevelComesIntoForceWithItsControl)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_PeakloadControlSet(kOff);
         EXPECT_EQ(COMMON_Log_LevelSetExtended(6, kOff), STATUS_SUCCESS);
         EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
@@ -255,7 +245,6 @@ TEST(CommonLogSettings, APreparedLevelComesIntoForceWithItsControl)
         COMMON_Log_PeakloadControlSet(kOff);
         EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 /// Makes every call that warns.
@@ -270,7 +259,7 @@ void provoke_all_warnings()
 
 TEST(CommonLogSettings, WarningsAreSubjectToTheLevel)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelSet(COMMON_LogLevelError);
         provoke_all_warnings();
         COMMON_Log_LevelSet(COMMON_LogLevelVerbose);
@@ -278,20 +267,18 @@ TEST(CommonLogSettings, WarningsAreSubjectToTheLevel)
         provoke_all_warnings();
         log_message(COMMON_LogLevelFatal, "dropped, too");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 
-    const Outcome at_warn = run_fresh([] {
+    const Outcome at_warn = well([] {
         COMMON_Log_LevelSet(COMMON_LogLevelWarn);
         provoke_all_warnings();
     });
-    EXPECT_THAT(at_warn, exited(0));
     EXPECT_EQ(at_warn.log.size(), 5u);
 }
 
 TEST(CommonLogSettings, OnlyEnableOneAcceptsRecords)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (const std::uint32_t value : {0u, 2u, UINT32_MAX}) {
             COMMON_Log_EnableSet(value);
             for (const COMMON_LogLevel_t level : {0u, 5u, 6u}) {
@@ -302,7 +289,6 @@ TEST(CommonLogSettings, OnlyEnableOneAcceptsRecords)
         COMMON_Log_EnableSet(1);
         log_message(COMMON_LogLevelInfo, "enabled again");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelInfo, "enabled again")));
 }
 

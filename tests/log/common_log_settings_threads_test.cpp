@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 
 constexpr unsigned kThreads = 4;
 constexpr unsigned kRounds = 300;
@@ -57,9 +57,9 @@ void run_rounds(const std::function<void(std::mt19937&)>& change)
     }
 }
 
-TEST(CommonLogSettingsThreads, ConcurrentChangesEndConsistent)
+FRESH_TEST(CommonLogSettingsThreads, ConcurrentChangesEndConsistent)
 {
-    EXPECT_THAT(run_fresh([] { run_rounds(change_something); }), exited(0));
+    run_rounds(change_something);
 }
 
 /// Lets two threads go on at the very same moment, which a barrier that sleeps does not.
@@ -87,7 +87,7 @@ private:
 TEST(CommonLogSettingsThreads, ChangesAtTheSameMomentAreBothSeen)
 {
     constexpr unsigned kMeetings = 5'000;
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         // Two threads that share a processor with others meet rarely.
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
         std::atomic<bool> go_on{true};
@@ -109,12 +109,11 @@ TEST(CommonLogSettingsThreads, ChangesAtTheSameMomentAreBothSeen)
         }
         other.join();
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(CommonLogSettingsThreads, TheSlotIsMadeOnceWhenSeveralTurnTheCacheOn)
 {
-    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_CACHE", "False"}}}, [] {
+    const Outcome outcome = well({.env = {{"COMMON_LOG_CACHE", "False"}}}, [] {
         COMMON_Log_LevelGet();
         std::barrier start(kThreads);
         std::vector<std::thread> threads;
@@ -131,7 +130,6 @@ TEST(CommonLogSettingsThreads, TheSlotIsMadeOnceWhenSeveralTurnTheCacheOn)
         }
         EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
     });
-    EXPECT_THAT(outcome, exited(0));
     std::vector<std::string> messages;
     for (const Report& one : reports(outcome)) {
         messages.push_back(one.message);

@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
@@ -66,8 +66,7 @@ Messages in_order(const Outcome& outcome)
 
 TEST(CommonLogStart, EveryRowInOrder)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] { COMMON_Log_LevelGet(); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well({.env = kDebugOn}, [] { COMMON_Log_LevelGet(); });
     EXPECT_THAT(row_texts(outcome.out), ElementsAreArray(started(kDefaults)));
     EXPECT_THAT(row_texts(outcome.err), ElementsAre(kNotLoaded));
     EXPECT_THAT(outcome.log, IsEmpty());
@@ -81,13 +80,12 @@ TEST(CommonLogStart, NothingWhileDebugOutputIsOff)
 {
     for (const char* value : {"False", "True"}) {
         const Outcome outcome =
-            run_fresh({.env = {{"COMMON_LOG_LEGACY", value}, {"COMMON_LOG_LEVEL", "bad"}}}, [] {
+            well({.env = {{"COMMON_LOG_LEGACY", value}, {"COMMON_LOG_LEVEL", "bad"}}}, [] {
                 fault::fail(fault::Call::pthread_key_create);
                 COMMON_Log_LevelGet();
                 EXPECT_EQ(fault::fired(), 1);
                 EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
             });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_EQ(outcome.out + outcome.err, "");
         EXPECT_THAT(outcome.log, IsEmpty());
     }
@@ -95,17 +93,15 @@ TEST(CommonLogStart, NothingWhileDebugOutputIsOff)
 
 TEST(CommonLogStart, ReportsWhatTheEnvironmentSays)
 {
-    const Outcome outcome =
-        run_fresh({.env = debug_on_and({{"COMMON_LOG_CACHE", "False"},
-                                        {"COMMON_LOG_COLOR", "True"},
-                                        {"COMMON_LOG_ENABLE", "False"},
-                                        {"COMMON_LOG_STRIP", "False"},
-                                        {"COMMON_LOG_LEVEL", "Verbose"},
-                                        {"COMMON_LOG_LEVEL_PEAKLOAD", "Fatal"},
-                                        {"COMMON_LOG_PEAKLOAD_CONTROL", "On"},
-                                        {"COMMON_LOG_PEAKLOAD_GRANULARITY", "20"}})},
-                  [] { COMMON_Log_LevelGet(); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well({.env = debug_on_and({{"COMMON_LOG_CACHE", "False"},
+                                                       {"COMMON_LOG_COLOR", "True"},
+                                                       {"COMMON_LOG_ENABLE", "False"},
+                                                       {"COMMON_LOG_STRIP", "False"},
+                                                       {"COMMON_LOG_LEVEL", "Verbose"},
+                                                       {"COMMON_LOG_LEVEL_PEAKLOAD", "Fatal"},
+                                                       {"COMMON_LOG_PEAKLOAD_CONTROL", "On"},
+                                                       {"COMMON_LOG_PEAKLOAD_GRANULARITY", "20"}})},
+                                 [] { COMMON_Log_LevelGet(); });
     EXPECT_THAT(row_texts(outcome.out),
                 ElementsAreArray(started({
                     "Initializing",
@@ -127,8 +123,7 @@ TEST(CommonLogStart, FilesThenEnvironmentThenHandler)
                                                 {"COMMON_LOG_LEGACY", "False"}}),
                            .files = {{"/config/common/log/settings.txt",
                                       "COMMON_LOG_STRIP=from the file\nCOMMON_LOG_LEVEL=Warn\n"}}};
-    const Outcome outcome = run_fresh(setup, [] { COMMON_Log_LevelGet(); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(setup, [] { COMMON_Log_LevelGet(); });
     EXPECT_THAT(in_order(outcome),
                 ElementsAre("Initializing", kNotLoaded.message,
                             "Invalid COMMON_LOG_STRIP: from the file",
@@ -142,14 +137,13 @@ TEST(CommonLogStart, FilesThenEnvironmentThenHandler)
 
 TEST(CommonLogStart, WithoutAKeyTheCacheIsOff)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         fault::fail(fault::Call::pthread_key_create, 1, EAGAIN);
         EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
         const long blocks = fault::outstanding_blocks();
         log_message(COMMON_LogLevelInfo, "from the stack");
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelInfo, "from the stack")));
     const auto disabled = log_row("stderr", "threadOnce",
                                   "Disabling caching due to failure creating the key with error: "
@@ -165,12 +159,10 @@ TEST(CommonLogStart, WithoutAKeyTheCacheIsOff)
 
 TEST(CommonLogStart, NoKeyIsMadeWithTheCacheOff)
 {
-    EXPECT_THAT(run_fresh({.env = {{"COMMON_LOG_CACHE", "False"}}},
-                          [] {
-                              EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
-                              EXPECT_EQ(fault::calls(fault::Call::pthread_key_create), 0);
-                          }),
-                exited(0));
+    well({.env = {{"COMMON_LOG_CACHE", "False"}}}, [] {
+        EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
+        EXPECT_EQ(fault::calls(fault::Call::pthread_key_create), 0);
+    });
 }
 
 TEST(CommonLogStart, EveryFunctionOfTheFacilityStartsItOnce)
@@ -219,7 +211,7 @@ TEST(CommonLogStart, EveryFunctionOfTheFacilityStartsItOnce)
 
 TEST(CommonLogStart, TextsAndModuleNamesDoNotStartIt)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_LogLevel_ToString(COMMON_LogLevelInfo);
         COMMON_LogPeakloadControl_ToString(COMMON_LogPeakloadControlOn);
         LOG_GetModuleName(LOG_MODULE_COMMON);
@@ -228,18 +220,14 @@ TEST(CommonLogStart, TextsAndModuleNamesDoNotStartIt)
         LOG_BufferDestroy(LOG_BufferCreate());
         LOG_BufferFlush(nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
-TEST(CommonLogStart, ALoadedProcessThatNeverLogsReadsNothing)
+FRESH_TEST(CommonLogStart, ALoadedProcessThatNeverLogsReadsNothing)
 {
-    EXPECT_THAT(run_fresh([] {
-                    EXPECT_EQ(fault::calls(fault::Call::open), 0);
-                    EXPECT_EQ(fault::calls(fault::Call::dlopen), 0);
-                    EXPECT_EQ(fault::calls(fault::Call::pthread_key_create), 0);
-                }),
-                exited(0));
+    EXPECT_EQ(fault::calls(fault::Call::open), 0);
+    EXPECT_EQ(fault::calls(fault::Call::dlopen), 0);
+    EXPECT_EQ(fault::calls(fault::Call::pthread_key_create), 0);
 }
 
 }  // namespace

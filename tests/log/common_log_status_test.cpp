@@ -3,7 +3,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
@@ -28,15 +28,14 @@ std::vector<Report> dumped(COMMON_LogLevel_t level, const std::string& zone,
 {
     std::vector<Report> all;
     for (const std::string& message : messages) {
-        all.push_back(report(level, zone, "common_log", "COMMON_LogDumpLoggerStatus", message));
+        all.push_back(said(level, zone, "common_log", "COMMON_LogDumpLoggerStatus", message));
     }
     return all;
 }
 
 TEST(CommonLogStatus, ElevenRecordsInOrder)
 {
-    const Outcome outcome = run_fresh([] { COMMON_LogDumpLoggerStatus("STATUS"); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([] { COMMON_LogDumpLoggerStatus("STATUS"); });
     EXPECT_THAT(reports(outcome),
                 ElementsAreArray(dumped(COMMON_LogLevelInfo, "STATUS", kDefaults)));
 }
@@ -44,11 +43,10 @@ TEST(CommonLogStatus, ElevenRecordsInOrder)
 TEST(CommonLogStatus, EveryRecordIsAtTheCurrentLevel)
 {
     for (COMMON_LogLevel_t level = COMMON_LogLevelFatal; level <= COMMON_LogLevelVerbose; ++level) {
-        const Outcome outcome = run_fresh([&] {
+        const Outcome outcome = well([&] {
             COMMON_Log_LevelSet(level);
             COMMON_LogDumpLoggerStatus("");
         });
-        EXPECT_THAT(outcome, exited(0));
         Messages expected = kDefaults;
         const std::string text =
             std::string(COMMON_LogLevel_ToString(level)) + " (" + std::to_string(level) + ") ";
@@ -63,7 +61,7 @@ TEST(CommonLogStatus, ShowsEverySettingOfItsOwn)
 {
     const FreshSetup setup{
         .env = {{"COMMON_DEBUG_ENABLE", "True"}, {"COMMON_LOG_PEAKLOAD_GRANULARITY", "250"}}};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         COMMON_Log_CacheSet(0);
         COMMON_Log_ColorSet(1);
         COMMON_Log_StripSet(0);
@@ -73,7 +71,6 @@ TEST(CommonLogStatus, ShowsEverySettingOfItsOwn)
         COMMON_Log_LevelSetExtended(COMMON_LogLevelVerbose, COMMON_LogPeakloadControlOn);
         COMMON_LogDumpLoggerStatus("Z");
     });
-    EXPECT_THAT(outcome, exited(0));
     const Messages expected{
         "cache:    False",
         "color:    True",
@@ -92,14 +89,13 @@ TEST(CommonLogStatus, ShowsEverySettingOfItsOwn)
 
 TEST(CommonLogStatus, OtherBooleansAreInvalid)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_CacheSet(2);
         COMMON_Log_ColorSet(UINT32_MAX);
         COMMON_Log_StripSet(7);
         COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlOn);
         COMMON_LogDumpLoggerStatus("Z");
     });
-    EXPECT_THAT(outcome, exited(0));
     Messages expected = kDefaults;
     expected[0] = "cache:    Invalid";
     expected[1] = "color:    Invalid";
@@ -110,18 +106,16 @@ TEST(CommonLogStatus, OtherBooleansAreInvalid)
 
 TEST(CommonLogStatus, NothingWhileLoggingIsDisabled)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_EnableSet(2);
         COMMON_LogDumpLoggerStatus("Z");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(CommonLogStatus, NoZoneIsAnEmptyZone)
 {
-    const Outcome outcome = run_fresh([] { COMMON_LogDumpLoggerStatus(nullptr); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([] { COMMON_LogDumpLoggerStatus(nullptr); });
     EXPECT_THAT(reports(outcome), ElementsAreArray(dumped(COMMON_LogLevelInfo, "", kDefaults)));
 }
 

@@ -14,7 +14,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -90,65 +90,54 @@ TEST(CommonLogLevels, AboveSevenAreInvalid)
     }
 }
 
-TEST(CommonLogLevels, TextNeedsNoInitialisation)
+FRESH_TEST(CommonLogLevels, TextNeedsNoInitialisation)
 {
-    EXPECT_THAT(run_fresh([] {
-                    EXPECT_STREQ(COMMON_LogLevel_ToString(3), "Warn");
-                    setenv("COMMON_LOG_LEVEL", "Critical", 1);
-                    EXPECT_EQ(COMMON_Log_LevelGet(), 1u);  // so it was read only now
-                }),
-                exited(0));
+    EXPECT_STREQ(COMMON_LogLevel_ToString(3), "Warn");
+    setenv("COMMON_LOG_LEVEL", "Critical", 1);
+    EXPECT_EQ(COMMON_Log_LevelGet(), 1u);  // so it was read only now
 }
 
-TEST(CommonLogAcceptable, ComparesUnsignedWithTheCurrentLevel)
+FRESH_TEST(CommonLogAcceptable, ComparesUnsignedWithTheCurrentLevel)
 {
-    EXPECT_THAT(run_fresh([] {
-                    for (COMMON_LogLevel_t current = 0; current <= 7; ++current) {
-                        COMMON_Log_LevelSet(current);
-                        for (const COMMON_LogLevel_t level :
-                             {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 255u, 0x80000000u, ~0u}) {
-                            EXPECT_EQ(COMMON_Log_Acceptable(level), level <= current ? 1u : 0u)
-                                << level << " at " << current;
-                        }
-                    }
-                }),
-                exited(0));
+    for (COMMON_LogLevel_t current = 0; current <= 7; ++current) {
+        COMMON_Log_LevelSet(current);
+        for (const COMMON_LogLevel_t level :
+             {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 255u, 0x80000000u, ~0u}) {
+            EXPECT_EQ(COMMON_Log_Acceptable(level), level <= current ? 1u : 0u)
+                << level << " at " << current;
+        }
+    }
 }
 
 TEST(CommonLogAcceptable, IsInfoAtFirst)
 {
-    EXPECT_THAT(run_fresh([] { EXPECT_EQ(COMMON_Log_Acceptable(5), 1u); }), exited(0));
-    EXPECT_THAT(run_fresh([] { EXPECT_EQ(COMMON_Log_Acceptable(6), 0u); }), exited(0));
-    EXPECT_THAT(run_fresh([] { EXPECT_EQ(COMMON_Log_Acceptable(~0u), 0u); }), exited(0));
+    well([] { EXPECT_EQ(COMMON_Log_Acceptable(5), 1u); });
+    well([] { EXPECT_EQ(COMMON_Log_Acceptable(6), 0u); });
+    well([] { EXPECT_EQ(COMMON_Log_Acceptable(~0u), 0u); });
 }
 
-TEST(CommonLogAcceptable, NothingUnlessEnabledIsOne)
+FRESH_TEST(CommonLogAcceptable, NothingUnlessEnabledIsOne)
 {
-    EXPECT_THAT(run_fresh([] {
-                    for (const std::uint32_t enable : {0u, 2u, ~0u}) {
-                        COMMON_Log_EnableSet(enable);
-                        for (COMMON_LogLevel_t level = 0; level <= 8; ++level) {
-                            EXPECT_EQ(COMMON_Log_Acceptable(level), 0u) << level;
-                        }
-                    }
-                    COMMON_Log_EnableSet(1);
-                    EXPECT_EQ(COMMON_Log_Acceptable(5), 1u);
-                }),
-                exited(0));
+    for (const std::uint32_t enable : {0u, 2u, ~0u}) {
+        COMMON_Log_EnableSet(enable);
+        for (COMMON_LogLevel_t level = 0; level <= 8; ++level) {
+            EXPECT_EQ(COMMON_Log_Acceptable(level), 0u) << level;
+        }
+    }
+    COMMON_Log_EnableSet(1);
+    EXPECT_EQ(COMMON_Log_Acceptable(5), 1u);
 }
 
 TEST(CommonLogAcceptable, AlsoOnTheSlowPathOfPeakloadControl)
 {
     const FreshSetup setup{.env = {{"COMMON_LOG_PEAKLOAD_CONTROL", "Off"}}};
-    EXPECT_THAT(run_fresh(setup,
-                          [] {
-                              EXPECT_EQ(COMMON_Log_Acceptable(5), 1u);
-                              EXPECT_EQ(COMMON_Log_Acceptable(6), 0u);
-                              EXPECT_EQ(COMMON_Log_Acceptable(~0u), 0u);
-                              COMMON_Log_EnableSet(0);
-                              EXPECT_EQ(COMMON_Log_Acceptable(0), 0u);
-                          }),
-                exited(0));
+    well(setup, [] {
+        EXPECT_EQ(COMMON_Log_Acceptable(5), 1u);
+        EXPECT_EQ(COMMON_Log_Acceptable(6), 0u);
+        EXPECT_EQ(COMMON_Log_Acceptable(~0u), 0u);
+        COMMON_Log_EnableSet(0);
+        EXPECT_EQ(COMMON_Log_Acceptable(0), 0u);
+    });
 }
 
 TEST(CommonLogWrite, RecordSaysWhatTheCallSaid)
@@ -186,13 +175,12 @@ TEST(CommonLogWrite, TimeProcessAndThreadAreThoseOfTheCall)
         std::strftime(text, sizeof text, "%T", localtime_r(&now, &local));
         return std::string(text);
     };
-    const Outcome outcome = run_fresh([now_text] {
+    const Outcome outcome = well([now_text] {
         std::printf("%s %d %d", now_text().c_str(), getpid(), gettid());
         std::fflush(stdout);
         log_message(COMMON_LogLevelInfo, "now");
         std::printf(" %s", now_text().c_str());
     });
-    ASSERT_THAT(outcome, exited(0));
     ASSERT_THAT(outcome.log, SizeIs(1));
     const LayoutFields fields = fields_of(outcome.log[0]);
     std::istringstream said(outcome.out);
@@ -206,20 +194,19 @@ TEST(CommonLogWrite, TimeProcessAndThreadAreThoseOfTheCall)
 
 TEST(CommonLogWrite, EachLevelHasItsTextAndPriority)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelSet(COMMON_LogLevelVerbose);
         for (COMMON_LogLevel_t level = 0; level <= 7; ++level) {
             log_message(level, "level %u", level);
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto line = [](COMMON_LogLevel_t level, int number) {
         return written(level, "level " + std::to_string(number));
     };
     EXPECT_THAT(reports(outcome), ElementsAre(line(0, 0), line(1, 1), line(2, 2), line(3, 3),
                                               line(4, 4), line(5, 5), line(6, 6), line(7, 7)));
     ASSERT_THAT(outcome.log, SizeIs(8));
-    // Once more without the bench's own table.
+    // Once more without the harness's own table.
     constexpr int kPriorities[] = {0, 2, 3, 4, 5, 6, 7, 7};
     for (std::size_t level = 0; level < 8; ++level) {
         EXPECT_EQ(outcome.log[level].priority, kPriorities[level]) << level;
@@ -228,7 +215,7 @@ TEST(CommonLogWrite, EachLevelHasItsTextAndPriority)
 
 TEST(CommonLogWrite, BuiltInHandlerDropsWhatIsNotAcceptable)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         log_message(COMMON_LogLevelInfo, "info");
         log_message(COMMON_LogLevelDebug, "debug");
         log_message(COMMON_LogLevelVerbose, "verbose");
@@ -241,7 +228,6 @@ TEST(CommonLogWrite, BuiltInHandlerDropsWhatIsNotAcceptable)
         COMMON_Log_EnableSet(1);
         log_message(COMMON_LogLevelFatal, "enabled");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
                 ElementsAre(written(5, "info"), written(6, "debug again"), written(0, "enabled")));
 }
@@ -292,7 +278,7 @@ TEST(CommonLogWrite, NullTextsAreEmptyFields)
     const Single single = single_record([] {
         COMMON_Log_Write(COMMON_LogLevelInfo, kZoneNumber, nullptr, nullptr, nullptr, 0, "m");
     });
-    EXPECT_EQ(single.report, report(5, "", "", "", "m"));
+    EXPECT_EQ(single.report, said(5, "", "", "", "m"));
     EXPECT_EQ(single.fields.line, 0);
 }
 
@@ -302,7 +288,7 @@ TEST(CommonLogWrite, NullTextsAreEmptyFieldsUnstripped)
         COMMON_Log_StripSet(0);
         COMMON_Log_Write(COMMON_LogLevelInfo, kZoneNumber, nullptr, nullptr, nullptr, 0, "m");
     });
-    EXPECT_EQ(single.report, report(5, "", "", "", "m"));
+    EXPECT_EQ(single.report, said(5, "", "", "", "m"));
 }
 
 TEST(CommonLogWrite, NullFormatIsAnEmptyMessage)
@@ -312,11 +298,10 @@ TEST(CommonLogWrite, NullFormatIsAnEmptyMessage)
 
 TEST(CommonLogWrite, NullFormatOfTheListFormWritesNothing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         write_list_null_format(0);
         log_message(COMMON_LogLevelError, "next");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(2, "next")));
 }
 
@@ -334,12 +319,11 @@ TEST(CommonLogWrite, MessageIsCutAt1023)
 
 TEST(CommonLogWrite, MessageOfTheNextCallReplacesTheLast)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         log_message(COMMON_LogLevelInfo, "a long first message");
         log_message(COMMON_LogLevelInfo, "short");
         log_message(COMMON_LogLevelInfo, "%s", "");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome), ElementsAre(written(5, "a long first message"),
                                               written(5, "short"), written(5, "")));
 }
@@ -349,20 +333,19 @@ TEST(CommonLogWrite, PercentSignsOfValuesAreNoFormats)
     const Single single = single_record([] {
         COMMON_Log_Write(COMMON_LogLevelInfo, kZoneNumber, "%s%n", "%d", "%n", 1, "%s", "100%s%n");
     });
-    EXPECT_EQ(single.report, report(5, "%s%n", "%d", "%n", "100%s%n"));
+    EXPECT_EQ(single.report, said(5, "%s%n", "%d", "%n", "100%s%n"));
 }
 
 TEST(CommonLogFatal, IsEchoedWithTheValuesThatTheCallerGave)
 {
     const std::string longer(2000, 'x');
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [&] {
+    const Outcome outcome = well({.env = kDebugOn}, [&] {
         COMMON_Log_Write(COMMON_LogLevelFatal, kZoneNumber, "ZONE", "dir/file.c", "function", 77,
                          "%s %d %s", "text", 42, longer.c_str());
     });
-    EXPECT_THAT(outcome, exited(0));
     const std::string message = "text 42 " + longer;
     EXPECT_THAT(reports(outcome),
-                ElementsAre(report(0, "ZONE", "file.c", "function", message.substr(0, 1023))));
+                ElementsAre(said(0, "ZONE", "file.c", "function", message.substr(0, 1023))));
     // Whole: only the record's message is limited.
     const auto rows = row_texts(outcome.err);
     EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", message}).Times(1));
@@ -371,19 +354,17 @@ TEST(CommonLogFatal, IsEchoedWithTheValuesThatTheCallerGave)
 
 TEST(CommonLogFatal, EchoShowsTheWholeFileWhenNothingIsStripped)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Log_StripSet(0);
         COMMON_Log_Write(COMMON_LogLevelFatal, kZoneNumber, "Z", "dir/file.c", "function", 1, "m");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(row_texts(outcome.err),
                 Contains(RowText{"stderr", "dir/file.c", "function", "m"}).Times(1));
 }
 
 TEST(CommonLogFatal, IsNotEchoedWhileDebugOutputIsOff)
 {
-    const Outcome outcome = run_fresh([] { log_message(COMMON_LogLevelFatal, "m"); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([] { log_message(COMMON_LogLevelFatal, "m"); });
     EXPECT_THAT(reports(outcome), ElementsAre(written(0, "m")));
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out, "");
@@ -391,13 +372,12 @@ TEST(CommonLogFatal, IsNotEchoedWhileDebugOutputIsOff)
 
 TEST(CommonLogFatal, OtherLevelsAreNotEchoed)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Log_LevelSet(COMMON_LogLevelVerbose);
         for (COMMON_LogLevel_t level = 1; level <= 7; ++level) {
             log_message(level, "not echoed");
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, SizeIs(7));
     EXPECT_THAT(outcome.err, Not(HasSubstr("not echoed")));
     EXPECT_THAT(outcome.out, Not(HasSubstr("not echoed")));
@@ -405,11 +385,10 @@ TEST(CommonLogFatal, OtherLevelsAreNotEchoed)
 
 TEST(CommonLogFatal, NotAcceptableIsNotEchoedEither)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Log_EnableSet(0);
         log_message(COMMON_LogLevelFatal, "disabled");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_THAT(outcome.err, Not(HasSubstr("disabled")));
 }

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::AnyOf;
 using testing::ElementsAre;
@@ -65,8 +65,7 @@ INSTANTIATE_TEST_SUITE_P(All, TimeZones,
 
 TEST_P(TimeZones, DayIsTheClocksAndTimeIsLocal)
 {
-    const Outcome outcome = run_fresh({.env = {{"TZ", GetParam()}}}, log_moment);
-    ASSERT_THAT(outcome, exited(0));
+    const Outcome outcome = well({.env = {{"TZ", GetParam()}}}, log_moment);
     ASSERT_THAT(outcome.log, SizeIs(1));
     const Moment moment = parse_moment(outcome.out);
     const LayoutFields fields = fields_of(outcome.log[0]);
@@ -77,7 +76,7 @@ TEST_P(TimeZones, DayIsTheClocksAndTimeIsLocal)
 
 TEST(CommonLogTime, FollowsAChangeOfTheTimeZone)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         log_moment();
         setenv("TZ", "EAST-3:07", 1);
         // What was made for this second may be shown until it is over.
@@ -85,7 +84,6 @@ TEST(CommonLogTime, FollowsAChangeOfTheTimeZone)
         EXPECT_TRUE(wait_until([second] { return std::time(nullptr) != second; }));
         log_moment();
     });
-    ASSERT_THAT(outcome, exited(0));
     ASSERT_THAT(outcome.log, SizeIs(2));
     const Moment moment = parse_moment(outcome.out.substr(outcome.out.find('\n') + 1));
     EXPECT_THAT(fields_of(outcome.log[1]).time,
@@ -99,7 +97,7 @@ TEST(CommonLogTime, FollowsAChangeOfTheTimeZone)
 
 TEST(CommonLogTime, EveryRecordHasItsOwn)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const std::time_t start = std::time(nullptr);
         EXPECT_TRUE(wait_until([start] {
             log_message(kInfo, "m");
@@ -107,7 +105,6 @@ TEST(CommonLogTime, EveryRecordHasItsOwn)
         }));
         log_message(kInfo, "last");
     });
-    ASSERT_THAT(outcome, exited(0));
     ASSERT_GT(outcome.log.size(), 2u);
     const auto nanoseconds_of = [](const LogRecord& record) {
         const LayoutFields fields = fields_of(record);
@@ -137,17 +134,16 @@ TEST(CommonLogTime, LocalTimeThatCannotBeComputedStopsTheProcess)
 
 TEST(CommonLogTime, FailingClockIsReportedOnceAndShownAsTheEpoch)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
         fault::fail_always(Call::clock_gettime, EINVAL);
         log_message(kInfo, "m");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
-                ElementsAre(report(COMMON_LogLevelFatal, "", "common_system",
-                                   "COMMON_System_GetTimeByClockId",
-                                   "Failed to get the CLOCK_REALTIME time with error: "
-                                   "Invalid argument (22)"),
+                ElementsAre(said(COMMON_LogLevelFatal, "", "common_system",
+                                 "COMMON_System_GetTimeByClockId",
+                                 "Failed to get the CLOCK_REALTIME time with error: "
+                                 "Invalid argument (22)"),
                             written(kInfo, "m")));
     ASSERT_THAT(outcome.log, SizeIs(2));
     for (const auto& record : outcome.log) {

@@ -17,7 +17,7 @@
 #include "private_root.h"
 #include "wait_until.h"
 
-namespace bench {
+namespace harness {
 
 /// What a body needs that has such a daemon: a network of its own, as the length of the queue is
 /// one of its settings.
@@ -90,4 +90,4 @@ private:
     std::atomic<int> writer_{0};
 };
 
-}  // namespace bench
+}  // namespace harness

@@ -13,7 +13,7 @@ constinit std::atomic<std::int64_t> held_at_ns{kNotHeld};
 
 }  // namespace
 
-namespace bench {
+namespace harness {
 
 void hold_clock_at(std::int64_t seconds, std::int32_t nanoseconds)
 {
@@ -25,7 +25,7 @@ void move_clock(std::chrono::milliseconds distance)
     held_at_ns += std::chrono::nanoseconds(distance).count();
 }
 
-}  // namespace bench
+}  // namespace harness
 
 // Found before the C library's own, also by the libraries that the program uses.
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <cstdint>
 
-namespace bench {
+namespace harness {
 
 /// Holds the real-time clock of this process at a time since the epoch.
 void hold_clock_at(std::int64_t seconds, std::int32_t nanoseconds = 0);
@@ -13,4 +13,4 @@ void hold_clock_at(std::int64_t seconds, std::int32_t nanoseconds = 0);
 /// Moves a held clock, forwards or backwards.
 void move_clock(std::chrono::milliseconds distance);
 
-}  // namespace bench
+}  // namespace harness

@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 
 constexpr std::uint32_t kFixed = 219;
 constexpr std::uint32_t kCapacity = 251;
@@ -55,7 +55,7 @@ void expect_names(const std::string& content, STATUS status, const std::vector<s
 
 TEST(OxaLogger, FixedNamesOfTheLibrary)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(LOG_GetNumModules(), kFixed);
         EXPECT_EQ(name(0), "Generic");
         EXPECT_EQ(name(15), "TIMER");
@@ -64,165 +64,133 @@ TEST(OxaLogger, FixedNamesOfTheLibrary)
         EXPECT_EQ(name(26), "COMMON");
         EXPECT_EQ(name(63), "UTILS");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
-TEST(OxaLogger, FixedNamesAreUniqueAndNotEmpty)
+FRESH_TEST(OxaLogger, FixedNamesAreUniqueAndNotEmpty)
 {
-    EXPECT_THAT(run_fresh([] {
-                    std::set<std::string> names;
-                    for (std::uint32_t id = 0; id < kFixed; ++id) {
-                        EXPECT_NE(name(id), "") << id;
-                        EXPECT_NE(name(id), "Invalid") << id;
-                        EXPECT_TRUE(names.insert(name(id)).second) << id << " " << name(id);
-                        std::uint32_t found = 9999;
-                        EXPECT_EQ(LOG_ModuleIdStore(name(id).c_str(), &found, 0), STATUS_SUCCESS);
-                        EXPECT_EQ(found, id);
-                    }
-                }),
-                exited(0));
+    std::set<std::string> names;
+    for (std::uint32_t id = 0; id < kFixed; ++id) {
+        EXPECT_NE(name(id), "") << id;
+        EXPECT_NE(name(id), "Invalid") << id;
+        EXPECT_TRUE(names.insert(name(id)).second) << id << " " << name(id);
+        std::uint32_t found = 9999;
+        EXPECT_EQ(LOG_ModuleIdStore(name(id).c_str(), &found, 0), STATUS_SUCCESS);
+        EXPECT_EQ(found, id);
+    }
 }
 
-TEST(OxaLogger, IdsAreValidUpToTheNumberInUse)
+FRESH_TEST(OxaLogger, IdsAreValidUpToTheNumberInUse)
 {
-    EXPECT_THAT(run_fresh([] {
-                    for (const std::uint32_t id : {0u, 1u, 218u}) {
-                        EXPECT_EQ(LOG_IsModuleIdValid(id), 1u) << id;
-                    }
-                    for (const std::uint32_t id : {219u, 250u, 251u, 0x80000000u, UINT32_MAX}) {
-                        EXPECT_EQ(LOG_IsModuleIdValid(id), 0u) << id;
-                        EXPECT_EQ(name(id), "Invalid") << id;
-                    }
-                    EXPECT_EQ(registered("NEW"), kFixed);
-                    EXPECT_EQ(LOG_IsModuleIdValid(kFixed), 1u);
-                    EXPECT_EQ(LOG_IsModuleIdValid(kFixed + 1), 0u);
-                    EXPECT_EQ(name(kFixed), "NEW");
-                    EXPECT_EQ(name(kFixed + 1), "Invalid");
-                    EXPECT_EQ(LOG_GetNumModules(), kFixed + 1);
-                }),
-                exited(0));
+    for (const std::uint32_t id : {0u, 1u, 218u}) {
+        EXPECT_EQ(LOG_IsModuleIdValid(id), 1u) << id;
+    }
+    for (const std::uint32_t id : {219u, 250u, 251u, 0x80000000u, UINT32_MAX}) {
+        EXPECT_EQ(LOG_IsModuleIdValid(id), 0u) << id;
+        EXPECT_EQ(name(id), "Invalid") << id;
+    }
+    EXPECT_EQ(registered("NEW"), kFixed);
+    EXPECT_EQ(LOG_IsModuleIdValid(kFixed), 1u);
+    EXPECT_EQ(LOG_IsModuleIdValid(kFixed + 1), 0u);
+    EXPECT_EQ(name(kFixed), "NEW");
+    EXPECT_EQ(name(kFixed + 1), "Invalid");
+    EXPECT_EQ(LOG_GetNumModules(), kFixed + 1);
 }
 
-TEST(OxaLogger, TheNameIsCopied)
+FRESH_TEST(OxaLogger, TheNameIsCopied)
 {
-    EXPECT_THAT(run_fresh([] {
-                    char text[] = "MINE";
-                    std::uint32_t id = 0;
-                    EXPECT_EQ(LOG_ModuleIdStore(text, &id, 1), STATUS_SUCCESS);
-                    text[0] = 'X';
-                    EXPECT_EQ(name(id), "MINE");
-                }),
-                exited(0));
+    char text[] = "MINE";
+    std::uint32_t id = 0;
+    EXPECT_EQ(LOG_ModuleIdStore(text, &id, 1), STATUS_SUCCESS);
+    text[0] = 'X';
+    EXPECT_EQ(name(id), "MINE");
 }
 
-TEST(OxaLogger, AKnownNameGivesItsIdAndAddsNothing)
+FRESH_TEST(OxaLogger, AKnownNameGivesItsIdAndAddsNothing)
 {
-    EXPECT_THAT(run_fresh([] {
-                    for (const std::uint32_t allow : {0u, 1u, 2u, UINT32_MAX}) {
-                        std::uint32_t id = 9999;
-                        EXPECT_EQ(LOG_ModuleIdStore("COMMON", &id, allow), STATUS_SUCCESS);
-                        EXPECT_EQ(id, 26u);
-                    }
-                    EXPECT_EQ(registered("NEW"), kFixed);
-                    EXPECT_EQ(registered("NEW"), kFixed);
-                    EXPECT_EQ(LOG_GetNumModules(), kFixed + 1);
-                }),
-                exited(0));
+    for (const std::uint32_t allow : {0u, 1u, 2u, UINT32_MAX}) {
+        std::uint32_t id = 9999;
+        EXPECT_EQ(LOG_ModuleIdStore("COMMON", &id, allow), STATUS_SUCCESS);
+        EXPECT_EQ(id, 26u);
+    }
+    EXPECT_EQ(registered("NEW"), kFixed);
+    EXPECT_EQ(registered("NEW"), kFixed);
+    EXPECT_EQ(LOG_GetNumModules(), kFixed + 1);
 }
 
-TEST(OxaLogger, NamesAreComparedWholeAndWithCase)
+FRESH_TEST(OxaLogger, NamesAreComparedWholeAndWithCase)
 {
-    EXPECT_THAT(run_fresh([] {
-                    std::uint32_t expected = kFixed;
-                    for (const char* other : {"common", "Common", "COMMO", "COMMON ", " COMMON"}) {
-                        EXPECT_EQ(registered(other), expected++);
-                    }
-                }),
-                exited(0));
+    std::uint32_t expected = kFixed;
+    for (const char* other : {"common", "Common", "COMMO", "COMMON ", " COMMON"}) {
+        EXPECT_EQ(registered(other), expected++);
+    }
 }
 
-TEST(OxaLogger, OnlyOneAllowsANewName)
+FRESH_TEST(OxaLogger, OnlyOneAllowsANewName)
 {
-    EXPECT_THAT(run_fresh([] {
-                    for (const std::uint32_t allow : {0u, 2u, 3u, 257u, UINT32_MAX}) {
-                        std::uint32_t id = 9999;
-                        EXPECT_EQ(LOG_ModuleIdStore("NEW", &id, allow), STATUS_FAILED) << allow;
-                        EXPECT_EQ(id, 9999u);
-                    }
-                    EXPECT_EQ(LOG_GetNumModules(), kFixed);
-                }),
-                exited(0));
+    for (const std::uint32_t allow : {0u, 2u, 3u, 257u, UINT32_MAX}) {
+        std::uint32_t id = 9999;
+        EXPECT_EQ(LOG_ModuleIdStore("NEW", &id, allow), STATUS_FAILED) << allow;
+        EXPECT_EQ(id, 9999u);
+    }
+    EXPECT_EQ(LOG_GetNumModules(), kFixed);
 }
 
-TEST(OxaLogger, BadArgumentsAreRefused)
+FRESH_TEST(OxaLogger, BadArgumentsAreRefused)
 {
-    EXPECT_THAT(run_fresh([] {
-                    std::uint32_t id = 9999;
-                    EXPECT_EQ(LOG_ModuleIdStore(nullptr, &id, 1), STATUS_INVALID_PARAM);
-                    EXPECT_EQ(LOG_ModuleIdStore("NEW", nullptr, 1), STATUS_INVALID_PARAM);
-                    EXPECT_EQ(LOG_ModuleIdStore("COMMON", nullptr, 0), STATUS_INVALID_PARAM);
-                    EXPECT_EQ(LOG_ModuleIdStore("", &id, 1), STATUS_INVALID_PARAM);
-                    EXPECT_EQ(LOG_ModuleIdStore(nullptr, nullptr, 0), STATUS_INVALID_PARAM);
-                    EXPECT_EQ(id, 9999u);
-                    EXPECT_EQ(LOG_GetNumModules(), kFixed);
-                }),
-                exited(0));
+    std::uint32_t id = 9999;
+    EXPECT_EQ(LOG_ModuleIdStore(nullptr, &id, 1), STATUS_INVALID_PARAM);
+    EXPECT_EQ(LOG_ModuleIdStore("NEW", nullptr, 1), STATUS_INVALID_PARAM);
+    EXPECT_EQ(LOG_ModuleIdStore("COMMON", nullptr, 0), STATUS_INVALID_PARAM);
+    EXPECT_EQ(LOG_ModuleIdStore("", &id, 1), STATUS_INVALID_PARAM);
+    EXPECT_EQ(LOG_ModuleIdStore(nullptr, nullptr, 0), STATUS_INVALID_PARAM);
+    EXPECT_EQ(id, 9999u);
+    EXPECT_EQ(LOG_GetNumModules(), kFixed);
 }
 
-TEST(OxaLogger, The33rdNewNameFails)
+FRESH_TEST(OxaLogger, The33rdNewNameFails)
 {
-    EXPECT_THAT(run_fresh([] {
-                    fill_table();
-                    EXPECT_EQ(LOG_GetNumModules(), kCapacity);
-                    std::uint32_t id = 9999;
-                    EXPECT_EQ(LOG_ModuleIdStore("ONE TOO MANY", &id, 1), STATUS_FAILED);
-                    EXPECT_EQ(id, 9999u);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("ONE TOO MANY"), 0u);
-                    EXPECT_EQ(LOG_GetNumModules(), kCapacity);
-                    EXPECT_EQ(name(250), "DYNAMIC_250");
-                    EXPECT_EQ(name(251), "Invalid");
-                    EXPECT_EQ(LOG_IsModuleIdValid(250), 1u);
-                    EXPECT_EQ(LOG_IsModuleIdValid(251), 0u);
-                    // What is there is still found.
-                    EXPECT_EQ(LOG_ModuleIdStore("DYNAMIC_250", &id, 1), STATUS_SUCCESS);
-                    EXPECT_EQ(id, 250u);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("DYNAMIC_219"), 219u);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("COMMON"), 26u);
-                }),
-                exited(0));
+    fill_table();
+    EXPECT_EQ(LOG_GetNumModules(), kCapacity);
+    std::uint32_t id = 9999;
+    EXPECT_EQ(LOG_ModuleIdStore("ONE TOO MANY", &id, 1), STATUS_FAILED);
+    EXPECT_EQ(id, 9999u);
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic("ONE TOO MANY"), 0u);
+    EXPECT_EQ(LOG_GetNumModules(), kCapacity);
+    EXPECT_EQ(name(250), "DYNAMIC_250");
+    EXPECT_EQ(name(251), "Invalid");
+    EXPECT_EQ(LOG_IsModuleIdValid(250), 1u);
+    EXPECT_EQ(LOG_IsModuleIdValid(251), 0u);
+    // What is there is still found.
+    EXPECT_EQ(LOG_ModuleIdStore("DYNAMIC_250", &id, 1), STATUS_SUCCESS);
+    EXPECT_EQ(id, 250u);
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic("DYNAMIC_219"), 219u);
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic("COMMON"), 26u);
 }
 
-TEST(OxaLogger, AssignDynamic)
+FRESH_TEST(OxaLogger, AssignDynamic)
 {
-    EXPECT_THAT(run_fresh([] {
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic(nullptr), 0u);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic(""), 0u);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("FIRST"), 219u);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("SECOND"), 220u);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("FIRST"), 219u);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("TIMER"), 15u);
-                    EXPECT_EQ(LOG_GetNumModules(), 221u);
-                }),
-                exited(0));
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic(nullptr), 0u);
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic(""), 0u);
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic("FIRST"), 219u);
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic("SECOND"), 220u);
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic("FIRST"), 219u);
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic("TIMER"), 15u);
+    EXPECT_EQ(LOG_GetNumModules(), 221u);
 }
 
 TEST(OxaLogger, AssignDynamicReadsTheConfigurationFirst)
 {
-    EXPECT_THAT(run_fresh({.files = {{kConfig, "LISTED\nALSO LISTED\n"}}},
-                          [] {
-                              EXPECT_EQ(LOG_ModuleIdAssignDynamic("OTHER"), 221u);
-                              EXPECT_EQ(LOG_ModuleIdAssignDynamic("ALSO LISTED"), 220u);
-                              EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_COMPLETE);
-                          }),
-                exited(0));
-    EXPECT_THAT(run_fresh({.files = {{kConfig, "LISTED\n"}}},
-                          [] {
-                              // Nothing to assign: the file is left for later.
-                              EXPECT_EQ(LOG_ModuleIdAssignDynamic(""), 0u);
-                              EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_SUCCESS);
-                          }),
-                exited(0));
+    well({.files = {{kConfig, "LISTED\nALSO LISTED\n"}}}, [] {
+        EXPECT_EQ(LOG_ModuleIdAssignDynamic("OTHER"), 221u);
+        EXPECT_EQ(LOG_ModuleIdAssignDynamic("ALSO LISTED"), 220u);
+        EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_COMPLETE);
+    });
+    well({.files = {{kConfig, "LISTED\n"}}}, [] {
+        // Nothing to assign: the file is left for later.
+        EXPECT_EQ(LOG_ModuleIdAssignDynamic(""), 0u);
+        EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_SUCCESS);
+    });
 }
 
 TEST(OxaLogger, ConfiguredNamesInFileOrder)
@@ -266,69 +234,58 @@ TEST(OxaLogger, AConfigurationOf33NamesDoesNotFit)
     expect_names(content + "NAME0\nCOMMON\n", STATUS_SUCCESS, names);
 }
 
-TEST(OxaLogger, AMissingConfigurationIsNotTriedAgain)
+FRESH_TEST(OxaLogger, AMissingConfigurationIsNotTriedAgain)
 {
-    EXPECT_THAT(run_fresh([] {
-                    EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_NOT_FOUND);
-                    std::filesystem::create_directories("/oxa/slog");
-                    std::FILE* const file = std::fopen(kConfig.c_str(), "w");
-                    std::fputs("LATE\n", file);
-                    std::fclose(file);
-                    EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_COMPLETE);
-                    EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_COMPLETE);
-                    EXPECT_EQ(LOG_GetNumModules(), kFixed);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("OTHER"), kFixed);
-                }),
-                exited(0));
+    EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_NOT_FOUND);
+    std::filesystem::create_directories("/oxa/slog");
+    std::FILE* const file = std::fopen(kConfig.c_str(), "w");
+    std::fputs("LATE\n", file);
+    std::fclose(file);
+    EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_COMPLETE);
+    EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_COMPLETE);
+    EXPECT_EQ(LOG_GetNumModules(), kFixed);
+    EXPECT_EQ(LOG_ModuleIdAssignDynamic("OTHER"), kFixed);
 }
 
 TEST(OxaLogger, AnUnreadableConfigurationIsNotTriedAgain)
 {
-    EXPECT_THAT(run_fresh({.files = {{kConfig, "LISTED\n"}}},
-                          [] {
-                              fault::fail(fault::Call::open, 1, EACCES);
-                              EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_NOT_FOUND);
-                              EXPECT_EQ(fault::fired(), 1);
-                              EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_COMPLETE);
-                              EXPECT_EQ(LOG_GetNumModules(), kFixed);
-                          }),
-                exited(0));
+    well({.files = {{kConfig, "LISTED\n"}}}, [] {
+        fault::fail(fault::Call::open, 1, EACCES);
+        EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_NOT_FOUND);
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_COMPLETE);
+        EXPECT_EQ(LOG_GetNumModules(), kFixed);
+    });
 }
 
 TEST(OxaLogger, WithoutMemoryANameIsNotRegistered)
 {
-    EXPECT_THAT(run_fresh([] {
-                    std::uint32_t id = 9999;
-                    fault::fail(fault::Call::strdup);
-                    EXPECT_EQ(LOG_ModuleIdStore("NEW", &id, 1), STATUS_FAILED);
-                    EXPECT_EQ(fault::fired(), 1);
-                    EXPECT_EQ(id, 9999u);
-                    EXPECT_EQ(LOG_GetNumModules(), kFixed);
-                    fault::fail(fault::Call::strdup);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("NEW"), 0u);
-                    EXPECT_EQ(LOG_ModuleIdAssignDynamic("NEW"), kFixed);
-                }),
-                exited(0));
-    EXPECT_THAT(run_fresh({.files = {{kConfig, "ONE\nTWO\nTHREE\n"}}},
-                          [] {
-                              fault::fail(fault::Call::strdup, 2);
-                              EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_NO_RESOURCES);
-                              EXPECT_EQ(LOG_GetNumModules(), kFixed + 1);
-                              EXPECT_EQ(name(kFixed), "ONE");
-                          }),
-                exited(0));
+    well([] {
+        std::uint32_t id = 9999;
+        fault::fail(fault::Call::strdup);
+        EXPECT_EQ(LOG_ModuleIdStore("NEW", &id, 1), STATUS_FAILED);
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(id, 9999u);
+        EXPECT_EQ(LOG_GetNumModules(), kFixed);
+        fault::fail(fault::Call::strdup);
+        EXPECT_EQ(LOG_ModuleIdAssignDynamic("NEW"), 0u);
+        EXPECT_EQ(LOG_ModuleIdAssignDynamic("NEW"), kFixed);
+    });
+    well({.files = {{kConfig, "ONE\nTWO\nTHREE\n"}}}, [] {
+        fault::fail(fault::Call::strdup, 2);
+        EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_NO_RESOURCES);
+        EXPECT_EQ(LOG_GetNumModules(), kFixed + 1);
+        EXPECT_EQ(name(kFixed), "ONE");
+    });
 }
 
-TEST(OxaLogger, NamesAreOneBlockEach)
+FRESH_TEST(OxaLogger, NamesAreOneBlockEach)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const long blocks = fault::outstanding_blocks();
-                    registered("NEW");
-                    registered("NEW");
-                    registered("COMMON");
-                    EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
-                }),
-                exited(0));
+    const long blocks = fault::outstanding_blocks();
+    registered("NEW");
+    registered("NEW");
+    registered("COMMON");
+    EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
 }
 
 }  // namespace

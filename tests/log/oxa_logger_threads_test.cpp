@@ -16,7 +16,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 
 constexpr unsigned kThreads = 8;
 constexpr unsigned kNames = 32;
@@ -30,7 +30,7 @@ std::string name_number(unsigned number)
 TEST(OxaLoggerThreads, AllThreadsGetTheSameIds)
 {
     const FreshSetup setup{.files = {{"/oxa/slog/oxa_logger.cfg", "NAME_7\nNAME_3\n"}}};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         std::uint32_t ids[kThreads][kNames];
         std::barrier start(kThreads);
         std::vector<std::thread> threads;
@@ -57,12 +57,11 @@ TEST(OxaLoggerThreads, AllThreadsGetTheSameIds)
             }
         }
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(OxaLoggerThreads, ReadersSeeTheNameOfEveryIdThatTheySee)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         std::atomic<bool> done{false};
         std::vector<std::thread> readers;
         for (unsigned i = 0; i < 3; ++i) {
@@ -85,13 +84,12 @@ TEST(OxaLoggerThreads, ReadersSeeTheNameOfEveryIdThatTheySee)
             reader.join();
         }
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(OxaLoggerThreads, TheConfigurationIsReadByOneThreadAndTheOthersWait)
 {
     const FreshSetup setup{.files = {{"/oxa/slog/oxa_logger.cfg", "ONE\nTWO\n"}}};
-    const Outcome outcome = run_fresh(setup, [] {
+    const Outcome outcome = well(setup, [] {
         std::barrier start(kThreads);
         std::atomic<int> successes{0};
         std::atomic<int> completes{0};
@@ -111,7 +109,6 @@ TEST(OxaLoggerThreads, TheConfigurationIsReadByOneThreadAndTheOthersWait)
         EXPECT_EQ(successes, 1);
         EXPECT_EQ(completes, static_cast<int>(kThreads) - 1);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 /// Forks while another thread is inside a call of the library, which holds a lock there: that of
@@ -120,7 +117,7 @@ TEST(OxaLoggerThreads, TheConfigurationIsReadByOneThreadAndTheOthersWait)
 void fork_while_another_thread_is_in(fault::Call call, int nth, int lock)
 {
     const FreshSetup setup{.files = {{"/oxa/slog/oxa_logger.cfg", "LISTED\n"}}};
-    const Outcome outcome = run_fresh(setup, [=] {
+    const Outcome outcome = well(setup, [=] {
         Event inside;
         Event go_on;
         fault::on_call(call, nth, [&] {
@@ -144,7 +141,6 @@ void fork_while_another_thread_is_in(fault::Call call, int nth, int lock)
         EXPECT_EQ(LOG_ModuleIdAssignDynamic("HOLDER"), kFixed + 1);
         EXPECT_EQ(LOG_GetNumModules(), kFixed + 2);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(OxaLoggerThreads, AForkWhileAnotherThreadReadsTheConfiguration)

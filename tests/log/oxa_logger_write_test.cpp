@@ -8,13 +8,13 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 TEST(OxaLoggerWrite, TheZoneIsTheNameOfTheModule)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (const std::uint32_t id : {0u, 15u, 26u, 219u, UINT32_MAX}) {
             EXPECT_EQ(LOG_Write(id, COMMON_LogLevelError, "dir/file.c", "function", 42, "%s %u",
                                 "module", id),
@@ -23,54 +23,50 @@ TEST(OxaLoggerWrite, TheZoneIsTheNameOfTheModule)
         EXPECT_EQ(LOG_ModuleIdAssignDynamic("MINE"), 219u);
         EXPECT_EQ(LOG_Write(219, COMMON_LogLevelInfo, "f", "g", 1, "registered"), 1u);
     });
-    EXPECT_THAT(outcome, exited(0));
     const auto error = [](const char* zone, const char* message) {
-        return report(COMMON_LogLevelError, zone, "file.c", "function", message);
+        return said(COMMON_LogLevelError, zone, "file.c", "function", message);
     };
     EXPECT_THAT(reports(outcome),
                 ElementsAre(error("Generic", "module 0"), error("TIMER", "module 15"),
                             error("COMMON", "module 26"), error("Invalid", "module 219"),
                             error("Invalid", "module 4294967295"),
-                            report(COMMON_LogLevelInfo, "MINE", "f", "g", "registered")));
+                            said(COMMON_LogLevelInfo, "MINE", "f", "g", "registered")));
     EXPECT_EQ(fields_of(outcome.log[0]).line, 42);
 }
 
 TEST(OxaLoggerWrite, GivesWhetherTheLevelWasAccepted)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (COMMON_LogLevel_t level = 0; level <= 8; ++level) {
             EXPECT_EQ(LOG_Write(26, level, "f", "g", 1, "level"), level <= 5 ? 1u : 0u) << level;
         }
         COMMON_Log_EnableSet(0);
         EXPECT_EQ(LOG_Write(26, COMMON_LogLevelFatal, "f", "g", 1, "disabled"), 0u);
     });
-    EXPECT_THAT(outcome, exited(0));
     std::vector<Report> expected;
     for (COMMON_LogLevel_t level = 0; level <= 5; ++level) {
-        expected.push_back(report(level, "COMMON", "f", "g", "level"));
+        expected.push_back(said(level, "COMMON", "f", "g", "level"));
     }
     EXPECT_THAT(reports(outcome), testing::ElementsAreArray(expected));
 }
 
 TEST(OxaLoggerWrite, NullTextsAreEmptyFields)
 {
-    const Outcome outcome = run_fresh(
+    const Outcome outcome = well(
         [] { EXPECT_EQ(LOG_Write(0, COMMON_LogLevelError, nullptr, nullptr, 3, "message"), 1u); });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
-                ElementsAre(report(COMMON_LogLevelError, "Generic", "", "", "message")));
+                ElementsAre(said(COMMON_LogLevelError, "Generic", "", "", "message")));
 }
 
 TEST(OxaLoggerWrite, FatalErrorIsCriticalAndNotEchoed)
 {
-    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+    const Outcome outcome = well({.env = kDebugOn}, [] {
         for (const std::uint32_t ignored : {0u, 7u, UINT32_MAX}) {
             LOG_FatalError(16, ignored, "dir/file.c", "function", 5, "%d of %s", 1, "these");
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     const Report critical =
-        report(COMMON_LogLevelCritical, "MALLOC", "file.c", "function", "1 of these");
+        said(COMMON_LogLevelCritical, "MALLOC", "file.c", "function", "1 of these");
     EXPECT_THAT(reports(outcome), ElementsAre(critical, critical, critical));
     EXPECT_EQ(fields_of(outcome.log[0]).line, 5);
     for (const RowText& row : row_texts(outcome.err)) {
@@ -80,39 +76,37 @@ TEST(OxaLoggerWrite, FatalErrorIsCriticalAndNotEchoed)
 
 TEST(OxaLoggerWrite, FatalErrorObeysTheLevelOfTheHandler)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_LevelSet(COMMON_LogLevelFatal);
         LOG_FatalError(16, 0, "f", "g", 5, "below the level");
         COMMON_Log_LevelSet(COMMON_LogLevelCritical);
         LOG_FatalError(999, 0, "f", "g", 5, "at the level");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
-                ElementsAre(report(COMMON_LogLevelCritical, "Invalid", "f", "g", "at the level")));
+                ElementsAre(said(COMMON_LogLevelCritical, "Invalid", "f", "g", "at the level")));
 }
 
 TEST(OxaLoggerWrite, PrintTimeTakesTheFunctionBeforeTheFile)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LOG_PrintTime(99, "ZONE", "Start-up", "function", "dir/file.c", 321);
         LOG_PrintTime(0, nullptr, "", nullptr, nullptr, -1);
         LOG_PrintTime(0, "ZONE", "%s%n", "function", "file.c", 1);
         COMMON_Log_LevelSet(COMMON_LogLevelNote);
         LOG_PrintTime(0, "ZONE", "dropped", "function", "file.c", 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(
         reports(outcome),
-        ElementsAre(report(COMMON_LogLevelInfo, "ZONE", "file.c", "function", "Start-up Time"),
-                    report(COMMON_LogLevelInfo, "", "", "", " Time"),
-                    report(COMMON_LogLevelInfo, "ZONE", "file.c", "function", "%s%n Time")));
+        ElementsAre(said(COMMON_LogLevelInfo, "ZONE", "file.c", "function", "Start-up Time"),
+                    said(COMMON_LogLevelInfo, "", "", "", " Time"),
+                    said(COMMON_LogLevelInfo, "ZONE", "file.c", "function", "%s%n Time")));
     EXPECT_EQ(fields_of(outcome.log[0]).line, 321);
     EXPECT_EQ(fields_of(outcome.log[1]).line, -1);
 }
 
 TEST(OxaLoggerWrite, PreFilterLevelIsTheCurrentLevel)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(LOG_GetPreFilterLevel(), 5u);
         for (const COMMON_LogLevel_t level : {0u, 7u, 8u, UINT32_MAX}) {
             EXPECT_EQ(LOG_SetPreFilterLevel(level), 5u);
@@ -123,13 +117,12 @@ TEST(OxaLoggerWrite, PreFilterLevelIsTheCurrentLevel)
         EXPECT_EQ(LOG_SetPreFilterLevel(6), 2u);
         EXPECT_EQ(COMMON_Log_LevelGet(), 2u);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(OxaLoggerWrite, BuffersAreAPlaceholder)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         void* const buffer = LOG_BufferCreate();
         EXPECT_NE(buffer, nullptr);
         EXPECT_EQ(LOG_BufferCreate(), buffer);
@@ -141,14 +134,13 @@ TEST(OxaLoggerWrite, BuffersAreAPlaceholder)
         LOG_BufferFlush(buffer);
         LOG_BufferFlush(nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
 TEST(OxaLoggerWrite, BufferWriteWritesAnEmptyMessageAtVerbose)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LOG_BufferWrite(LOG_BufferCreate(), "not accepted");
         COMMON_Log_LevelSet(COMMON_LogLevelDebug);
         LOG_BufferWrite(LOG_BufferCreate(), "not accepted");
@@ -158,14 +150,13 @@ TEST(OxaLoggerWrite, BufferWriteWritesAnEmptyMessageAtVerbose)
         COMMON_Log_EnableSet(0);
         LOG_BufferWrite(nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
-    const Report empty = report(COMMON_LogLevelVerbose, "", "oxa_logger", "LOG_BufferWrite", "");
+    const Report empty = said(COMMON_LogLevelVerbose, "", "oxa_logger", "LOG_BufferWrite", "");
     EXPECT_THAT(reports(outcome), ElementsAre(empty, empty));
 }
 
 TEST(OxaLoggerWrite, ErrnoIsTheCallers)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         std::uint32_t (*const write)(std::uint32_t, COMMON_LogLevel_t, const char*, const char*,
                                      std::int32_t, const char*, ...) = LOG_Write;
         errno = ENOTDIR;
@@ -174,9 +165,8 @@ TEST(OxaLoggerWrite, ErrnoIsTheCallers)
         write(0, COMMON_LogLevelVerbose, "f", "g", 1, "%m");
         EXPECT_EQ(errno, ENOTDIR);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(reports(outcome),
-                ElementsAre(report(COMMON_LogLevelError, "Generic", "f", "g", "Not a directory")));
+                ElementsAre(said(COMMON_LogLevelError, "Generic", "f", "g", "Not a directory")));
 }
 
 }  // namespace

@@ -22,7 +22,7 @@
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::SizeIs;
 
 constexpr const char* kDaemon = "/usr/sbin/rsyslogd";
@@ -141,60 +141,55 @@ TEST_F(RealSyslog, GetsEveryRecordOfManyThreadsWholeAndInOrder)
 {
     constexpr int kThreads = 8;
     constexpr int kRecords = 10'000;
-    EXPECT_THAT(run_fresh(daemon_setup(),
-                          [] {
-                              const Daemon daemon;
-                              std::vector<std::thread> threads;
-                              for (int thread = 0; thread < kThreads; ++thread) {
-                                  threads.emplace_back([thread] {
-                                      for (int i = 0; i < kRecords; ++i) {
-                                          COMMON_Log_Write(COMMON_LogLevelInfo, kZoneNumber, "ZONE",
-                                                           "file.c", "function", i,
-                                                           "thread %d record %d end", thread, i);
-                                      }
-                                  });
-                              }
-                              for (auto& thread : threads) {
-                                  thread.join();
-                              }
-                              const auto lines =
-                                  Daemon::wait_for_lines(std::size_t{kThreads} * kRecords);
-                              ASSERT_THAT(lines, SizeIs(kThreads * kRecords));
-                              std::array<int, kThreads> next{};
-                              std::array<std::int64_t, kThreads> tids{};
-                              for (const auto& text : lines) {
-                                  const Line line = parse_line(text);
-                                  ASSERT_EQ(line.code, LOG_USER | LOG_INFO) << text;
-                                  ASSERT_TRUE(line.record.valid) << text;
-                                  const LayoutFields fields = fields_of(line.record);
-                                  int thread = -1;
-                                  int number = -1;
-                                  ASSERT_EQ(std::sscanf(fields.message.c_str(),
-                                                        "thread %d record %d", &thread, &number),
-                                            2)
-                                      << text;
-                                  ASSERT_TRUE(thread >= 0 && thread < kThreads) << text;
-                                  const auto at = static_cast<std::size_t>(thread);
-                                  tids[at] = number == 0 ? fields.tid : tids[at];
-                                  ASSERT_EQ(number, next[at]++) << text;
-                                  LayoutFields expected;
-                                  expected.day = fields.day;
-                                  expected.time = fields.time;
-                                  expected.nanoseconds = fields.nanoseconds;
-                                  expected.pid = getpid();
-                                  expected.tid = tids[at];
-                                  expected.process = fields.process;
-                                  expected.level = "Info";
-                                  expected.zone = "ZONE";
-                                  expected.file = "file.c";
-                                  expected.function = "function";
-                                  expected.line = number;
-                                  expected.message = "thread " + std::to_string(thread) +
-                                                     " record " + std::to_string(number) + " end";
-                                  ASSERT_EQ(fields, expected) << text;
-                              }
-                          }),
-                exited(0));
+    well(daemon_setup(), [] {
+        const Daemon daemon;
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < kThreads; ++thread) {
+            threads.emplace_back([thread] {
+                for (int i = 0; i < kRecords; ++i) {
+                    COMMON_Log_Write(COMMON_LogLevelInfo, kZoneNumber, "ZONE", "file.c", "function",
+                                     i, "thread %d record %d end", thread, i);
+                }
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+        const auto lines = Daemon::wait_for_lines(std::size_t{kThreads} * kRecords);
+        ASSERT_THAT(lines, SizeIs(kThreads * kRecords));
+        std::array<int, kThreads> next{};
+        std::array<std::int64_t, kThreads> tids{};
+        for (const auto& text : lines) {
+            const Line line = parse_line(text);
+            ASSERT_EQ(line.code, LOG_USER | LOG_INFO) << text;
+            ASSERT_TRUE(line.record.valid) << text;
+            const LayoutFields fields = fields_of(line.record);
+            int thread = -1;
+            int number = -1;
+            ASSERT_EQ(std::sscanf(fields.message.c_str(), "thread %d record %d", &thread, &number),
+                      2)
+                << text;
+            ASSERT_TRUE(thread >= 0 && thread < kThreads) << text;
+            const auto at = static_cast<std::size_t>(thread);
+            tids[at] = number == 0 ? fields.tid : tids[at];
+            ASSERT_EQ(number, next[at]++) << text;
+            LayoutFields expected;
+            expected.day = fields.day;
+            expected.time = fields.time;
+            expected.nanoseconds = fields.nanoseconds;
+            expected.pid = getpid();
+            expected.tid = tids[at];
+            expected.process = fields.process;
+            expected.level = "Info";
+            expected.zone = "ZONE";
+            expected.file = "file.c";
+            expected.function = "function";
+            expected.line = number;
+            expected.message =
+                "thread " + std::to_string(thread) + " record " + std::to_string(number) + " end";
+            ASSERT_EQ(fields, expected) << text;
+        }
+    });
 }
 
 TEST_F(RealSyslog, GetsEveryLayoutAtEveryLevel)
@@ -206,36 +201,34 @@ TEST_F(RealSyslog, GetsEveryLayoutAtEveryLevel)
     using Parse = std::optional<LayoutFields> (*)(std::string_view);
     constexpr Parse kParsers[] = {parse_legacy, parse_all, parse_columns, parse_syslogng,
                                   parse_syslogngext};
-    EXPECT_THAT(run_fresh(daemon_setup(),
-                          [&] {
-                              const Daemon daemon;
-                              COMMON_Log_LevelSet(COMMON_LogLevelVerbose);
-                              for (COMMON_LogFormat_t format = 0; format < 5; ++format) {
-                                  COMMON_Log_FormatSet(format);
-                                  for (COMMON_LogLevel_t level = 0; level < 8; ++level) {
-                                      log_message(level, "format %u level %u", format, level);
-                                  }
-                              }
-                              const auto lines = Daemon::wait_for_lines(40);
-                              ASSERT_THAT(lines, SizeIs(40));
-                              for (std::size_t i = 0; i < 40; ++i) {
-                                  const Line line = parse_line(lines[i]);
-                                  EXPECT_EQ(line.code, LOG_USER | kPriorities[i % 8]) << lines[i];
-                                  EXPECT_EQ(line.record.facility, LOG_USER) << lines[i];
-                                  EXPECT_EQ(line.record.priority, kPriorities[i % 8]) << lines[i];
-                                  EXPECT_EQ(line.record.identity, program_invocation_short_name);
-                                  const auto fields = kParsers[i / 8](line.record.text);
-                                  ASSERT_TRUE(fields.has_value()) << lines[i];
-                                  EXPECT_EQ(fields->level, kLevels[i % 8]);
-                                  EXPECT_EQ(fields->zone, "ZONE");
-                                  EXPECT_EQ(fields->file, "file.c");
-                                  EXPECT_EQ(fields->function, "function");
-                                  EXPECT_EQ(fields->line, 7);
-                                  EXPECT_EQ(fields->message, "format " + std::to_string(i / 8) +
-                                                                 " level " + std::to_string(i % 8));
-                              }
-                          }),
-                exited(0));
+    well(daemon_setup(), [&] {
+        const Daemon daemon;
+        COMMON_Log_LevelSet(COMMON_LogLevelVerbose);
+        for (COMMON_LogFormat_t format = 0; format < 5; ++format) {
+            COMMON_Log_FormatSet(format);
+            for (COMMON_LogLevel_t level = 0; level < 8; ++level) {
+                log_message(level, "format %u level %u", format, level);
+            }
+        }
+        const auto lines = Daemon::wait_for_lines(40);
+        ASSERT_THAT(lines, SizeIs(40));
+        for (std::size_t i = 0; i < 40; ++i) {
+            const Line line = parse_line(lines[i]);
+            EXPECT_EQ(line.code, LOG_USER | kPriorities[i % 8]) << lines[i];
+            EXPECT_EQ(line.record.facility, LOG_USER) << lines[i];
+            EXPECT_EQ(line.record.priority, kPriorities[i % 8]) << lines[i];
+            EXPECT_EQ(line.record.identity, program_invocation_short_name);
+            const auto fields = kParsers[i / 8](line.record.text);
+            ASSERT_TRUE(fields.has_value()) << lines[i];
+            EXPECT_EQ(fields->level, kLevels[i % 8]);
+            EXPECT_EQ(fields->zone, "ZONE");
+            EXPECT_EQ(fields->file, "file.c");
+            EXPECT_EQ(fields->function, "function");
+            EXPECT_EQ(fields->line, 7);
+            EXPECT_EQ(fields->message,
+                      "format " + std::to_string(i / 8) + " level " + std::to_string(i % 8));
+        }
+    });
 }
 
 }  // namespace

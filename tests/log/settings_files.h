@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-namespace bench {
+namespace harness {
 
 inline const std::string kConfiguredFile = "/config/common/log/settings.txt";
 inline const std::string kSharedFile = "/tmp/common/log/settings.txt";
@@ -44,4 +44,4 @@ inline void remove_file(const std::string& path)
     ASSERT_EQ(unlink(path.c_str()), 0) << path;
 }
 
-}  // namespace bench
+}  // namespace harness

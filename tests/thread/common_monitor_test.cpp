@@ -14,7 +14,7 @@
 #include "common_system.h"
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 
@@ -23,7 +23,7 @@ constexpr std::int32_t kMonotonic = CLOCK_MONOTONIC;
 constexpr std::uint64_t kMillisecond = 1'000'000;
 constexpr std::uint64_t kHour = 3'600'000 * kMillisecond;
 
-/** A monitor that is initialised and, at the end, destroyed. */
+/// A monitor that is initialised and, at the end, destroyed.
 struct Monitor : COMMON_Monitor {
     explicit Monitor(const std::int32_t* clock = nullptr)
     {
@@ -34,7 +34,7 @@ struct Monitor : COMMON_Monitor {
     ~Monitor() { COMMON_Monitor_Destroy(this); }
 };
 
-/** Holds a monitor's lock over a scope. */
+/// Holds a monitor's lock over a scope.
 class Locked {
 public:
     explicit Locked(COMMON_Monitor& monitor) : monitor_(monitor) { COMMON_Monitor_Lock(&monitor_); }
@@ -242,7 +242,7 @@ TEST(CommonMonitor, TimeLimitsCountOnTheMonitorsClock)
     });
 }
 
-/** Waits until a deadline with another thread that notifies; true when the time was up. */
+/// Waits until a deadline with another thread that notifies; true when the time was up.
 bool times_out_although_notified(COMMON_Monitor& monitor, std::uint64_t deadline)
 {
     bool notified = false;

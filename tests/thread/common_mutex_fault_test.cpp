@@ -10,13 +10,13 @@
 #include "common_log_settings.h"
 #include "fault.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 
 namespace {
 
-/** Sets everything that a commit has a step for. */
+/// Sets everything that a commit has a step for.
 void set_all_attributes(COMMON_Mutex* mutex)
 {
     COMMON_Mutex_SetPriorityCeiling(mutex, 17);
@@ -32,7 +32,7 @@ const Call kCalls[] = {Call::pthread_mutexattr_init,        Call::pthread_mutexa
                        Call::pthread_mutexattr_setprotocol, Call::pthread_mutexattr_settype,
                        Call::pthread_mutexattr_setpshared,  Call::pthread_mutex_init};
 
-/** Notes each function of the platform during a commit, that for the type at its `nth` call. */
+/// Notes each function of the platform during a commit, that for the type at its `nth` call.
 std::vector<std::string> trace_commit(COMMON_Mutex& mutex, int nth_type)
 {
     std::vector<std::string> trace;
@@ -111,7 +111,7 @@ class CommonMutexStep : public testing::TestWithParam<Step> {};
 
 TEST_P(CommonMutexStep, FailureIsReportedAndTheOtherStepsAreTaken)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Mutex mutex;
         COMMON_Mutex_Initialize(&mutex);
         set_all_attributes(&mutex);
@@ -123,7 +123,6 @@ TEST_P(CommonMutexStep, FailureIsReportedAndTheOtherStepsAreTaken)
                 << fault::name(call);
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(mutex_fatal("COMMON_Mutex_Commit", GetParam().message)));
 }
 
@@ -132,7 +131,7 @@ INSTANTIATE_TEST_SUITE_P(Steps, CommonMutexStep, testing::ValuesIn(kSteps),
 
 TEST(CommonMutexFault, AllStepsMayFail)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Mutex mutex;
         COMMON_Mutex_Initialize(&mutex);
         set_all_attributes(&mutex);
@@ -141,8 +140,7 @@ TEST(CommonMutexFault, AllStepsMayFail)
         }
         COMMON_Mutex_Commit(&mutex);
     });
-    EXPECT_THAT(outcome, exited(0));
-    std::vector<testing::Matcher<const LogRecord&>> all;
+    std::vector<Report> all;
     for (const Step& step : kSteps) {
         all.push_back(mutex_fatal("COMMON_Mutex_Commit", step.message));
     }
@@ -151,7 +149,7 @@ TEST(CommonMutexFault, AllStepsMayFail)
 
 TEST(CommonMutexFault, MutexAfterAFailedStepHasTheOtherAttributes)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail(Call::pthread_mutexattr_init);
         fault::fail(Call::pthread_mutexattr_setpshared);
         Built mutex([](COMMON_Mutex* record) {
@@ -160,7 +158,6 @@ TEST(CommonMutexFault, MutexAfterAFailedStepHasTheOtherAttributes)
         });
         EXPECT_EQ(relocking_by_holder(mutex), 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, testing::SizeIs(2));
 }
 
@@ -168,7 +165,7 @@ TEST(CommonMutexFault, MutexAfterAFailedStepHasTheOtherAttributes)
 
 TEST(CommonMutexFault, LockAndUnlockThatFailAreReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         Built mutex;
         fault::fail(Call::pthread_mutex_lock, 1, EAGAIN);
         COMMON_Mutex_Lock(&mutex);
@@ -180,7 +177,6 @@ TEST(CommonMutexFault, LockAndUnlockThatFailAreReported)
         COMMON_Mutex_Unlock(&mutex);
         EXPECT_EQ(fault::fired(), 2);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(mutex_operation_failed("Resource temporarily unavailable (11)"),
                             mutex_operation_failed("Operation not permitted (1)")));
@@ -216,12 +212,11 @@ TEST(CommonMutexFault, RelockLetsAnotherThreadInBetween)
 
 TEST(CommonMutexFault, DestroyThatFailsIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         Built mutex;
         fault::fail(Call::pthread_mutex_destroy, 1, EINVAL);
         COMMON_Mutex_Destroy(&mutex);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(mutex_fatal("COMMON_Mutex_Destroy",
                                                      "Failed to destroy the mutex with error: "
                                                      "Invalid argument (22)")));
@@ -241,7 +236,7 @@ TEST(CommonMutexFault, NewDoesNotCommit)
 
 TEST(CommonMutexFault, DeleteDestroysAndFreesWhateverHappens)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_CacheSet(0);
         const long blocks = fault::outstanding_blocks();
         COMMON_Mutex* const mutex = COMMON_Mutex_New();
@@ -258,7 +253,6 @@ TEST(CommonMutexFault, DeleteDestroysAndFreesWhateverHappens)
         EXPECT_FALSE(freed_before);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(mutex_fatal("COMMON_Mutex_Destroy",
                                                      "Failed to destroy the mutex with error: "
                                                      "Device or resource busy (16)")));
@@ -271,8 +265,8 @@ TEST(CommonMutexFault, RecordWithoutMemoryEndsTheProcess)
         (void)COMMON_Mutex_New();
     });
     EXPECT_THAT(outcome, exited(1));
-    EXPECT_THAT(outcome.log, ElementsAre(record(
-                                 COMMON_LogLevelCritical, "MALLOC", "mem_malloc", "ErrorLog_Write",
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(COMMON_LogLevelCritical, "MALLOC", "mem_malloc", "ErrorLog_Write",
                                  testing::EndsWith(") Could not allocate memory."))));
 }
 

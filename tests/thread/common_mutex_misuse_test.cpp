@@ -15,7 +15,7 @@
 #include "built_mutex.h"
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -26,14 +26,13 @@ namespace {
 TEST(CommonMutexMisuse, TypeThatDoesNotExistIsReportedTwice)
 {
     for (const std::int32_t type : {4, 99, -1}) {
-        const Outcome outcome = run_fresh([&] {
+        const Outcome outcome = well([&] {
             Built mutex([&](COMMON_Mutex* record) {
                 COMMON_Mutex_SetRecursive(record, 1);
                 COMMON_Mutex_SetType(record, type);
             });
             EXPECT_EQ(relocking_by_holder(mutex), 0) << "the other attributes are lost";
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_THAT(
             outcome.log,
             ElementsAre(mutex_fatal("COMMON_Mutex_Commit",
@@ -46,14 +45,13 @@ TEST(CommonMutexMisuse, TypeThatDoesNotExistIsReportedTwice)
 TEST(CommonMutexMisuse, ProtocolThatDoesNotExistIsReportedTwice)
 {
     for (const std::int32_t protocol : {2, -1}) {
-        const Outcome outcome = run_fresh([&] {
+        const Outcome outcome = well([&] {
             Built mutex([&](COMMON_Mutex* record) {
                 COMMON_Mutex_SetProtocol(record, protocol);
                 COMMON_Mutex_SetType(record, COMMON_MutexTypeRecursive);
             });
             EXPECT_EQ(relocking_by_holder(mutex), 0) << "the other attributes are lost";
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_THAT(
             outcome.log,
             ElementsAre(
@@ -66,12 +64,11 @@ TEST(CommonMutexMisuse, ProtocolThatDoesNotExistIsReportedTwice)
 
 TEST(CommonMutexMisuse, CeilingThatThePlatformRefusesIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         Built mutex([](COMMON_Mutex* record) { COMMON_Mutex_SetPriorityCeiling(record, 1'000); });
         COMMON_Mutex_Lock(&mutex);
         COMMON_Mutex_Unlock(&mutex);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(mutex_fatal(
                                  "COMMON_Mutex_Commit",
                                  "Failed to set the priority ceiling with error: Invalid argument "
@@ -82,7 +79,7 @@ TEST(CommonMutexMisuse, CeilingThatThePlatformRefusesIsReported)
 
 TEST(CommonMutexMisuse, UnlockingWhatIsNotHeldIsReportedByAnErrorCheckingMutex)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         Built mutex([](COMMON_Mutex* record) {
             COMMON_Mutex_SetType(record, COMMON_MutexTypeErrorChecking);
         });
@@ -93,7 +90,6 @@ TEST(CommonMutexMisuse, UnlockingWhatIsNotHeldIsReportedByAnErrorCheckingMutex)
         COMMON_Mutex_Lock(&mutex);
         COMMON_Mutex_Unlock(&mutex);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(mutex_operation_failed("Operation not permitted (1)"),
                                          mutex_operation_failed("Operation not permitted (1)"),
                                          mutex_operation_failed("Resource deadlock avoided (35)")));
@@ -101,7 +97,7 @@ TEST(CommonMutexMisuse, UnlockingWhatIsNotHeldIsReportedByAnErrorCheckingMutex)
 
 TEST(CommonMutexMisuse, RelockOfWhatIsNotHeldReportsAndLocks)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         Built mutex([](COMMON_Mutex* record) {
             COMMON_Mutex_SetType(record, COMMON_MutexTypeErrorChecking);
         });
@@ -109,13 +105,12 @@ TEST(CommonMutexMisuse, RelockOfWhatIsNotHeldReportsAndLocks)
         EXPECT_FALSE(is_free(mutex));
         COMMON_Mutex_Unlock(&mutex);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(mutex_operation_failed("Operation not permitted (1)")));
 }
 
 TEST(CommonMutexMisuse, DestroyingWhatIsHeldIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Mutex mutex;
         COMMON_Mutex_Initialize(&mutex);
         COMMON_Mutex_Commit(&mutex);
@@ -125,14 +120,13 @@ TEST(CommonMutexMisuse, DestroyingWhatIsHeldIsReported)
         COMMON_Mutex_Unlock(&mutex);
         COMMON_Mutex_Destroy(&mutex);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(mutex_fatal("COMMON_Mutex_Destroy",
                                         "Failed to destroy the mutex with error: Device or "
                                         "resource busy (16)")));
 }
 
-/** Whether a process sleeps in the kernel. */
+/// Whether a process sleeps in the kernel.
 bool sleeps(pid_t process)
 {
     const std::string path = "/proc/" + std::to_string(process) + "/stat";

@@ -10,7 +10,7 @@
 
 #include "built_mutex.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 
@@ -98,7 +98,7 @@ TEST(CommonMutex, SettersStoreAnythingAndLeaveThePlatformsMutexAlone)
 
 // What a commit builds.
 
-/** An error-checking mutex is the only one that refuses an unlocking by somebody else. */
+/// An error-checking mutex is the only one that refuses an unlocking by somebody else.
 bool checks_errors(COMMON_Mutex& mutex)
 {
     pthread_mutex_lock(&mutex.mutex);
@@ -111,7 +111,7 @@ struct Kind {
     const char* name;
     std::uint32_t recursive;
     std::int32_t type;
-    int relocking; /**< result of locking again */
+    int relocking;  ///< result of locking again
 };
 
 void PrintTo(const Kind& kind, std::ostream* stream)

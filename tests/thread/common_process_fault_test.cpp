@@ -17,11 +17,11 @@
 #include "fault.h"
 #include "forked.h"
 #include "fresh_process.h"
+#include "log_expect.h"
 #include "log_layout.h"
-#include "log_matchers.h"
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -35,7 +35,7 @@ std::uint32_t own_id()
     return static_cast<std::uint32_t>(getpid());
 }
 
-/** Asks for the calling process while something fails; standard output has its id. */
+/// Asks for the calling process while something fails; standard output has its id.
 Outcome load_with(const FreshSetup& setup, Call failing, int error, STATUS result,
                   const std::string& name)
 {
@@ -114,12 +114,11 @@ TEST(CommonProcessFault, CallingProcessThatCannotBeReadAtFirstEndsIt)
 
 TEST(CommonProcessFault, CloseThatFailsAtFirstIsToldAndCounts)
 {
-    const Outcome outcome = run_fresh({}, [] {
+    const Outcome outcome = well({}, [] {
         fault::fail(Call::close);
         EXPECT_EQ(COMMON_Process_Id(), own_id());
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 // Not under ThreadSanitizer, whose pthread_once() does not know that a fork ends the other threads.
@@ -157,18 +156,15 @@ TEST(CommonProcessFault, ChildForkedWhileTheRecordIsLoadedLoadsItsOwn)
     }
 }
 
-TEST(CommonProcessFault, FileIsReadOnceForTheCallingProcess)
+FRESH_TEST(CommonProcessFault, FileIsReadOnceForTheCallingProcess)
 {
-    EXPECT_THAT(run_fresh([] {
-                    COMMON_Process_Id();
-                    const int opened = fault::calls(Call::open);
-                    COMMON_Process record;
-                    COMMON_Process_Get(&record);
-                    EXPECT_EQ(COMMON_Process_Id(), own_id());
-                    EXPECT_EQ(fault::calls(Call::open), opened);
-                    EXPECT_EQ(fault::calls(Call::malloc), 0);
-                }),
-                exited(0));
+    COMMON_Process_Id();
+    const int opened = fault::calls(Call::open);
+    COMMON_Process record;
+    COMMON_Process_Get(&record);
+    EXPECT_EQ(COMMON_Process_Id(), own_id());
+    EXPECT_EQ(fault::calls(Call::open), opened);
+    EXPECT_EQ(fault::calls(Call::malloc), 0);
 }
 
 }  // namespace

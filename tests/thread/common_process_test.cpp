@@ -18,17 +18,17 @@
 #include "debug_rows.h"
 #include "fake_proc.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-/** No process has this id. */
+/// No process has this id.
 constexpr std::uint32_t kNobody = 4'294'967'295;
 
 const FreshSetup kDebugOn{.env = {{"COMMON_DEBUG_ENABLE", "True"}}};
@@ -38,7 +38,7 @@ std::uint32_t own_id()
     return static_cast<std::uint32_t>(getpid());
 }
 
-/** Checks a loaded record but for where its name points to. */
+/// Checks a loaded record but for where its name points to.
 void expect_loaded(const COMMON_Process& record, std::uint32_t id, const std::string& name)
 {
     EXPECT_EQ(record.id, id);
@@ -77,7 +77,7 @@ TEST(CommonProcess, EmptyRecordIsExported)
 
 TEST(CommonProcess, CallingProcessIsCopied)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Process first = COMMON_Process_NULL;
         COMMON_Process second = COMMON_Process_NULL;
         COMMON_Process_Get(&first);
@@ -88,61 +88,51 @@ TEST(CommonProcess, CallingProcessIsCopied)
         EXPECT_EQ(first.name, second.name) << "not the library's own record";
         EXPECT_EQ(COMMON_Process_Id(), own_id());
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
-TEST(CommonProcess, IdLoadsTheRecord)
+FRESH_TEST(CommonProcess, IdLoadsTheRecord)
 {
-    EXPECT_THAT(run_fresh([] { EXPECT_EQ(COMMON_Process_Id(), own_id()); }), exited(0));
+    EXPECT_EQ(COMMON_Process_Id(), own_id());
 }
 
-TEST(CommonProcess, LongestKernelNameIsStoredWithoutItsNewline)
+FRESH_TEST(CommonProcess, LongestKernelNameIsStoredWithoutItsNewline)
 {
-    EXPECT_THAT(run_fresh([] {
-                    set_kernel_name("fifteen letters");
-                    COMMON_Process record;
-                    COMMON_Process_Get(&record);
-                    expect_loaded(record, own_id(), "fifteen letters");
-                    EXPECT_EQ(record.nameLength, 15U);
-                    EXPECT_EQ(record.bufferLength, 15U);
-                }),
-                exited(0));
+    set_kernel_name("fifteen letters");
+    COMMON_Process record;
+    COMMON_Process_Get(&record);
+    expect_loaded(record, own_id(), "fifteen letters");
+    EXPECT_EQ(record.nameLength, 15U);
+    EXPECT_EQ(record.bufferLength, 15U);
 }
 
-TEST(CommonProcess, CallingProcessIsLoadedOnce)
+FRESH_TEST(CommonProcess, CallingProcessIsLoadedOnce)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const std::string name = kernel_name();
-                    COMMON_Process record;
-                    COMMON_Process_Get(&record);
-                    set_kernel_name("renamed");
-                    COMMON_Process_Get(&record);
-                    expect_loaded(record, own_id(), name);
-                    EXPECT_EQ(COMMON_Process_GetById(own_id(), &record), 100U);
-                    expect_loaded(record, own_id(), "renamed");
-                }),
-                exited(0));
+    const std::string name = kernel_name();
+    COMMON_Process record;
+    COMMON_Process_Get(&record);
+    set_kernel_name("renamed");
+    COMMON_Process_Get(&record);
+    expect_loaded(record, own_id(), name);
+    EXPECT_EQ(COMMON_Process_GetById(own_id(), &record), 100U);
+    expect_loaded(record, own_id(), "renamed");
 }
 
-TEST(CommonProcess, ChildKeepsTheRecordOfItsParent)
+FRESH_TEST(CommonProcess, ChildKeepsTheRecordOfItsParent)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const std::uint32_t parent = COMMON_Process_Id();
-                    const pid_t child = fork();
-                    if (child == 0) {
-                        EXPECT_EQ(COMMON_Process_Id(), parent);
-                        _exit(0);
-                    }
-                    EXPECT_EQ(waitpid(child, nullptr, 0), child);
-                }),
-                exited(0));
+    const std::uint32_t parent = COMMON_Process_Id();
+    const pid_t child = fork();
+    if (child == 0) {
+        EXPECT_EQ(COMMON_Process_Id(), parent);
+        _exit(0);
+    }
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
 }
 
 TEST(CommonProcess, AnyProcessCanBeAskedFor)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         int ends[2];
         ASSERT_EQ(pipe(ends), 0);
         const pid_t child = fork();
@@ -167,13 +157,12 @@ TEST(CommonProcess, AnyProcessCanBeAskedFor)
         close(ends[1]);
         EXPECT_EQ(waitpid(child, nullptr, 0), child);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(CommonProcess, MissingProcessFailsSilently)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Process record;
         std::memset(&record, 0xEE, sizeof record);
         EXPECT_EQ(COMMON_Process_GetById(kNobody, &record), 104U);
@@ -184,18 +173,16 @@ TEST(CommonProcess, MissingProcessFailsSilently)
         EXPECT_EQ(record.nameLength, 0xEEEEEEEEU);
         EXPECT_EQ(record.loaded, 0xEEEEEEEEU);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
 TEST(CommonProcess, MissingProcessIsTold)
 {
-    const Outcome outcome = run_fresh(kDebugOn, [] {
+    const Outcome outcome = well(kDebugOn, [] {
         COMMON_Process record;
         EXPECT_EQ(COMMON_Process_GetById(kNobody, &record), 104U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(row_texts(outcome.err),
                 ElementsAre(RowText{"stderr", "common_process", "load",
                                     "Failed to fopen '/proc/4294967295/status' with error: No such "
@@ -237,7 +224,7 @@ class CommonProcessStatus : public testing::TestWithParam<StatusFile> {};
 
 TEST_P(CommonProcessStatus, GivesTheName)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fake_status(GetParam().content);
         COMMON_Process record;
         std::memset(&record, 0xEE, sizeof record);
@@ -248,7 +235,6 @@ TEST_P(CommonProcessStatus, GivesTheName)
         expect_loaded(record, own_id(), GetParam().name);
         EXPECT_EQ(record.name, record.buffer);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.err, "");
 }
@@ -271,7 +257,7 @@ TEST(CommonProcess, NullCopyEndsTheProcess)
     EXPECT_THAT(by_id.log, IsEmpty());
 }
 
-/** Each first use of the library that needs the calling process's record. */
+/// Each first use of the library that needs the calling process's record.
 struct FirstUse {
     const char* what;
     void (*call)();
@@ -331,7 +317,7 @@ TEST(CommonProcess, MissingFileSystemIsToldBeforeTheEnd)
 
 TEST(CommonProcess, FileSystemThatGoesAwayLaterOnlyFails)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Process_Id();
         hide_proc();
         COMMON_Process record;
@@ -340,7 +326,6 @@ TEST(CommonProcess, FileSystemThatGoesAwayLaterOnlyFails)
         EXPECT_EQ(record.name, kernel_name());
         std::exit(0);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 }  // namespace

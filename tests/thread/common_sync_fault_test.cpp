@@ -12,7 +12,7 @@
 #include "built_mutex.h"
 #include "fault.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using fault::kNoError;
 
@@ -21,7 +21,7 @@ namespace {
 constexpr auto kNobody = static_cast<pthread_t>(-1);
 constexpr timespec kFuture{4'102'444'800, 0};
 
-/** A sync object that is set up and, perhaps, locked. */
+/// A sync object that is set up and, perhaps, locked.
 struct Sync : COMMON_sync {
     explicit Sync(bool locked = false, std::uint32_t chosen = 0)
     {
@@ -226,7 +226,7 @@ TEST(CommonSyncFault, UnlockThatCannotPostGivesTheError)
     });
 }
 
-/** Otherwise the next owner, who may have the lock at once, would be forgotten. */
+/// Otherwise the next owner, who may have the lock at once, would be forgotten.
 TEST(CommonSyncFault, UnlockGivesTheOwnerUpBeforeItPosts)
 {
     run_silently([] {
@@ -350,7 +350,7 @@ TEST(CommonSyncFault, TimedWaitGivesTheErrorOfLockingAgainFirst)
 // Cancellation. Whoever is cancelled in a wait may be the one that a post woke, and then nobody
 // else wakes for it.
 
-/** Runs a function in a thread that is to be cancelled by a hook. */
+/// Runs a function in a thread that is to be cancelled by a hook.
 void run_until_cancelled(const std::function<void()>& function)
 {
     pthread_t thread{};
@@ -370,7 +370,7 @@ void cancel_oneself()
     EXPECT_EQ(pthread_cancel(pthread_self()), 0);
 }
 
-/** Raises a semaphore and cancels the thread that was about to wait for it. */
+/// Raises a semaphore and cancels the thread that was about to wait for it.
 void wake_and_cancel(sem_t& semaphore)
 {
     sem_post(&semaphore);
@@ -415,14 +415,14 @@ TEST(CommonSyncFault, CancelledLockThatNobodyGaveBackStaysTaken)
     });
 }
 
-/** A wait of an object that the thread locks first, and what the hook does in it. */
+/// A wait of an object that the thread locks first, and what the hook does in it.
 struct CancelledWait {
     const char* name;
     Call call;
     int nth;
-    bool signals;   /**< there is a signal when the thread is cancelled */
-    bool timed_out; /**< the wait for the signal has ended without one */
-    int left;       /**< signals that are pending afterwards */
+    bool signals;    ///< there is a signal when the thread is cancelled
+    bool timed_out;  ///< the wait for the signal has ended without one
+    int left;        ///< signals that are pending afterwards
 };
 
 TEST(CommonSyncFault, CancelledWaitLeavesTheSignalToTheNextOne)

@@ -15,7 +15,7 @@
 
 #include "wait_until.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 
@@ -28,7 +28,7 @@ int value_of(sem_t& semaphore)
     return value;
 }
 
-/** A sync object that is set up, and must be free at the end. */
+/// A sync object that is set up, and must be free at the end.
 struct Sync : COMMON_sync {
     Sync() { EXPECT_EQ(COMMON_sync_init(this, 0), 0); }
     Sync(const Sync&) = delete;
@@ -40,7 +40,7 @@ struct Sync : COMMON_sync {
     }
 };
 
-/** The real-time clock, some time from now. */
+/// The real-time clock, some time from now.
 timespec after(std::chrono::milliseconds duration)
 {
     timespec time{};
@@ -54,7 +54,7 @@ timespec after(std::chrono::milliseconds duration)
 constexpr timespec kPast{0, 0};
 constexpr std::chrono::hours kLong{1};
 
-/** Runs a function in another thread and gives its result. */
+/// Runs a function in another thread and gives its result.
 int in_another_thread(const std::function<int()>& function)
 {
     int result = -1;
@@ -319,7 +319,7 @@ TEST(CommonSync, ThreadsTakeTurns)
 
 std::atomic<int> interruptions{0};
 
-/** Counts SIGUSR1 and lets it interrupt what the thread waits for. */
+/// Counts SIGUSR1 and lets it interrupt what the thread waits for.
 class Interruptible {
 public:
     Interruptible()

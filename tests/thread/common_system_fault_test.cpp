@@ -11,10 +11,10 @@
 #include "debug_rows.h"
 #include "fault.h"
 #include "fresh_process.h"
+#include "log_expect.h"
 #include "log_layout.h"
-#include "log_matchers.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::Contains;
 using testing::ElementsAre;
@@ -22,17 +22,16 @@ using testing::IsEmpty;
 
 namespace {
 
-testing::Matcher<const LogRecord&> time_failure(const std::string& clock, const std::string& error)
+Report time_failure(const std::string& clock, const std::string& error)
 {
-    return record(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
-                  "Failed to get the " + clock + " time with error: " + error);
+    return said(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
+                "Failed to get the " + clock + " time with error: " + error);
 }
 
-testing::Matcher<const LogRecord&> resolution_failure(const std::string& clock,
-                                                      const std::string& error)
+Report resolution_failure(const std::string& clock, const std::string& error)
 {
-    return record(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeResByClockId",
-                  "Failed to get the " + clock + " resolution with error: " + error);
+    return said(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeResByClockId",
+                "Failed to get the " + clock + " resolution with error: " + error);
 }
 
 TEST(CommonSystemFault, ClockThatFailsOnceIsReportedWithTheTime)
@@ -46,14 +45,13 @@ TEST(CommonSystemFault, ClockThatFailsOnceIsReportedWithTheTime)
                             {1, EFAULT, "CLOCK_MONOTONIC", "Bad address (14)"},
                             {4, EPERM, "unknown clock", "Operation not permitted (1)"}};
     for (const auto& example : kCases) {
-        const Outcome outcome = run_fresh([&] {
+        const Outcome outcome = well([&] {
             fault::fail(Call::clock_gettime, 1, example.error);
             EXPECT_EQ(COMMON_System_GetTimeByClockId(example.clock), 0U);
             EXPECT_EQ(fault::fired(), 1);
             fault::fail(Call::clock_getres, 1, example.error);
             EXPECT_EQ(COMMON_System_GetTimeResByClockId(example.clock), 0U);
         });
-        EXPECT_THAT(outcome, exited(0));
         ASSERT_THAT(outcome.log, ElementsAre(time_failure(example.name, example.text),
                                              resolution_failure(example.name, example.text)));
         EXPECT_GT(parse_syslogngext(outcome.log[0].text)->day, 0);
@@ -62,14 +60,13 @@ TEST(CommonSystemFault, ClockThatFailsOnceIsReportedWithTheTime)
 
 TEST(CommonSystemFault, TimeThatFailsIsZero)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail(Call::clock_gettime);
         EXPECT_EQ(COMMON_System_Time(), 0U);
         fault::fail(Call::clock_gettime);
         fault::fail(Call::clock_getres);
         EXPECT_EQ(COMMON_System_Cycles(), 0U) << "whatever the resolution";
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(time_failure("CLOCK_REALTIME", "Invalid argument (22)"),
                                          time_failure("CLOCK_REALTIME", "Invalid argument (22)")));
 }
@@ -77,12 +74,11 @@ TEST(CommonSystemFault, TimeThatFailsIsZero)
 // The record of the failure needs the time itself.
 TEST(CommonSystemFault, ClockThatAlwaysFailsIsReportedOnceForEachCall)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail_always(Call::clock_gettime);
         EXPECT_EQ(COMMON_System_GetTimeByClockId(1), 0U);
         EXPECT_EQ(COMMON_System_Time(), 0U);
     });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_THAT(outcome.log, ElementsAre(time_failure("CLOCK_MONOTONIC", "Invalid argument (22)"),
                                          time_failure("CLOCK_REALTIME", "Invalid argument (22)")));
     for (const auto& sent : outcome.log) {
@@ -92,11 +88,10 @@ TEST(CommonSystemFault, ClockThatAlwaysFailsIsReportedOnceForEachCall)
 
 TEST(CommonSystemFault, ClockThatAlwaysFailsLeavesDebugOutputWorking)
 {
-    const Outcome outcome = run_fresh({.env = {{"COMMON_DEBUG_ENABLE", "True"}}}, [] {
+    const Outcome outcome = well({.env = {{"COMMON_DEBUG_ENABLE", "True"}}}, [] {
         fault::fail_always(Call::clock_gettime);
         EXPECT_EQ(COMMON_System_GetTimeByClockId(1), 0U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, Contains(time_failure("CLOCK_MONOTONIC", "Invalid argument (22)")));
     const RowText echo{"stderr", "common_system", "COMMON_System_GetTimeByClockId",
                        "Failed to get the CLOCK_MONOTONIC time with error: Invalid argument (22)"};
@@ -107,11 +102,10 @@ TEST(CommonSystemFault, ClockThatAlwaysFailsLeavesDebugOutputWorking)
 
 TEST(CommonSystemFault, FailureIsNotReportedWhileTheLogIsOff)
 {
-    const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_ENABLE", "False"}}}, [] {
+    const Outcome outcome = well({.env = {{"COMMON_LOG_ENABLE", "False"}}}, [] {
         fault::fail(Call::clock_gettime);
         EXPECT_EQ(COMMON_System_Time(), 0U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -137,27 +131,23 @@ TEST(CommonSystemFault, ResolutionThatFailsDividesByZero)
 
 TEST(CommonSystemFault, ExecThatFailsIsHandedOn)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail(Call::system, 1, ENOMEM);
         EXPECT_EQ(COMMON_System_Exec("true"), -1);
         EXPECT_EQ(errno, ENOMEM);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-TEST(CommonSystemFault, SleepOfNothingDoesNotAskThePlatform)
+FRESH_TEST(CommonSystemFault, SleepOfNothingDoesNotAskThePlatform)
 {
-    EXPECT_THAT(run_fresh([] {
-                    for (const std::int32_t milliseconds : {0, -5}) {
-                        OS_Sleep(milliseconds);
-                    }
-                    EXPECT_EQ(fault::calls(Call::nanosleep), 0);
-                    fault::fail(Call::nanosleep, 1, EINTR);
-                    OS_Sleep(60'000);
-                    EXPECT_EQ(fault::calls(Call::nanosleep), 1);
-                }),
-                exited(0));
+    for (const std::int32_t milliseconds : {0, -5}) {
+        OS_Sleep(milliseconds);
+    }
+    EXPECT_EQ(fault::calls(Call::nanosleep), 0);
+    fault::fail(Call::nanosleep, 1, EINTR);
+    OS_Sleep(60'000);
+    EXPECT_EQ(fault::calls(Call::nanosleep), 1);
 }
 
 }  // namespace

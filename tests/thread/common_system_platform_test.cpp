@@ -14,14 +14,14 @@
 
 #include "common_system.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-using namespace bench;
+using namespace harness;
 using testing::IsEmpty;
 
 namespace {
 
-/** A clock that does not exist, or the real-time clock while that is played. */
+/// A clock that does not exist, or the real-time clock while that is played.
 constexpr clockid_t kPlayed = 4711;
 clockid_t played_clock = kPlayed;
 
@@ -119,7 +119,7 @@ TEST(CommonSystemPlatform, SecondsAreASigned32BitNumber)
 
 TEST(CommonSystemPlatform, WholeSecondsOfAResolutionAreDropped)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         resolution_of_clock = {0, 999'999'999};
         EXPECT_EQ(COMMON_System_GetTimeResByClockId(kPlayed), 999'999'999U);
         resolution_of_clock = {3, 250};
@@ -127,7 +127,6 @@ TEST(CommonSystemPlatform, WholeSecondsOfAResolutionAreDropped)
         resolution_of_clock = {1, 0};
         EXPECT_EQ(COMMON_System_GetTimeResByClockId(kPlayed), 0U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -218,14 +217,13 @@ TEST(CommonSystemPlatform, NothingIsSleptForZeroOrLess)
 
 TEST(CommonSystemPlatform, InterruptedSleepIsNeitherResumedNorReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         sleeps_are_played = true;
         for (const int error : {EINTR, EINVAL}) {
             sleep_error = error;
             expect_sleep(1500, 1, 500'000'000);
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }

@@ -15,9 +15,9 @@
 
 #include "debug_rows.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 
 namespace {
@@ -88,28 +88,26 @@ TEST(CommonSystem, CyclesAreTheRealTimeClockInItsResolution)
 
 TEST(CommonSystem, UnknownClockIsReportedAndGivesZero)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(COMMON_System_GetTimeByClockId(9999), 0U);
         EXPECT_EQ(COMMON_System_GetTimeResByClockId(9999), 0U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(
         outcome.log,
         ElementsAre(
-            record(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
-                   "Failed to get the unknown clock time with error: Invalid argument "
-                   "(22)"),
-            record(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeResByClockId",
-                   "Failed to get the unknown clock resolution with error: Invalid "
-                   "argument (22)")));
+            said(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
+                 "Failed to get the unknown clock time with error: Invalid argument "
+                 "(22)"),
+            said(COMMON_LogLevelFatal, "", "common_system", "COMMON_System_GetTimeResByClockId",
+                 "Failed to get the unknown clock resolution with error: Invalid "
+                 "argument (22)")));
     EXPECT_EQ(outcome.err, "");
 }
 
 TEST(CommonSystem, UnknownClockIsEchoedWhileDebugOutputIsOn)
 {
-    const Outcome outcome = run_fresh({.env = {{"COMMON_DEBUG_ENABLE", "True"}}},
-                                      [] { COMMON_System_GetTimeByClockId(9999); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well({.env = {{"COMMON_DEBUG_ENABLE", "True"}}},
+                                 [] { COMMON_System_GetTimeByClockId(9999); });
     EXPECT_THAT(
         row_texts(outcome.err),
         testing::Contains(RowText{"stderr", "common_system", "COMMON_System_GetTimeByClockId",
@@ -127,32 +125,30 @@ TEST(CommonSystem, ResolutionOfAnUnknownClockDividesByZero)
     });
     EXPECT_THAT(outcome, killed_by(SIGFPE));
     EXPECT_THAT(outcome.log,
-                ElementsAre(record(COMMON_LogLevelFatal, "", "common_system",
-                                   "COMMON_System_GetTimeResByClockId",
-                                   "Failed to get the unknown clock resolution with error: "
-                                   "Invalid argument (22)")));
+                ElementsAre(said(COMMON_LogLevelFatal, "", "common_system",
+                                 "COMMON_System_GetTimeResByClockId",
+                                 "Failed to get the unknown clock resolution with error: "
+                                 "Invalid argument (22)")));
 }
 #endif
 
 TEST(CommonSystem, EnvironmentIsTheProcesss)
 {
-    EXPECT_THAT(run_fresh({.env = {{"CHOSEN", "one=two"}, {"EMPTY", ""}}},
-                          [] {
-                              EXPECT_EQ(COMMON_System_Environment(), environ);
-                              EXPECT_STREQ(COMMON_System_Variable("CHOSEN"), "one=two");
-                              EXPECT_STREQ(COMMON_System_Variable("EMPTY"), "");
-                              EXPECT_EQ(COMMON_System_Variable("ABSENT"), nullptr);
-                              EXPECT_EQ(COMMON_System_Variable("CHOSE"), nullptr);
-                              setenv("ABSENT", "no more", 1);
-                              EXPECT_STREQ(COMMON_System_Variable("ABSENT"), "no more");
-                              EXPECT_EQ(COMMON_System_Environment(), environ);
-                          }),
-                exited(0));
+    well({.env = {{"CHOSEN", "one=two"}, {"EMPTY", ""}}}, [] {
+        EXPECT_EQ(COMMON_System_Environment(), environ);
+        EXPECT_STREQ(COMMON_System_Variable("CHOSEN"), "one=two");
+        EXPECT_STREQ(COMMON_System_Variable("EMPTY"), "");
+        EXPECT_EQ(COMMON_System_Variable("ABSENT"), nullptr);
+        EXPECT_EQ(COMMON_System_Variable("CHOSE"), nullptr);
+        setenv("ABSENT", "no more", 1);
+        EXPECT_STREQ(COMMON_System_Variable("ABSENT"), "no more");
+        EXPECT_EQ(COMMON_System_Environment(), environ);
+    });
 }
 
 TEST(CommonSystem, ExecGivesTheResultOfTheShellUnchanged)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(COMMON_System_Exec("true"), 0);
         EXPECT_EQ(COMMON_System_Exec("exit 7"), 7 << 8);
         EXPECT_EQ(COMMON_System_Exec("kill -TERM $$"), SIGTERM);
@@ -160,7 +156,6 @@ TEST(CommonSystem, ExecGivesTheResultOfTheShellUnchanged)
         EXPECT_NE(COMMON_System_Exec(nullptr), 0);
         EXPECT_EQ(COMMON_System_Exec("echo from the shell"), 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out, "from the shell\n");
 }
 
@@ -199,19 +194,16 @@ TEST(CommonSystem, SleepLastsAtLeastItsTime)
 }
 
 // Were it resumed, the process would run into its time limit.
-TEST(CommonSystem, SleepEndsWithASignal)
+FRESH_TEST(CommonSystem, SleepEndsWithASignal)
 {
-    EXPECT_THAT(run_fresh([] {
-                    struct sigaction action {};
-                    action.sa_handler = [](int) {};
-                    ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
-                    const itimerval soon{{0, 10'000}, {0, 10'000}};
-                    ASSERT_EQ(setitimer(ITIMER_REAL, &soon, nullptr), 0);
-                    OS_Sleep(600'000);
-                    const itimerval never{};
-                    ASSERT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
-                }),
-                exited(0));
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
+    const itimerval soon{{0, 10'000}, {0, 10'000}};
+    ASSERT_EQ(setitimer(ITIMER_REAL, &soon, nullptr), 0);
+    OS_Sleep(600'000);
+    const itimerval never{};
+    ASSERT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
 }
 
 }  // namespace

@@ -12,16 +12,16 @@
 
 #include "common_thread.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "parked_thread.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-/** What pthread_create() was called with. */
+/// What pthread_create() was called with.
 struct Asked {
     int calls = 0;
     int policy = -1;
@@ -35,14 +35,14 @@ struct Asked {
 
 Asked asked;
 
-/** The record whose threads are looked at: sanitizers make threads, too. */
+/// The record whose threads are looked at: sanitizers make threads, too.
 const COMMON_Thread* watched = nullptr;
 
 /** Called instead of creating a thread: the result of pthread_create(), which writes an id first.
  */
 std::function<int()> instead_of_creating;
 
-/** Called after a thread was created, before the library knows. */
+/// Called after a thread was created, before the library knows.
 std::function<void(pthread_t* id)> after_creating;
 
 void look_at(const pthread_attr_t* attributes)
@@ -93,7 +93,7 @@ extern "C" int pthread_create(pthread_t* id, const pthread_attr_t* attributes,
 
 namespace {
 
-/** Starts a record without making a thread, and gives what was asked for. */
+/// Starts a record without making a thread, and gives what was asked for.
 Asked ask_for(const std::function<void(COMMON_Thread&)>& set_attributes)
 {
     ParkedThread parked;
@@ -110,7 +110,7 @@ Asked ask_for(const std::function<void(COMMON_Thread&)>& set_attributes)
 
 TEST(CommonThreadAttributes, DefaultRecordInheritsAndHasThePlatformsStack)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const Asked now = ask_for([](COMMON_Thread&) {});
         EXPECT_EQ(now.policy, SCHED_RR);
         EXPECT_EQ(now.priority, 10);
@@ -118,7 +118,6 @@ TEST(CommonThreadAttributes, DefaultRecordInheritsAndHasThePlatformsStack)
         EXPECT_EQ(now.detach_state, PTHREAD_CREATE_JOINABLE);
         EXPECT_EQ(now.stack_size, default_stack_size());
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -178,7 +177,7 @@ TEST(CommonThreadAttributes, StackSizeIsHandedOn)
     }
 }
 
-/** Takes part of the effective attributes of the calling thread. */
+/// Takes part of the effective attributes of the calling thread.
 std::size_t own_stack_size()
 {
     pthread_attr_t attributes;
@@ -201,7 +200,7 @@ void* look_at_oneself(void* effective)
     return nullptr;
 }
 
-/** Runs a thread of the library: what it finds. */
+/// Runs a thread of the library: what it finds.
 Effective run_thread(const std::function<void(COMMON_Thread&)>& set_attributes)
 {
     Effective effective{};
@@ -214,7 +213,7 @@ Effective run_thread(const std::function<void(COMMON_Thread&)>& set_attributes)
     return effective;
 }
 
-/** Runs a thread with the platform's default attributes. */
+/// Runs a thread with the platform's default attributes.
 Effective run_plain_thread()
 {
     Effective effective{};
@@ -227,60 +226,47 @@ Effective run_plain_thread()
     return effective;
 }
 
-TEST(CommonThreadAttributes, StackSizeTakesEffect)
+FRESH_TEST(CommonThreadAttributes, StackSizeTakesEffect)
 {
-    EXPECT_THAT(run_fresh([] {
-                    constexpr std::uint32_t kSmall = 1U << 20;
-                    constexpr std::uint32_t kLarge = 32U << 20;
-                    const auto small = run_thread(
-                        [](COMMON_Thread& thread) { COMMON_Thread_SetStackSize(&thread, kSmall); });
-                    const auto large = run_thread(
-                        [](COMMON_Thread& thread) { COMMON_Thread_SetStackSize(&thread, kLarge); });
-                    // The guard page may be part of the size; sanitizers add to it.
-                    EXPECT_GE(small.stack_size, kSmall / 2);
-                    EXPECT_LT(small.stack_size, kLarge / 2);
-                    EXPECT_GE(large.stack_size, kLarge - kSmall);
-                }),
-                exited(0));
+    constexpr std::uint32_t kSmall = 1U << 20;
+    constexpr std::uint32_t kLarge = 32U << 20;
+    const auto small =
+        run_thread([](COMMON_Thread& thread) { COMMON_Thread_SetStackSize(&thread, kSmall); });
+    const auto large =
+        run_thread([](COMMON_Thread& thread) { COMMON_Thread_SetStackSize(&thread, kLarge); });
+    // The guard page may be part of the size; sanitizers add to it.
+    EXPECT_GE(small.stack_size, kSmall / 2);
+    EXPECT_LT(small.stack_size, kLarge / 2);
+    EXPECT_GE(large.stack_size, kLarge - kSmall);
 }
 
-TEST(CommonThreadAttributes, DefaultStackIsThatOfAnyThread)
+FRESH_TEST(CommonThreadAttributes, DefaultStackIsThatOfAnyThread)
 {
-    EXPECT_THAT(run_fresh([] {
-                    EXPECT_EQ(run_thread([](COMMON_Thread&) {}).stack_size,
-                              run_plain_thread().stack_size);
-                }),
-                exited(0));
+    EXPECT_EQ(run_thread([](COMMON_Thread&) {}).stack_size, run_plain_thread().stack_size);
 }
 
-TEST(CommonThreadAttributes, DefaultThreadInheritsTheSchedulingOfItsCreator)
+FRESH_TEST(CommonThreadAttributes, DefaultThreadInheritsTheSchedulingOfItsCreator)
 {
-    EXPECT_THAT(run_fresh([] {
-                    EXPECT_EQ(run_thread([](COMMON_Thread&) {}).policy, SCHED_OTHER);
-                    const sched_param parameters{};
-                    ASSERT_EQ(sched_setscheduler(0, SCHED_BATCH, &parameters), 0);
-                    EXPECT_EQ(run_thread([](COMMON_Thread&) {}).policy, SCHED_BATCH);
-                }),
-                exited(0));
+    EXPECT_EQ(run_thread([](COMMON_Thread&) {}).policy, SCHED_OTHER);
+    const sched_param parameters{};
+    ASSERT_EQ(sched_setscheduler(0, SCHED_BATCH, &parameters), 0);
+    EXPECT_EQ(run_thread([](COMMON_Thread&) {}).policy, SCHED_BATCH);
 }
 
-TEST(CommonThreadAttributes, SetPriorityMakesTheSchedulingTheRecords)
+FRESH_TEST(CommonThreadAttributes, SetPriorityMakesTheSchedulingTheRecords)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const sched_param parameters{};
-                    ASSERT_EQ(sched_setscheduler(0, SCHED_BATCH, &parameters), 0);
-                    const auto effective = run_thread([](COMMON_Thread& thread) {
-                        COMMON_Thread_SetSchedule(&thread, COMMON_ThreadScheduleOther);
-                        COMMON_Thread_SetPriority(&thread, 0);
-                    });
-                    EXPECT_EQ(effective.policy, SCHED_OTHER);
-                }),
-                exited(0));
+    const sched_param parameters{};
+    ASSERT_EQ(sched_setscheduler(0, SCHED_BATCH, &parameters), 0);
+    const auto effective = run_thread([](COMMON_Thread& thread) {
+        COMMON_Thread_SetSchedule(&thread, COMMON_ThreadScheduleOther);
+        COMMON_Thread_SetPriority(&thread, 0);
+    });
+    EXPECT_EQ(effective.policy, SCHED_OTHER);
 }
 
 TEST(CommonThreadAttributes, PriorityThatTheSystemForbidsIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ParkedThread parked;
         COMMON_Thread_SetPriority(&parked.record, 50);
         watched = &parked.record;
@@ -289,44 +275,36 @@ TEST(CommonThreadAttributes, PriorityThatTheSystemForbidsIsReported)
         EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
         EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "");
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
-                ElementsAre(record(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Start",
-                                   "Failed to create the thread with error: Operation not "
-                                   "permitted (1)")));
+                ElementsAre(said(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Start",
+                                 "Failed to create the thread with error: Operation not "
+                                 "permitted (1)")));
 }
 
-TEST(CommonThreadAttributes, DefaultNameHasTheLow32BitsOfTheIdAsAnUnsignedNumber)
+FRESH_TEST(CommonThreadAttributes, DefaultNameHasTheLow32BitsOfTheIdAsAnUnsignedNumber)
 {
-    EXPECT_THAT(run_fresh([] {
-                    ParkedThread parked;
-                    watched = &parked.record;
-                    instead_of_creating = [&] {
-                        parked.record.id = static_cast<pthread_t>(0x7FFF'8000'0001);
-                        return 0;
-                    };
-                    EXPECT_EQ(COMMON_Thread_Start(&parked.record), 100U);
-                    EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "Unnamed-2147483649");
-                }),
-                exited(0));
+    ParkedThread parked;
+    watched = &parked.record;
+    instead_of_creating = [&] {
+        parked.record.id = static_cast<pthread_t>(0x7FFF'8000'0001);
+        return 0;
+    };
+    EXPECT_EQ(COMMON_Thread_Start(&parked.record), 100U);
+    EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "Unnamed-2147483649");
 }
 
-TEST(CommonThreadAttributes, ThreadThatEndsBeforeItIsNamedIsUnnamedZero)
+FRESH_TEST(CommonThreadAttributes, ThreadThatEndsBeforeItIsNamedIsUnnamedZero)
 {
-    EXPECT_THAT(run_fresh([] {
-                    after_creating = [](const pthread_t* id) {
-                        EXPECT_TRUE(
-                            wait_until([&] { return __atomic_load_n(id, __ATOMIC_ACQUIRE) == 0; }));
-                    };
-                    ParkedThread parked;
-                    parked.go.set();
-                    watched = &parked.record;
-                    ASSERT_EQ(COMMON_Thread_Start(&parked.record), 100U);
-                    EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "Unnamed-0");
-                    EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
-                    EXPECT_EQ(pthread_join(parked.self, nullptr), 0);
-                }),
-                exited(0));
+    after_creating = [](const pthread_t* id) {
+        EXPECT_TRUE(wait_until([&] { return __atomic_load_n(id, __ATOMIC_ACQUIRE) == 0; }));
+    };
+    ParkedThread parked;
+    parked.go.set();
+    watched = &parked.record;
+    ASSERT_EQ(COMMON_Thread_Start(&parked.record), 100U);
+    EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "Unnamed-0");
+    EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
+    EXPECT_EQ(pthread_join(parked.self, nullptr), 0);
 }
 
 }  // namespace

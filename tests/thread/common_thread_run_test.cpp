@@ -11,10 +11,10 @@
 
 #include "common_thread.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "parked_thread.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -22,11 +22,10 @@ namespace {
 
 constexpr char kInvalid[] = "One or more input parameters are invalid!";
 
-/** Runs a body in a fresh process that must log nothing. */
+/// Runs a body in a fresh process that must log nothing.
 void run_silently(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh(body);
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well(body);
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -159,7 +158,7 @@ TEST(CommonThreadRun, CreateCutsTheName)
 
 TEST(CommonThreadRun, RecordOfARunningThreadIsNotDeleted)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ParkedThread* const parked = new ParkedThread;
         COMMON_Thread* const thread =
             COMMON_Thread_New(parked->record.entry, parked->record.argument);
@@ -174,9 +173,8 @@ TEST(CommonThreadRun, RecordOfARunningThreadIsNotDeleted)
         EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
         delete parked;
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelError, "", "common_thread",
-                                                "COMMON_Thread_Delete", kInvalid)));
+    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelError, "", "common_thread",
+                                              "COMMON_Thread_Delete", kInvalid)));
 }
 
 TEST(CommonThreadRun, ThreadThatHasEndedOrNeverRanIsJoinedAtOnce)
@@ -194,7 +192,7 @@ TEST(CommonThreadRun, ThreadThatHasEndedOrNeverRanIsJoinedAtOnce)
 // The main thread does it, of which ThreadSanitizer does not demand that somebody joins it after.
 TEST(CommonThreadRun, JoiningOneselfIsAWarning)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ParkedThread parked;
         COMMON_Thread_SetName(&parked.record, "narcissus");
         parked.record.id = pthread_self();
@@ -202,11 +200,10 @@ TEST(CommonThreadRun, JoiningOneselfIsAWarning)
         EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_self());
         dprintf(STDOUT_FILENO, "%s", shown_id(pthread_self()).c_str());
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
-                ElementsAre(record(COMMON_LogLevelWarn, "", "common_thread", "COMMON_Thread_Join",
-                                   "Failed to join 'narcissus' thread " + outcome.out +
-                                       " with error: Resource deadlock avoided (35)")));
+                ElementsAre(said(COMMON_LogLevelWarn, "", "common_thread", "COMMON_Thread_Join",
+                                 "Failed to join 'narcissus' thread " + outcome.out +
+                                     " with error: Resource deadlock avoided (35)")));
 }
 
 int detach_state_of(pthread_t id)
@@ -246,14 +243,13 @@ TEST(CommonThreadRun, ThreadCanBeStartedDetached)
 
 TEST(CommonThreadRun, ThreadThatDoesNotRunCannotBeDetached)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ParkedThread parked;
         COMMON_Thread_SetName(&parked.record, "idle");
         EXPECT_EQ(COMMON_Thread_Detach(&parked.record), 104U);
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(record(
-                                 COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Detach",
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Detach",
                                  "Failed to detach 'idle' thread 0 with error: No such process "
                                  "(3)")));
 }
@@ -302,7 +298,7 @@ TEST(CommonThreadRun, SignalZeroOnlyChecks)
 
 TEST(CommonThreadRun, SignalThatDoesNotExistIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ParkedThread parked;
         COMMON_Thread_SetName(&parked.record, "target");
         parked.start();
@@ -310,25 +306,23 @@ TEST(CommonThreadRun, SignalThatDoesNotExistIsReported)
         parked.end();
         dprintf(STDOUT_FILENO, "%s", shown_id(parked.self).c_str());
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
-                ElementsAre(record(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Kill",
-                                   "Failed to send the signal to 'target' thread " + outcome.out +
-                                       " with error: Invalid argument (22)")));
+                ElementsAre(said(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Kill",
+                                 "Failed to send the signal to 'target' thread " + outcome.out +
+                                     " with error: Invalid argument (22)")));
 }
 
 TEST(CommonThreadRun, ThreadThatDoesNotRunGetsNoSignal)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ParkedThread parked;
         COMMON_Thread_SetName(&parked.record, "idle");
         EXPECT_EQ(COMMON_Thread_Kill(&parked.record, SIGKILL), 104U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
-                ElementsAre(record(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Kill",
-                                   "Failed to send the signal to 'idle' thread 0 with error: No "
-                                   "such process (3)")));
+                ElementsAre(said(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Kill",
+                                 "Failed to send the signal to 'idle' thread 0 with error: No "
+                                 "such process (3)")));
 }
 
 TEST(CommonThreadRun, ExitEndsTheCallingThreadWhateverTheRecord)
@@ -365,15 +359,14 @@ TEST(CommonThreadRun, ExitEndsTheCallingThreadWhateverTheRecord)
 
 TEST(CommonThreadRun, ThreadWithoutAnEntryReportsAndEnds)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ParkedThread parked;
         parked.record.entry = nullptr;
         ASSERT_EQ(COMMON_Thread_Start(&parked.record), 100U);
         EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelError, "", "common_thread",
-                                                "common_threadStartHandler", kInvalid)));
+    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelError, "", "common_thread",
+                                              "common_threadStartHandler", kInvalid)));
 }
 
 // Once.
@@ -397,12 +390,11 @@ TEST(CommonThreadRun, OnceComplainsOnStandardOutput)
     pthread_once_t control = PTHREAD_ONCE_INIT;
     void (*const function)() = [] { ADD_FAILURE(); };
     for (const bool without_control : {true, false}) {
-        const Outcome outcome = run_fresh([&] {
+        const Outcome outcome = well([&] {
             const int result = without_control ? COMMON_Thread_Once(nullptr, function)
                                                : COMMON_Thread_Once(&control, nullptr);
             _exit(result);
         });
-        EXPECT_THAT(outcome, exited(0));
         EXPECT_EQ(outcome.out, kInvalid);
         EXPECT_EQ(outcome.err, "");
         EXPECT_THAT(outcome.log, IsEmpty());
@@ -411,12 +403,11 @@ TEST(CommonThreadRun, OnceComplainsOnStandardOutput)
 
 TEST(CommonThreadRun, OnceWhoseTextCannotBeWrittenGivesTheResultOfTheFlush)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ASSERT_NE(std::freopen("/dev/full", "w", stdout), nullptr);
         const int result = COMMON_Thread_Once(nullptr, nullptr);
         _exit(result == EOF ? 0 : 2);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 }  // namespace

@@ -12,22 +12,22 @@
 #include "common_thread.h"
 #include "fault.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "parked_thread.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
+Report error_of(const char* function, const std::string& message)
 {
-    return record(COMMON_LogLevelError, "", "common_thread", function, message);
+    return said(COMMON_LogLevelError, "", "common_thread", function, message);
 }
 
-/** Sets everything that the start has a step for. */
+/// Sets everything that the start has a step for.
 void set_all_attributes(COMMON_Thread& thread)
 {
     COMMON_Thread_SetSchedule(&thread, COMMON_ThreadScheduleOther);
@@ -38,7 +38,7 @@ void set_all_attributes(COMMON_Thread& thread)
 
 // Order.
 
-/** Notes the name of each call of the platform. */
+/// Notes the name of each call of the platform.
 std::vector<std::string> trace_start(COMMON_Thread& thread)
 {
     std::vector<std::string> trace;
@@ -52,34 +52,27 @@ std::vector<std::string> trace_start(COMMON_Thread& thread)
     return trace;
 }
 
-TEST(CommonThreadStart, DefaultRecordTakesFourSteps)
+FRESH_TEST(CommonThreadStart, DefaultRecordTakesFourSteps)
 {
-    EXPECT_THAT(run_fresh([] {
-                    ParkedThread parked;
-                    EXPECT_THAT(trace_start(parked.record),
-                                ElementsAre("pthread_attr_init", "pthread_attr_setschedpolicy",
-                                            "pthread_attr_setschedparam", "pthread_create"));
-                    ASSERT_TRUE(parked.running.wait());
-                    parked.end();
-                }),
-                exited(0));
+    ParkedThread parked;
+    EXPECT_THAT(trace_start(parked.record),
+                ElementsAre("pthread_attr_init", "pthread_attr_setschedpolicy",
+                            "pthread_attr_setschedparam", "pthread_create"));
+    ASSERT_TRUE(parked.running.wait());
+    parked.end();
 }
 
-TEST(CommonThreadStart, FullRecordTakesAllSteps)
+FRESH_TEST(CommonThreadStart, FullRecordTakesAllSteps)
 {
-    EXPECT_THAT(run_fresh([] {
-                    ParkedThread parked;
-                    set_all_attributes(parked.record);
-                    EXPECT_THAT(trace_start(parked.record),
-                                ElementsAre("pthread_attr_init", "pthread_attr_setschedpolicy",
-                                            "pthread_attr_setdetachstate",
-                                            "pthread_attr_setinheritsched",
-                                            "pthread_attr_setschedparam",
-                                            "pthread_attr_setstacksize", "pthread_create"));
-                    parked.go.set();
-                    EXPECT_TRUE(has_ended(parked.record));
-                }),
-                exited(0));
+    ParkedThread parked;
+    set_all_attributes(parked.record);
+    EXPECT_THAT(trace_start(parked.record),
+                ElementsAre("pthread_attr_init", "pthread_attr_setschedpolicy",
+                            "pthread_attr_setdetachstate", "pthread_attr_setinheritsched",
+                            "pthread_attr_setschedparam", "pthread_attr_setstacksize",
+                            "pthread_create"));
+    parked.go.set();
+    EXPECT_TRUE(has_ended(parked.record));
 }
 
 // Steps that fail.
@@ -116,7 +109,7 @@ class CommonThreadStep : public testing::TestWithParam<Step> {};
 
 TEST_P(CommonThreadStep, FailureIsReportedAndMakesNoThread)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ParkedThread parked;
         set_all_attributes(parked.record);
         fault::fail(GetParam().call, 1, GetParam().error);
@@ -127,7 +120,6 @@ TEST_P(CommonThreadStep, FailureIsReportedAndMakesNoThread)
         EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "");
         EXPECT_FALSE(parked.running.is_set());
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("COMMON_Thread_Start", GetParam().message)));
 }
 
@@ -136,39 +128,37 @@ INSTANTIATE_TEST_SUITE_P(Calls, CommonThreadStep, testing::ValuesIn(kSteps),
 
 TEST(CommonThreadStart, RecordCanBeStartedAfterAFailure)
 {
-    EXPECT_THAT(run_fresh([] {
-                    ParkedThread parked;
-                    fault::fail(Call::pthread_create);
-                    EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
-                    parked.start();
-                    parked.end();
-                }),
-                exited(0));
+    well([] {
+        ParkedThread parked;
+        fault::fail(Call::pthread_create);
+        EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
+        parked.start();
+        parked.end();
+    });
 }
 
 // The platform has written an id by then, of a thread that is not there.
 TEST(CommonThreadStart, RecordWhoseStartFailedIsOneWhoseThreadDoesNotRun)
 {
-    EXPECT_THAT(run_fresh([] {
-                    ParkedThread parked;
-                    COMMON_Thread* const thread =
-                        COMMON_Thread_New(parked.record.entry, parked.record.argument);
-                    fault::fail(Call::pthread_create);
-                    EXPECT_EQ(COMMON_Thread_Start(thread), 104U);
-                    EXPECT_EQ(COMMON_Thread_GetId(thread), pthread_t{});
-                    EXPECT_EQ(COMMON_Thread_Join(thread), 100U);
-                    EXPECT_EQ(COMMON_Thread_Cancel(thread), 120U);
-                    EXPECT_EQ(COMMON_Thread_Kill(thread, 0), 104U);
-                    EXPECT_EQ(COMMON_Thread_Detach(thread), 104U);
-                    EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
-                }),
-                exited(0));
+    well([] {
+        ParkedThread parked;
+        COMMON_Thread* const thread =
+            COMMON_Thread_New(parked.record.entry, parked.record.argument);
+        fault::fail(Call::pthread_create);
+        EXPECT_EQ(COMMON_Thread_Start(thread), 104U);
+        EXPECT_EQ(COMMON_Thread_GetId(thread), pthread_t{});
+        EXPECT_EQ(COMMON_Thread_Join(thread), 100U);
+        EXPECT_EQ(COMMON_Thread_Cancel(thread), 120U);
+        EXPECT_EQ(COMMON_Thread_Kill(thread, 0), 104U);
+        EXPECT_EQ(COMMON_Thread_Detach(thread), 104U);
+        EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
+    });
 }
 
-/** Values that the platform itself refuses. */
+/// Values that the platform itself refuses.
 TEST(CommonThreadStart, AttributesThatThePlatformRefusesAreReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         ParkedThread parked;
         COMMON_Thread_SetSchedule(&parked.record, 99);
         EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
@@ -183,7 +173,6 @@ TEST(CommonThreadStart, AttributesThatThePlatformRefusesAreReported)
         EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
         EXPECT_EQ(fault::calls(Call::pthread_create), 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(error_of("COMMON_Thread_Start", kSteps[1].message),
                             error_of("COMMON_Thread_Start", "Failed to set the scheduling "
@@ -199,7 +188,7 @@ TEST(CommonThreadStart, AttributesThatThePlatformRefusesAreReported)
 
 TEST(CommonThreadStart, CreateWhoseStartFailsFreesTheRecordAndKeepsItsAddress)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_Acceptable(COMMON_LogLevelInfo);
         COMMON_Log_CacheSet(0);
         const long blocks = fault::outstanding_blocks();
@@ -210,28 +199,23 @@ TEST(CommonThreadStart, CreateWhoseStartFailsFreesTheRecordAndKeepsItsAddress)
         EXPECT_NE(thread, nullptr);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(error_of("COMMON_Thread_Start", kSteps[6].message),
                             error_of("COMMON_Thread_Create", "Failed to start a new thread")));
 }
 
-TEST(CommonThreadStart, CreateStoresTheRecordBeforeTheStart)
+FRESH_TEST(CommonThreadStart, CreateStoresTheRecordBeforeTheStart)
 {
-    EXPECT_THAT(run_fresh([] {
-                    ParkedThread parked;
-                    COMMON_Thread* thread = nullptr;
-                    bool stored = false;
-                    fault::on_call(Call::pthread_attr_init, 1, [&] { stored = thread != nullptr; });
-                    EXPECT_EQ(COMMON_Thread_Create(parked.record.entry, "name", &parked, &thread),
-                              100U);
-                    EXPECT_TRUE(stored);
-                    ASSERT_TRUE(parked.running.wait());
-                    parked.end();
-                    ASSERT_TRUE(has_ended(*thread));
-                    EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
-                }),
-                exited(0));
+    ParkedThread parked;
+    COMMON_Thread* thread = nullptr;
+    bool stored = false;
+    fault::on_call(Call::pthread_attr_init, 1, [&] { stored = thread != nullptr; });
+    EXPECT_EQ(COMMON_Thread_Create(parked.record.entry, "name", &parked, &thread), 100U);
+    EXPECT_TRUE(stored);
+    ASSERT_TRUE(parked.running.wait());
+    parked.end();
+    ASSERT_TRUE(has_ended(*thread));
+    EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
 }
 
 TEST(CommonThreadStart, RecordWithoutMemoryEndsTheProcess)
@@ -241,8 +225,8 @@ TEST(CommonThreadStart, RecordWithoutMemoryEndsTheProcess)
         (void)COMMON_Thread_New([](void*) -> void* { return nullptr; }, nullptr);
     });
     EXPECT_THAT(outcome, exited(1));
-    EXPECT_THAT(outcome.log, ElementsAre(record(
-                                 COMMON_LogLevelCritical, "MALLOC", "mem_malloc", "ErrorLog_Write",
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(COMMON_LogLevelCritical, "MALLOC", "mem_malloc", "ErrorLog_Write",
                                  testing::EndsWith(") Could not allocate memory."))));
 }
 
@@ -255,7 +239,7 @@ struct Platform {
     COMMON_LogLevel_t level;
     STATUS result;
     const char* function;
-    const char* before; /**< the thread's name and id stand between these */
+    const char* before;  ///< the thread's name and id stand between these
     const char* after;
     STATUS (*run)(COMMON_Thread*);
 };
@@ -291,7 +275,7 @@ class CommonThreadPlatform : public testing::TestWithParam<Platform> {};
 TEST_P(CommonThreadPlatform, FailureIsReported)
 {
     const Platform& platform = GetParam();
-    const Outcome outcome = run_fresh([&] {
+    const Outcome outcome = well([&] {
         ParkedThread parked;
         COMMON_Thread_SetName(&parked.record, "100% busy");
         parked.start();
@@ -302,41 +286,36 @@ TEST_P(CommonThreadPlatform, FailureIsReported)
         dprintf(STDOUT_FILENO, "%s", shown_id(parked.self).c_str());
         parked.end();
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log,
-                ElementsAre(record(platform.level, "", "common_thread", platform.function,
-                                   platform.before + ("100% busy' thread " + outcome.out) +
-                                       platform.after)));
+    EXPECT_THAT(
+        outcome.log,
+        ElementsAre(said(platform.level, "", "common_thread", platform.function,
+                         platform.before + ("100% busy' thread " + outcome.out) + platform.after)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, CommonThreadPlatform, testing::ValuesIn(kPlatformCalls),
                          [](const auto& test) { return std::string(test.param.name); });
 
-TEST(CommonThreadStart, JoinWaitsForTheThread)
+FRESH_TEST(CommonThreadStart, JoinWaitsForTheThread)
 {
-    EXPECT_THAT(run_fresh([] {
-                    ParkedThread parked;
-                    parked.start();
-                    fault::on_call(Call::pthread_join, 1, [&] { parked.go.set(); });
-                    EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
-                    EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
-                    EXPECT_EQ(fault::calls(Call::pthread_join), 1);
-                }),
-                exited(0));
+    ParkedThread parked;
+    parked.start();
+    fault::on_call(Call::pthread_join, 1, [&] { parked.go.set(); });
+    EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
+    EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
+    EXPECT_EQ(fault::calls(Call::pthread_join), 1);
 }
 
 TEST(CommonThreadStart, ThreadThatDoesNotRunIsNotHandedToThePlatform)
 {
-    EXPECT_THAT(run_fresh([] {
-                    ParkedThread parked;
-                    EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
-                    EXPECT_EQ(COMMON_Thread_Cancel(&parked.record), 120U);
-                    EXPECT_EQ(COMMON_Thread_Detach(&parked.record), 104U);
-                    EXPECT_EQ(fault::calls(Call::pthread_join), 0);
-                    EXPECT_EQ(fault::calls(Call::pthread_detach), 0);
-                    EXPECT_EQ(fault::calls(Call::pthread_cancel), 0);
-                }),
-                exited(0));
+    well([] {
+        ParkedThread parked;
+        EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
+        EXPECT_EQ(COMMON_Thread_Cancel(&parked.record), 120U);
+        EXPECT_EQ(COMMON_Thread_Detach(&parked.record), 104U);
+        EXPECT_EQ(fault::calls(Call::pthread_join), 0);
+        EXPECT_EQ(fault::calls(Call::pthread_detach), 0);
+        EXPECT_EQ(fault::calls(Call::pthread_cancel), 0);
+    });
 }
 
 // Once.
@@ -344,12 +323,11 @@ TEST(CommonThreadStart, ThreadThatDoesNotRunIsNotHandedToThePlatform)
 TEST(CommonThreadStart, OnceThatFailsIsPrinted)
 {
     pthread_once_t control = PTHREAD_ONCE_INIT;
-    const Outcome outcome = run_fresh([&] {
+    const Outcome outcome = well([&] {
         fault::fail(Call::pthread_once, 1, EINVAL);
         const int result = COMMON_Thread_Once(&control, [] { ADD_FAILURE(); });
         _exit(result);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out, "The once control failed with error: Invalid argument (22)");
     EXPECT_EQ(outcome.err, "");
     EXPECT_THAT(outcome.log, IsEmpty());
@@ -358,14 +336,13 @@ TEST(CommonThreadStart, OnceThatFailsIsPrinted)
 TEST(CommonThreadStart, OnceGivesTheResultOfTheFlush)
 {
     pthread_once_t control = PTHREAD_ONCE_INIT;
-    EXPECT_THAT(run_fresh([&] {
-                    fault::fail_always(Call::fflush);
-                    EXPECT_EQ(COMMON_Thread_Once(nullptr, nullptr), EOF);
-                    fault::fail(Call::pthread_once);
-                    EXPECT_EQ(COMMON_Thread_Once(&control, [] {}), EOF);
-                    EXPECT_EQ(COMMON_Thread_Once(&control, [] {}), 0);
-                }),
-                exited(0));
+    well([&] {
+        fault::fail_always(Call::fflush);
+        EXPECT_EQ(COMMON_Thread_Once(nullptr, nullptr), EOF);
+        fault::fail(Call::pthread_once);
+        EXPECT_EQ(COMMON_Thread_Once(&control, [] {}), EOF);
+        EXPECT_EQ(COMMON_Thread_Once(&control, [] {}), 0);
+    });
 }
 
 }  // namespace

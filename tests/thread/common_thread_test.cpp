@@ -11,9 +11,9 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
-using namespace bench;
+using namespace harness;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -74,16 +74,15 @@ TEST(CommonThread, InitializeWithoutAnEntryLeavesTheRecordAlone)
     const auto bytes = [&] {
         return std::string(reinterpret_cast<const char*>(&thread), sizeof thread);
     };
-    EXPECT_THAT(run_fresh([&] {
-                    EXPECT_EQ(COMMON_Thread_Initialize(&thread, nullptr, nullptr), 120U);
-                    EXPECT_EQ(bytes(), std::string(sizeof thread, '\xEE'));
-                }),
-                exited(0));
+    well([&] {
+        EXPECT_EQ(COMMON_Thread_Initialize(&thread, nullptr, nullptr), 120U);
+        EXPECT_EQ(bytes(), std::string(sizeof thread, '\xEE'));
+    });
 }
 
 TEST(CommonThread, NewGivesAnInitialisedRecordThatDeleteFrees)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Thread* const thread = COMMON_Thread_New(no_work, &argument_area);
         ASSERT_NE(thread, nullptr);
         const COMMON_Thread expected = initialised_record();
@@ -97,7 +96,6 @@ TEST(CommonThread, NewGivesAnInitialisedRecordThatDeleteFrees)
         EXPECT_STREQ(thread->name, "");
         EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -198,7 +196,7 @@ TEST(CommonThread, SelfIsTheCallingThread)
 
 COMMON_Thread* const kNoThread = nullptr;
 
-/** A record whose thread does not run, for calls that need one. */
+/// A record whose thread does not run, for calls that need one.
 COMMON_Thread& idle_record()
 {
     static COMMON_Thread thread;
@@ -207,7 +205,7 @@ COMMON_Thread& idle_record()
 }
 
 struct NullCall {
-    const char* function; /**< after "COMMON_Thread_" */
+    const char* function;  ///< after "COMMON_Thread_"
     const char* what;
     void (*check)();
 };
@@ -272,11 +270,10 @@ class CommonThreadNull : public testing::TestWithParam<NullCall> {};
 
 TEST_P(CommonThreadNull, IsReportedOnce)
 {
-    const Outcome outcome = run_fresh(GetParam().check);
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelError, "", "common_thread",
-                                                "COMMON_Thread_" + std::string(GetParam().function),
-                                                "One or more input parameters are invalid!")));
+    const Outcome outcome = well(GetParam().check);
+    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelError, "", "common_thread",
+                                              "COMMON_Thread_" + std::string(GetParam().function),
+                                              "One or more input parameters are invalid!")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, CommonThreadNull, testing::ValuesIn(kNullCalls),
@@ -286,13 +283,12 @@ INSTANTIATE_TEST_SUITE_P(Calls, CommonThreadNull, testing::ValuesIn(kNullCalls),
 
 TEST(CommonThread, NullNameKeepsTheOldOne)
 {
-    EXPECT_THAT(run_fresh([] {
-                    COMMON_Thread thread = initialised_record();
-                    COMMON_Thread_SetName(&thread, "kept");
-                    EXPECT_EQ(COMMON_Thread_SetName(&thread, nullptr), 120U);
-                    EXPECT_STREQ(COMMON_Thread_GetName(&thread), "kept");
-                }),
-                exited(0));
+    well([] {
+        COMMON_Thread thread = initialised_record();
+        COMMON_Thread_SetName(&thread, "kept");
+        EXPECT_EQ(COMMON_Thread_SetName(&thread, nullptr), 120U);
+        EXPECT_STREQ(COMMON_Thread_GetName(&thread), "kept");
+    });
 }
 
 }  // namespace

@@ -4,11 +4,11 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "thread/monitor_handler.h"
 #include "thread/mutex_handler.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 

@@ -11,31 +11,31 @@
 #include "common_thread.h"
 #include "wait_until.h"
 
-/** The id of a thread as records show it. */
+/// The id of a thread as records show it.
 inline std::string shown_id(pthread_t id)
 {
     return std::to_string(static_cast<unsigned>(id));
 }
 
-/** Waits until the record knows that its thread has ended. */
+/// Waits until the record knows that its thread has ended.
 inline bool has_ended(const COMMON_Thread& thread)
 {
-    return bench::wait_until([&] { return COMMON_Thread_GetId(&thread) == 0; });
+    return harness::wait_until([&] { return COMMON_Thread_GetId(&thread) == 0; });
 }
 
-/** A record whose thread says when it runs, and ends when it is let go. */
+/// A record whose thread says when it runs, and ends when it is let go.
 class ParkedThread {
 public:
     ParkedThread() { COMMON_Thread_Initialize(&record, park, this); }
 
-    /** Starts the thread and waits until it runs. */
+    /// Starts the thread and waits until it runs.
     void start()
     {
         ASSERT_EQ(COMMON_Thread_Start(&record), 100U);
         ASSERT_TRUE(running.wait());
     }
 
-    /** Lets the thread go and takes its resources back; to be called for a joinable one. */
+    /// Lets the thread go and takes its resources back; to be called for a joinable one.
     void end()
     {
         go.set();
@@ -46,9 +46,9 @@ public:
     }
 
     COMMON_Thread record;
-    bench::Event running;
-    bench::Event go;
-    std::atomic<pthread_t> self{}; /**< set when `running` is */
+    harness::Event running;
+    harness::Event go;
+    std::atomic<pthread_t> self{};  ///< set when `running` is
 
 private:
     static void* park(void* argument)

@@ -14,22 +14,21 @@
 #include "fresh_process.h"
 #include "watched.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-/** Runs a piece that must give back all memory and report nothing. */
+/// Runs a piece that must give back all memory and report nothing.
 void run_whole(const std::function<void()>& body)
 {
-    const Outcome outcome = run_fresh([&] {
+    const Outcome outcome = well([&] {
         const long blocks = fault::outstanding_blocks();
         body();
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -84,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, CommonWdmThread,
                                          Call::pthread_attr_setsigmask_np, Call::pthread_create),
                          [](const auto& test) { return fault::name(test.param); });
 
-/** What the calling thread has. */
+/// What the calling thread has.
 struct ThreadProperties {
     std::size_t stack_bytes = 0;
     sigset_t blocked{};

@@ -17,17 +17,17 @@
 #include "timer/common_wdm_queue.h"
 #include "watched.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 
 namespace {
 
-/** What malloc(3) gives first, in this order, and free(3) only counts. Not to be touched. */
+/// What malloc(3) gives first, in this order, and free(3) only counts. Not to be touched.
 std::deque<void*> scripted_blocks;
 void* scripted_block = nullptr;
 int freed_scripted_blocks = 0;
 
-/** A watchdog whose monitor is the test. */
+/// A watchdog whose monitor is the test.
 class Queue {
 public:
     Queue()
@@ -50,7 +50,7 @@ public:
         sem_destroy(&watchdog.wake);
     }
 
-    /** The subscribers from head to tail; null for the anchor. */
+    /// The subscribers from head to tail; null for the anchor.
     std::vector<COMMON_wdm_Subscriber*> order() const
     {
         std::vector<COMMON_wdm_Subscriber*> all;
@@ -83,7 +83,7 @@ protected:
         }
     }
 
-    /** A subscriber in the queue. */
+    /// A subscriber in the queue.
     COMMON_wdm_Subscriber* subscribed()
     {
         auto* const subscriber = COMMON_wdm_Create_Subscriber(nullptr, nullptr);
@@ -271,7 +271,7 @@ TEST_F(CommonWdmQueue, AllAreTakenOutAtOnce)
     EXPECT_THAT(order(), ElementsAre(nullptr));
 }
 
-/** A client has exchanged the tail but not yet set the link when the monitor takes the tail out. */
+/// A client has exchanged the tail but not yet set the link when the monitor takes the tail out.
 TEST_F(CommonWdmQueue, NodeWhoseLinkIsStillMissingIsWaitedFor)
 {
     auto* const first = subscribed();

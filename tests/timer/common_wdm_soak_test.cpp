@@ -10,22 +10,22 @@
 #include "soak.h"
 #include "watched.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 
-/** A subscriber of one kind, and after it another one. */
+/// A subscriber of one kind, and after it another one.
 struct Kept : Watched {
     bool must_fire = false;
     int subscriptions = 0;
 };
 
-/** One thread's subscribers, by what has to become of them. */
+/// One thread's subscribers, by what has to become of them.
 class Client {
 public:
     explicit Client(unsigned seed) : random_(seed) {}
 
-    /** Does something with one of the subscribers. */
+    /// Does something with one of the subscribers.
     void step(COMMON_wdm* watchdog)
     {
         const auto choice = random_() % 8;
@@ -46,7 +46,7 @@ public:
         }
     }
 
-    /** Whether all who must fire have. The others get another chance, with the watchdog there. */
+    /// Whether all who must fire have. The others get another chance, with the watchdog there.
     bool have_fired() const
     {
         bool all = true;
@@ -59,7 +59,7 @@ public:
         return all;
     }
 
-    /** Unsubscribes all. */
+    /// Unsubscribes all.
     void release()
     {
         for (auto* const list : {&firing_, &staying_}) {

@@ -8,14 +8,14 @@
 #include "fresh_process.h"
 #include "watched.h"
 
-using namespace bench;
+using namespace harness;
 using testing::IsEmpty;
 
 namespace {
 
 TEST(CommonWdm, NullIsIgnored)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_wdm* const watchdog = COMMON_wdm_Init();
         COMMON_wdm_Tickle(nullptr, 1);
         COMMON_wdm_Unsubscribe(nullptr);
@@ -27,164 +27,139 @@ TEST(CommonWdm, NullIsIgnored)
         COMMON_wdm_Destroy(watchdog);
         COMMON_wdm_Unsubscribe(watched.subscriber);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-TEST(CommonWdm, NewSubscriberIsNeitherUnsubscribedNorFired)
+FRESH_TEST(CommonWdm, NewSubscriberIsNeitherUnsubscribedNorFired)
 {
-    EXPECT_THAT(run_fresh([] {
-                    Watched watched;
-                    EXPECT_EQ(watched.subscriber->unsubscribed, 0U);
-                    EXPECT_EQ(watched.subscriber->fired, 0U);
-                    EXPECT_EQ(watched.subscriber->handler, Watched::handle);
-                    EXPECT_EQ(watched.subscriber->argument, &watched);
-                    COMMON_wdm_Unsubscribe(watched.subscriber);
-                }),
-                exited(0));
+    Watched watched;
+    EXPECT_EQ(watched.subscriber->unsubscribed, 0U);
+    EXPECT_EQ(watched.subscriber->fired, 0U);
+    EXPECT_EQ(watched.subscriber->handler, Watched::handle);
+    EXPECT_EQ(watched.subscriber->argument, &watched);
+    COMMON_wdm_Unsubscribe(watched.subscriber);
 }
 
-TEST(CommonWdm, DestroyEndsTheMonitorWhereverItSleeps)
+FRESH_TEST(CommonWdm, DestroyEndsTheMonitorWhereverItSleeps)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const int threads = thread_count();
-                    for (int round = 0; round < 100; ++round) {
-                        COMMON_wdm* const watchdog = COMMON_wdm_Init();
-                        COMMON_wdm_Destroy(watchdog);  // wherever it is
+    const int threads = thread_count();
+    for (int round = 0; round < 100; ++round) {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        COMMON_wdm_Destroy(watchdog);  // wherever it is
 
-                        COMMON_wdm* const empty = COMMON_wdm_Init();
-                        ASSERT_TRUE(wait_until([&] { return sleeps_empty(*empty); }));
-                        COMMON_wdm_Destroy(empty);
+        COMMON_wdm* const empty = COMMON_wdm_Init();
+        ASSERT_TRUE(wait_until([&] { return sleeps_empty(*empty); }));
+        COMMON_wdm_Destroy(empty);
 
-                        COMMON_wdm* const full = COMMON_wdm_Init();
-                        Watched watched;
-                        Watched gone;
-                        COMMON_wdm_Subscribe(full, watched.subscriber, kLong_s);
-                        COMMON_wdm_Subscribe(full, gone.subscriber, kLong_s);
-                        COMMON_wdm_Unsubscribe(gone.subscriber);
-                        COMMON_wdm_Destroy(full);
-                        COMMON_wdm_Tickle(watched.subscriber, 1);
-                        EXPECT_EQ(watched.starts, 0);
-                        COMMON_wdm_Unsubscribe(watched.subscriber);
-                    }
-                    EXPECT_TRUE(has_threads(threads));
-                }),
-                exited(0));
+        COMMON_wdm* const full = COMMON_wdm_Init();
+        Watched watched;
+        Watched gone;
+        COMMON_wdm_Subscribe(full, watched.subscriber, kLong_s);
+        COMMON_wdm_Subscribe(full, gone.subscriber, kLong_s);
+        COMMON_wdm_Unsubscribe(gone.subscriber);
+        COMMON_wdm_Destroy(full);
+        COMMON_wdm_Tickle(watched.subscriber, 1);
+        EXPECT_EQ(watched.starts, 0);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    }
+    EXPECT_TRUE(has_threads(threads));
 }
 
-TEST(CommonWdm, SubscribingToAnEmptyOneWakesTheMonitor)
+FRESH_TEST(CommonWdm, SubscribingToAnEmptyOneWakesTheMonitor)
 {
-    EXPECT_THAT(run_fresh([] {
-                    COMMON_wdm* const watchdog = COMMON_wdm_Init();
-                    ASSERT_TRUE(wait_until([&] { return sleeps_empty(*watchdog); }));
-                    Watched watched;
-                    COMMON_wdm_Subscribe(watchdog, watched.subscriber, kLong_s);
-                    EXPECT_TRUE(wait_until([&] { return sleeps_at_the_tail(*watchdog); }));
-                    COMMON_wdm_Destroy(watchdog);
-                    EXPECT_EQ(watched.starts, 0);
-                    COMMON_wdm_Unsubscribe(watched.subscriber);
-                }),
-                exited(0));
+    COMMON_wdm* const watchdog = COMMON_wdm_Init();
+    ASSERT_TRUE(wait_until([&] { return sleeps_empty(*watchdog); }));
+    Watched watched;
+    COMMON_wdm_Subscribe(watchdog, watched.subscriber, kLong_s);
+    EXPECT_TRUE(wait_until([&] { return sleeps_at_the_tail(*watchdog); }));
+    COMMON_wdm_Destroy(watchdog);
+    EXPECT_EQ(watched.starts, 0);
+    COMMON_wdm_Unsubscribe(watched.subscriber);
 }
 
-TEST(CommonWdm, HandlerThatIsNullStartsNothing)
+FRESH_TEST(CommonWdm, HandlerThatIsNullStartsNothing)
 {
-    EXPECT_THAT(run_fresh([] {
-                    COMMON_wdm* const watchdog = COMMON_wdm_Init();
-                    auto* const subscriber = COMMON_wdm_Create_Subscriber(nullptr, nullptr);
-                    COMMON_wdm_Subscribe(watchdog, subscriber, 0);
-                    EXPECT_TRUE(wait_for_deadline(*subscriber, [&] {
-                        return std::atomic_ref(subscriber->fired).load() == 1 &&
-                               sleeps_empty(*watchdog);
-                    }));
-                    COMMON_wdm_Destroy(watchdog);
-                    COMMON_wdm_Unsubscribe(subscriber);
-                }),
-                exited(0));
+    COMMON_wdm* const watchdog = COMMON_wdm_Init();
+    auto* const subscriber = COMMON_wdm_Create_Subscriber(nullptr, nullptr);
+    COMMON_wdm_Subscribe(watchdog, subscriber, 0);
+    EXPECT_TRUE(wait_for_deadline(*subscriber, [&] {
+        return std::atomic_ref(subscriber->fired).load() == 1 && sleeps_empty(*watchdog);
+    }));
+    COMMON_wdm_Destroy(watchdog);
+    COMMON_wdm_Unsubscribe(subscriber);
 }
 
-TEST(CommonWdm, HandlerStartsOnceInASecondThatIsTheDeadline)
+FRESH_TEST(CommonWdm, HandlerStartsOnceInASecondThatIsTheDeadline)
 {
-    EXPECT_THAT(run_fresh([] {
-                    COMMON_wdm* const watchdog = COMMON_wdm_Init();
-                    Watched watched;
-                    Watched tickled;
-                    COMMON_wdm_Subscribe(watchdog, tickled.subscriber, 1);
-                    COMMON_wdm_Tickle(tickled.subscriber, kLong_s);
-                    COMMON_wdm_Subscribe(watchdog, watched.subscriber, 1);
-                    EXPECT_TRUE(watched.has_started());
-                    EXPECT_GE(watched.started_s, deadline_of(*watched.subscriber));
-                    EXPECT_TRUE(wait_until([&] { return sleeps_at_the_tail(*watchdog); }))
-                        << "for the other one";
-                    EXPECT_EQ(std::atomic_ref(watched.subscriber->fired).load(), 1U);
-                    COMMON_wdm_Destroy(watchdog);
-                    EXPECT_EQ(watched.starts, 1);
-                    EXPECT_EQ(tickled.starts, 0);
-                    COMMON_wdm_Unsubscribe(watched.subscriber);
-                    COMMON_wdm_Unsubscribe(tickled.subscriber);
-                }),
-                exited(0));
+    COMMON_wdm* const watchdog = COMMON_wdm_Init();
+    Watched watched;
+    Watched tickled;
+    COMMON_wdm_Subscribe(watchdog, tickled.subscriber, 1);
+    COMMON_wdm_Tickle(tickled.subscriber, kLong_s);
+    COMMON_wdm_Subscribe(watchdog, watched.subscriber, 1);
+    EXPECT_TRUE(watched.has_started());
+    EXPECT_GE(watched.started_s, deadline_of(*watched.subscriber));
+    EXPECT_TRUE(wait_until([&] { return sleeps_at_the_tail(*watchdog); })) << "for the other one";
+    EXPECT_EQ(std::atomic_ref(watched.subscriber->fired).load(), 1U);
+    COMMON_wdm_Destroy(watchdog);
+    EXPECT_EQ(watched.starts, 1);
+    EXPECT_EQ(tickled.starts, 0);
+    COMMON_wdm_Unsubscribe(watched.subscriber);
+    COMMON_wdm_Unsubscribe(tickled.subscriber);
 }
 
-TEST(CommonWdm, OneOfTwoWatchdogsGoesOnWhenTheOtherIsDestroyed)
+FRESH_TEST(CommonWdm, OneOfTwoWatchdogsGoesOnWhenTheOtherIsDestroyed)
 {
-    EXPECT_THAT(run_fresh([] {
-                    COMMON_wdm* const first = COMMON_wdm_Init();
-                    COMMON_wdm* const second = COMMON_wdm_Init();
-                    Watched watched;
-                    COMMON_wdm_Subscribe(first, watched.subscriber, kLong_s);
-                    COMMON_wdm_Subscribe(second, watched.subscriber, 1);
-                    COMMON_wdm_Destroy(first);
-                    EXPECT_TRUE(watched.has_started());
-                    COMMON_wdm_Destroy(second);
-                    EXPECT_EQ(watched.starts, 1);
-                    COMMON_wdm_Unsubscribe(watched.subscriber);
-                }),
-                exited(0));
+    COMMON_wdm* const first = COMMON_wdm_Init();
+    COMMON_wdm* const second = COMMON_wdm_Init();
+    Watched watched;
+    COMMON_wdm_Subscribe(first, watched.subscriber, kLong_s);
+    COMMON_wdm_Subscribe(second, watched.subscriber, 1);
+    COMMON_wdm_Destroy(first);
+    EXPECT_TRUE(watched.has_started());
+    COMMON_wdm_Destroy(second);
+    EXPECT_EQ(watched.starts, 1);
+    COMMON_wdm_Unsubscribe(watched.subscriber);
 }
 
-TEST(CommonWdm, HandlersThatBlockDelayNobody)
+FRESH_TEST(CommonWdm, HandlersThatBlockDelayNobody)
 {
-    EXPECT_THAT(run_fresh([] {
-                    struct Blocking {
-                        std::atomic<bool> begun{false};
-                        std::atomic<bool> go{false};
-                        std::atomic<bool> left{false};
-                    };
-                    std::deque<Blocking> blocking(10);
-                    std::vector<COMMON_wdm_Subscriber*> subscribers;
-                    COMMON_wdm* const watchdog = COMMON_wdm_Init();
-                    for (Blocking& block : blocking) {
-                        subscribers.push_back(COMMON_wdm_Create_Subscriber(
-                            [](void* argument) -> void* {
-                                auto* const self = static_cast<Blocking*>(argument);
-                                self->begun = true;
-                                EXPECT_TRUE(wait_until([&] { return self->go.load(); }));
-                                self->left = true;
-                                return nullptr;
-                            },
-                            &block));
-                        COMMON_wdm_Subscribe(watchdog, subscribers.back(), 0);
-                    }
-                    Watched watched;
-                    COMMON_wdm_Subscribe(watchdog, watched.subscriber, 0);
-                    EXPECT_TRUE(watched.has_started());
-                    for (std::size_t i = 0; i < blocking.size(); ++i) {
-                        EXPECT_TRUE(wait_for_deadline(*subscribers[i],
-                                                      [&] { return blocking[i].begun.load(); }));
-                        EXPECT_FALSE(blocking[i].left);
-                    }
-                    COMMON_wdm_Destroy(watchdog);
-                    for (Blocking& block : blocking) {
-                        block.go = true;
-                        EXPECT_TRUE(wait_until([&] { return block.left.load(); }));
-                    }
-                    for (auto* const subscriber : subscribers) {
-                        COMMON_wdm_Unsubscribe(subscriber);
-                    }
-                    COMMON_wdm_Unsubscribe(watched.subscriber);
-                }),
-                exited(0));
+    struct Blocking {
+        std::atomic<bool> begun{false};
+        std::atomic<bool> go{false};
+        std::atomic<bool> left{false};
+    };
+    std::deque<Blocking> blocking(10);
+    std::vector<COMMON_wdm_Subscriber*> subscribers;
+    COMMON_wdm* const watchdog = COMMON_wdm_Init();
+    for (Blocking& block : blocking) {
+        subscribers.push_back(COMMON_wdm_Create_Subscriber(
+            [](void* argument) -> void* {
+                auto* const self = static_cast<Blocking*>(argument);
+                self->begun = true;
+                EXPECT_TRUE(wait_until([&] { return self->go.load(); }));
+                self->left = true;
+                return nullptr;
+            },
+            &block));
+        COMMON_wdm_Subscribe(watchdog, subscribers.back(), 0);
+    }
+    Watched watched;
+    COMMON_wdm_Subscribe(watchdog, watched.subscriber, 0);
+    EXPECT_TRUE(watched.has_started());
+    for (std::size_t i = 0; i < blocking.size(); ++i) {
+        EXPECT_TRUE(wait_for_deadline(*subscribers[i], [&] { return blocking[i].begun.load(); }));
+        EXPECT_FALSE(blocking[i].left);
+    }
+    COMMON_wdm_Destroy(watchdog);
+    for (Blocking& block : blocking) {
+        block.go = true;
+        EXPECT_TRUE(wait_until([&] { return block.left.load(); }));
+    }
+    for (auto* const subscriber : subscribers) {
+        COMMON_wdm_Unsubscribe(subscriber);
+    }
+    COMMON_wdm_Unsubscribe(watched.subscriber);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include "timer/common_wdm_queue.h"
 #include "wdm_simulation.h"
 
-using namespace bench;
+using namespace harness;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -21,7 +21,7 @@ namespace {
 constexpr Time_ns kStart_ns = 1000 * kSecond_ns;
 constexpr Time_ns kMillisecond_ns = 1'000'000;
 
-/** A subscriber with an argument that names it, and what its handler does beside that. */
+/// A subscriber with an argument that names it, and what its handler does beside that.
 struct Client {
     COMMON_wdm_Subscriber* subscriber = COMMON_wdm_Create_Subscriber(handle, this);
     std::function<void()> on_start;
@@ -54,7 +54,7 @@ protected:
 
     Client& client() { return clients.emplace_back(); }
 
-    /** Those whose handlers were started. */
+    /// Those whose handlers were started.
     std::vector<void*> started() const
     {
         std::vector<void*> all;
@@ -64,7 +64,7 @@ protected:
         return all;
     }
 
-    /** The seconds in which they were, from the start on. */
+    /// The seconds in which they were, from the start on.
     std::vector<Time_ns> seconds() const
     {
         std::vector<Time_ns> all;
@@ -74,7 +74,7 @@ protected:
         return all;
     }
 
-    /** Something happens so many milliseconds after the start. */
+    /// Something happens so many milliseconds after the start.
     void at_ms(Time_ns time_ms, std::function<void()> event)
     {
         simulation.at(kStart_ns + time_ms * kMillisecond_ns, std::move(event));
@@ -369,7 +369,7 @@ TEST_F(CommonWdmTime, MissedOneMayBeUnsubscribed)
 
 // Subscribing.
 
-/** Otherwise a monitor that still has it in its queue could start the handler again. */
+/// Otherwise a monitor that still has it in its queue could start the handler again.
 TEST_F(CommonWdmTime, ExpiredOneGetsItsNewDeadlineBeforeItIsWatchedAgain)
 {
     Client& expired = client();

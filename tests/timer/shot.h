@@ -12,10 +12,10 @@
 #include "timer.h"
 #include "wait_until.h"
 
-/** Longer than any test: a deadline that is never reached. */
+/// Longer than any test: a deadline that is never reached.
 inline constexpr std::uint32_t kLong_ms = 3'600'000;
 
-/** Monotonic milliseconds, rounded down. */
+/// Monotonic milliseconds, rounded down.
 inline std::int64_t now_ms()
 {
     timespec now{};
@@ -23,7 +23,7 @@ inline std::int64_t now_ms()
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
-/** The threads of the calling process, without those that a sanitizer has. */
+/// The threads of the calling process, without those that a sanitizer has.
 inline int thread_count()
 {
     int count = 0;
@@ -35,18 +35,18 @@ inline int thread_count()
     return count;
 }
 
-/** Waits until the process has that many threads. */
+/// Waits until the process has that many threads.
 inline bool has_threads(int count)
 {
-    return bench::wait_until([&] { return thread_count() == count; });
+    return harness::wait_until([&] { return thread_count() == count; });
 }
 
-/** What a callback saw. Its address is the argument. */
+/// What a callback saw. Its address is the argument.
 struct Shot {
     std::atomic<int> calls{0};
     std::atomic<std::int64_t> called_ms{0};
     std::atomic<pthread_t> thread{};
-    bench::Event called;
+    harness::Event called;
 
     static void call(void* argument)
     {
@@ -57,19 +57,19 @@ struct Shot {
         shot->called.set();
     }
 
-    /** Starts a timer that calls this. */
+    /// Starts a timer that calls this.
     std::uint32_t start(TMR* timer, std::uint32_t interval_ms)
     {
         return TMR_Start(timer, call, this, interval_ms);
     }
 };
 
-/** A callback that stays until it is let go. */
+/// A callback that stays until it is let go.
 struct BlockingShot {
     std::atomic<int> calls{0};
-    bench::Event called;
-    bench::Event go;
-    bench::Event left;
+    harness::Event called;
+    harness::Event go;
+    harness::Event left;
 
     static void call(void* argument)
     {

@@ -9,7 +9,7 @@
 
 #include "fresh_process.h"
 
-/** How long each race runs: COMMON_TEST_SOAK_SECONDS, half a second when unset. */
+/// How long each race runs: COMMON_TEST_SOAK_SECONDS, half a second when unset.
 inline std::chrono::milliseconds soak_time()
 {
     const char* const text = std::getenv("COMMON_TEST_SOAK_SECONDS");
@@ -35,9 +35,9 @@ inline void race(std::chrono::milliseconds time, const std::vector<std::function
     }
 }
 
-/** Runs a race in a fresh process, which must hold nothing more in the end. */
-inline bench::Outcome run_race(const std::function<void(std::chrono::milliseconds)>& body)
+/// Runs a race in a fresh process, which must hold nothing more in the end.
+inline harness::Outcome run_race(const std::function<void(std::chrono::milliseconds)>& body)
 {
     const auto time = soak_time();
-    return bench::run_fresh({.time_limit = 2 * time + bench::kTimeLimit}, [&] { body(time); });
+    return harness::run_fresh({.time_limit = 2 * time + harness::kTimeLimit}, [&] { body(time); });
 }

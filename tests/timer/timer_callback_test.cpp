@@ -6,7 +6,7 @@
 #include "fresh_process.h"
 #include "shot.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 
@@ -30,241 +30,206 @@ struct Periodic {
     }
 };
 
-TEST(TimerCallback, StartsItsOwnTimer)
+FRESH_TEST(TimerCallback, StartsItsOwnTimer)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Periodic periodic{timer, 50, {}, {}};
-                    EXPECT_EQ(TMR_Start(timer, Periodic::call, &periodic, 2), 1U);
-                    ASSERT_TRUE(periodic.done.wait());
-                    TMR_Delete(timer);
-                    EXPECT_EQ(periodic.calls, 50);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Periodic periodic{timer, 50, {}, {}};
+    EXPECT_EQ(TMR_Start(timer, Periodic::call, &periodic, 2), 1U);
+    ASSERT_TRUE(periodic.done.wait());
+    TMR_Delete(timer);
+    EXPECT_EQ(periodic.calls, 50);
 }
 
-TEST(TimerCallback, StartsStopsAndRestartsItsOwnTimer)
+FRESH_TEST(TimerCallback, StartsStopsAndRestartsItsOwnTimer)
 {
-    EXPECT_THAT(run_fresh([] {
-                    struct Record {
-                        TMR* timer;
-                        Shot shot;
-                        Event done;
-                    } record{TMR_New(), {}, {}};
-                    const auto call = [](void* argument) {
-                        auto* const self = static_cast<Record*>(argument);
-                        EXPECT_EQ(self->shot.start(self->timer, kLong_ms), 1U);
-                        EXPECT_EQ(TMR_Restart(self->timer), 0U);
-                        EXPECT_EQ(TMR_Stop(self->timer), 0U);
-                        EXPECT_EQ(TMR_Stop(self->timer), 2U);
-                        EXPECT_EQ(TMR_Restart(self->timer), 2U);
-                        self->done.set();
-                    };
-                    EXPECT_EQ(TMR_Start(record.timer, call, &record, 5), 1U);
-                    ASSERT_TRUE(record.done.wait());
-                    TMR_Delete(record.timer);
-                    EXPECT_EQ(record.shot.calls, 0);
-                }),
-                exited(0));
+    struct Record {
+        TMR* timer;
+        Shot shot;
+        Event done;
+    } record{TMR_New(), {}, {}};
+    const auto call = [](void* argument) {
+        auto* const self = static_cast<Record*>(argument);
+        EXPECT_EQ(self->shot.start(self->timer, kLong_ms), 1U);
+        EXPECT_EQ(TMR_Restart(self->timer), 0U);
+        EXPECT_EQ(TMR_Stop(self->timer), 0U);
+        EXPECT_EQ(TMR_Stop(self->timer), 2U);
+        EXPECT_EQ(TMR_Restart(self->timer), 2U);
+        self->done.set();
+    };
+    EXPECT_EQ(TMR_Start(record.timer, call, &record, 5), 1U);
+    ASSERT_TRUE(record.done.wait());
+    TMR_Delete(record.timer);
+    EXPECT_EQ(record.shot.calls, 0);
 }
 
-TEST(TimerCallback, ThatBlocksDelaysNoLaterStart)
+FRESH_TEST(TimerCallback, ThatBlocksDelaysNoLaterStart)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    BlockingShot blocking;
-                    Shot shot;
-                    EXPECT_EQ(TMR_Start(timer, BlockingShot::call, &blocking, 5), 1U);
-                    ASSERT_TRUE(blocking.called.wait());
-                    EXPECT_EQ(TMR_InUse(timer), 0U);
-                    EXPECT_EQ(TMR_Stop(timer), 2U) << "while the callback runs";
-                    EXPECT_EQ(shot.start(timer, 5), 1U);
-                    EXPECT_TRUE(shot.called.wait());
-                    EXPECT_FALSE(blocking.left.is_set());
-                    blocking.go.set();
-                    TMR_Delete(timer);
-                    EXPECT_EQ(blocking.calls, 1);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    BlockingShot blocking;
+    Shot shot;
+    EXPECT_EQ(TMR_Start(timer, BlockingShot::call, &blocking, 5), 1U);
+    ASSERT_TRUE(blocking.called.wait());
+    EXPECT_EQ(TMR_InUse(timer), 0U);
+    EXPECT_EQ(TMR_Stop(timer), 2U) << "while the callback runs";
+    EXPECT_EQ(shot.start(timer, 5), 1U);
+    EXPECT_TRUE(shot.called.wait());
+    EXPECT_FALSE(blocking.left.is_set());
+    blocking.go.set();
+    TMR_Delete(timer);
+    EXPECT_EQ(blocking.calls, 1);
 }
 
-TEST(TimerCallback, IsWaitedForByDelete)
+FRESH_TEST(TimerCallback, IsWaitedForByDelete)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    BlockingShot blocking;
-                    EXPECT_EQ(TMR_Start(timer, BlockingShot::call, &blocking, 5), 1U);
-                    ASSERT_TRUE(blocking.called.wait());
-                    TMR* const helper = TMR_New();
-                    const auto let_go = [](void* argument) {
-                        static_cast<BlockingShot*>(argument)->go.set();
-                    };
-                    EXPECT_EQ(TMR_Start(helper, let_go, &blocking, 50), 1U);
-                    TMR_Delete(timer);
-                    EXPECT_TRUE(blocking.left.is_set());
-                    TMR_Delete(helper);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    BlockingShot blocking;
+    EXPECT_EQ(TMR_Start(timer, BlockingShot::call, &blocking, 5), 1U);
+    ASSERT_TRUE(blocking.called.wait());
+    TMR* const helper = TMR_New();
+    const auto let_go = [](void* argument) { static_cast<BlockingShot*>(argument)->go.set(); };
+    EXPECT_EQ(TMR_Start(helper, let_go, &blocking, 50), 1U);
+    TMR_Delete(timer);
+    EXPECT_TRUE(blocking.left.is_set());
+    TMR_Delete(helper);
 }
 
-TEST(TimerCallback, DeletesItsOwnTimer)
+FRESH_TEST(TimerCallback, DeletesItsOwnTimer)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const int threads = thread_count();
-                    struct Record {
-                        TMR* timer;
-                        Shot shot;
-                        std::atomic<bool> done{false};
-                    } record{TMR_New(), {}, {}};
-                    const auto call = [](void* argument) {
-                        auto* const self = static_cast<Record*>(argument);
-                        // A second thread, which waits.
-                        EXPECT_EQ(self->shot.start(self->timer, kLong_ms), 1U);
-                        TMR_Delete(self->timer);
-                        self->done = true;
-                    };
-                    EXPECT_EQ(TMR_Start(record.timer, call, &record, 5), 1U);
-                    ASSERT_TRUE(wait_until([&] { return record.done.load(); }));
-                    EXPECT_TRUE(has_threads(threads));
-                    EXPECT_EQ(record.shot.calls, 0);
-                }),
-                exited(0));
+    const int threads = thread_count();
+    struct Record {
+        TMR* timer;
+        Shot shot;
+        std::atomic<bool> done{false};
+    } record{TMR_New(), {}, {}};
+    const auto call = [](void* argument) {
+        auto* const self = static_cast<Record*>(argument);
+        // A second thread, which waits.
+        EXPECT_EQ(self->shot.start(self->timer, kLong_ms), 1U);
+        TMR_Delete(self->timer);
+        self->done = true;
+    };
+    EXPECT_EQ(TMR_Start(record.timer, call, &record, 5), 1U);
+    ASSERT_TRUE(wait_until([&] { return record.done.load(); }));
+    EXPECT_TRUE(has_threads(threads));
+    EXPECT_EQ(record.shot.calls, 0);
 }
 
-TEST(TimerCallback, MayEndItsThread)
+FRESH_TEST(TimerCallback, MayEndItsThread)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const int threads = thread_count();
-                    TMR* const timer = TMR_New();
-                    Event called;
-                    const auto call = [](void* argument) {
-                        static_cast<Event*>(argument)->set();
-                        pthread_exit(nullptr);
-                    };
-                    EXPECT_EQ(TMR_Start(timer, call, &called, 5), 1U);
-                    ASSERT_TRUE(called.wait());
-                    EXPECT_TRUE(has_threads(threads));
-                    Shot shot;
-                    EXPECT_EQ(shot.start(timer, 5), 1U);
-                    EXPECT_TRUE(shot.called.wait());
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    const int threads = thread_count();
+    TMR* const timer = TMR_New();
+    Event called;
+    const auto call = [](void* argument) {
+        static_cast<Event*>(argument)->set();
+        pthread_exit(nullptr);
+    };
+    EXPECT_EQ(TMR_Start(timer, call, &called, 5), 1U);
+    ASSERT_TRUE(called.wait());
+    EXPECT_TRUE(has_threads(threads));
+    Shot shot;
+    EXPECT_EQ(shot.start(timer, 5), 1U);
+    EXPECT_TRUE(shot.called.wait());
+    TMR_Delete(timer);
 }
 
-TEST(TimerCallback, HasTheDefaultStack)
+FRESH_TEST(TimerCallback, HasTheDefaultStack)
 {
-    EXPECT_THAT(run_fresh([] {
-                    struct Seen {
-                        std::atomic<std::size_t> stack_bytes{0};
-                        Event done;
-                    } seen;
-                    const auto look = [](void* argument) {
-                        auto* const self = static_cast<Seen*>(argument);
-                        pthread_attr_t attributes;
-                        EXPECT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
-                        std::size_t bytes = 0;
-                        EXPECT_EQ(pthread_attr_getstacksize(&attributes, &bytes), 0);
-                        pthread_attr_destroy(&attributes);
-                        self->stack_bytes = bytes;
-                        self->done.set();
-                    };
-                    TMR* const timer = TMR_New();
-                    EXPECT_EQ(TMR_Start(timer, look, &seen, 5), 1U);
-                    ASSERT_TRUE(seen.done.wait());
-                    pthread_attr_t attributes;
-                    std::size_t default_bytes = 0;
-                    EXPECT_EQ(pthread_getattr_default_np(&attributes), 0);
-                    EXPECT_EQ(pthread_attr_getstacksize(&attributes, &default_bytes), 0);
-                    pthread_attr_destroy(&attributes);
-                    EXPECT_GE(seen.stack_bytes, default_bytes);
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    struct Seen {
+        std::atomic<std::size_t> stack_bytes{0};
+        Event done;
+    } seen;
+    const auto look = [](void* argument) {
+        auto* const self = static_cast<Seen*>(argument);
+        pthread_attr_t attributes;
+        EXPECT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
+        std::size_t bytes = 0;
+        EXPECT_EQ(pthread_attr_getstacksize(&attributes, &bytes), 0);
+        pthread_attr_destroy(&attributes);
+        self->stack_bytes = bytes;
+        self->done.set();
+    };
+    TMR* const timer = TMR_New();
+    EXPECT_EQ(TMR_Start(timer, look, &seen, 5), 1U);
+    ASSERT_TRUE(seen.done.wait());
+    pthread_attr_t attributes;
+    std::size_t default_bytes = 0;
+    EXPECT_EQ(pthread_getattr_default_np(&attributes), 0);
+    EXPECT_EQ(pthread_attr_getstacksize(&attributes, &default_bytes), 0);
+    pthread_attr_destroy(&attributes);
+    EXPECT_GE(seen.stack_bytes, default_bytes);
+    TMR_Delete(timer);
 }
 
 // Started while armed.
 
-TEST(TimerTwice, BothStartsCallBackEachAtItsTimeAndWithItsArgument)
+FRESH_TEST(TimerTwice, BothStartsCallBackEachAtItsTimeAndWithItsArgument)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot first;
-                    Shot second;
-                    const std::int64_t before = now_ms();
-                    EXPECT_EQ(second.start(timer, 150), 1U);
-                    EXPECT_EQ(first.start(timer, 20), 1U);
-                    ASSERT_TRUE(first.called.wait());
-                    ASSERT_TRUE(second.called.wait());
-                    EXPECT_GE(first.called_ms - before, 20);
-                    EXPECT_GE(second.called_ms - before, 150);
-                    EXPECT_EQ(TMR_InUse(timer), 0U);
-                    TMR_Delete(timer);
-                    EXPECT_EQ(first.calls, 1);
-                    EXPECT_EQ(second.calls, 1);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot first;
+    Shot second;
+    const std::int64_t before = now_ms();
+    EXPECT_EQ(second.start(timer, 150), 1U);
+    EXPECT_EQ(first.start(timer, 20), 1U);
+    ASSERT_TRUE(first.called.wait());
+    ASSERT_TRUE(second.called.wait());
+    EXPECT_GE(first.called_ms - before, 20);
+    EXPECT_GE(second.called_ms - before, 150);
+    EXPECT_EQ(TMR_InUse(timer), 0U);
+    TMR_Delete(timer);
+    EXPECT_EQ(first.calls, 1);
+    EXPECT_EQ(second.calls, 1);
 }
 
-TEST(TimerTwice, IsInUseUntilTheLastDeadline)
+FRESH_TEST(TimerTwice, IsInUseUntilTheLastDeadline)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot first;
-                    Shot second;
-                    EXPECT_EQ(second.start(timer, kLong_ms), 1U);
-                    EXPECT_EQ(first.start(timer, 5), 1U);
-                    ASSERT_TRUE(first.called.wait());
-                    EXPECT_EQ(TMR_InUse(timer), 1U);
-                    EXPECT_EQ(TMR_Stop(timer), 0U);
-                    EXPECT_EQ(TMR_InUse(timer), 0U);
-                    TMR_Delete(timer);
-                    EXPECT_EQ(second.calls, 0);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot first;
+    Shot second;
+    EXPECT_EQ(second.start(timer, kLong_ms), 1U);
+    EXPECT_EQ(first.start(timer, 5), 1U);
+    ASSERT_TRUE(first.called.wait());
+    EXPECT_EQ(TMR_InUse(timer), 1U);
+    EXPECT_EQ(TMR_Stop(timer), 0U);
+    EXPECT_EQ(TMR_InUse(timer), 0U);
+    TMR_Delete(timer);
+    EXPECT_EQ(second.calls, 0);
 }
 
-TEST(TimerTwice, StopTakesAllDeadlinesBack)
+FRESH_TEST(TimerTwice, StopTakesAllDeadlinesBack)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const int threads = thread_count();
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    for (int i = 0; i < 5; ++i) {
-                        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
-                    }
-                    EXPECT_EQ(thread_count(), threads + 5);
-                    EXPECT_EQ(TMR_Stop(timer), 0U);
-                    EXPECT_EQ(TMR_Stop(timer), 2U);
-                    EXPECT_TRUE(has_threads(threads)) << "idle threads leave after a while";
-                    EXPECT_EQ(shot.start(timer, 5), 1U);
-                    ASSERT_TRUE(shot.called.wait());
-                    EXPECT_TRUE(has_threads(threads)) << "also one that has called back";
-                    TMR_Delete(timer);
-                    EXPECT_EQ(shot.calls, 1);
-                }),
-                exited(0));
+    const int threads = thread_count();
+    TMR* const timer = TMR_New();
+    Shot shot;
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+    }
+    EXPECT_EQ(thread_count(), threads + 5);
+    EXPECT_EQ(TMR_Stop(timer), 0U);
+    EXPECT_EQ(TMR_Stop(timer), 2U);
+    EXPECT_TRUE(has_threads(threads)) << "idle threads leave after a while";
+    EXPECT_EQ(shot.start(timer, 5), 1U);
+    ASSERT_TRUE(shot.called.wait());
+    EXPECT_TRUE(has_threads(threads)) << "also one that has called back";
+    TMR_Delete(timer);
+    EXPECT_EQ(shot.calls, 1);
 }
 
 // The record's condition is there for others to signal.
 
-TEST(TimerCondition, WakeUpThatNoStopAskedForIsTreatedLikeAStop)
+FRESH_TEST(TimerCondition, WakeUpThatNoStopAskedForIsTreatedLikeAStop)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
-                    pthread_mutex_lock(&timer->mutex);  // the thread waits, then
-                    pthread_cond_signal(&timer->condition);
-                    pthread_mutex_unlock(&timer->mutex);
-                    EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
-                    EXPECT_EQ(TMR_Stop(timer), 2U);
-                    EXPECT_EQ(shot.start(timer, 5), 1U);
-                    ASSERT_TRUE(shot.called.wait());
-                    TMR_Delete(timer);
-                    EXPECT_EQ(shot.calls, 1);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot shot;
+    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+    pthread_mutex_lock(&timer->mutex);  // the thread waits, then
+    pthread_cond_signal(&timer->condition);
+    pthread_mutex_unlock(&timer->mutex);
+    EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
+    EXPECT_EQ(TMR_Stop(timer), 2U);
+    EXPECT_EQ(shot.start(timer, 5), 1U);
+    ASSERT_TRUE(shot.called.wait());
+    TMR_Delete(timer);
+    EXPECT_EQ(shot.calls, 1);
 }
 
 }  // namespace

@@ -8,11 +8,11 @@
 #include "common_log_settings.h"
 #include "fault.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "shot.h"
 #include "timer_faults.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -29,34 +29,28 @@ constexpr Call kStepsOfNew[] = {Call::pthread_mutexattr_init,
                                 Call::pthread_cond_init,
                                 Call::sem_init};
 
-TEST(TimerFault, NewTakesItsStepsInOrder)
+FRESH_TEST(TimerFault, NewTakesItsStepsInOrder)
 {
-    EXPECT_THAT(run_fresh([] {
-                    settled_blocks();
-                    std::vector<std::string> trace;
-                    for (const Call call : kStepsOfNew) {
-                        fault::on_call(call, 1, [&, call] { trace.push_back(fault::name(call)); });
-                    }
-                    TMR* const timer = TMR_New();
-                    EXPECT_THAT(trace,
-                                ElementsAre("pthread_mutexattr_init", "pthread_mutexattr_settype",
-                                            "pthread_mutex_init", "pthread_condattr_init",
-                                            "pthread_condattr_setclock", "pthread_cond_init",
-                                            "sem_init"));
-                    EXPECT_EQ(fault::calls(Call::sem_init), 2);
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    settled_blocks();
+    std::vector<std::string> trace;
+    for (const Call call : kStepsOfNew) {
+        fault::on_call(call, 1, [&, call] { trace.push_back(fault::name(call)); });
+    }
+    TMR* const timer = TMR_New();
+    EXPECT_THAT(trace, ElementsAre("pthread_mutexattr_init", "pthread_mutexattr_settype",
+                                   "pthread_mutex_init", "pthread_condattr_init",
+                                   "pthread_condattr_setclock", "pthread_cond_init", "sem_init"));
+    EXPECT_EQ(fault::calls(Call::sem_init), 2);
+    TMR_Delete(timer);
 }
 
 TEST(TimerFault, NewWithoutMemoryReportsNothing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         fault::fail(Call::malloc);
         EXPECT_EQ(TMR_New(), nullptr);
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -64,7 +58,7 @@ class TimerNewStep : public testing::TestWithParam<std::pair<Call, int>> {};
 
 TEST_P(TimerNewStep, FailureIsReportedAndFreesTheRecord)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         COMMON_Log_Acceptable(COMMON_LogLevelInfo);
         COMMON_Log_CacheSet(0);
         const long blocks = settled_blocks();
@@ -73,7 +67,6 @@ TEST_P(TimerNewStep, FailureIsReportedAndFreesTheRecord)
         EXPECT_EQ(fault::fired(), 1);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_New", "Could not create timer")));
 }
 
@@ -109,7 +102,7 @@ class TimerLaunch : public testing::TestWithParam<Launch> {};
 
 TEST_P(TimerLaunch, FailureOfAStartIsReportedAndLeavesTheTimerIdle)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const int threads = thread_count();
         TMR* const timer = TMR_New();
         Shot shot;
@@ -124,14 +117,13 @@ TEST_P(TimerLaunch, FailureOfAStartIsReportedAndLeavesTheTimerIdle)
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not start timer")));
 }
 
-/** The thread that the stop leaves idle is taken by another start, so that one is launched. */
+/// The thread that the stop leaves idle is taken by another start, so that one is launched.
 TEST_P(TimerLaunch, FailureOfARestartIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         Shot other;
@@ -146,7 +138,6 @@ TEST_P(TimerLaunch, FailureOfARestartIsReported)
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls + other.calls, 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Restart", GetParam().restart_message)));
 }
 
@@ -155,7 +146,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, TimerLaunch, testing::ValuesIn(kLaunches),
 
 TEST(TimerFault, RestartLaunchesAThreadWhenAnotherStartHasTakenItsOwn)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         Shot other;
@@ -166,13 +157,12 @@ TEST(TimerFault, RestartLaunchesAThreadWhenAnotherStartHasTakenItsOwn)
         EXPECT_EQ(fault::calls(Call::pthread_create), 2);
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(TimerFault, IdleThreadThatCannotBeWokenFailsTheStart)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         EXPECT_EQ(shot.start(timer, 5), 1U);
@@ -187,62 +177,55 @@ TEST(TimerFault, IdleThreadThatCannotBeWokenFailsTheStart)
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not start timer")));
 }
 
-TEST(TimerFault, StoppingAndArmingTakesNoThreadAndHardlyEverASignal)
+FRESH_TEST(TimerFault, StoppingAndArmingTakesNoThreadAndHardlyEverASignal)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    for (int i = 0; i < 100; ++i) {
-                        ASSERT_EQ(shot.start(timer, kLong_ms), 1U);
-                        ASSERT_EQ(TMR_Restart(timer), 0U);
-                        ASSERT_EQ(TMR_Stop(timer), 0U);
-                    }
-                    // For the first stop, and again only when the thread has slept for long.
-                    EXPECT_GE(fault::calls(Call::pthread_cond_signal), 1);
-                    EXPECT_LE(fault::calls(Call::pthread_cond_signal), 10);
-                    EXPECT_LE(fault::calls(Call::pthread_create), 3)
-                        << "one, unless the process stood still for seconds";
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot shot;
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(shot.start(timer, kLong_ms), 1U);
+        ASSERT_EQ(TMR_Restart(timer), 0U);
+        ASSERT_EQ(TMR_Stop(timer), 0U);
+    }
+    // For the first stop, and again only when the thread has slept for long.
+    EXPECT_GE(fault::calls(Call::pthread_cond_signal), 1);
+    EXPECT_LE(fault::calls(Call::pthread_cond_signal), 10);
+    EXPECT_LE(fault::calls(Call::pthread_create), 3)
+        << "one, unless the process stood still for seconds";
+    TMR_Delete(timer);
 }
 
-TEST(TimerFault, StopThatMeetsAStartHalfWayDoesNotHang)
+FRESH_TEST(TimerFault, StopThatMeetsAStartHalfWayDoesNotHang)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const int threads = thread_count();
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    // Between the creation of the thread and its being in place.
-                    TMR_Return_t stopped = 7;
-                    fault::on_call(Call::sem_wait, 1, [&] { stopped = TMR_Stop(timer); });
-                    EXPECT_EQ(shot.start(timer, 1), 1U);
-                    EXPECT_NE(stopped, 7U);
-                    // And before the thread itself has got the mutex.
-                    TMR* const other = TMR_New();
-                    fault::on_call(Call::clock_gettime, 1, [&] {
-                        EXPECT_TRUE(wait_until([&] { return TMR_InUse(other) == 1; }));
-                        EXPECT_EQ(TMR_Stop(other), 0U);
-                    });
-                    EXPECT_EQ(shot.start(other, kLong_ms), 1U);
-                    EXPECT_EQ(TMR_InUse(other), 0U);
-                    TMR_Delete(timer);
-                    EXPECT_EQ(shot.calls, stopped == 0 ? 0 : 1);
-                    EXPECT_TRUE(has_threads(threads)) << "idle, it leaves after a while";
-                    TMR_Delete(other);
-                }),
-                exited(0));
+    const int threads = thread_count();
+    TMR* const timer = TMR_New();
+    Shot shot;
+    // Between the creation of the thread and its being in place.
+    TMR_Return_t stopped = 7;
+    fault::on_call(Call::sem_wait, 1, [&] { stopped = TMR_Stop(timer); });
+    EXPECT_EQ(shot.start(timer, 1), 1U);
+    EXPECT_NE(stopped, 7U);
+    // And before the thread itself has got the mutex.
+    TMR* const other = TMR_New();
+    fault::on_call(Call::clock_gettime, 1, [&] {
+        EXPECT_TRUE(wait_until([&] { return TMR_InUse(other) == 1; }));
+        EXPECT_EQ(TMR_Stop(other), 0U);
+    });
+    EXPECT_EQ(shot.start(other, kLong_ms), 1U);
+    EXPECT_EQ(TMR_InUse(other), 0U);
+    TMR_Delete(timer);
+    EXPECT_EQ(shot.calls, stopped == 0 ? 0 : 1);
+    EXPECT_TRUE(has_threads(threads)) << "idle, it leaves after a while";
+    TMR_Delete(other);
 }
 
 // The clock.
 
 TEST(TimerFault, ClockThatFailsInTheThreadIsReportedAndItGoesOn)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         fault::fail(Call::clock_gettime);
@@ -250,14 +233,13 @@ TEST(TimerFault, ClockThatFailsInTheThreadIsReportedAndItGoesOn)
         EXPECT_TRUE(shot.called.wait()) << "the deadline is long past";
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelCritical, "TIMER", "timer",
-                                                "TimerHandler", "Error getting current time")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelCritical, "TIMER", "timer",
+                                              "TimerHandler", "Error getting current time")));
 }
 
 TEST(TimerFault, ClockThatFailsForAnIdleThreadIsReportedInItsName)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
@@ -266,9 +248,8 @@ TEST(TimerFault, ClockThatFailsForAnIdleThreadIsReportedInItsName)
         EXPECT_EQ(fault::fired(), 1);
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(record(COMMON_LogLevelCritical, "TIMER", "timer",
-                                                "TimerHandler", "Error getting current time")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelCritical, "TIMER", "timer",
+                                              "TimerHandler", "Error getting current time")));
 }
 
 }  // namespace

@@ -1,9 +1,5 @@
-/**
- * @file timer_faults.h
- * What the tests of timers with forced failures share.
- */
-#ifndef TESTS_TIMER_FAULTS_H
-#define TESTS_TIMER_FAULTS_H
+// What the tests of timers with forced failures share.
+#pragma once
 
 #include <string>
 
@@ -11,17 +7,17 @@
 
 #include "common_log.h"
 #include "fault.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "timer.h"
 
-namespace bench {
+namespace harness {
 
-inline testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
+inline Report error_of(const char* function, const std::string& message)
 {
-    return record(COMMON_LogLevelError, "TIMER", "timer", function, message);
+    return said(COMMON_LogLevelError, "TIMER", "timer", function, message);
 }
 
-/** Lets the library make what it keeps for the process and the thread, and starts counting. */
+/// Lets the library make what it keeps for the process and the thread, and starts counting.
 inline long settled_blocks()
 {
     COMMON_Log_Write(COMMON_LogLevelDebug, 0, "", "", "", 0, " ");
@@ -30,6 +26,4 @@ inline long settled_blocks()
     return fault::outstanding_blocks();
 }
 
-}  // namespace bench
-
-#endif
+}  // namespace harness

@@ -10,11 +10,11 @@
 #include "fresh_process.h"
 #include "shot.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 
-/** Runs a piece in a child: whether it went well there. */
+/// Runs a piece in a child: whether it went well there.
 bool in_child(const std::function<void()>& body)
 {
     const pid_t child = fork();
@@ -26,46 +26,43 @@ bool in_child(const std::function<void()>& body)
     return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-TEST(TimerFork, ChildFindsEveryTimerIdleAndUsable)
+FRESH_TEST(TimerFork, ChildFindsEveryTimerIdleAndUsable)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const armed = TMR_New();
-                    TMR* const parked = TMR_New();
-                    TMR* const locked = TMR_New();
-                    Shot shot;
-                    EXPECT_EQ(shot.start(armed, kLong_ms), 1U);
-                    EXPECT_EQ(shot.start(parked, 5), 1U);
-                    ASSERT_TRUE(shot.called.wait());
-                    pthread_mutex_lock(&locked->mutex);
-                    EXPECT_TRUE(in_child([&] {
-                        EXPECT_EQ(TMR_InUse(armed), 0U);
-                        EXPECT_EQ(TMR_Stop(armed), 2U);
-                        EXPECT_EQ(TMR_Restart(parked), 2U);
-                        for (TMR* const timer : {armed, parked, locked}) {
-                            Shot in_child;
-                            EXPECT_EQ(in_child.start(timer, 5), 1U);
-                            EXPECT_TRUE(in_child.called.wait());
-                            TMR_Delete(timer);
-                        }
-                    }));
-                    EXPECT_TRUE(in_child([&] {
-                        for (TMR* const timer : {armed, parked, locked}) {
-                            TMR_Delete(timer);
-                        }
-                    }));
-                    pthread_mutex_unlock(&locked->mutex);
-                    EXPECT_EQ(TMR_InUse(armed), 1U) << "in the parent all is as it was";
-                    EXPECT_EQ(TMR_Stop(armed), 0U);
-                    for (TMR* const timer : {armed, parked, locked}) {
-                        TMR_Delete(timer);
-                    }
-                }),
-                exited(0));
+    TMR* const armed = TMR_New();
+    TMR* const parked = TMR_New();
+    TMR* const locked = TMR_New();
+    Shot shot;
+    EXPECT_EQ(shot.start(armed, kLong_ms), 1U);
+    EXPECT_EQ(shot.start(parked, 5), 1U);
+    ASSERT_TRUE(shot.called.wait());
+    pthread_mutex_lock(&locked->mutex);
+    EXPECT_TRUE(in_child([&] {
+        EXPECT_EQ(TMR_InUse(armed), 0U);
+        EXPECT_EQ(TMR_Stop(armed), 2U);
+        EXPECT_EQ(TMR_Restart(parked), 2U);
+        for (TMR* const timer : {armed, parked, locked}) {
+            Shot in_child;
+            EXPECT_EQ(in_child.start(timer, 5), 1U);
+            EXPECT_TRUE(in_child.called.wait());
+            TMR_Delete(timer);
+        }
+    }));
+    EXPECT_TRUE(in_child([&] {
+        for (TMR* const timer : {armed, parked, locked}) {
+            TMR_Delete(timer);
+        }
+    }));
+    pthread_mutex_unlock(&locked->mutex);
+    EXPECT_EQ(TMR_InUse(armed), 1U) << "in the parent all is as it was";
+    EXPECT_EQ(TMR_Stop(armed), 0U);
+    for (TMR* const timer : {armed, parked, locked}) {
+        TMR_Delete(timer);
+    }
 }
 
 // A callback that forks.
 
-/** A timer whose callback forks; the child goes on in it. */
+/// A timer whose callback forks; the child goes on in it.
 struct Forking {
     std::function<void(Forking&)> in_child;
     TMR* timer = TMR_New();
@@ -99,29 +96,28 @@ struct Forking {
     }
 };
 
-/** Lets a callback fork: the child must end, and the timer go on in the parent. */
+/// Lets a callback fork: the child must end, and the timer go on in the parent.
 void expect_child_ends(const std::function<void(Forking&)>& in_child, bool calls_back)
 {
-    EXPECT_THAT(run_fresh([&] {
-                    Forking forking{in_child};
-                    EXPECT_EQ(TMR_Start(forking.timer, Forking::call, &forking, 5), 1U);
-                    ASSERT_TRUE(forking.entered.wait());
-                    // Taken by a thread that is not there in the child.
-                    pthread_mutex_lock(&forking.timer->mutex);
-                    forking.go.set();
-                    const bool forked = forking.forked.wait();
-                    pthread_mutex_unlock(&forking.timer->mutex);
-                    ASSERT_TRUE(forked);
-                    int status = -1;
-                    EXPECT_EQ(waitpid(forking.child, &status, 0), forking.child);
-                    EXPECT_EQ(status, 0);
-                    EXPECT_EQ(forking.called_in_child.is_set(), calls_back);
-                    Shot shot;
-                    EXPECT_EQ(shot.start(forking.timer, 5), 1U);
-                    EXPECT_TRUE(shot.called.wait());
-                    TMR_Delete(forking.timer);
-                }),
-                exited(0));
+    well([&] {
+        Forking forking{in_child};
+        EXPECT_EQ(TMR_Start(forking.timer, Forking::call, &forking, 5), 1U);
+        ASSERT_TRUE(forking.entered.wait());
+        // Taken by a thread that is not there in the child.
+        pthread_mutex_lock(&forking.timer->mutex);
+        forking.go.set();
+        const bool forked = forking.forked.wait();
+        pthread_mutex_unlock(&forking.timer->mutex);
+        ASSERT_TRUE(forked);
+        int status = -1;
+        EXPECT_EQ(waitpid(forking.child, &status, 0), forking.child);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(forking.called_in_child.is_set(), calls_back);
+        Shot shot;
+        EXPECT_EQ(shot.start(forking.timer, 5), 1U);
+        EXPECT_TRUE(shot.called.wait());
+        TMR_Delete(forking.timer);
+    });
 }
 
 TEST(TimerFork, ChildThatReturnsFromTheCallbackEnds)

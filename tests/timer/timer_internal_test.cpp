@@ -12,11 +12,11 @@
 #include <unistd.h>
 
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "shot.h"
 #include "timer/timer_thread.h"
 
-using namespace bench;
+using namespace harness;
 using testing::IsEmpty;
 
 namespace {
@@ -41,7 +41,7 @@ timespec awaited(TMR& timer)
     return deadline;
 }
 
-/** How many threads of a timer there are of a kind. */
+/// How many threads of a timer there are of a kind.
 int count_threads(TMR& timer, const std::function<bool(const TMR_Thread&)>& is_one)
 {
     int count = 0;
@@ -58,10 +58,10 @@ int armed_threads(TMR& timer)
     return count_threads(timer, [](const TMR_Thread& thread) { return thread.armed; });
 }
 
-/** How long an idle thread stays at least. */
+/// How long an idle thread stays at least.
 constexpr std::int64_t kIdle_ms = 2'000;
 
-/** Waits until no thread waits for a deadline or calls back, but for `others`. */
+/// Waits until no thread waits for a deadline or calls back, but for `others`.
 bool are_idle(TMR& timer, int others = 0)
 {
     return wait_until([&] {
@@ -71,7 +71,7 @@ bool are_idle(TMR& timer, int others = 0)
     });
 }
 
-/** Starts a timer and waits until its callback has come to its end, too. */
+/// Starts a timer and waits until its callback has come to its end, too.
 void fire(TMR& timer, Shot& shot)
 {
     ASSERT_EQ(shot.start(&timer, 5), 1U);
@@ -81,8 +81,7 @@ void fire(TMR& timer, Shot& shot)
 
 TEST(TimerInternal, NullRecordEndsTheThread)
 {
-    const Outcome outcome = run_fresh([] { EXPECT_EQ(common::TimerHandler(nullptr), nullptr); });
-    EXPECT_THAT(outcome, exited(0));
+    const Outcome outcome = well([] { EXPECT_EQ(common::TimerHandler(nullptr), nullptr); });
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -118,67 +117,59 @@ void expect_deadline(std::uint32_t interval_ms, long from_ns, long to_ns_in_seco
     TMR_Delete(timer);
 }
 
-TEST(TimerInternal, DeadlineIsTheIntervalAfterTheStart)
+FRESH_TEST(TimerInternal, DeadlineIsTheIntervalAfterTheStart)
 {
-    EXPECT_THAT(run_fresh([] { expect_deadline(2500, 0, 499'000'000, 2, 500'000'000); }),
-                exited(0));
+    expect_deadline(2500, 0, 499'000'000, 2, 500'000'000);
 }
 
-TEST(TimerInternal, DeadlineCarriesASecond)
+FRESH_TEST(TimerInternal, DeadlineCarriesASecond)
 {
-    EXPECT_THAT(run_fresh([] { expect_deadline(2500, 500'000'000, 999'000'000, 3, -500'000'000); }),
-                exited(0));
+    expect_deadline(2500, 500'000'000, 999'000'000, 3, -500'000'000);
 }
 
-TEST(TimerInternal, LongestIntervalIsKept)
+FRESH_TEST(TimerInternal, LongestIntervalIsKept)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    const std::int64_t before = to_ns(now());
-                    ASSERT_EQ(shot.start(timer, UINT32_MAX), 1U);
-                    EXPECT_GE(to_ns(awaited(*timer)) - before, 4'294'967'295'000'000);
-                    EXPECT_LE(to_ns(awaited(*timer)) - to_ns(now()), 4'294'967'295'000'000);
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot shot;
+    const std::int64_t before = to_ns(now());
+    ASSERT_EQ(shot.start(timer, UINT32_MAX), 1U);
+    EXPECT_GE(to_ns(awaited(*timer)) - before, 4'294'967'295'000'000);
+    EXPECT_LE(to_ns(awaited(*timer)) - to_ns(now()), 4'294'967'295'000'000);
+    TMR_Delete(timer);
 }
 
-TEST(TimerInternal, CallbackIsWhereACancellationTakesEffect)
+FRESH_TEST(TimerInternal, CallbackIsWhereACancellationTakesEffect)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const int threads = thread_count();
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    const std::int64_t start = now_ms();
-                    fire(*timer, shot);
-                    pthread_mutex_lock(&timer->mutex);  // so that it stays
-                    const bool stayed = timer->threads != nullptr;
-                    EXPECT_TRUE(!stayed || pthread_cancel(shot.thread) == 0);
-                    pthread_mutex_unlock(&timer->mutex);
-                    struct Call {
-                        std::atomic<bool> begun{false};
-                        std::atomic<bool> went_on{false};
-                    } call;
-                    const auto test = [](void* argument) {
-                        auto* const self = static_cast<Call*>(argument);
-                        self->begun = true;
-                        pthread_testcancel();
-                        self->went_on = true;
-                    };
-                    EXPECT_EQ(TMR_Start(timer, test, &call, 5), 1U);
-                    EXPECT_TRUE(has_threads(threads));
-                    EXPECT_TRUE(call.begun) << "not while it waits";
-                    // Not in another thread, where the process stood still for seconds.
-                    EXPECT_TRUE(!call.went_on || now_ms() - start >= kIdle_ms);
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    const int threads = thread_count();
+    TMR* const timer = TMR_New();
+    Shot shot;
+    const std::int64_t start = now_ms();
+    fire(*timer, shot);
+    pthread_mutex_lock(&timer->mutex);  // so that it stays
+    const bool stayed = timer->threads != nullptr;
+    EXPECT_TRUE(!stayed || pthread_cancel(shot.thread) == 0);
+    pthread_mutex_unlock(&timer->mutex);
+    struct Call {
+        std::atomic<bool> begun{false};
+        std::atomic<bool> went_on{false};
+    } call;
+    const auto test = [](void* argument) {
+        auto* const self = static_cast<Call*>(argument);
+        self->begun = true;
+        pthread_testcancel();
+        self->went_on = true;
+    };
+    EXPECT_EQ(TMR_Start(timer, test, &call, 5), 1U);
+    EXPECT_TRUE(has_threads(threads));
+    EXPECT_TRUE(call.begun) << "not while it waits";
+    // Not in another thread, where the process stood still for seconds.
+    EXPECT_TRUE(!call.went_on || now_ms() - start >= kIdle_ms);
+    TMR_Delete(timer);
 }
 
 // Whose starts a thread serves.
 
-/** What a thread inherits from the one that made it. */
+/// What a thread inherits from the one that made it.
 struct Inherited {
     int policy = -1;
     int nice = -1;
@@ -210,7 +201,7 @@ struct InheritedShot : Shot {
     }
 };
 
-/** A callback, which must be as the calling thread, and its time. */
+/// A callback, which must be as the calling thread, and its time.
 struct Served {
     std::int64_t start_ms = now_ms();
     pthread_t thread{};
@@ -225,100 +216,87 @@ struct Served {
         thread = shot.thread;
     }
 
-    /** Whether it was the thread of another one. That leaves if the process stands still. */
+    /// Whether it was the thread of another one. That leaves if the process stands still.
     bool is_by_thread_of(const Served& before) const
     {
         return pthread_equal(thread, before.thread) != 0 || now_ms() - before.start_ms >= kIdle_ms;
     }
 };
 
-TEST(TimerInternal, IdleThreadServesOnlyStartsOfTheThreadThatHadItLaunched)
+FRESH_TEST(TimerInternal, IdleThreadServesOnlyStartsOfTheThreadThatHadItLaunched)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    const Served first(*timer);
-                    std::thread([&] {
-                        const sched_param parameters{};
-                        ASSERT_EQ(pthread_setschedparam(pthread_self(), SCHED_BATCH, &parameters),
-                                  0);
-                        ASSERT_EQ(setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 7), 0);
-                        sigset_t set;
-                        sigemptyset(&set);
-                        sigaddset(&set, SIGUSR1);
-                        pthread_sigmask(SIG_BLOCK, &set, nullptr);
-                        const Served special(*timer);
-                        EXPECT_TRUE(Served(*timer).is_by_thread_of(special));
-                    }).join();
-                    // One that may have the same place in memory as its predecessor.
-                    std::thread([&] { const Served other(*timer); }).join();
-                    EXPECT_TRUE(Served(*timer).is_by_thread_of(first));
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    const Served first(*timer);
+    std::thread([&] {
+        const sched_param parameters{};
+        ASSERT_EQ(pthread_setschedparam(pthread_self(), SCHED_BATCH, &parameters), 0);
+        ASSERT_EQ(setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 7), 0);
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGUSR1);
+        pthread_sigmask(SIG_BLOCK, &set, nullptr);
+        const Served special(*timer);
+        EXPECT_TRUE(Served(*timer).is_by_thread_of(special));
+    }).join();
+    // One that may have the same place in memory as its predecessor.
+    std::thread([&] { const Served other(*timer); }).join();
+    EXPECT_TRUE(Served(*timer).is_by_thread_of(first));
+    TMR_Delete(timer);
 }
 
-TEST(TimerInternal, PeriodicTimerUsesTwoThreadsInTurn)
+FRESH_TEST(TimerInternal, PeriodicTimerUsesTwoThreadsInTurn)
 {
-    EXPECT_THAT(run_fresh([] {
-                    struct Periodic {
-                        TMR* timer = TMR_New();
-                        int calls = 0;
-                        Event done;
+    struct Periodic {
+        TMR* timer = TMR_New();
+        int calls = 0;
+        Event done;
 
-                        static void call(void* argument)
-                        {
-                            auto* const self = static_cast<Periodic*>(argument);
-                            if (++self->calls == 20) {
-                                self->done.set();
-                                return;
-                            }
-                            EXPECT_TRUE(are_idle(*self->timer, 1)) << "all but this one";
-                            EXPECT_EQ(TMR_Start(self->timer, call, self, 1), 1U);
-                        }
-                    } periodic;
-                    EXPECT_EQ(TMR_Start(periodic.timer, Periodic::call, &periodic, 1), 1U);
-                    ASSERT_TRUE(periodic.done.wait());
-                    EXPECT_LE(count_threads(*periodic.timer, [](const auto&) { return true; }), 2);
-                    TMR_Delete(periodic.timer);
-                }),
-                exited(0));
+        static void call(void* argument)
+        {
+            auto* const self = static_cast<Periodic*>(argument);
+            if (++self->calls == 20) {
+                self->done.set();
+                return;
+            }
+            EXPECT_TRUE(are_idle(*self->timer, 1)) << "all but this one";
+            EXPECT_EQ(TMR_Start(self->timer, call, self, 1), 1U);
+        }
+    } periodic;
+    EXPECT_EQ(TMR_Start(periodic.timer, Periodic::call, &periodic, 1), 1U);
+    ASSERT_TRUE(periodic.done.wait());
+    EXPECT_LE(count_threads(*periodic.timer, [](const auto&) { return true; }), 2);
+    TMR_Delete(periodic.timer);
 }
 
-TEST(TimerInternal, WakeUpsDoNotDisturbAnIdleThread)
+FRESH_TEST(TimerInternal, WakeUpsDoNotDisturbAnIdleThread)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    const Served first(*timer);
-                    for (int i = 0; i < 100; ++i) {
-                        pthread_cond_broadcast(&timer->condition);
-                    }
-                    EXPECT_TRUE(Served(*timer).is_by_thread_of(first));
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    const Served first(*timer);
+    for (int i = 0; i < 100; ++i) {
+        pthread_cond_broadcast(&timer->condition);
+    }
+    EXPECT_TRUE(Served(*timer).is_by_thread_of(first));
+    TMR_Delete(timer);
 }
 
-TEST(TimerInternal, WakeUpOfOneOfTwoThreadsTakesItsDeadlineBack)
+FRESH_TEST(TimerInternal, WakeUpOfOneOfTwoThreadsTakesItsDeadlineBack)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
-                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
-                    EXPECT_EQ(armed_threads(*timer), 2);
-                    pthread_mutex_lock(&timer->mutex);  // both wait, then
-                    pthread_cond_signal(&timer->condition);
-                    pthread_mutex_unlock(&timer->mutex);
-                    EXPECT_TRUE(wait_until([&] { return armed_threads(*timer) == 1; }));
-                    EXPECT_EQ(TMR_InUse(timer), 1U);
-                    pthread_cond_broadcast(&timer->condition);
-                    EXPECT_TRUE(wait_until([&] { return armed_threads(*timer) == 0; }));
-                    EXPECT_EQ(TMR_InUse(timer), 0U);
-                    EXPECT_EQ(TMR_Stop(timer), 2U);
-                    TMR_Delete(timer);
-                    EXPECT_EQ(shot.calls, 0);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot shot;
+    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+    EXPECT_EQ(armed_threads(*timer), 2);
+    pthread_mutex_lock(&timer->mutex);  // both wait, then
+    pthread_cond_signal(&timer->condition);
+    pthread_mutex_unlock(&timer->mutex);
+    EXPECT_TRUE(wait_until([&] { return armed_threads(*timer) == 1; }));
+    EXPECT_EQ(TMR_InUse(timer), 1U);
+    pthread_cond_broadcast(&timer->condition);
+    EXPECT_TRUE(wait_until([&] { return armed_threads(*timer) == 0; }));
+    EXPECT_EQ(TMR_InUse(timer), 0U);
+    EXPECT_EQ(TMR_Stop(timer), 2U);
+    TMR_Delete(timer);
+    EXPECT_EQ(shot.calls, 0);
 }
 
 TEST(TimerInternal, FieldsKeepTheirOrder)
@@ -334,29 +312,25 @@ TEST(TimerInternal, FieldsKeepTheirOrder)
     EXPECT_LT(offsetof(TMR, stopRequested), offsetof(TMR, threads)) << "own fields come last";
 }
 
-TEST(TimerInternal, MutexIsNotRecursiveAndTheConditionIsMonotonic)
+FRESH_TEST(TimerInternal, MutexIsNotRecursiveAndTheConditionIsMonotonic)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    ASSERT_EQ(pthread_mutex_lock(&timer->mutex), 0);
-                    EXPECT_EQ(pthread_mutex_trylock(&timer->mutex), EBUSY);
-                    // On the real-time clock this would be long past.
-                    const std::int64_t before = to_ns(now());
-                    const std::int64_t end = before + 50'000'000;
-                    const timespec soon{static_cast<std::time_t>(end / 1'000'000'000),
-                                        static_cast<long>(end % 1'000'000'000)};
-                    EXPECT_EQ(pthread_cond_timedwait(&timer->condition, &timer->mutex, &soon),
-                              ETIMEDOUT);
-                    EXPECT_GE(to_ns(now()), end);
-                    EXPECT_EQ(pthread_mutex_unlock(&timer->mutex), 0);
-                    int value = -1;
-                    EXPECT_EQ(sem_getvalue(&timer->started, &value), 0);
-                    EXPECT_EQ(value, 0);
-                    EXPECT_EQ(sem_getvalue(&timer->stopped, &value), 0);
-                    EXPECT_EQ(value, 0);
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    ASSERT_EQ(pthread_mutex_lock(&timer->mutex), 0);
+    EXPECT_EQ(pthread_mutex_trylock(&timer->mutex), EBUSY);
+    // On the real-time clock this would be long past.
+    const std::int64_t before = to_ns(now());
+    const std::int64_t end = before + 50'000'000;
+    const timespec soon{static_cast<std::time_t>(end / 1'000'000'000),
+                        static_cast<long>(end % 1'000'000'000)};
+    EXPECT_EQ(pthread_cond_timedwait(&timer->condition, &timer->mutex, &soon), ETIMEDOUT);
+    EXPECT_GE(to_ns(now()), end);
+    EXPECT_EQ(pthread_mutex_unlock(&timer->mutex), 0);
+    int value = -1;
+    EXPECT_EQ(sem_getvalue(&timer->started, &value), 0);
+    EXPECT_EQ(value, 0);
+    EXPECT_EQ(sem_getvalue(&timer->stopped, &value), 0);
+    EXPECT_EQ(value, 0);
+    TMR_Delete(timer);
 }
 
 }  // namespace

@@ -9,17 +9,17 @@
 #include "fault.h"
 #include "fault_sweep.h"
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "shot.h"
 #include "timer_faults.h"
 
-using namespace bench;
+using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
 
 namespace {
 
-/** Waits until the thread of a first start has called back and waits again. */
+/// Waits until the thread of a first start has called back and waits again.
 bool is_idle()
 {
     return wait_until([] { return fault::calls(Call::pthread_cond_timedwait) >= 2; });
@@ -29,7 +29,7 @@ bool is_idle()
 
 TEST(TimerLock, MutexThatCannotBeLockedFailsEachCall)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
@@ -47,7 +47,6 @@ TEST(TimerLock, MutexThatCannotBeLockedFailsEachCall)
         TMR_Delete(timer);  // it was kept
         EXPECT_EQ(shot.calls, 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not lock mutex: 22"),
                                          error_of("TMR_Stop", "Could not lock mutex: 11"),
                                          error_of("TMR_Stop", "Could not lock mutex: 1"),
@@ -57,7 +56,7 @@ TEST(TimerLock, MutexThatCannotBeLockedFailsEachCall)
 
 TEST(TimerLock, TimerWithoutThreadsIsDeletedAlsoWhenItsMutexFails)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const long blocks = settled_blocks();
         TMR* const timer = TMR_New();
         fault::fail_always(Call::pthread_mutex_lock, EINVAL);
@@ -65,13 +64,12 @@ TEST(TimerLock, TimerWithoutThreadsIsDeletedAlsoWhenItsMutexFails)
         fault::reset();
         EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not lock mutex: 22")));
 }
 
 TEST(TimerLock, ThreadThatCannotLockTheMutexFailsItsStart)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const int threads = thread_count();
         TMR* const timer = TMR_New();
         Shot shot;
@@ -84,14 +82,13 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexFailsItsStart)
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22"),
                                          error_of("TMR_Start", "Could not start timer")));
 }
 
 TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const int threads = thread_count();
         TMR* const timer = TMR_New();
         Shot shot;
@@ -110,13 +107,12 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
         EXPECT_TRUE(second.called.wait());
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22")));
 }
 
 TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const int threads = thread_count();
         TMR* const timer = TMR_New();
         Shot shot;
@@ -132,7 +128,6 @@ TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
         EXPECT_TRUE(has_threads(threads));
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22")));
 }
 
@@ -140,7 +135,7 @@ TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
 
 TEST(TimerLock, MutexThatCannotBeUnlockedIsReported)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         fault::fail(Call::pthread_mutex_unlock, 1, EPERM);
@@ -153,14 +148,13 @@ TEST(TimerLock, MutexThatCannotBeUnlockedIsReported)
         EXPECT_TRUE(shot.called.wait());
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not unlock mutex: 1"),
                                          error_of("TMR_Stop", "Could not unlock mutex: 22")));
 }
 
 TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         EXPECT_EQ(shot.start(timer, 5), 1U);
@@ -174,7 +168,6 @@ TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
         TMR_Delete(timer);
         EXPECT_EQ(second.calls, 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not unlock mutex")));
 }
 
@@ -182,7 +175,7 @@ TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
 
 TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
@@ -201,14 +194,13 @@ TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)
         EXPECT_EQ(TMR_InUse(timer), 0U);
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not signal timer"),
                                          error_of("TMR_Start", "Could not start timer")));
 }
 
 TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const int threads = thread_count();
         const long blocks = settled_blocks();
         TMR* const timer = TMR_New();
@@ -222,7 +214,6 @@ TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
         EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Delete", "Could not signal timer")));
 }
 
@@ -230,7 +221,7 @@ TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
 
 TEST(TimerLock, WaitThatFailsEndsTheThread)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const int threads = thread_count();
         TMR* const timer = TMR_New();
         Shot shot;
@@ -245,13 +236,12 @@ TEST(TimerLock, WaitThatFailsEndsTheThread)
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Error waiting")));
 }
 
 TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const int threads = thread_count();
         TMR* const timer = TMR_New();
         Shot shot;
@@ -261,64 +251,57 @@ TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
         EXPECT_TRUE(has_threads(threads));
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Error waiting")));
 }
 
-TEST(TimerLock, InterruptedWaitsForAThreadAreResumed)
+FRESH_TEST(TimerLock, InterruptedWaitsForAThreadAreResumed)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const int threads = thread_count();
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    fault::fail(Call::sem_wait, 1, EINTR);
-                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
-                    EXPECT_GE(fault::calls(Call::sem_wait), 2);
-                    fault::fail(Call::sem_wait, 1, EINTR);
-                    TMR_Delete(timer);
-                    EXPECT_TRUE(has_threads(threads));
-                }),
-                exited(0));
+    const int threads = thread_count();
+    TMR* const timer = TMR_New();
+    Shot shot;
+    fault::fail(Call::sem_wait, 1, EINTR);
+    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+    EXPECT_GE(fault::calls(Call::sem_wait), 2);
+    fault::fail(Call::sem_wait, 1, EINTR);
+    TMR_Delete(timer);
+    EXPECT_TRUE(has_threads(threads));
 }
 
-TEST(TimerLock, StartIsNotCancelledWhileItWaitsForItsThread)
+FRESH_TEST(TimerLock, StartIsNotCancelledWhileItWaitsForItsThread)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    std::atomic<std::uint32_t> started{7};
-                    pthread_t starter{};
-                    struct Starter {
-                        TMR* timer;
-                        Shot& shot;
-                        std::atomic<std::uint32_t>& started;
-                    } record{timer, shot, started};
-                    fault::on_call(Call::sem_wait, 1, [] { pthread_cancel(pthread_self()); });
-                    ASSERT_EQ(pthread_create(
-                                  &starter, nullptr,
-                                  [](void* argument) -> void* {
-                                      const auto* const self = static_cast<Starter*>(argument);
-                                      self->started = self->shot.start(self->timer, 5);
-                                      pthread_testcancel();
-                                      return nullptr;
-                                  },
-                                  &record),
-                              0);
-                    void* result = nullptr;
-                    EXPECT_EQ(pthread_join(starter, &result), 0);
-                    EXPECT_EQ(result, PTHREAD_CANCELED) << "afterwards";
-                    EXPECT_EQ(started, 1U);
-                    EXPECT_TRUE(shot.called.wait());
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot shot;
+    std::atomic<std::uint32_t> started{7};
+    pthread_t starter{};
+    struct Starter {
+        TMR* timer;
+        Shot& shot;
+        std::atomic<std::uint32_t>& started;
+    } record{timer, shot, started};
+    fault::on_call(Call::sem_wait, 1, [] { pthread_cancel(pthread_self()); });
+    ASSERT_EQ(pthread_create(
+                  &starter, nullptr,
+                  [](void* argument) -> void* {
+                      const auto* const self = static_cast<Starter*>(argument);
+                      self->started = self->shot.start(self->timer, 5);
+                      pthread_testcancel();
+                      return nullptr;
+                  },
+                  &record),
+              0);
+    void* result = nullptr;
+    EXPECT_EQ(pthread_join(starter, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED) << "afterwards";
+    EXPECT_EQ(started, 1U);
+    EXPECT_TRUE(shot.called.wait());
+    TMR_Delete(timer);
 }
 
 // Fork.
 
 TEST(TimerLock, ChildThatCannotMakeTheTimerAnewCanStillDeleteIt)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
@@ -337,7 +320,6 @@ TEST(TimerLock, ChildThatCannotMakeTheTimerAnewCanStillDeleteIt)
         EXPECT_EQ(status, 0);
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not start timer")));
 }
 

@@ -7,11 +7,11 @@
 #include "shot.h"
 #include "soak.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 
-/** A timer and what happened to it. Each start either calls back or was stopped. */
+/// A timer and what happened to it. Each start either calls back or was stopped.
 struct Contest {
     TMR* timer = TMR_New();
     std::atomic<int> calls{0};

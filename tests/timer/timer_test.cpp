@@ -6,39 +6,36 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "shot.h"
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-testing::Matcher<const LogRecord&> error_of(const char* function, const std::string& message)
+Report error_of(const char* function, const std::string& message)
 {
-    return record(COMMON_LogLevelError, "TIMER", "timer", function, message);
+    return said(COMMON_LogLevelError, "TIMER", "timer", function, message);
 }
 
 constexpr char kNullTimer[] = "Invalid input parameter 'tmrPtr' = NULL!";
 
 // One shot.
 
-TEST(Timer, NewOneIsIdle)
+FRESH_TEST(Timer, NewOneIsIdle)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    ASSERT_NE(timer, nullptr);
-                    EXPECT_EQ(TMR_InUse(timer), 0U);
-                    EXPECT_EQ(timer->stopRequested, 0U);
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    ASSERT_NE(timer, nullptr);
+    EXPECT_EQ(TMR_InUse(timer), 0U);
+    EXPECT_EQ(timer->stopRequested, 0U);
+    TMR_Delete(timer);
 }
 
 TEST(Timer, CallsOnceWithItsArgumentInAThreadOfItsOwn)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot shot;
         const std::int64_t before = now_ms();
@@ -53,41 +50,37 @@ TEST(Timer, CallsOnceWithItsArgumentInAThreadOfItsOwn)
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-TEST(Timer, IsInUseUntilItsCallback)
+FRESH_TEST(Timer, IsInUseUntilItsCallback)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    struct Seen {
-                        TMR* timer;
-                        std::atomic<std::uint32_t> in_use{7};
-                        std::atomic<TMR_Return_t> stop{7};
-                        Event called;
-                    } seen{timer, {7}, {7}, {}};
-                    const auto look = [](void* argument) {
-                        auto* const record = static_cast<Seen*>(argument);
-                        record->in_use = TMR_InUse(record->timer);
-                        record->stop = TMR_Stop(record->timer);
-                        record->called.set();
-                    };
-                    EXPECT_EQ(TMR_Start(timer, look, &seen, 20), 1U);
-                    ASSERT_TRUE(seen.called.wait());
-                    EXPECT_EQ(seen.in_use, 0U);
-                    EXPECT_EQ(seen.stop, 2U);
-                    Shot shot;
-                    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
-                    EXPECT_EQ(TMR_InUse(timer), 1U);
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    struct Seen {
+        TMR* timer;
+        std::atomic<std::uint32_t> in_use{7};
+        std::atomic<TMR_Return_t> stop{7};
+        Event called;
+    } seen{timer, {7}, {7}, {}};
+    const auto look = [](void* argument) {
+        auto* const record = static_cast<Seen*>(argument);
+        record->in_use = TMR_InUse(record->timer);
+        record->stop = TMR_Stop(record->timer);
+        record->called.set();
+    };
+    EXPECT_EQ(TMR_Start(timer, look, &seen, 20), 1U);
+    ASSERT_TRUE(seen.called.wait());
+    EXPECT_EQ(seen.in_use, 0U);
+    EXPECT_EQ(seen.stop, 2U);
+    Shot shot;
+    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+    EXPECT_EQ(TMR_InUse(timer), 1U);
+    TMR_Delete(timer);
 }
 
 TEST(Timer, IntervalOfZeroAndNullsStartNothing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         const int threads = thread_count();
         TMR* const timer = TMR_New();
         Shot shot;
@@ -99,11 +92,10 @@ TEST(Timer, IntervalOfZeroAndNullsStartNothing)
         EXPECT_EQ(thread_count(), threads);
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-/** Starts a timer and stops it before its deadline: how often a busy machine was slower before. */
+/// Starts a timer and stops it before its deadline: how often a busy machine was slower before.
 int start_and_stop(TMR* timer, Shot& shot, std::uint32_t interval_ms)
 {
     for (int expired = 0; expired < 20; ++expired) {
@@ -120,7 +112,7 @@ int start_and_stop(TMR* timer, Shot& shot, std::uint32_t interval_ms)
 
 TEST(Timer, StopTakesTheDeadlineBack)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         Shot stopped;
         Shot later;
@@ -137,67 +129,57 @@ TEST(Timer, StopTakesTheDeadlineBack)
         EXPECT_EQ(stopped.calls, expired);
         EXPECT_EQ(later.calls, 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-TEST(Timer, EarlierDeadlineThanTheStoppedOneIsMet)
+FRESH_TEST(Timer, EarlierDeadlineThanTheStoppedOneIsMet)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot stopped;
-                    Shot earlier;
-                    EXPECT_EQ(stopped.start(timer, kLong_ms), 1U);
-                    EXPECT_EQ(TMR_Stop(timer), 0U);
-                    EXPECT_EQ(earlier.start(timer, 20), 1U);
-                    EXPECT_TRUE(earlier.called.wait());
-                    TMR_Delete(timer);
-                    EXPECT_EQ(stopped.calls, 0);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot stopped;
+    Shot earlier;
+    EXPECT_EQ(stopped.start(timer, kLong_ms), 1U);
+    EXPECT_EQ(TMR_Stop(timer), 0U);
+    EXPECT_EQ(earlier.start(timer, 20), 1U);
+    EXPECT_TRUE(earlier.called.wait());
+    TMR_Delete(timer);
+    EXPECT_EQ(stopped.calls, 0);
 }
 
-TEST(Timer, LaterDeadlineThanTheStoppedOneIsNotMetEarly)
+FRESH_TEST(Timer, LaterDeadlineThanTheStoppedOneIsNotMetEarly)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot stopped;
-                    Shot shot;
-                    start_and_stop(timer, stopped, 100);
-                    const std::int64_t before = now_ms();
-                    EXPECT_EQ(shot.start(timer, 300), 1U);
-                    ASSERT_TRUE(shot.called.wait());
-                    EXPECT_GE(shot.called_ms - before, 300);
-                    TMR_Delete(timer);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot stopped;
+    Shot shot;
+    start_and_stop(timer, stopped, 100);
+    const std::int64_t before = now_ms();
+    EXPECT_EQ(shot.start(timer, 300), 1U);
+    ASSERT_TRUE(shot.called.wait());
+    EXPECT_GE(shot.called_ms - before, 300);
+    TMR_Delete(timer);
 }
 
-TEST(Timer, DeleteStopsIt)
+FRESH_TEST(Timer, DeleteStopsIt)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const int threads = thread_count();
-                    Shot shot;
-                    TMR* const timer = TMR_New();
-                    EXPECT_EQ(shot.start(timer, 150), 1U);
-                    TMR_Delete(timer);
-                    const int calls = shot.calls;  // none, unless the machine is busy
-                    EXPECT_TRUE(has_threads(threads));
-                    TMR* const other = TMR_New();  // past the deadline of the first one
-                    Shot end;
-                    EXPECT_EQ(end.start(other, 250), 1U);
-                    EXPECT_TRUE(end.called.wait());
-                    EXPECT_EQ(shot.calls, calls);
-                    TMR_Delete(other);
-                }),
-                exited(0));
+    const int threads = thread_count();
+    Shot shot;
+    TMR* const timer = TMR_New();
+    EXPECT_EQ(shot.start(timer, 150), 1U);
+    TMR_Delete(timer);
+    const int calls = shot.calls;  // none, unless the machine is busy
+    EXPECT_TRUE(has_threads(threads));
+    TMR* const other = TMR_New();  // past the deadline of the first one
+    Shot end;
+    EXPECT_EQ(end.start(other, 250), 1U);
+    EXPECT_TRUE(end.called.wait());
+    EXPECT_EQ(shot.calls, calls);
+    TMR_Delete(other);
 }
 
 // Restart.
 
 TEST(Timer, RestartOfAnIdleOneStartsNothing)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         TMR* const timer = TMR_New();
         EXPECT_EQ(TMR_Restart(timer), 2U);
         Shot shot;
@@ -208,32 +190,28 @@ TEST(Timer, RestartOfAnIdleOneStartsNothing)
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-TEST(Timer, RestartBeginsTheWholeIntervalAgain)
+FRESH_TEST(Timer, RestartBeginsTheWholeIntervalAgain)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    std::deque<Shot> shots;  // several where the machine is busy
-                    std::int64_t before = 0;
-                    TMR_Return_t restarted = 2;
-                    while (restarted == 2 && shots.size() < 20) {
-                        EXPECT_EQ(shots.emplace_back().start(timer, 400), 1U);
-                        const std::int64_t start = now_ms();
-                        ASSERT_TRUE(wait_until([&] { return now_ms() - start >= 100; }));
-                        before = now_ms();
-                        restarted = TMR_Restart(timer);
-                    }
-                    EXPECT_EQ(restarted, 0U);
-                    EXPECT_EQ(timer->stopRequested, 0U);
-                    ASSERT_TRUE(shots.back().called.wait());
-                    EXPECT_GE(shots.back().called_ms - before, 400);
-                    TMR_Delete(timer);
-                    EXPECT_EQ(shots.back().calls, 1);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    std::deque<Shot> shots;  // several where the machine is busy
+    std::int64_t before = 0;
+    TMR_Return_t restarted = 2;
+    while (restarted == 2 && shots.size() < 20) {
+        EXPECT_EQ(shots.emplace_back().start(timer, 400), 1U);
+        const std::int64_t start = now_ms();
+        ASSERT_TRUE(wait_until([&] { return now_ms() - start >= 100; }));
+        before = now_ms();
+        restarted = TMR_Restart(timer);
+    }
+    EXPECT_EQ(restarted, 0U);
+    EXPECT_EQ(timer->stopRequested, 0U);
+    ASSERT_TRUE(shots.back().called.wait());
+    EXPECT_GE(shots.back().called_ms - before, 400);
+    TMR_Delete(timer);
+    EXPECT_EQ(shots.back().calls, 1);
 }
 
 // Results and reports.
@@ -250,13 +228,12 @@ TEST(Timer, ResultsHaveTexts)
 
 TEST(Timer, NullIsReportedButNotByStop)
 {
-    const Outcome outcome = run_fresh([] {
+    const Outcome outcome = well([] {
         EXPECT_EQ(TMR_Stop(nullptr), 3U);
         EXPECT_EQ(TMR_Restart(nullptr), 3U);
         EXPECT_EQ(TMR_InUse(nullptr), 0U);
         TMR_Delete(nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(error_of("TMR_Restart", kNullTimer), error_of("TMR_InUse", kNullTimer),
                             error_of("TMR_Delete", kNullTimer)));
@@ -264,30 +241,26 @@ TEST(Timer, NullIsReportedButNotByStop)
 
 // Threads.
 
-TEST(Timer, ThreadIsUsedAgainByTheNextStart)
+FRESH_TEST(Timer, ThreadIsUsedAgainByTheNextStart)
 {
-    EXPECT_THAT(run_fresh([] {
-                    const int threads = thread_count();
-                    TMR* const timer = TMR_New();
-                    EXPECT_EQ(TMR_Stop(timer), 2U);
-                    EXPECT_EQ(thread_count(), threads);
-                    Shot shot;
-                    EXPECT_EQ(shot.start(timer, 10), 1U);
-                    ASSERT_TRUE(shot.called.wait());
-                    for (int i = 0; i < 1000; ++i) {
-                        ASSERT_EQ(shot.start(timer, kLong_ms), 1U);
-                        ASSERT_EQ(TMR_Stop(timer), 0U);
-                    }
-                    EXPECT_LE(thread_count(), threads + 2)
-                        << "or there is one that had not yet left "
-                           "its callback";
-                    TMR_Delete(timer);
-                    EXPECT_TRUE(has_threads(threads));
-                }),
-                exited(0));
+    const int threads = thread_count();
+    TMR* const timer = TMR_New();
+    EXPECT_EQ(TMR_Stop(timer), 2U);
+    EXPECT_EQ(thread_count(), threads);
+    Shot shot;
+    EXPECT_EQ(shot.start(timer, 10), 1U);
+    ASSERT_TRUE(shot.called.wait());
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_EQ(shot.start(timer, kLong_ms), 1U);
+        ASSERT_EQ(TMR_Stop(timer), 0U);
+    }
+    EXPECT_LE(thread_count(), threads + 2) << "or there is one that had not yet left "
+                                              "its callback";
+    TMR_Delete(timer);
+    EXPECT_TRUE(has_threads(threads));
 }
 
-/** Pages of the process: all of them, and those in memory. */
+/// Pages of the process: all of them, and those in memory.
 std::pair<long, long> pages()
 {
     long all = 0;
@@ -298,63 +271,58 @@ std::pair<long, long> pages()
     return {all, resident};
 }
 
-/** What a run-time library may take for itself; much less than 16 bytes for each of the cycles. */
+/// What a run-time library may take for itself; much less than 16 bytes for each of the cycles.
 constexpr long kFewPages = 256;
 
-TEST(Timer, ArmedAndStoppedAHundredThousandTimesItDoesNotGrow)
+FRESH_TEST(Timer, ArmedAndStoppedAHundredThousandTimesItDoesNotGrow)
 {
-    EXPECT_THAT(run_fresh([] {
-                    TMR* const timer = TMR_New();
-                    Shot shot;
-                    const auto cycle = [&](int count) {
-                        for (int i = 0; i < count; ++i) {
-                            ASSERT_EQ(shot.start(timer, 1000 + static_cast<unsigned>(i % 7)), 1U);
-                            ASSERT_EQ(TMR_Stop(timer), 0U);
-                        }
-                    };
-                    cycle(1000);
-                    const auto before = pages();
-                    cycle(100'000);
-                    const auto after = pages();
-                    EXPECT_LE(after.first - before.first, kFewPages);
-                    EXPECT_LE(after.second - before.second, kFewPages);
-                    TMR_Delete(timer);
-                    EXPECT_EQ(shot.calls, 0);
-                }),
-                exited(0));
+    TMR* const timer = TMR_New();
+    Shot shot;
+    const auto cycle = [&](int count) {
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(shot.start(timer, 1000 + static_cast<unsigned>(i % 7)), 1U);
+            ASSERT_EQ(TMR_Stop(timer), 0U);
+        }
+    };
+    cycle(1000);
+    const auto before = pages();
+    cycle(100'000);
+    const auto after = pages();
+    EXPECT_LE(after.first - before.first, kFewPages);
+    EXPECT_LE(after.second - before.second, kFewPages);
+    TMR_Delete(timer);
+    EXPECT_EQ(shot.calls, 0);
 }
 
 TEST(Timer, ThousandOfThemMeetTheirDeadlines)
 {
     constexpr int kCount = 1000;
-    EXPECT_THAT(run_fresh({.time_limit = std::chrono::seconds(60)},
-                          [] {
-                              if (sizeof(void*) == 4) {  // where so many default stacks do not fit
-                                  pthread_attr_t attributes;
-                                  pthread_attr_init(&attributes);
-                                  pthread_attr_setstacksize(&attributes, std::size_t{512} * 1024);
-                                  ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
-                                  pthread_attr_destroy(&attributes);
-                              }
-                              std::vector<TMR*> timers;
-                              std::vector<Shot> shots(kCount);
-                              std::vector<std::int64_t> started(kCount);
-                              for (std::size_t i = 0; i < kCount; ++i) {
-                                  timers.push_back(TMR_New());
-                                  ASSERT_NE(timers.back(), nullptr);
-                                  started[i] = now_ms();
-                                  ASSERT_EQ(shots[i].start(timers[i], 1000), 1U);
-                              }
-                              for (std::size_t i = 0; i < kCount; ++i) {
-                                  ASSERT_TRUE(shots[i].called.wait());
-                                  EXPECT_GE(shots[i].called_ms - started[i], 1000);
-                              }
-                              for (std::size_t i = 0; i < kCount; ++i) {
-                                  TMR_Delete(timers[i]);
-                                  EXPECT_EQ(shots[i].calls, 1);
-                              }
-                          }),
-                exited(0));
+    well({.time_limit = std::chrono::seconds(60)}, [] {
+        if (sizeof(void*) == 4) {  // where so many default stacks do not fit
+            pthread_attr_t attributes;
+            pthread_attr_init(&attributes);
+            pthread_attr_setstacksize(&attributes, std::size_t{512} * 1024);
+            ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+            pthread_attr_destroy(&attributes);
+        }
+        std::vector<TMR*> timers;
+        std::vector<Shot> shots(kCount);
+        std::vector<std::int64_t> started(kCount);
+        for (std::size_t i = 0; i < kCount; ++i) {
+            timers.push_back(TMR_New());
+            ASSERT_NE(timers.back(), nullptr);
+            started[i] = now_ms();
+            ASSERT_EQ(shots[i].start(timers[i], 1000), 1U);
+        }
+        for (std::size_t i = 0; i < kCount; ++i) {
+            ASSERT_TRUE(shots[i].called.wait());
+            EXPECT_GE(shots[i].called_ms - started[i], 1000);
+        }
+        for (std::size_t i = 0; i < kCount; ++i) {
+            TMR_Delete(timers[i]);
+            EXPECT_EQ(shots[i].calls, 1);
+        }
+    });
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include "platform/futex.h"
 #include "timer/common_wdm_queue.h"
 
-namespace bench {
+namespace harness {
 
 namespace {
 
@@ -124,13 +124,13 @@ int Simulation::start(void* (*entry)(void*), void* argument)
     return 0;
 }
 
-}  // namespace bench
+}  // namespace harness
 
-using bench::running;
+using harness::running;
 
 extern "C" {
 
-#define CLOCK BENCH_SYMBOL("clock_gettime", "__clock_gettime64")
+#define CLOCK HARNESS_SYMBOL("clock_gettime", "__clock_gettime64")
 int real_clock(clockid_t clock, timespec* time) __asm__("__real_" CLOCK);
 int wrap_clock(clockid_t clock, timespec* time) __asm__("__wrap_" CLOCK);
 int wrap_clock(clockid_t clock, timespec* time)
@@ -156,7 +156,7 @@ int wrap_sem_wait(sem_t* semaphore)
     return running == nullptr ? real_sem_wait(semaphore) : running->wait(semaphore);
 }
 
-/** The library has one call of this function, for futexes. */
+/// The library has one call of this function, for futexes.
 long real_syscall(long number, ...) __asm__("__real_syscall");
 long wrap_syscall(long number, ...) __asm__("__wrap_syscall");
 long wrap_syscall(long number, ...)
@@ -172,7 +172,7 @@ long wrap_syscall(long number, ...)
         return real_syscall(number, word, operation, value, time, nullptr, 0);
     }
     if (operation == FUTEX_WAIT_PRIVATE) {
-        running->wait(word, value, time[0] * bench::kSecond_ns + time[1]);
+        running->wait(word, value, time[0] * harness::kSecond_ns + time[1]);
     }
     return 0;
 }

@@ -10,20 +10,20 @@
 
 #include "common_wdm.h"
 
-namespace bench {
+namespace harness {
 
-/** Nanoseconds of the monotonic clock. */
+/// Nanoseconds of the monotonic clock.
 using Time_ns = std::int64_t;
 
 inline constexpr Time_ns kSecond_ns = 1'000'000'000;
 
-/** A thread that the monitor started. */
+/// A thread that the monitor started.
 struct SimulatedStart {
     Time_ns time_ns;
     void* argument;
 };
 
-/** One at a time. Everything in its lifetime happens in simulated time. */
+/// One at a time. Everything in its lifetime happens in simulated time.
 class Simulation {
 public:
     explicit Simulation(Time_ns start_ns = 1000 * kSecond_ns);
@@ -31,16 +31,16 @@ public:
     Simulation& operator=(const Simulation&) = delete;
     ~Simulation();
 
-    /** Has something happen while the monitor waits, or as soon as it does after that time. */
+    /// Has something happen while the monitor waits, or as soon as it does after that time.
     void at(Time_ns time_ns, std::function<void()> event);
 
-    /** Ends the wait that the monitor is in, as a signal would. */
+    /// Ends the wait that the monitor is in, as a signal would.
     void interrupt() { interrupted_ = true; }
 
-    /** Runs the monitor until that time, and ends it. The last thing that can be done. */
+    /// Runs the monitor until that time, and ends it. The last thing that can be done.
     void run_until(Time_ns end_ns);
 
-    /** The subscribers in the queue, from head to tail; null for the anchor. */
+    /// The subscribers in the queue, from head to tail; null for the anchor.
     std::vector<COMMON_wdm_Subscriber*> order() const;
 
     COMMON_wdm* watchdog;
@@ -68,4 +68,4 @@ private:
     void* monitor_argument_ = nullptr;
 };
 
-}  // namespace bench
+}  // namespace harness

@@ -7,7 +7,7 @@
 
 #include "fresh_process.h"
 
-using namespace bench;
+using namespace harness;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;

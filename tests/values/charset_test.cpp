@@ -11,7 +11,7 @@
 
 namespace {
 
-/** The names of the list by number. */
+/// The names of the list by number.
 std::map<std::uint32_t, std::string> listed()
 {
     std::map<std::uint32_t, std::string> names;

@@ -9,11 +9,11 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 
 namespace {
 
-using namespace bench;
+using namespace harness;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 

@@ -1,9 +1,5 @@
-/**
- * @file expressions.h
- * Regular expressions for tests: one that deletes itself, and what it captures.
- */
-#ifndef TESTS_VALUES_EXPRESSIONS_H
-#define TESTS_VALUES_EXPRESSIONS_H
+// Regular expressions for tests: one that deletes itself, and what it captures.
+#pragma once
 
 #include <memory>
 #include <string>
@@ -21,7 +17,7 @@ inline Expression expression(const std::string& pattern, std::uint32_t case_sens
     return Expression(RegExp_New(pattern.c_str(), case_sensitive));
 }
 
-/** The texts of a match; none for null. */
+/// The texts of a match; none for null.
 inline std::vector<std::string> texts(const SubExps* subexps)
 {
     std::vector<std::string> all;
@@ -30,5 +26,3 @@ inline std::vector<std::string> texts(const SubExps* subexps)
     }
     return all;
 }
-
-#endif

@@ -44,7 +44,7 @@ void expect_refused(const Bytes& bytes, const Result& expected)
     EXPECT_TRUE(is_empty(*var));
 }
 
-/** {1, "abcde", {0.5, {}}, empty} */
+/// {1, "abcde", {0.5, {}}, empty}
 Bytes example()
 {
     return joined({word(5),
@@ -110,7 +110,7 @@ TEST(OXAVarBounded, ElementMayNotTakeWhatLaterOnesNeed)
     expect_refused(joined({word(5), word(2), word(5), word(1), word(0)}), kTruncated);
 }
 
-/** Arrays inside one another, the innermost one empty. */
+/// Arrays inside one another, the innermost one empty.
 Bytes arrays(unsigned depth)
 {
     const Bytes head = joined({word(5), word(1)});

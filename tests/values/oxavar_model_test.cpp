@@ -12,7 +12,7 @@
 
 namespace {
 
-/** What a variant should hold. */
+/// What a variant should hold.
 struct Model {
     std::uint32_t type = OXAVAR_TYPE_NONE;
     std::uint32_t word = 0;
@@ -46,7 +46,7 @@ void append_form(Bytes& bytes, const Model& model)
     }
 }
 
-/** Two variants and their models, and random steps on parts of them. */
+/// Two variants and their models, and random steps on parts of them.
 class Walk {
 public:
     explicit Walk(std::uint32_t seed) : random_(seed) {}
@@ -142,7 +142,7 @@ private:
         }
     }
 
-    /** Through the serialised form, by both readers. */
+    /// Through the serialised form, by both readers.
     void reread(COMMON_OXAVar& var)
     {
         const Bytes form = serialized(var);

@@ -20,7 +20,7 @@ Bytes text_form(const std::string& text)
     return form;
 }
 
-/** Checks the size, the bytes and that they read back as the same. */
+/// Checks the size, the bytes and that they read back as the same.
 void expect_form(const COMMON_OXAVar& var, const Bytes& form)
 {
     EXPECT_EQ(COMMON_OXAVarGetSerializedSize(&var), form.size());

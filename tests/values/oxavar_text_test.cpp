@@ -93,7 +93,7 @@ TEST(OXAVarText, Arrays)
     EXPECT_EQ(shown(*var), "{1}");
 }
 
-/** An array of texts, given by what each adds: its length and two quotes. */
+/// An array of texts, given by what each adds: its length and two quotes.
 std::string array_text(std::initializer_list<std::size_t> lengths)
 {
     const Variant var = array_variant(static_cast<std::uint32_t>(lengths.size()));

@@ -4,12 +4,12 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
-#include "log_matchers.h"
+#include "log_expect.h"
 #include "mem_malloc.h"
 #include "values/regexp_shorthands.h"
 #include "values/regexp_text.h"
 
-using namespace bench;
+using namespace harness;
 
 namespace {
 

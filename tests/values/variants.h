@@ -1,9 +1,5 @@
-/**
- * @file variants.h
- * Variants for tests: one that frees itself, and the bytes of a serialised form.
- */
-#ifndef TESTS_VALUES_VARIANTS_H
-#define TESTS_VALUES_VARIANTS_H
+// Variants for tests: one that frees itself, and the bytes of a serialised form.
+#pragma once
 
 #include <bit>
 #include <cstdint>
@@ -41,7 +37,7 @@ inline bool is_empty(const COMMON_OXAVar& var)
     return var.type == 0 && var.count == 0 && var.value.word == 0;
 }
 
-/** An opaque pointer with these bits. */
+/// An opaque pointer with these bits.
 inline void* pointer_of(std::uintptr_t bits)
 {
     return std::bit_cast<void*>(bits);
@@ -49,7 +45,7 @@ inline void* pointer_of(std::uintptr_t bits)
 
 using Bytes = std::vector<std::uint8_t>;
 
-/** One word in the byte order of the machine. */
+/// One word in the byte order of the machine.
 inline Bytes word(std::uint32_t value)
 {
     Bytes bytes(4);
@@ -66,7 +62,7 @@ inline Bytes joined(std::initializer_list<Bytes> pieces)
     return all;
 }
 
-/** The serialised form, written into a buffer that has exactly its size. */
+/// The serialised form, written into a buffer that has exactly its size.
 inline Bytes serialized(const COMMON_OXAVar& var)
 {
     Bytes bytes(COMMON_OXAVarGetSerializedSize(&var));
@@ -75,7 +71,7 @@ inline Bytes serialized(const COMMON_OXAVar& var)
     return bytes;
 }
 
-/** The text of a variant. */
+/// The text of a variant.
 inline std::string shown(const COMMON_OXAVar& var)
 {
     char* const text = COMMON_OXAVarToString(&var);
@@ -83,5 +79,3 @@ inline std::string shown(const COMMON_OXAVar& var)
     MEM_Free(text);
     return copy;
 }
-
-#endif

@@ -32,21 +32,25 @@ constexpr const char* kHelp =
     "it\n"
     "  --socket=PATH    listen at PATH instead of /dev/log\n";
 
-void enter_private_root_here()
+/// Keeps the current folder and that of a command given by its path.
+void enter_private_root_for(const Arguments& command)
 {
     std::error_code unknown_folder;
-    const auto folder = std::filesystem::current_path(unknown_folder);
-    bench::enter_private_root({folder.string()});
+    std::vector<std::string> keep{std::filesystem::current_path(unknown_folder)};
+    if (!command.empty()) {
+        keep.push_back(std::filesystem::absolute(command[0], unknown_folder).parent_path());
+    }
+    support::enter_private_root(keep);
 }
 
-void print_waiting(bench::LogSocket& socket, RecordPrinter& printer)
+void print_waiting(support::LogSocket& socket, RecordPrinter& printer)
 {
     while (const auto record = socket.receive()) {
         printer.print(*record);
     }
 }
 
-void wait_for_something(const bench::LogSocket& socket, const SignalQueue& signals)
+void wait_for_something(const support::LogSocket& socket, const SignalQueue& signals)
 {
     pollfd entries[] = {{socket.fd(), POLLIN, 0}, {signals.fd(), POLLIN, 0}};
     if (poll(entries, std::size(entries), -1) < 0 && errno != EINTR) {
@@ -54,7 +58,7 @@ void wait_for_something(const bench::LogSocket& socket, const SignalQueue& signa
     }
 }
 
-int listen_until_signal(bench::LogSocket& socket, SignalQueue& signals, RecordPrinter& printer)
+int listen_until_signal(support::LogSocket& socket, SignalQueue& signals, RecordPrinter& printer)
 {
     for (;;) {
         wait_for_something(socket, signals);
@@ -72,8 +76,8 @@ int listen_until_signal(bench::LogSocket& socket, SignalQueue& signals, RecordPr
 
 /** An output that fails must not keep the command from going on: its records are taken all the
  * same. */
-int listen_to_command(const WatchedCommand& command, bench::LogSocket& socket, SignalQueue& signals,
-                      RecordPrinter& printer)
+int listen_to_command(const WatchedCommand& command, support::LogSocket& socket,
+                      SignalQueue& signals, RecordPrinter& printer)
 {
     for (;;) {
         wait_for_something(socket, signals);
@@ -97,7 +101,7 @@ int listen(const Arguments& arguments)
     const ListenOptions options = parse_listen_options(arguments);
     RecordPrinter printer(options.output, options.color);
     if (options.private_root) {
-        enter_private_root_here();
+        enter_private_root_for(options.command);
     }
     SignalQueue signals;
     ListenSocket listening(options.socket);

@@ -1,9 +1,5 @@
-/**
- * @file listen.h
- * The sub-command "listen": a log daemon for the time of a look.
- */
-#ifndef COMMONCTL_LISTEN_H
-#define COMMONCTL_LISTEN_H
+// The sub-command "listen": a log daemon for the time of a look.
+#pragma once
 
 #include "subcommand.h"
 
@@ -12,5 +8,3 @@ namespace commonctl {
 extern const Subcommand kListen;
 
 }  // namespace commonctl
-
-#endif

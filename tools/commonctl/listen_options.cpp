@@ -5,7 +5,7 @@
 namespace commonctl {
 namespace {
 
-/** Walks over the arguments; an option's value is behind its '=' or is the next argument. */
+/// Walks over the arguments; an option's value is behind its '=' or is the next argument.
 class OptionReader {
 public:
     explicit OptionReader(const Arguments& arguments) : arguments_(arguments) {}

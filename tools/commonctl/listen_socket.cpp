@@ -11,7 +11,7 @@
 namespace commonctl {
 namespace {
 
-/** @return 0 when somebody listens at the path, else the error number of connect(2). */
+/// @return 0 when somebody listens at the path, else the error number of connect(2).
 int try_to_connect(const std::string& path)
 {
     sockaddr_un address{};

@@ -1,9 +1,5 @@
-/**
- * @file listen_socket.h
- * The socket that "listen" receives at, for as long as it does.
- */
-#ifndef COMMONCTL_LISTEN_SOCKET_H
-#define COMMONCTL_LISTEN_SOCKET_H
+// The socket that "listen" receives at, for as long as it does.
+#pragma once
 
 #include <string>
 
@@ -11,25 +7,22 @@
 
 namespace commonctl {
 
-/** A log socket bound to a path, which is removed again with it. */
+/// A log socket bound to a path, which is removed again with it.
 class ListenSocket {
 public:
-    /**
-     * Binds the socket. A socket file that nobody listens at any more is replaced.
-     * @throws std::runtime_error when somebody does, when something else is there, or as LogSocket.
-     */
+    /// Binds the socket. A socket file that nobody listens at any more is replaced.
+    /// @throws std::runtime_error when somebody does, when something else is there, or as
+    /// LogSocket.
     explicit ListenSocket(const std::string& path);
     ~ListenSocket();
     ListenSocket(const ListenSocket&) = delete;
     ListenSocket& operator=(const ListenSocket&) = delete;
 
-    bench::LogSocket& socket() { return socket_; }
+    support::LogSocket& socket() { return socket_; }
 
 private:
-    bench::LogSocket socket_;
+    support::LogSocket socket_;
     std::string path_;
 };
 
 }  // namespace commonctl
-
-#endif

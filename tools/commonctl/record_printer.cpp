@@ -26,7 +26,7 @@ bool wants_color(Color color, FILE* stream)
            std::string_view(terminal) != "dumb" && isatty(fileno(stream)) == 1;
 }
 
-/** A record must neither look like two nor steer the terminal. */
+/// A record must neither look like two nor steer the terminal.
 std::string printable(std::string_view text)
 {
     std::string result;
@@ -45,10 +45,10 @@ std::string printable(std::string_view text)
 
 }  // namespace
 
-std::string line_of(const bench::LogRecord& record, bool colored)
+std::string line_of(const support::LogRecord& record, bool colored)
 {
     char priority[16];
-    std::snprintf(priority, sizeof priority, "%-7s ", bench::priority_name(record.priority));
+    std::snprintf(priority, sizeof priority, "%-7s ", support::priority_name(record.priority));
     auto line =
         priority + (record.valid ? printable(record.identity) + ": " : "") + printable(record.text);
     const bool known = record.priority >= LOG_EMERG && record.priority <= LOG_DEBUG;
@@ -75,7 +75,7 @@ RecordPrinter::~RecordPrinter()
     }
 }
 
-void RecordPrinter::print(const bench::LogRecord& record)
+void RecordPrinter::print(const support::LogRecord& record)
 {
     std::fprintf(stream_, "%s\n", line_of(record, colored_).c_str());
 }

@@ -1,9 +1,5 @@
-/**
- * @file record_printer.h
- * Log records as lines of text.
- */
-#ifndef COMMONCTL_RECORD_PRINTER_H
-#define COMMONCTL_RECORD_PRINTER_H
+// Log records as lines of text.
+#pragma once
 
 #include <cstdio>
 #include <string>
@@ -13,21 +9,19 @@
 
 namespace commonctl {
 
-/** Prints "priority program: text", one line for each record, in the color of its priority. */
+/// Prints "priority program: text", one line for each record, in the color of its priority.
 class RecordPrinter {
 public:
-    /**
-     * @param output path of a file that is made or emptied; empty for standard output.
-     * @throws std::system_error
-     */
+    /// @param output path of a file that is made or emptied; empty for standard output.
+    /// @throws std::system_error
     RecordPrinter(const std::string& output, Color color);
     ~RecordPrinter();
     RecordPrinter(const RecordPrinter&) = delete;
     RecordPrinter& operator=(const RecordPrinter&) = delete;
 
-    void print(const bench::LogRecord& record);
+    void print(const support::LogRecord& record);
 
-    /** Brings out what was printed. @return false when the output takes nothing any more. */
+    /// Brings out what was printed. @return false when the output takes nothing any more.
     bool flush();
 
 private:
@@ -35,9 +29,7 @@ private:
     bool colored_;
 };
 
-/** One line for a record, without its newline: control characters are shown as "\x1b". */
-std::string line_of(const bench::LogRecord& record, bool colored);
+/// One line for a record, without its newline: control characters are shown as "\x1b".
+std::string line_of(const support::LogRecord& record, bool colored);
 
 }  // namespace commonctl
-
-#endif

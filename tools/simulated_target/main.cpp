@@ -1,4 +1,4 @@
-// Runs a command on a simulated flash target (tests/support/simulated_target.h).
+// Runs a command on a simulated flash target (support/simulated_target.h).
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "build_tree.h"
 #include "private_root.h"
 #include "simulated_target.h"
 
@@ -69,11 +70,11 @@ bool parse(int argc, char** argv, Options& options)
 }
 
 /// What somebody has set already is theirs.
-bench::TargetSetup setup_for(const Options& options)
+support::TargetSetup setup_for(const Options& options)
 {
-    bench::TargetSetup setup;
+    support::TargetSetup setup;
     setup.running = !options.down;
-    for (const auto& [name, value] : bench::usual_target_environment()) {
+    for (const auto& [name, value] : support::usual_target_environment()) {
         if (const char* const own = std::getenv(name.c_str())) {
             setup.env[name] = own;
         }
@@ -86,10 +87,10 @@ int execute(const Options& options)
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGQUIT, SIG_DFL);
     for (const std::string& folder : options.corrupt) {
-        if (!bench::is_private(folder)) {
+        if (!support::is_private(folder)) {
             throw std::runtime_error("simulated_target: " + folder + " is the machine's own");
         }
-        bench::corrupt(folder);
+        support::corrupt(folder);
     }
     execvp(options.command[0], options.command.data());
     const int error = errno;
@@ -101,16 +102,17 @@ int execute(const Options& options)
 int run(const Options& options)
 {
     std::error_code unknown_folder;
-    const auto folder = std::filesystem::current_path(unknown_folder);
-    bench::enter_private_root({folder.string()});
+    auto keep = support::build_tree();
+    keep.push_back(std::filesystem::current_path(unknown_folder));
+    support::enter_private_root(keep);
     std::signal(SIGCHLD, SIG_DFL);  // ignored by the caller, it would leave nothing to wait for
     // A key pressed in the terminal is for the command; what ends it ends this.
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGQUIT, SIG_IGN);
-    const int status = bench::run_on_target(setup_for(options), [&] { return execute(options); });
+    const int status = support::run_on_target(setup_for(options), [&] { return execute(options); });
     if (options.journal) {
         std::printf("\nCommands that the target ran:\n");
-        for (const std::string& line : bench::target_journal()) {
+        for (const std::string& line : support::target_journal()) {
             std::printf("  %s\n", line.c_str());
         }
     }
@@ -134,6 +136,6 @@ int main(int argc, char** argv)
         return run(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
-        return bench::kTargetFailed;
+        return support::kTargetFailed;
     }
 }

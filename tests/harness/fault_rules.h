@@ -1,0 +1,15 @@
+// What the wrapped functions (fault_wraps.cpp) ask and tell the requests of the test (fault.cpp).
+#pragma once
+
+#include "fault.h"
+
+namespace harness::fault {
+
+/// Counts a call and runs its hook. Leaves errno alone, as far as the hook does.
+/// @return the error number with which the call shall fail; 0 when it shall do its work.
+int visit(Call call);
+
+/// Counts blocks that the library gained or, when negative, gave back.
+void count_blocks(long gained);
+
+}  // namespace harness::fault

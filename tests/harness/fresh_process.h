@@ -1,0 +1,82 @@
+// Runs a piece of a test, or a program, in a new process of its own: its own private root, a clean
+// environment, a file mode mask of 022, chosen files, a log daemon that listens, a time limit.
+//
+//     const Outcome outcome = run_fresh({.env = {{"COMMON_LOG_LEVEL", "Debug"}}}, [] {
+//         EXPECT_EQ(COMMON_Log_LevelGet(), COMMON_LogLevelDebug);
+//     });
+//     EXPECT_THAT(outcome, exited(0));
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <source_location>
+#include <string>
+#include <vector>
+
+#include "outcome.h"
+
+namespace harness {
+
+/// Time limit of a fresh process, before it is stretched (wait_until.h). It ends what hangs, and
+/// says nothing about speed: on a busy machine all takes long.
+inline constexpr std::chrono::milliseconds kTimeLimit{60'000};
+
+/// What a fresh process finds.
+struct FreshSetup {
+    /// Variables of its environment. Besides these there are only PATH, TZ=UTC, the options of
+    /// sanitizers and coverage and COMMON_TEST_TIME_FACTOR.
+    std::map<std::string, std::string> env{};
+    /// Files by absolute path, in folders that are private; missing folders are made.
+    std::map<std::string, std::string> files{};
+    /// Executable files (scripts with a "#!" line, say), like `files`.
+    std::map<std::string, std::string> programs{};
+    std::chrono::milliseconds time_limit = kTimeLimit;
+    /// Whether somebody listens at /dev/log.
+    bool open_log_socket = true;
+    /// Called in the new process when all else is set up, before anything is counted.
+    std::function<void()> prepare{};
+};
+
+/// The same for short, where the test framework has no member of that name.
+using Setup = FreshSetup;
+
+/// Runs a function in a fresh process. It may use the checks of the test framework: one that fails
+/// is counted and printed to the outcome's standard output, and the process exits with
+/// kCheckFailed, as it does when an exception leaves the body. When the body returns, the
+/// descriptors, threads and children must be those there were before it, but for a socket connected
+/// to the system log; then the process exits with 0 through exit(), so that exit handlers and leak
+/// checks run. Standard input is /dev/null. Everything that the process left running is killed.
+///
+/// The calling process must have one thread. It reads all outputs while it waits, so that the body
+/// never blocks on a full pipe or log socket.
+Outcome run_fresh(const FreshSetup& setup, const std::function<void()>& body);
+
+/// Runs a function in a fresh process without any setup.
+Outcome run_fresh(const std::function<void()>& body);
+
+/// Runs a body that must end well: a check of the caller fails when it does not exit with 0.
+Outcome well(const FreshSetup& setup, const std::function<void()>& body,
+             std::source_location caller = std::source_location::current());
+Outcome well(const std::function<void()>& body,
+             std::source_location caller = std::source_location::current());
+
+/// Runs a body that must end well, log nothing and print nothing.
+void run_silently(const std::function<void()>& body,
+                  std::source_location caller = std::source_location::current());
+
+/// Runs a program in a fresh process.
+/// @param arguments the program, looked for in PATH when it has no slash, and its arguments.
+/// @return its outcome; kSetupFailed when it cannot be executed.
+Outcome run_program(const FreshSetup& setup, const std::vector<std::string>& arguments);
+
+}  // namespace harness
+
+/// A test whose body runs in a fresh process, ends well, logs nothing and prints nothing.
+#define FRESH_TEST(suite, name)                         \
+    static void suite##_##name##_Body();                \
+    TEST(suite, name)                                   \
+    {                                                   \
+        ::harness::run_silently(suite##_##name##_Body); \
+    }                                                   \
+    static void suite##_##name##_Body()

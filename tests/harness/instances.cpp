@@ -1,0 +1,4 @@
+#include "instances.h"
+
+#define HARNESS_DEFINE_INSTANCE(...) template __VA_ARGS__;
+HARNESS_INSTANCES(HARNESS_DEFINE_INSTANCE)
