@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Checks the #include lines of the library against the layers that it is built in.
+"""Checks the #include lines against the rooms of ARCHITECTURE.md.
 
-The table below is the whole rule: each part of the library, the files that belong to it (a public
-header belongs to the part that implements it), and the other parts that these files may include.
-A part may always include its own files, and everything may include platform/ and common_api.h. A
-file that no row names is a violation too, so that a new family has to take its place.
+The table under "Rooms" is the whole rule: each room, the files and public headers that belong to it, and
+the other rooms that these files may include. What a room may use, its users may use, too. A file belongs
+to the first room that names it; one that no room names is a violation, so that a new family has to take
+its place. Public headers include public headers only.
 
 usage: layers.py [--self-test]
 """
@@ -13,160 +13,196 @@ import sys
 import tempfile
 from fnmatch import fnmatchcase
 from pathlib import Path
+from typing import NamedTuple
 
 ROOT = Path(__file__).resolve().parents[2]
-
-# The first row whose pattern fits names the part, so the narrow patterns come first. Below
-# include/ the pattern is a header's name, without its folder and without ".h".
-#   part           files                                   public headers             may include
-PARTS = {
-    "api":        ([],                                     ["common_api"],            []),
-    "everything": ([],                                     ["common_library"],        ["*"]),
-    "platform":   (["platform/*"],                         [],                        []),
-    # The logging group: its members report through each other, by design.
-    "group":      (["foundation/*", "log/*", "thread/common_thread*", "thread/common_system*",
-                    "thread/common_process*", "thread/process_name*", "thread/clock*"],
-                   ["status", "mem_malloc", "common_log", "common_log_settings", "common_debug",
-                    "oxa_logger", "common_thread", "common_system", "common_process"],
-                   []),
-    "queues":     (["containers/blockq*", "containers/common_blockQEx*"],
-                   ["blockq", "common_blockQEx"],
-                   ["containers", "thread", "group"]),
-    "containers": (["containers/*"],
-                   ["abstract_set", "list_by_abstractset", "list_light", "map", "ring_buffer",
-                    "data", "client_nodes", "client_descriptor"],
-                   ["group"]),
-    "thread":     (["thread/*"], ["common_mutex", "common_monitor", "common_sync"], ["group"]),
-    "timer":      (["timer/*"], ["timer", "common_wdm"], ["group"]),
-    "hsm":        (["hsm/*"], ["hsm", "hsm_trace", "ls_hsm"], ["group"]),
-    "values":     (["values/*"], ["oxavar", "convert", "common_uuid", "regexp", "charset"],
-                   ["containers", "group"]),
-    "files":      (["files/*"],
-                   ["common", "oxa_file", "flash_safety", "oxa_shims", "oxa_getopt"],
-                   ["values", "containers", "group"]),
-}
-FOR_ALL = {"api", "platform"}
-# Public headers are for callers: they include public headers only.
-FOLDERS = ["include", *sorted({pattern.split("/")[0] for files, _, _ in PARTS.values()
-                               for pattern in files})]
+COLUMNS = ["room", "files", "headers in `include/`", "what is in it", "may use"]
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(["<])([^">]+)[">]', re.MULTILINE)
 
 
-def part_of(path):
-    """Names the part that a file of the library, relative to the root, belongs to."""
-    for part, (files, headers, _) in PARTS.items():
+class Room(NamedTuple):
+    files: list[str]
+    headers: list[str]
+    uses: set[str]  # itself, and all that it may use
+    any_header: bool
+
+
+def read_rooms(text):
+    """Reads the table; a ValueError says what is wrong with it."""
+    rows = [[cell.strip() for cell in line.strip("|").split("|")]
+            for line in text.partition("## Rooms")[2].partition("\n## ")[0].splitlines()
+            if line.startswith("|")]
+    if len(rows) < 3 or rows[0] != COLUMNS or any(len(row) != len(COLUMNS) for row in rows):
+        raise ValueError(f'no table of rooms with the columns {", ".join(COLUMNS)}')
+    direct = {row[0]: [name.strip() for name in row[4].split(",") if name.strip()] for row in rows[2:]}
+    for name, uses in direct.items():
+        for used in uses:
+            if used not in [*direct, "headers"]:
+                raise ValueError(f"{name} may use {used}, which is no room")
+
+    def all_uses(name):
+        return {name}.union(*(all_uses(used) for used in direct[name] if used != "headers"))
+
+    return {row[0]: Room(re.findall("`(.*?)`", row[1]), re.findall("`(.*?)`", row[2]),
+                         all_uses(row[0]), "headers" in direct[row[0]])
+            for row in rows[2:]}
+
+
+def room_of(rooms, path):
+    """Names the room that a file, relative to the root, belongs to."""
+    for name, room in rooms.items():
         if path.parts[0] == "include":
-            if path.stem in headers:
-                return part
-        elif any(fnmatchcase(path.as_posix(), pattern) for pattern in files):
-            return part
+            if path.stem in room.headers:
+                return name
+        elif any(fnmatchcase(path.as_posix(), pattern) for pattern in room.files):
+            return name
     return None
 
 
-def resolve(root, source, name):
-    """Finds an included file of the library as the compiler does; None when it is not ours."""
-    for folder in (source.parent, Path("include"), Path(".")):
-        path = folder / name
-        if (root / path).is_file():
-            path = (root / path).resolve().relative_to(root)
-            return path if path.parts[0] in FOLDERS else None
+def resolve(root, source, name, folders):
+    """Finds an included file as the compiler does, or None: beside the file that includes it, in a folder
+    above, in one beside it (another program's), among the public headers, in support/."""
+    beside = sorted(path.relative_to(root) for path in (root / source).parent.parent.iterdir()
+                    if path.is_dir()) if len(source.parts) > 2 else []
+    for folder in (*source.parents, *beside, Path("include"), Path("support")):
+        for path in (folder / name, folder / name.removeprefix("common/")):
+            if (root / path).is_file():
+                path = (root / path).resolve().relative_to(root)
+                return path if path.parts[0] in folders else None
     return None
-
-
-def allowed(source, target):
-    """Whether files of one part may include files of another."""
-    uses = PARTS[source][2]
-    if source == "api":
-        return target == "api"
-    if source == "platform":
-        return target in FOR_ALL
-    return source == target or target in FOR_ALL or target in uses or "*" in uses
 
 
 def problems(root):
     """Lists what is wrong in the tree at root."""
+    try:
+        rooms = read_rooms((root / "ARCHITECTURE.md").read_text())
+    except ValueError as error:
+        return [f"ARCHITECTURE.md: {error}"]
+    folders = ["include", *sorted({pattern.split("/")[0] for room in rooms.values()
+                                   for pattern in room.files})]
     found = []
-    count = 0
-    for folder in FOLDERS:
-        for file in sorted((root / folder).rglob("*")):
-            if file.suffix not in (".c", ".cpp", ".h", ".hpp"):
+    inhabited = set()
+    for file in (file for folder in folders for file in sorted((root / folder).rglob("*"))
+                 if file.suffix in (".c", ".cpp", ".h", ".hpp")):
+        source = file.relative_to(root)
+        room = room_of(rooms, source)
+        if room is None:
+            found.append(f"{source}: belongs to no room")
+            continue
+        inhabited.add(room)
+        for quote, name in INCLUDE.findall(file.read_text()):
+            target = resolve(root, source, name, folders)
+            if target is None:
+                if quote == '"':
+                    found.append(f'{source}: "{name}" is not a file of this repository')
                 continue
-            count += 1
-            source = file.relative_to(root)
-            part = part_of(source)
-            if part is None:
-                found.append(f"{source}: belongs to no row of the table")
-                continue
-            for quote, name in INCLUDE.findall(file.read_text()):
-                target = resolve(root, source, name)
-                if target is None:
-                    if quote == '"':
-                        found.append(f'{source}: "{name}" is not a file of the library')
-                    continue
-                target_part = part_of(target)
-                if folder == "include" and target.parts[0] != "include":
-                    found.append(f"{source}: a public header includes {target}")
-                elif target_part is not None and not allowed(part, target_part):
-                    found.append(f"{source}: {part} may not include {target} ({target_part})")
-    if count == 0:
-        found.append("there is no source file")
-    return found
+            public = target.parts[0] == "include"
+            target_room = room_of(rooms, target)
+            if source.parts[0] == "include" and not public:
+                found.append(f"{source}: a public header includes {target}")
+            elif target_room is not None and target_room not in rooms[room].uses and not (
+                    public and rooms[room].any_header):
+                found.append(f"{source}: {room} may not include {target} ({target_room})")
+    return found + [f"ARCHITECTURE.md: nothing is in the room {name}"
+                    for name in rooms if name not in inhabited]
+
+
+TABLE = """# A
+## Rooms
+| room | files | headers in `include/` | what is in it | may use |
+|---|---|---|---|---|
+| interface | | `common_api` | | |
+| whole | | `common_library` | | headers |
+| platform | `platform/*` | | | interface |
+| group | `log/*`, `thread/clock*` | `common_log` | | platform |
+| locks | `thread/*` | `common_mutex` | | group |
+| queues | `containers/blockq*` | `blockq` | | locks, containers |
+| containers | `containers/*` | `data` | | group |
+| files | `files/*` | `common` | | containers |
+| support | `support/*` | | | |
+| users | `tools/*` | | | support, headers |
+## More
+| no | table |
+"""
+GOOD = {
+    "ARCHITECTURE.md": TABLE,
+    "include/common_api.h": "",
+    "include/common_log.h": '#include "common_api.h"\n',
+    "include/data.h": '#include "common_api.h"\n',
+    "include/common.h": '#include "data.h"\n',
+    "include/blockq.h": "",
+    "include/common_mutex.h": "",
+    "include/common_library.h": '#include "common.h"\n#include "blockq.h"\n',
+    "platform/futex.h": "#include <stdio.h>\n",
+    "log/report.h": '#include "platform/futex.h"\n#include "common_log.h"\n',
+    "log/report.cpp": '#include "report.h"\n#include "thread/clock.h"\n',
+    "thread/clock.h": "",
+    "thread/common_mutex.cpp": '#include "common_mutex.h"\n#include "log/report.h"\n',
+    "containers/data.cpp": '#include "data.h"\n#include "log/report.h"\n',
+    "containers/blockq.cpp": '#include <common_mutex.h>\n#include "data.h"\n',
+    "files/process.cpp": '#include "common.h"\n#include "log/report.h"\n',
+    "support/log_socket.h": "",
+    "tools/x/main.cpp": '#include "log_socket.h"\n#include "x/own.h"\n#include <common/blockq.h>\n',
+    "tools/x/own.h": '#include "common_library.h"\n#include "shared.h"\n',
+    "tools/y/shared.h": "",
+}
+BAD = [
+    ("log/report.cpp", '#include "data.h"',
+     "log/report.cpp: group may not include include/data.h (containers)"),
+    ("log/report.cpp", '  #  include <common.h>',
+     "log/report.cpp: group may not include include/common.h (files)"),
+    ("log/report.cpp", '#include "../containers/gone.h"',
+     'log/report.cpp: "../containers/gone.h" is not a file of this repository'),
+    ("platform/futex.h", '#include "log/report.h"',
+     "platform/futex.h: platform may not include log/report.h (group)"),
+    ("platform/futex.h", '#include "../log/report.h"',
+     "platform/futex.h: platform may not include log/report.h (group)"),
+    ("containers/data.cpp", '#include "common_mutex.h"',
+     "containers/data.cpp: containers may not include include/common_mutex.h (locks)"),
+    ("containers/data.cpp", '#include "blockq.h"',
+     "containers/data.cpp: containers may not include include/blockq.h (queues)"),
+    ("files/process.cpp", '#include <common/common_mutex.h>',
+     "files/process.cpp: files may not include include/common_mutex.h (locks)"),
+    ("files/process.cpp", '#include "common_library.h"',
+     "files/process.cpp: files may not include include/common_library.h (whole)"),
+    ("include/common_api.h", '#include "common_log.h"',
+     "include/common_api.h: interface may not include include/common_log.h (group)"),
+    ("include/common_log.h", '#include "../log/report.h"',
+     "include/common_log.h: a public header includes log/report.h"),
+    ("tools/x/own.h", '#include "log/report.h"',
+     "tools/x/own.h: users may not include log/report.h (group)"),
+    ("support/log_socket.h", '#include "data.h"',
+     "support/log_socket.h: support may not include include/data.h (containers)"),
+    ("include/novel.h", "", "include/novel.h: belongs to no room"),
+]
+
+
+def problems_with(changes):
+    """What is wrong in the good tree with other contents of some files; None takes one away."""
+    with tempfile.TemporaryDirectory() as folder:
+        root = Path(folder).resolve()
+        for name, text in {**GOOD, **changes}.items():
+            if text is not None:
+                (root / name).parent.mkdir(parents=True, exist_ok=True)
+                (root / name).write_text(text)
+        return problems(root)
 
 
 def self_test():
     """Shows that each kind of violation is found, and that a good tree has none."""
-    good = {
-        "include/common_api.h": "",
-        "include/common_log.h": '#include "common_api.h"\n',
-        "include/data.h": '#include "common_api.h"\n',
-        "include/common.h": '#include "data.h"\n',
-        "include/blockq.h": "",
-        "include/common_mutex.h": "",
-        "include/common_library.h": '#include "common.h"\n#include "blockq.h"\n',
-        "platform/futex.h": "#include <stdio.h>\n",
-        "log/report.h": '#include "platform/futex.h"\n#include "common_log.h"\n',
-        "log/report.cpp": '#include "report.h"\n#include "thread/common_thread_state.h"\n',
-        "thread/common_thread_state.h": "",
-        "thread/common_mutex.cpp": '#include "common_mutex.h"\n#include "log/report.h"\n',
-        "containers/data.cpp": '#include "data.h"\n#include "log/report.h"\n',
-        "containers/blockq.cpp": '#include <common_mutex.h>\n#include "data.h"\n',
-        "files/process.cpp": '#include "common.h"\n#include "data.h"\n',
-    }
-    cases = [
-        ("log/report.cpp", '#include "data.h"',
-         "log/report.cpp: group may not include include/data.h (containers)"),
-        ("log/report.cpp", '  #  include <common.h>',
-         "log/report.cpp: group may not include include/common.h (files)"),
-        ("log/report.cpp", '#include "../containers/data.h"',
-         'log/report.cpp: "../containers/data.h" is not a file of the library'),
-        ("platform/futex.h", '#include "log/report.h"',
-         "platform/futex.h: platform may not include log/report.h (group)"),
-        ("platform/futex.h", '#include "../log/report.h"',
-         "platform/futex.h: platform may not include log/report.h (group)"),
-        ("containers/data.cpp", '#include "common_mutex.h"',
-         "containers/data.cpp: containers may not include include/common_mutex.h (thread)"),
-        ("containers/data.cpp", '#include "blockq.h"',
-         "containers/data.cpp: containers may not include include/blockq.h (queues)"),
-        ("files/process.cpp", '#include "common_mutex.h"',
-         "files/process.cpp: files may not include include/common_mutex.h (thread)"),
-        ("files/process.cpp", '#include "common_library.h"',
-         "files/process.cpp: files may not include include/common_library.h (everything)"),
-        ("include/common_api.h", '#include "common_log.h"',
-         "include/common_api.h: api may not include include/common_log.h (group)"),
-        ("include/common_log.h", '#include "../log/report.h"',
-         "include/common_log.h: a public header includes log/report.h"),
-        ("include/novel.h", "", "include/novel.h: belongs to no row of the table"),
-    ]
-    for changed, line, expected in [("log/report.h", "", None), *cases]:
-        with tempfile.TemporaryDirectory() as folder:
-            root = Path(folder).resolve()
-            for name, text in {**good, changed: good.get(changed, "") + line + "\n"}.items():
-                (root / name).parent.mkdir(exist_ok=True)
-                (root / name).write_text(text)
-            got = problems(root)
-            assert got == ([expected] if expected else []), f"{changed}, {line!r}: {got}"
-    with tempfile.TemporaryDirectory() as folder:
-        assert problems(Path(folder)) == ["there is no source file"]
+    for changed, line, expected in [("log/report.h", "", None), *BAD]:
+        got = problems_with({changed: GOOD.get(changed, "") + line + "\n"})
+        assert got == ([expected] if expected else []), f"{changed}, {line!r}: {got}"
+    for table, expected in [
+            ("", 'no table of rooms with the columns ' + ", ".join(COLUMNS)),
+            (TABLE.replace("| support, headers |", "| suport |"), "users may use suport, which is no room"),
+            (TABLE.replace("| locks |", "| locks | x |", 1),
+             'no table of rooms with the columns ' + ", ".join(COLUMNS))]:
+        got = problems_with({"ARCHITECTURE.md": table})
+        assert got == [f"ARCHITECTURE.md: {expected}"], got
+    got = problems_with({"thread/common_mutex.cpp": None, "include/common_mutex.h": None,
+                         "containers/blockq.cpp": None, "files/process.cpp": '#include "common.h"\n'})
+    assert got == ["ARCHITECTURE.md: nothing is in the room locks"], got
 
 
 def main():
