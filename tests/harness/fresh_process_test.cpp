@@ -3,6 +3,7 @@
 #include "fresh_process.h"
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
@@ -16,6 +17,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 
+#include "private_root.h"
 #include "sanitizer.h"
 #include "wait_until.h"
 
@@ -237,6 +239,61 @@ TEST(FreshProcess, FailedCheckBeforeTheStartIsNotTheBodys)
 {
     EXPECT_NONFATAL_FAILURE(EXPECT_TRUE(false), "");
     EXPECT_THAT(run_fresh([] {}), exited(0));
+}
+
+void exit_with_3()
+{
+    std::exit(3);
+}
+
+void log_a_record()
+{
+    syslog(LOG_USER | LOG_ERR, "a record");
+}
+
+void print_a_line()
+{
+    std::puts("a line");
+}
+
+void print_an_error()
+{
+    std::fputs("an error", stderr);
+}
+
+TEST(FreshProcess, WellGivesWhatTheBodyLeft)
+{
+    EXPECT_THAT(well([] { std::puts("a line"); }).out, HasSubstr("a line\n"));
+    const Outcome outcome = well({.env = {{"GIVEN", "this"}}}, [] {
+        log_a_record();
+        EXPECT_EQ(variable("GIVEN"), "this");
+    });
+    EXPECT_EQ(outcome.log.size(), 1U);
+}
+
+TEST(FreshProcess, WellRefusesAnotherEnd)
+{
+    EXPECT_NONFATAL_FAILURE(well(exit_with_3), "exited with status 3");
+}
+
+TEST(FreshProcess, FailureIsShownWhereTheBodyWasRun)
+{
+    EXPECT_NONFATAL_FAILURE(well(exit_with_3), "fresh_process_test.cpp");
+    EXPECT_NONFATAL_FAILURE(run_silently(log_a_record), "fresh_process_test.cpp");
+}
+
+TEST(FreshProcess, SilentRunRefusesARecordAndAText)
+{
+    run_silently([] {});
+    EXPECT_NONFATAL_FAILURE(run_silently(exit_with_3), "exited with status 3");
+    EXPECT_NONFATAL_FAILURE(run_silently(log_a_record), "a record");
+    EXPECT_NONFATAL_FAILURE(run_silently(print_a_line), "a line");
+    EXPECT_NONFATAL_FAILURE(run_silently(print_an_error), "an error");
+}
+
+FRESH_TEST(FreshProcess, FreshTestRunsInAProcessOfItsOwn)
+{
+    EXPECT_TRUE(support::is_private("/tmp"));
 }
 
 TEST(FreshProcess, ExceptionIsNoticed)
