@@ -14,14 +14,14 @@
  *   deadline falls in one second are picked out together; their handlers then start one after the
  *   other, of very many the last ones a little later.
  * - A second that has passed is never made up for: the handler of a subscriber whose deadline
- * passed while the whole process was stopped is not started any more. The monitor looks at it every
- * second from then on, so that it is watched again once it is tickled, with 2 seconds at least, or
- *   unsubscribed. A time-out above 2147483647 is such a deadline from the start.
+ *   passed while the whole process was stopped is not started any more. The monitor looks at it
+ *   every second from then on, so that it is watched again once it is tickled, with 2 seconds at
+ *   least, or unsubscribed. A time-out above 2147483647 is such a deadline from the start.
  * - A tickle moves the deadline and does nothing else; the monitor, which sleeps until the first
  *   deadline that it knows of, is not told. So a deadline that is brought nearer is met only if the
  *   monitor looks in time; otherwise its second passes unseen, with what the rule above says.
- * Whoever needs a shorter time-out unsubscribes the subscriber and subscribes a new one, which
- * wakes the monitor.
+ *   Whoever needs a shorter time-out unsubscribes the subscriber and subscribes a new one, which
+ *   wakes the monitor.
  * - The life of a subscriber: created; subscribed; then either tickled again and again, or expired
  *   (its handler is started), or unsubscribed. An expired subscriber is not watched any more and is
  *   its client's again, from the start of its handler on: the client may subscribe it anew, also
@@ -32,8 +32,8 @@
  *   COMMON_wdm_Unsubscribe(), which gives it away: after that no function may be called with it.
  *   Memory is that of malloc(3).
  * - The monitor and the handlers run in detached threads with the platform's default attributes.
- * They inherit what threads inherit from the one that called COMMON_wdm_Init(); a handler's signal
- * mask is the one of that call, too. A handler that blocks delays nobody.
+ *   They inherit what threads inherit from the one that called COMMON_wdm_Init(); a handler's
+ *   signal mask is the one of that call, too. A handler that blocks delays nobody.
  * - A child of fork() has no monitor. There a watchdog watches nothing and starts nothing; the
  *   child may call all functions, and releases its copy with COMMON_wdm_Destroy(). What another
  *   thread was just adding or removing at the moment of the fork may remain allocated there.

@@ -15,13 +15,13 @@
  *   callback is running, or another start is still waiting for its deadline) launches one more, so
  *   that a deadline never waits for a callback.
  * - The callback's thread is like one that the starting thread has made itself: it has its
- * scheduling policy and priority, its nice value and its signal mask. Therefore an idle thread
- * serves only starts by the thread that had it launched, and by the callbacks of such threads. What
- * a thread changes of these things between its starts, an idle one does not know; and a callback
- * that changes them for its own thread puts them back.
+ *   scheduling policy and priority, its nice value and its signal mask. Therefore an idle thread
+ *   serves only starts by the thread that had it launched, and by the callbacks of such threads.
+ *   What a thread changes of these things between its starts, an idle one does not know; and a
+ *   callback that changes them for its own thread puts them back.
  * - Each armed timer takes the addresses of a default stack (usually 8 MiB, of which only the pages
  *   that were touched take memory): with 32-bit addresses a few hundred at a time. The default is
- * the soft limit RLIMIT_STACK (ulimit -s) at the start of the program.
+ *   the soft limit RLIMIT_STACK (ulimit -s) at the start of the program.
  * - Starting a timer that is armed adds a deadline; it does not replace the first one. Each of the
  *   starts calls back, at its own deadline and with its own function and argument. The timer is in
  *   use until the last of them, and a stop takes them all back.
@@ -34,7 +34,7 @@
  *   in the parent, and may be started, stopped, queried and deleted as usual; one thread makes the
  *   first call for a timer. A callback may fork, too: in the child it runs in a thread that is the
  *   timer's no more, and when it returns there, that thread ends, and the child with it (exit
- * status 0) unless it has other threads, such as those of timers that it started.
+ *   status 0) unless it has other threads, such as those of timers that it started.
  * - A callback may end its thread (pthread_exit(3)); a cancellation takes effect in the callback.
  *
  * Failures are reported under the module TIMER at Error.
