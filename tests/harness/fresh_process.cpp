@@ -209,24 +209,23 @@ Outcome run_fresh(const std::function<void()>& body)
     return run_fresh(FreshSetup{}, body);
 }
 
-Outcome well(const FreshSetup& setup, const std::function<void()>& body,
-             std::source_location caller)
+Outcome well(const FreshSetup& setup, const std::function<void()>& body, Caller caller)
 {
     Outcome outcome = run_fresh(setup, body);
-    const testing::ScopedTrace where(caller.file_name(), static_cast<int>(caller.line()), "");
+    const testing::ScopedTrace where(caller.file, caller.line, "");
     EXPECT_THAT(outcome, exited(0));
     return outcome;
 }
 
-Outcome well(const std::function<void()>& body, std::source_location caller)
+Outcome well(const std::function<void()>& body, Caller caller)
 {
     return well(FreshSetup{}, body, caller);
 }
 
-void run_silently(const std::function<void()>& body, std::source_location caller)
+void run_silently(const std::function<void()>& body, Caller caller)
 {
     const Outcome outcome = well(body, caller);
-    const testing::ScopedTrace where(caller.file_name(), static_cast<int>(caller.line()), "");
+    const testing::ScopedTrace where(caller.file, caller.line, "");
     EXPECT_THAT(outcome.log, testing::IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }

@@ -10,7 +10,6 @@
 #include <chrono>
 #include <functional>
 #include <map>
-#include <source_location>
 #include <string>
 #include <vector>
 
@@ -55,15 +54,24 @@ Outcome run_fresh(const FreshSetup& setup, const std::function<void()>& body);
 /// Runs a function in a fresh process without any setup.
 Outcome run_fresh(const std::function<void()>& body);
 
+/// The line of a test that failures are shown with; as a default argument, the one that calls.
+struct Caller {
+    const char* file;
+    int line;
+
+    static Caller here(const char* file = __builtin_FILE(), int line = __builtin_LINE())
+    {
+        return {file, line};
+    }
+};
+
 /// Runs a body that must end well: a check of the caller fails when it does not exit with 0.
 Outcome well(const FreshSetup& setup, const std::function<void()>& body,
-             std::source_location caller = std::source_location::current());
-Outcome well(const std::function<void()>& body,
-             std::source_location caller = std::source_location::current());
+             Caller caller = Caller::here());
+Outcome well(const std::function<void()>& body, Caller caller = Caller::here());
 
 /// Runs a body that must end well, log nothing and print nothing.
-void run_silently(const std::function<void()>& body,
-                  std::source_location caller = std::source_location::current());
+void run_silently(const std::function<void()>& body, Caller caller = Caller::here());
 
 /// Runs a program in a fresh process.
 /// @param arguments the program, looked for in PATH when it has no slash, and its arguments.
