@@ -11,7 +11,7 @@
 #include "log/report.h"
 #include "platform/uncancelled_scope.h"
 
-namespace common {
+namespace common::flash {
 namespace {
 
 /// A tree whose folders are nested deeper below the mount point counts as corrupt.
@@ -85,26 +85,30 @@ bool leads_back(const char* name) noexcept
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
+void report_corrupt(const WalkPath& path, Here here) noexcept
+{
+    report(kSource, COMMON_LogLevelWarn, here, "Detected corruption in file/dir: %s", path.text());
+}
+
 /// Walks over the folder `name`, relative to the open folder `parent`, whose path is `path`. Names
 /// that are relative to the folder that they are in cost the kernel one step instead of one for
 /// each level, and there is no limit to the symbolic links on the way but that of the levels.
-std::uint32_t flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char* name,
-                                         std::uint32_t depth) noexcept
+bool flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char* name,
+                                std::uint32_t depth) noexcept
 {
     if (depth > kMostLevels) {
-        COMMON_REPORT(kFlashSafety, Warn, "Too many directory levels (%u), assuming corruption",
-                      depth);
-        return 0;
+        COMMON_REPORT(kSource, Warn, "Too many directory levels (%u), assuming corruption", depth);
+        return false;
     }
     DIR* const folder = open_folder(path, parent, name);
     if (folder == nullptr) {
-        COMMON_REPORT(kFlashSafety, Warn, "Detected corruption in file/dir: %s", path.text());
-        return 0;
+        report_corrupt(path, Here::now());
+        return false;
     }
     const std::size_t length = path.length();
-    std::uint32_t sound = 1;
+    bool sound = true;
     // An error of readdir() is the end of the folder: only what it gives is examined.
-    for (const dirent* entry = nullptr; sound != 0 && (entry = readdir(folder)) != nullptr;) {
+    for (const dirent* entry = nullptr; sound && (entry = readdir(folder)) != nullptr;) {
         if (leads_back(entry->d_name)) {
             continue;
         }
@@ -126,8 +130,8 @@ std::uint32_t flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char*
         if (known) {
             sound = flashsafe_DoRecursiveCheck(path, dirfd(folder), examined, depth + 1);
         } else {
-            COMMON_REPORT(kFlashSafety, Warn, "Detected corruption in file/dir: %s", path.text());
-            sound = 0;
+            report_corrupt(path, Here::now());
+            sound = false;
         }
         path.cut(length);
     }
@@ -137,11 +141,11 @@ std::uint32_t flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char*
 
 }  // namespace
 
-std::uint32_t tree_is_sound(const char* mount_point) noexcept
+bool tree_is_sound(const char* mount_point) noexcept
 {
     const UncancelledScope uncancelled;  // cancellation would leave the folders open
     WalkPath path(mount_point);
     return flashsafe_DoRecursiveCheck(path, AT_FDCWD, mount_point, 0);
 }
 
-}  // namespace common
+}  // namespace common::flash

@@ -241,7 +241,7 @@ TEST(FlashStart, AnyTimeIsRoundedUpToSleeps)
                  {4'294'967'201, 42'949'673},
                  {UINT32_MAX, 42'949'673}};
     for (const auto& [timeout_ms, sleeps] : times) {
-        EXPECT_EQ(common::driver_sleeps_within(timeout_ms), sleeps) << timeout_ms;
+        EXPECT_EQ(common::flash::sleeps_within(timeout_ms), sleeps) << timeout_ms;
     }
 }
 

@@ -14,7 +14,7 @@
 #include "flash_support.h"
 
 using namespace harness;
-using namespace common;
+using namespace common::flash;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
@@ -25,6 +25,7 @@ const std::vector<std::string> kNorVariables{
     "FLASH_START_DRIVER_NAME", "FLASH_START_DRIVER_OPTIONS",  "FLASH_START_BOOT_SIZE",
     "FLASH_START_ROOT_SIZE",   "FLASH_START_CONFIG_MFG_SIZE", "FLASH_START_CONFIG_SIZE",
     "FLASH_START_LOG_SIZE"};
+static_assert(kPartitionCount == 4, "the size of each is among the variables");
 
 const Report kNoNorParameters = flash_error(
     "flashsafe_GetNorParams", "Cannot get flash driver parameters from the environment!");
@@ -34,17 +35,17 @@ const Report kNoNandParameters = flash_error(
 void expect_partition(std::uint32_t index, const char* mount_point, std::int32_t offset,
                       std::int32_t size)
 {
-    EXPECT_STREQ(partitionInfo[index].mount_point, mount_point);
-    EXPECT_EQ(partitionInfo[index].offset, offset) << mount_point;
-    EXPECT_EQ(partitionInfo[index].size, size) << mount_point;
+    EXPECT_STREQ(kPartitions[index].mount_point, mount_point);
+    EXPECT_EQ(extents[index].offset, offset) << mount_point;
+    EXPECT_EQ(extents[index].size, size) << mount_point;
 }
 
 TEST(FlashParameters, PartitionsLieBackToBackBehindTheBootArea)
 {
     const Outcome outcome = with_parameters([] {
-        EXPECT_EQ(haveFlashParams, 0U);
-        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
-        EXPECT_EQ(haveFlashParams, 1U);
+        EXPECT_FALSE(nor_driver.is_known);
+        EXPECT_TRUE(flashsafe_GetNorParams());
+        EXPECT_TRUE(nor_driver.is_known);
         expect_partition(0, "/", 256, 8192);
         expect_partition(1, "/config-mfg", 8448, 512);
         expect_partition(2, "/config", 8960, 1024);
@@ -57,12 +58,12 @@ TEST(FlashParameters, PartitionsLieBackToBackBehindTheBootArea)
 TEST(FlashParameters, TextsAreThoseOfTheEnvironment)
 {
     const Outcome outcome = with_parameters([] {
-        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
-        EXPECT_EQ(flashsafe_NorDriverName, std::getenv("FLASH_START_DRIVER_NAME"));
-        EXPECT_EQ(flashsafe_NorDriverOptions, std::getenv("FLASH_START_DRIVER_OPTIONS"));
-        EXPECT_EQ(flashsafe_GetNandParams(), 1U);
-        EXPECT_EQ(flashsafe_NandDriverName, std::getenv("NAND_DRIVER_NAME"));
-        EXPECT_EQ(flashsafe_NandDriverOptions, std::getenv("NAND_DRIVER_OPTIONS"));
+        EXPECT_TRUE(flashsafe_GetNorParams());
+        EXPECT_EQ(nor_driver.name, std::getenv("FLASH_START_DRIVER_NAME"));
+        EXPECT_EQ(nor_driver.options, std::getenv("FLASH_START_DRIVER_OPTIONS"));
+        EXPECT_TRUE(flashsafe_GetNandParams());
+        EXPECT_EQ(nand_driver.name, std::getenv("NAND_DRIVER_NAME"));
+        EXPECT_EQ(nand_driver.options, std::getenv("NAND_DRIVER_OPTIONS"));
     });
     EXPECT_THAT(outcome, exited(0));
 }
@@ -70,10 +71,10 @@ TEST(FlashParameters, TextsAreThoseOfTheEnvironment)
 TEST(FlashParameters, EveryMissingVariableIsReportedInOrder)
 {
     const Outcome outcome = well(with_debug_records(), [] {
-        EXPECT_EQ(flashsafe_GetNorParams(), 0U);
-        EXPECT_EQ(haveFlashParams, 0U);
-        EXPECT_EQ(flashsafe_GetNandParams(), 0U);
-        EXPECT_EQ(hasNandParams, 0U);
+        EXPECT_FALSE(flashsafe_GetNorParams());
+        EXPECT_FALSE(nor_driver.is_known);
+        EXPECT_FALSE(flashsafe_GetNandParams());
+        EXPECT_FALSE(nand_driver.is_known);
     });
     Reports expected;
     for (const std::string& variable : kNorVariables) {
@@ -91,11 +92,11 @@ TEST(FlashParameters, OneMissingVariableIsEnough)
     for (const std::string& variable : kNorVariables) {
         const Outcome outcome = with_parameters([&] {
             unsetenv(variable.c_str());
-            EXPECT_EQ(flashsafe_GetNorParams(), 0U);
+            EXPECT_FALSE(flashsafe_GetNorParams());
             // Nothing is remembered: the next call tries again, and so does the one that succeeds.
-            EXPECT_EQ(flashsafe_GetNorParams(), 0U);
+            EXPECT_FALSE(flashsafe_GetNorParams());
             setenv(variable.c_str(), usual_target_environment()[variable].c_str(), 1);
-            EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+            EXPECT_TRUE(flashsafe_GetNorParams());
         });
         EXPECT_THAT(outcome, exited(0));
         EXPECT_THAT(flash_reports(outcome),
@@ -107,9 +108,9 @@ TEST(FlashParameters, OneMissingVariableIsEnough)
     for (const std::string variable : {"NAND_DRIVER_NAME", "NAND_DRIVER_OPTIONS"}) {
         const Outcome outcome = with_parameters([&] {
             unsetenv(variable.c_str());
-            EXPECT_EQ(flashsafe_GetNandParams(), 0U);
+            EXPECT_FALSE(flashsafe_GetNandParams());
             setenv(variable.c_str(), usual_target_environment()[variable].c_str(), 1);
-            EXPECT_EQ(flashsafe_GetNandParams(), 1U);
+            EXPECT_TRUE(flashsafe_GetNandParams());
         });
         EXPECT_THAT(outcome, exited(0));
         EXPECT_THAT(flash_reports(outcome),
@@ -121,14 +122,14 @@ TEST(FlashParameters, OneMissingVariableIsEnough)
 TEST(FlashParameters, AreLoadedOnceForTheLifeOfTheProcess)
 {
     const Outcome outcome = with_parameters([] {
-        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
-        EXPECT_EQ(flashsafe_GetNandParams(), 1U);
-        EXPECT_EQ(hasNandParams, 1U);
+        EXPECT_TRUE(flashsafe_GetNorParams());
+        EXPECT_TRUE(flashsafe_GetNandParams());
+        EXPECT_TRUE(nand_driver.is_known);
         setenv("FLASH_START_LOG_SIZE", "1", 1);
         unsetenv("FLASH_START_BOOT_SIZE");
         unsetenv("NAND_DRIVER_OPTIONS");
-        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
-        EXPECT_EQ(flashsafe_GetNandParams(), 1U);
+        EXPECT_TRUE(flashsafe_GetNorParams());
+        EXPECT_TRUE(flashsafe_GetNandParams());
         expect_partition(3, "/log", 9984, 2048);
     });
     EXPECT_THAT(outcome, exited(0));
@@ -142,7 +143,7 @@ TEST(FlashParameters, SetToNothingIsNotMissing)
         for (const std::string& variable : kNorVariables) {
             setenv(variable.c_str(), "", 1);
         }
-        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+        EXPECT_TRUE(flashsafe_GetNorParams());
         expect_partition(0, "/", 0, 0);
         expect_partition(3, "/log", 0, 0);
     });
@@ -179,7 +180,7 @@ TEST(FlashParameters, SizesAreNumbersOfAnyBase)
     for (const Size& size : sizes) {
         const Outcome outcome = with_parameters([&] {
             setenv("FLASH_START_LOG_SIZE", size.text, 1);
-            EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+            EXPECT_TRUE(flashsafe_GetNorParams());
             expect_partition(3, "/log", 9984, size.value);
         });
         EXPECT_THAT(outcome, exited(0)) << size.text;
@@ -190,7 +191,7 @@ TEST(FlashParameters, OffsetsWrapBeyondAllDevices)
 {
     const Outcome outcome = with_parameters([] {
         setenv("FLASH_START_BOOT_SIZE", "0x7fffffff", 1);
-        EXPECT_EQ(flashsafe_GetNorParams(), 1U);
+        EXPECT_TRUE(flashsafe_GetNorParams());
         expect_partition(0, "/", INT32_MAX, 8192);
         expect_partition(1, "/config-mfg", INT32_MIN + 8191, 512);
     });
@@ -201,19 +202,20 @@ TEST(FlashParameters, DriversAreUpWhenTheirDevicesAreThere)
 {
     struct Devices {
         const char* path;
-        std::uint32_t nor;
-        std::uint32_t nand;
+        bool nor;
+        bool nand;
     };
-    const Devices all[] = {{"/dev/nothing", 0, 0}, {"/dev/fs0", 1, 0},  {"/dev/fs0p3", 1, 0},
-                           {"/dev/fs1", 0, 0},     {"/dev/xfs0", 0, 0}, {"/dev/etfs", 0, 1},
-                           {"/dev/etfs2", 0, 1},   {"/dev/etf", 0, 0},  {"/dev/sub/fs0", 0, 0},
-                           {"/dev/.fs0", 0, 0}};
+    const Devices all[] = {{"/dev/nothing", false, false}, {"/dev/fs0", true, false},
+                           {"/dev/fs0p3", true, false},    {"/dev/fs1", false, false},
+                           {"/dev/xfs0", false, false},    {"/dev/etfs", false, true},
+                           {"/dev/etfs2", false, true},    {"/dev/etf", false, false},
+                           {"/dev/sub/fs0", false, false}, {"/dev/.fs0", false, false}};
     for (const Devices& devices : all) {
         const Outcome outcome = well([&] {
             std::filesystem::create_directory("/dev/sub");
             std::ofstream(devices.path) << std::flush;
-            EXPECT_EQ(flashsafe_CheckNorPartitions(), devices.nor) << devices.path;
-            EXPECT_EQ(flashsafe_CheckNandPartitions(), devices.nand) << devices.path;
+            EXPECT_EQ(is_up(nor_driver), devices.nor) << devices.path;
+            EXPECT_EQ(is_up(nand_driver), devices.nand) << devices.path;
         });
         EXPECT_THAT(outcome.log, IsEmpty());
     }
@@ -224,8 +226,8 @@ FRESH_TEST(FlashParameters, ManyDevicesAreTheSameAsOne)
     for (int i = 0; i < 100; ++i) {
         std::ofstream("/dev/fs0p" + std::to_string(i)) << std::flush;
     }
-    EXPECT_EQ(flashsafe_CheckNorPartitions(), 1U);
-    EXPECT_EQ(flashsafe_CheckNandPartitions(), 0U);
+    EXPECT_TRUE(is_up(nor_driver));
+    EXPECT_FALSE(is_up(nand_driver));
 }
 
 // What is missing is nothing to do for those who stop and start drivers, and a failure for all

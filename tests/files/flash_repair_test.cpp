@@ -70,6 +70,7 @@ struct Partition {
     std::string place;
 };
 
+static_assert(common::flash::kPartitionCount == 4, "all but the root, which nothing can empty");
 const std::vector<Partition> kPartitions{{1, "/config-mfg", "-o8448K -l512K"},
                                          {2, "/config", "-o8960K -l1024K"},
                                          {3, "/log", "-o9984K -l2048K"}};

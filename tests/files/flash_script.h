@@ -57,8 +57,12 @@ inline const Report kStartingNor =
     flash_debug("flashsafe_StartNorDriver", "Starting NOR flash driver \"nor-driver "
                                             "-s0x40000000,12M\"");
 inline const Report kStartNor = step("system", "nor-driver -s0x40000000,12M");
-inline const Reports kRemountAll{
-    step("system", "mount -u -r /"), step("system", "mount -u -r /config-mfg"),
-    step("system", "mount -u -w /config"), step("system", "mount -u -w /log")};
+inline const Reports kRemountAll = [] {
+    Reports steps;
+    for (const std::string& command : kRemounts) {
+        steps.push_back(step("system", command));
+    }
+    return steps;
+}();
 
 }  // namespace harness

@@ -28,15 +28,14 @@ struct Remount {
     const char* words;
 };
 
-const Remount kRemounts[] = {
+const Remount kCalls[] = {
     {"FLASHSAFE_MountWritable", FLASHSAFE_MountWritable, "mount -u -w ", "writable"},
     {"FLASHSAFE_MountReadOnly", FLASHSAFE_MountReadOnly, "mount -u -r ", "read-only"}};
-const std::vector<std::string> kMountPoints{"/", "/config-mfg", "/config", "/log"};
 
 TEST(FlashMount, RunsTheCommandForEachPartition)
 {
-    for (const Remount& remount : kRemounts) {
-        for (std::uint32_t index = 0; index < 4; ++index) {
+    for (const Remount& remount : kCalls) {
+        for (std::uint32_t index = 0; index < kMountPoints.size(); ++index) {
             EXPECT_THAT(steps_of([&] { EXPECT_EQ(remount.call(index), 1U); }),
                         ElementsAre(step("system", remount.command + kMountPoints[index])));
         }
@@ -45,7 +44,7 @@ TEST(FlashMount, RunsTheCommandForEachPartition)
 
 TEST(FlashMount, ThereIsNoFifthPartition)
 {
-    for (const Remount& remount : kRemounts) {
+    for (const Remount& remount : kCalls) {
         for (const std::uint32_t index : {4U, UINT32_MAX}) {
             const Outcome outcome = with_parameters([&] { EXPECT_EQ(remount.call(index), 0U); });
             EXPECT_THAT(outcome, exited(0));
@@ -68,7 +67,7 @@ TEST(FlashMount, SaysHowTheCommandFailed)
                               {9, nullptr},  // killed by a signal
                               {0x10000, nullptr},
                               {0x10200, "cmdResult = 66048, exit status = 2"}};
-    for (const Remount& remount : kRemounts) {
+    for (const Remount& remount : kCalls) {
         for (const Result& result : results) {
             Reports expected{step("system", remount.command + kMountPoints[2])};
             if (result.text != nullptr) {
@@ -105,7 +104,7 @@ TEST(FlashCheck, BadArgumentsDoNothing)
 
 TEST(FlashCheck, SoundPartitionsAreOk)
 {
-    for (std::uint32_t index = 0; index < 4; ++index) {
+    for (std::uint32_t index = 0; index < kMountPoints.size(); ++index) {
         EXPECT_THAT(steps_of([&] {
                         for (const std::uint32_t recover : {0U, 1U}) {
                             std::uint32_t corrupt = 7;

@@ -1,15 +1,18 @@
 // What the tests of flash safety share: its records, and the simulated target that it works on.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "../../files/flash_partitions.h"
 #include "fresh_process.h"
 #include "held_resources.h"
 #include "log_expect.h"
@@ -42,6 +45,22 @@ inline Report flash_debug(const char* function, const std::string& message)
 {
     return flash_report(LOG_DEBUG, "Debug", function, message);
 }
+
+static_assert(std::ranges::equal(common::flash::kPartitions, kTargetPartitions,
+                                 [](const auto& ours, const auto& target) {
+                                     return std::string_view(ours.mount_point) ==
+                                                target.mount_point &&
+                                            std::string_view(ours.size_variable) ==
+                                                target.size_variable;
+                                 }),
+              "the simulated target has the partitions of the library");
+static_assert(std::size(kTargetPartitions) == 4, "kMountPoints, kRemounts and nor_parameters()");
+
+inline const std::vector<std::string> kMountPoints{"/", "/config-mfg", "/config", "/log"};
+
+/// How the start of the driver mounts them.
+inline const std::vector<std::string> kRemounts{"mount -u -r /", "mount -u -r /config-mfg",
+                                                "mount -u -w /config", "mount -u -w /log"};
 
 /// The records of flash safety, without those that the log facility writes about itself.
 inline std::vector<Report> flash_reports(const Outcome& outcome)

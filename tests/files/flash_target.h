@@ -21,8 +21,6 @@ inline constexpr char kNor[] = "nor-driver";
 inline constexpr char kNand[] = "nand-driver";
 
 inline const char* const kCheck = "FLASHSAFE_CheckPartition";
-inline const std::vector<std::string> kRemounts{"mount -u -r /", "mount -u -r /config-mfg",
-                                                "mount -u -w /config", "mount -u -w /log"};
 
 using Lines = std::vector<std::string>;
 
