@@ -100,7 +100,8 @@ bool flashsafe_ShutdownNorDriver(std::uint32_t timeout_ms, std::uint32_t force) 
 }
 
 // Oddity: the NAND driver gets 200 ms at most and is never killed, however the callers ask for it.
-// Tests: FlashShutdown.TheNandDriverGetsNoMoreThan200Milliseconds and TheNandDriverIsNeverKilled.
+// Tests: FlashShutdown.TheNandDriverGetsNoMoreThan200Milliseconds,
+// FlashShutdown.TheNandDriverIsNeverKilled.
 bool flashsafe_ShutdownNandDriver(std::uint32_t timeout_ms) noexcept
 {
     if (!flashsafe_GetNandParams() || !has_work(nand_driver, false)) {

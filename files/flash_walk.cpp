@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "files/arguments.h"
 #include "files/flash_device.h"
 #include "log/report.h"
 #include "platform/uncancelled_scope.h"
@@ -55,7 +56,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kCapacity = 4095;
+    static constexpr std::size_t kCapacity = kPathSize - 1;
 
     std::size_t length_ = 0;
     char text_[kCapacity + 1];
