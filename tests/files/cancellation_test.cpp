@@ -1,7 +1,6 @@
 // Threads that are cancelled in the middle of a function that must not be left half way.
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <ostream>
 #include <pthread.h>
 #include <string>
