@@ -126,7 +126,8 @@ int32_t BTE_LogError(void)
     const UncancelledScope uncancelled;
     const std::int32_t count = bterrors_ReadErrorCount();
     // Oddity: a count that could not be read, -1, is above the limit here, as it must not overwrite
-    // the file. Test: ErrorCounter.FileThatCannotBeReadIsAnUnknownCount.
+    // the file.
+    // Test: ErrorCounter.FileThatCannotBeReadIsAnUnknownCount.
     if ((static_cast<std::uint32_t>(count) & 0xFFFF) >= kLimit) {
         return count;
     }

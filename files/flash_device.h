@@ -62,7 +62,8 @@ constexpr std::uint32_t sleeps_within(std::uint32_t timeout_ms) noexcept
 
 /// The exit status in what system(3) gave; that there was no command at all gives 255.
 // Oddity: a command that a signal killed has exited with 0, as callers take a driver that ended so
-// for one that was started. Test: FlashStart.ACommandThatASignalKilledDidNotFail.
+// for one that was started.
+// Test: FlashStart.ACommandThatASignalKilledDidNotFail.
 constexpr std::int32_t exit_status(std::int32_t result) noexcept
 {
     return WEXITSTATUS(result);

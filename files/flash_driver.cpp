@@ -28,6 +28,8 @@ bool is_up(const Driver& driver) noexcept
 namespace {
 
 /// The most that the NAND driver gets to end.
+// Oddity: no more, whatever time callers allow; they rely on it.
+// Test: FlashShutdown.TheNandDriverGetsNoMoreThan200Milliseconds.
 constexpr std::uint32_t kNandEndTime_ms = 200;
 
 /// Whether a driver whose parameters are known has to be brought up, or down.
@@ -99,9 +101,8 @@ bool flashsafe_ShutdownNorDriver(std::uint32_t timeout_ms, std::uint32_t force) 
     return UTIL_TerminatePid(pid, 0, kForce) != 0;
 }
 
-// Oddity: the NAND driver gets 200 ms at most and is never killed, however the callers ask for it.
-// Tests: FlashShutdown.TheNandDriverGetsNoMoreThan200Milliseconds,
-// FlashShutdown.TheNandDriverIsNeverKilled.
+// Oddity: the NAND driver is never killed, whatever callers ask for.
+// Test: FlashShutdown.TheNandDriverIsNeverKilled.
 bool flashsafe_ShutdownNandDriver(std::uint32_t timeout_ms) noexcept
 {
     if (!flashsafe_GetNandParams() || !has_work(nand_driver, false)) {
@@ -111,8 +112,8 @@ bool flashsafe_ShutdownNandDriver(std::uint32_t timeout_ms) noexcept
     if (!find_process(nand_driver, pid)) {
         return false;
     }
-    // Oddity: "pid=" here and "pid " above, as both are looked for. Test:
-    // FlashShutdown.BothDriversAreEnded.
+    // Oddity: "pid=" here and "pid " above, as both are looked for.
+    // Test: FlashShutdown.BothDriversAreEnded.
     COMMON_REPORT(kSource, Debug, "Terminating NAND flash driver \"%s\" (pid=%u)", nand_driver.name,
                   pid);
     return UTIL_TerminatePid(pid, std::min(timeout_ms, kNandEndTime_ms), 0) != 0;

@@ -9,11 +9,10 @@
 namespace common::flash {
 namespace {
 
-std::uint32_t remount(std::uint32_t index, Access access, const char* word,
-                      Here here = Here::now()) noexcept
+bool remount(std::uint32_t index, Access access, const char* word, Here here = Here::now()) noexcept
 {
     if (index >= kPartitionCount || !flashsafe_GetNorParams()) {
-        return 0;
+        return false;
     }
     const char* const mount_point = kPartitions[index].mount_point;
     char command[kCommandSize];
@@ -21,12 +20,12 @@ std::uint32_t remount(std::uint32_t index, Access access, const char* word,
                   mount_point);
     const std::int32_t result = COMMON_System_Exec(command);
     if (command_succeeded(result)) {
-        return 1;
+        return true;
     }
     report(kSource, COMMON_LogLevelError, here,
            "Cannot mount %s as %s, cmdResult = %d, exit status = %d", mount_point, word, result,
            exit_status(result));
-    return 0;
+    return false;
 }
 
 }  // namespace
@@ -36,10 +35,10 @@ using namespace common::flash;
 
 extern "C" uint32_t FLASHSAFE_MountWritable(uint32_t index)
 {
-    return remount(index, Access::Writable, "writable");
+    return remount(index, Access::Writable, "writable") ? 1 : 0;
 }
 
 extern "C" uint32_t FLASHSAFE_MountReadOnly(uint32_t index)
 {
-    return remount(index, Access::ReadOnly, "read-only");
+    return remount(index, Access::ReadOnly, "read-only") ? 1 : 0;
 }

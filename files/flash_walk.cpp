@@ -108,12 +108,14 @@ bool flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char* name,
     }
     const std::size_t length = path.length();
     bool sound = true;
-    // An error of readdir() is the end of the folder: only what it gives is examined.
+    // Oddity: an error of readdir() is the end of the folder, as only what it gives is examined.
+    // Test: FlashWalk.WhatReaddirDoesNotGiveIsNotExamined.
     for (const dirent* entry = nullptr; sound && (entry = readdir(folder)) != nullptr;) {
         if (leads_back(entry->d_name)) {
             continue;
         }
-        // A path that is cut may be that of another entry or of none: it is examined as it stands.
+        // Oddity: a path that is cut is examined as it stands, be it that of another entry or none.
+        // Test: FlashWalk.TheCutPathMayBeThatOfAnotherEntry.
         const char* examined = entry->d_name;
         if (!path.has_room_for(entry->d_name)) {
             path.append(entry->d_name);

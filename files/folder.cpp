@@ -39,8 +39,8 @@ mode_t type_of(const char* path) noexcept
     }
     if (errno != ENOENT) {
         // Oddity: printed, not logged, as it runs without the log, and under this name also for
-        // folders: what reads the output looks for that. Test:
-        // Folder.PathThatCannotBeExaminedIsPrinted.
+        // folders: what reads the output looks for that.
+        // Test: Folder.PathThatCannotBeExaminedIsPrinted.
         std::printf("UTIL_FileExists: Error running stat routine: %s\n", std::strerror(errno));
     }
     return 0;
@@ -108,8 +108,8 @@ uint32_t UTIL_DirExists(const char* path)
 int32_t UTIL_DeleteFile(const char* path)
 {
     const UncancelledScope uncancelled;
-    // Oddity: callers take a file that is missing, or that is no regular one, as removed. Tests:
-    // Folder.RemovingAMissingFileIsDoneAlready, Folder.WhatIsNoFileIsNotRemoved.
+    // Oddity: callers take what is no regular file, or is not there, as removed.
+    // Test: Folder.WhatIsNoFileIsNotRemoved.
     return UTIL_FileExists(path) == 0 || unlink(path) == 0 ? 0 : errno;
 }
 

@@ -266,8 +266,8 @@ STATUS UTIL_GetFolderItemByIndex(const UTIL_FolderItems* items, uint32_t index, 
                       static_cast<int>(required), static_cast<int>(size));
         return STATUS_FAILED;
     }
-    // Oddity: callers rely on the rest of the buffer being cleared. Test:
-    // FolderItems.NameIsCopiedAsStrncpyDoes.
+    // Oddity: callers rely on the rest of the buffer being cleared.
+    // Test: FolderItems.NameIsCopiedAsStrncpyDoes.
     std::strncpy(buffer, name, size);
     return STATUS_SUCCESS;
 }

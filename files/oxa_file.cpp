@@ -29,6 +29,8 @@ bool is_missing(bool missing, const char* what, Here here = Here::now()) noexcep
 }
 
 /// Reports what errno tells of the failure of a function's work.
+// Oddity: with two blanks in it, as what reads the log looks for them.
+// Test: OxaFileFault.IsReportedOnce.
 void report_errno(Here here = Here::now()) noexcept
 {
     report(kSource, COMMON_LogLevelCritical, here, "%s() failed, returned:  %s", here.function,
@@ -186,7 +188,8 @@ uint32_t FILE_PutChar(int32_t character, FILE* stream)
         return 0;
     }
     // Oddity: compared with the number as given, so that callers learn that it was no character,
-    // although one is written. Test: OxaFile.CharacterThatIsNoneIsWrittenAndReported.
+    // although one is written.
+    // Test: OxaFile.CharacterThatIsNoneIsWrittenAndReported.
     if (std::fputc(character, stream) != character) {
         report_errno();
         return 0;
@@ -197,8 +200,8 @@ uint32_t FILE_PutChar(int32_t character, FILE* stream)
 uint32_t FILE_Flush(FILE* stream)
 {
     errno = 0;
-    // Oddity: null is allowed, as callers flush all streams that way. Test:
-    // OxaFile.FlushOfNullFlushesEveryStream.
+    // Oddity: null is allowed, as callers flush all streams that way.
+    // Test: OxaFile.FlushOfNullFlushesEveryStream.
     if (std::fflush(stream) != 0) {
         report_errno();
         return 0;
@@ -229,6 +232,8 @@ int32_t FILE_GetFileSize(FILE* stream)
     }
     const int descriptor = fileno(stream);
     if (descriptor == -1) {
+        // Oddity: "descriptior", as what reads the log looks for that.
+        // Test: OxaFileFault.IsReportedOnce.
         COMMON_REPORT(kSource, Error, "Conversion stream -> file descriptior failed!");
         return -1;
     }
@@ -269,7 +274,8 @@ int32_t FILE_OpenAndWrite(const void* buffer, int32_t size, int32_t count, const
     std::int32_t done = 0;
     pthread_cleanup_push(abandon, stream);
     // Oddity: callers compare the count with what they gave, whatever becomes of it when it is
-    // flushed. Test: OxaFileWhole.FlushAndCloseDoNotChangeTheResult.
+    // flushed.
+    // Test: OxaFileWhole.FlushAndCloseDoNotChangeTheResult.
     done = FILE_Write(buffer, size, count, stream);
     const int error = errno;
     FILE_Flush(stream);

@@ -63,8 +63,8 @@ void complain(const Call& call, const char* what, std::string_view name) noexcep
 }
 
 /// A short option as a code.
-// Oddity: with its sign, as callers compare it with characters. Test:
-// GetoptMisuse.CharactersOutsideOfAsciiAreOptions.
+// Oddity: with its sign, as callers compare it with characters.
+// Test: GetoptMisuse.CharactersOutsideOfAsciiAreOptions.
 constexpr int code_of(char letter) noexcept
 {
     return letter;

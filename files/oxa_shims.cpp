@@ -23,8 +23,8 @@ constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::size_t kArgumentSlots = 32;
 
 /// WEXITED.
-// Oddity: the wait option that callers know, which waitpid() takes on some systems only. Test:
-// OxaSpawnCalls.WaitsWithTheOptionAndWhereThatIsRefusedWithout.
+// Oddity: the wait option that callers know, which waitpid() takes on some systems only.
+// Test: OxaSpawnCalls.WaitsWithTheOptionAndWhereThatIsRefusedWithout.
 constexpr int kWaitForExit = 4;
 
 /// Waits for a child's end and takes its status. Nobody asks how that went.
@@ -123,8 +123,8 @@ int OXA_posix_spawnp(int mode, const char* file, const char* arg0, ...)
     if (posix_spawnp(&child, file, nullptr, nullptr, argv.data(), nullptr) != 0 || child == 0) {
         return -1;
     }
-    // Oddity: -1 although the program runs, as callers of other modes go by it. Test:
-    // OxaSpawn.AnyOtherModeStartsTheProgramAndFails.
+    // Oddity: -1 although the program runs, as callers of other modes go by it.
+    // Test: OxaSpawn.AnyOtherModeStartsTheProgramAndFails.
     if (mode != 0) {
         return -1;
     }
@@ -132,6 +132,8 @@ int OXA_posix_spawnp(int mode, const char* file, const char* arg0, ...)
     return 0;
 }
 
+// Oddity: the order that callers know is the reverse of symlink(2)'s.
+// Test: OxaLinks.SymlinksArgumentsAreReversed.
 int OXA_symlink(const char* link_path, const char* target)
 {
     return symlink(target, link_path);
@@ -141,6 +143,9 @@ int OXA_unlink(const char* path)
 {
     return unlink(path);
 }
+
+// Oddity: what this system does not have gives what callers go on with.
+// Test: OxaStandIns.DoNothing.
 
 int OXA_procmgr_daemon(...)
 {

@@ -82,8 +82,8 @@ uint32_t UTIL_FindPid(uint32_t pid)
     return file.open(path) ? 1 : 0;
 }
 
-// Oddity: only 1 forces, as callers pass flags of other kinds. Test:
-// ProcessTermination.ForceFlagChoosesTheSignal.
+// Oddity: only 1 forces, as callers pass flags of other kinds.
+// Test: ProcessTermination.ForceFlagChoosesTheSignal.
 uint32_t UTIL_TerminatePid(uint32_t pid, uint32_t timeout_ms, uint32_t force)
 {
     if (!names_one_process(pid) ||
