@@ -9,6 +9,7 @@
 #include "platform/thread_id.h"
 #include "platform/uncancelled_scope.h"
 
+namespace common::error_counter {
 namespace {
 
 /// On the platform's file system in memory: the count outlives the process, not a reboot.
@@ -46,7 +47,7 @@ void make_file(std::uint8_t count) noexcept
 {
     // Nobody else writes to it: if it is there, who made it has gone.
     char unnamed[sizeof kCounterFile + 12];
-    std::snprintf(unnamed, sizeof unnamed, "%s.%u", kCounterFile, common::kernel_thread_id());
+    std::snprintf(unnamed, sizeof unnamed, "%s.%u", kCounterFile, kernel_thread_id());
     unlink(unnamed);
     std::FILE* const file = std::fopen(unnamed, "wx");
     if (file == nullptr) {
@@ -83,12 +84,16 @@ void write_count(std::uint8_t count) noexcept
 }
 
 }  // namespace
+}  // namespace common::error_counter
+
+using namespace common;
+using namespace common::error_counter;
 
 extern "C" {
 
 int32_t bterrors_ReadErrorCount(void)
 {
-    const common::UncancelledScope uncancelled;
+    const UncancelledScope uncancelled;
     if (UTIL_FileExists(kCounterFile) == 0) {
         return 0;
     }
@@ -118,9 +123,11 @@ uint32_t BTE_IsErrorLimitReached(void)
 
 int32_t BTE_LogError(void)
 {
-    const common::UncancelledScope uncancelled;
+    const UncancelledScope uncancelled;
     const std::int32_t count = bterrors_ReadErrorCount();
-    // A count that could not be read, -1, is above the limit here: it must not overwrite the file.
+    // Oddity: a count that could not be read, -1, is above the limit here, as it must not overwrite
+    // the file.
+    // Test: ErrorCounter.FileThatCannotBeReadIsAnUnknownCount.
     if ((static_cast<std::uint32_t>(count) & 0xFFFF) >= kLimit) {
         return count;
     }

@@ -9,13 +9,11 @@
 #include "log/report.h"
 #include "platform/uncancelled_scope.h"
 
-using namespace common;
-
+namespace common::flash {
 namespace {
 
 constexpr std::uint32_t kDeep = 1;
 constexpr std::uint32_t kRecover = 1;
-constexpr std::uint32_t kForce = 1;
 
 /// How long the drivers may take to end, and to come up again, after a partition was formatted.
 constexpr std::uint32_t kRestartTime_ms = 10'000;
@@ -23,13 +21,22 @@ constexpr std::uint32_t kRestartTime_ms = 10'000;
 bool is_sound(const char* mount_point, std::uint32_t mode) noexcept
 {
     if (mode == kDeep) {
-        return tree_is_sound(mount_point) != 0;
+        return tree_is_sound(mount_point);
     }
     struct stat status;
     return stat(mount_point, &status) == 0;
 }
 
+void execute(const char* command, Here here = Here::now()) noexcept
+{
+    report(kSource, COMMON_LogLevelInfo, here, "Executing: %s", command);
+    COMMON_System_Exec(command);
+}
+
 }  // namespace
+}  // namespace common::flash
+
+using namespace common::flash;
 
 extern "C" uint32_t FLASHSAFE_CheckPartition(uint32_t index, uint32_t mode, uint32_t recover,
                                              uint32_t* corrupt)
@@ -38,32 +45,31 @@ extern "C" uint32_t FLASHSAFE_CheckPartition(uint32_t index, uint32_t mode, uint
         return 0;
     }
     *corrupt = 0;
-    if (flashsafe_GetNorParams() == 0) {
+    if (!flashsafe_GetNorParams()) {
         return 0;
     }
-    const auto& [mount_point, offset, size] = partitionInfo[index];
+    const char* const mount_point = kPartitions[index].mount_point;
+    const auto& [offset, size] = extents[index];
     if (is_sound(mount_point, mode)) {
-        COMMON_REPORT(kFlashSafety, Info, "%s partition is OK", mount_point);
+        COMMON_REPORT(kSource, Info, "%s partition is OK", mount_point);
         return 1;
     }
     *corrupt = 1;
-    COMMON_REPORT(kFlashSafety, Warn, "%s partition is corrupt", mount_point);
+    COMMON_REPORT(kSource, Warn, "%s partition is corrupt", mount_point);
     if (recover != kRecover) {
-        COMMON_REPORT(kFlashSafety, Warn, "skipping recovery of flash partition %s", mount_point);
+        COMMON_REPORT(kSource, Warn, "skipping recovery of flash partition %s", mount_point);
         return 1;
     }
 
     // Cancelled half way, the partition would stay erased and the drivers down.
-    const UncancelledScope uncancelled;
-    char command[kFlashCommandSize];
+    const common::UncancelledScope uncancelled;
+    char command[kCommandSize];
     std::snprintf(command, sizeof command, "flashctl -o%dK -l%dK -p/dev/fs0 -vv -e", offset, size);
-    COMMON_REPORT(kFlashSafety, Info, "Executing: %s", command);
-    COMMON_System_Exec(command);
+    execute(command);
     std::snprintf(command, sizeof command, "flashctl -o%dK -l%dK -p/dev/fs0p0 -f -n%s -F", offset,
                   size, mount_point);
-    COMMON_REPORT(kFlashSafety, Info, "Executing: %s", command);
-    COMMON_System_Exec(command);
-    COMMON_REPORT(kFlashSafety, Info, "partition %s format complete", mount_point);
+    execute(command);
+    COMMON_REPORT(kSource, Info, "partition %s format complete", mount_point);
 
     const std::uint32_t stopped = FLASHSAFE_ShutdownDriver(kRestartTime_ms, kForce);
     return stopped != 1 ? stopped : FLASHSAFE_StartDriver(kRestartTime_ms);

@@ -7,11 +7,12 @@
 #include <cerrno>
 #include <cstring>
 
+#include "files/arguments.h"
 #include "files/flash_device.h"
 #include "log/report.h"
 #include "platform/uncancelled_scope.h"
 
-namespace common {
+namespace common::flash {
 namespace {
 
 /// A tree whose folders are nested deeper below the mount point counts as corrupt.
@@ -55,7 +56,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kCapacity = 4095;
+    static constexpr std::size_t kCapacity = kPathSize - 1;
 
     std::size_t length_ = 0;
     char text_[kCapacity + 1];
@@ -85,30 +86,36 @@ bool leads_back(const char* name) noexcept
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
+void report_corrupt(const WalkPath& path, Here here) noexcept
+{
+    report(kSource, COMMON_LogLevelWarn, here, "Detected corruption in file/dir: %s", path.text());
+}
+
 /// Walks over the folder `name`, relative to the open folder `parent`, whose path is `path`. Names
 /// that are relative to the folder that they are in cost the kernel one step instead of one for
 /// each level, and there is no limit to the symbolic links on the way but that of the levels.
-std::uint32_t flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char* name,
-                                         std::uint32_t depth) noexcept
+bool flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char* name,
+                                std::uint32_t depth) noexcept
 {
     if (depth > kMostLevels) {
-        COMMON_REPORT(kFlashSafety, Warn, "Too many directory levels (%u), assuming corruption",
-                      depth);
-        return 0;
+        COMMON_REPORT(kSource, Warn, "Too many directory levels (%u), assuming corruption", depth);
+        return false;
     }
     DIR* const folder = open_folder(path, parent, name);
     if (folder == nullptr) {
-        COMMON_REPORT(kFlashSafety, Warn, "Detected corruption in file/dir: %s", path.text());
-        return 0;
+        report_corrupt(path, Here::now());
+        return false;
     }
     const std::size_t length = path.length();
-    std::uint32_t sound = 1;
-    // An error of readdir() is the end of the folder: only what it gives is examined.
-    for (const dirent* entry = nullptr; sound != 0 && (entry = readdir(folder)) != nullptr;) {
+    bool sound = true;
+    // Oddity: an error of readdir() is the end of the folder, as only what it gives is examined.
+    // Test: FlashWalk.WhatReaddirDoesNotGiveIsNotExamined.
+    for (const dirent* entry = nullptr; sound && (entry = readdir(folder)) != nullptr;) {
         if (leads_back(entry->d_name)) {
             continue;
         }
-        // A path that is cut may be that of another entry or of none: it is examined as it stands.
+        // Oddity: a path that is cut is examined as it stands, be it that of another entry or none.
+        // Test: FlashWalk.TheCutPathMayBeThatOfAnotherEntry.
         const char* examined = entry->d_name;
         if (!path.has_room_for(entry->d_name)) {
             path.append(entry->d_name);
@@ -126,8 +133,8 @@ std::uint32_t flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char*
         if (known) {
             sound = flashsafe_DoRecursiveCheck(path, dirfd(folder), examined, depth + 1);
         } else {
-            COMMON_REPORT(kFlashSafety, Warn, "Detected corruption in file/dir: %s", path.text());
-            sound = 0;
+            report_corrupt(path, Here::now());
+            sound = false;
         }
         path.cut(length);
     }
@@ -137,11 +144,11 @@ std::uint32_t flashsafe_DoRecursiveCheck(WalkPath& path, int parent, const char*
 
 }  // namespace
 
-std::uint32_t tree_is_sound(const char* mount_point) noexcept
+bool tree_is_sound(const char* mount_point) noexcept
 {
     const UncancelledScope uncancelled;  // cancellation would leave the folders open
     WalkPath path(mount_point);
     return flashsafe_DoRecursiveCheck(path, AT_FDCWD, mount_point, 0);
 }
 
-}  // namespace common
+}  // namespace common::flash

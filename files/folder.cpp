@@ -8,12 +8,14 @@
 #include <cstring>
 
 #include "common.h"
+#include "files/arguments.h"
 #include "log/report.h"
 #include "platform/uncancelled_scope.h"
 
+namespace common::folder {
 namespace {
 
-constexpr common::Source kSource{"common", common::Module::Common};
+constexpr Source kSource{"common", Module::Common};
 
 /// What tells a pattern from the path of a file, and stands between its folder and its suffix.
 constexpr char kPatternMark[] = "/*.";
@@ -36,7 +38,9 @@ mode_t type_of(const char* path) noexcept
         return status.st_mode & S_IFMT;
     }
     if (errno != ENOENT) {
-        // Printed, not logged, and under this name also for folders: it runs without the log.
+        // Oddity: printed, not logged, as it runs without the log, and under this name also for
+        // folders: what reads the output looks for that.
+        // Test: Folder.PathThatCannotBeExaminedIsPrinted.
         std::printf("UTIL_FileExists: Error running stat routine: %s\n", std::strerror(errno));
     }
     return 0;
@@ -53,7 +57,8 @@ bool has_entry_with(const char* folder_path, const char* suffix) noexcept
     const dirent* entry;
     do {
         entry = readdir(folder);
-        // Anywhere in the name: callers rely on "log" being found in "log.1", too.
+        // Oddity: anywhere in the name, as callers rely on "log" being found in "log.1", too.
+        // Test: Folder.PatternIsSatisfiedByTheSuffixAnywhereInAName.
     } while (entry != nullptr && std::strstr(entry->d_name, suffix) == nullptr);
     closedir(folder);
     return entry != nullptr;
@@ -77,12 +82,16 @@ bool pattern_exists(const char* path, const char* mark) noexcept
 }
 
 }  // namespace
+}  // namespace common::folder
+
+using namespace common;
+using namespace common::folder;
 
 extern "C" {
 
 uint32_t UTIL_FileExists(const char* path)
 {
-    const common::UncancelledScope uncancelled;
+    const UncancelledScope uncancelled;
     const char* const mark = path == nullptr ? nullptr : std::strstr(path, kPatternMark);
     if (mark != nullptr) {
         return pattern_exists(path, mark) ? 1 : 0;
@@ -92,26 +101,26 @@ uint32_t UTIL_FileExists(const char* path)
 
 uint32_t UTIL_DirExists(const char* path)
 {
-    const common::UncancelledScope uncancelled;
+    const UncancelledScope uncancelled;
     return S_ISDIR(type_of(path)) ? 1 : 0;
 }
 
 int32_t UTIL_DeleteFile(const char* path)
 {
-    const common::UncancelledScope uncancelled;
+    const UncancelledScope uncancelled;
+    // Oddity: callers take what is no regular file, or is not there, as removed.
+    // Test: Folder.WhatIsNoFileIsNotRemoved.
     return UTIL_FileExists(path) == 0 || unlink(path) == 0 ? 0 : errno;
 }
 
 STATUS UTIL_CreateFolderRecursive(const char* path, mode_t mode)
 {
-    if (path == nullptr || *path == '\0') {
-        COMMON_REPORT(kSource, Error, "One or more invalid parameters are detected!");
+    if (are_invalid(kSource, path == nullptr || *path == '\0')) {
         return STATUS_INVALID_PARAM;
     }
-    const common::UncancelledScope uncancelled;
-    // With the zero at its end as long as a path can be for the kernel, then the slash.
-    char prefix[4096 + 1];
-    std::size_t length = strnlen(path, 4096 - 1);
+    const UncancelledScope uncancelled;
+    char prefix[kPathSize + 1];  // with a slash at its end
+    std::size_t length = strnlen(path, kPathSize - 1);
     std::memcpy(prefix, path, length);
     if (prefix[length - 1] != '/') {
         prefix[length++] = '/';

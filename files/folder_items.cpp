@@ -1,12 +1,12 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 #include "common.h"
+#include "files/arguments.h"
 #include "log/report.h"
 #include "mem_malloc.h"
 #include "platform/uncancelled_scope.h"
@@ -16,10 +16,10 @@ static_assert(offsetof(UTIL_FolderItems, items) == 0);
 static_assert(offsetof(UTIL_FolderItems, count) == sizeof(void*));
 static_assert(sizeof(UTIL_FolderItems) == 2 * sizeof(void*));
 
+namespace common::folder {
 namespace {
 
-constexpr common::Source kSource{"common", common::Module::Common};
-constexpr char kInvalidParameters[] = "One or more invalid parameters are detected!";
+constexpr Source kSource{"common", Module::Common};
 
 /// Who reports whatever goes wrong while a folder is listed.
 constexpr char kListing[] = "UTIL_GetFolderItems";
@@ -48,9 +48,9 @@ bool resize(UTIL_FolderItems& list, std::uint32_t slots) noexcept
             ? nullptr
             : MEM_Realloc(list.items, static_cast<std::uint32_t>(slots * sizeof(char*)));
     if (items == nullptr) {
-        common::report(kSource, COMMON_LogLevelError, {kListing, __LINE__},
-                       "Memory reallocation failed!");
-        // Callers rely on a count of 0 then, with which nobody could release the names.
+        COMMON_REPORT_AS(kListing, kSource, Error, "Memory reallocation failed!");
+        // Oddity: callers rely on a count of 0 then, with which nobody could release the names.
+        // Test: FolderRefused.NoMoreSlotsLoseTheNames.
         release(list);
         return false;
     }
@@ -68,8 +68,7 @@ public:
         const std::size_t size = std::strlen(name) + 1;
         auto* const copy = static_cast<char*>(MEM_Malloc(static_cast<std::uint32_t>(size)));
         if (copy == nullptr) {
-            common::report(kSource, COMMON_LogLevelError, {kListing, __LINE__},
-                           "Cannot be allocated memory!");
+            COMMON_REPORT_AS(kListing, kSource, Error, "Cannot be allocated memory!");
             return false;
         }
         if (list_.count == slots_ && !grow()) {
@@ -126,11 +125,10 @@ public:
             struct stat status;
             build_path(entry.d_name);
             if (stat(path_, &status) != 0) {
-                common::report(kSource, COMMON_LogLevelWarn, {kListing, __LINE__},
-                               "stat(%s) failed!", path_);
+                COMMON_REPORT_AS(kListing, kSource, Warn, "stat(%s) failed!", path_);
                 return Verdict::Failed;
             }
-            is_reachable_ = prefix_length_ + sizeof entry.d_name < PATH_MAX;
+            is_reachable_ = prefix_length_ + sizeof entry.d_name < kPathSize;
             is_folder = S_ISDIR(status.st_mode);
         }
         const std::int32_t kept = is_folder ? UTIL_FOLDER_ITEMS_FOLDERS : UTIL_FOLDER_ITEMS_FILES;
@@ -161,7 +159,7 @@ private:
     const std::int32_t filter_;
     bool is_reachable_ = false;
     std::size_t prefix_length_;
-    char path_[4096 + 1];
+    char path_[kPathSize + 1];
 };
 
 /// Reads a folder to its end, which a folder that cannot be read on has come to, too.
@@ -170,8 +168,7 @@ STATUS list_entries(const char* folder_path, const RegExp* regexp, std::int32_t 
 {
     DIR* const folder = opendir(folder_path);
     if (folder == nullptr) {
-        common::report(kSource, COMMON_LogLevelWarn, {kListing, __LINE__},
-                       "opendir(\"%s\") failed!", folder_path);
+        COMMON_REPORT_AS(kListing, kSource, Warn, "opendir(\"%s\") failed!", folder_path);
         return STATUS_FAILED;
     }
     TypeFilter types(folder_path, filter);
@@ -199,8 +196,7 @@ STATUS fill(const char* folder, const char* pattern, std::int32_t filter,
     if (pattern != nullptr) {
         regexp = RegExp_New(pattern, 1);
         if (regexp == nullptr) {
-            common::report(kSource, COMMON_LogLevelError, {kListing, __LINE__},
-                           "RegExp_New() failed!");
+            COMMON_REPORT_AS(kListing, kSource, Error, "RegExp_New() failed!");
             return STATUS_FAILED;
         }
     }
@@ -216,17 +212,20 @@ STATUS fill(const char* folder, const char* pattern, std::int32_t filter,
 }
 
 }  // namespace
+}  // namespace common::folder
+
+using namespace common;
+using namespace common::folder;
 
 extern "C" {
 
 STATUS UTIL_GetFolderItems(const char* folder, const char* regex, int32_t filter,
                            UTIL_FolderItems* items)
 {
-    if (folder == nullptr || items == nullptr) {
-        COMMON_REPORT(kSource, Error, kInvalidParameters);
+    if (are_invalid(kSource, folder == nullptr || items == nullptr)) {
         return STATUS_INVALID_PARAM;
     }
-    const common::UncancelledScope uncancelled;
+    const UncancelledScope uncancelled;
     items->count = 0;
     items->items = static_cast<char**>(MEM_Salloc(kSlots * sizeof(char*)));
     if (items->items == nullptr) {
@@ -242,8 +241,7 @@ STATUS UTIL_GetFolderItems(const char* folder, const char* regex, int32_t filter
 
 STATUS UTIL_GetFolderItemsCount(const UTIL_FolderItems* items, uint32_t* count)
 {
-    if (items == nullptr || count == nullptr) {
-        COMMON_REPORT(kSource, Error, kInvalidParameters);
+    if (are_invalid(kSource, items == nullptr || count == nullptr)) {
         return STATUS_INVALID_PARAM;
     }
     *count = items->count;
@@ -253,8 +251,7 @@ STATUS UTIL_GetFolderItemsCount(const UTIL_FolderItems* items, uint32_t* count)
 STATUS UTIL_GetFolderItemByIndex(const UTIL_FolderItems* items, uint32_t index, char* buffer,
                                  uint32_t size)
 {
-    if (items == nullptr || buffer == nullptr || size == 0) {
-        COMMON_REPORT(kSource, Error, kInvalidParameters);
+    if (are_invalid(kSource, items == nullptr || buffer == nullptr || size == 0)) {
         return STATUS_INVALID_PARAM;
     }
     if (items->items == nullptr || index >= items->count || items->items[index] == nullptr) {
@@ -269,14 +266,15 @@ STATUS UTIL_GetFolderItemByIndex(const UTIL_FolderItems* items, uint32_t index, 
                       static_cast<int>(required), static_cast<int>(size));
         return STATUS_FAILED;
     }
-    std::strncpy(buffer, name, size);  // callers get the rest of the buffer cleared
+    // Oddity: callers rely on the rest of the buffer being cleared.
+    // Test: FolderItems.NameIsCopiedAsStrncpyDoes.
+    std::strncpy(buffer, name, size);
     return STATUS_SUCCESS;
 }
 
 STATUS UTIL_ReleaseFolderItems(UTIL_FolderItems* items)
 {
-    if (items == nullptr) {
-        COMMON_REPORT(kSource, Error, kInvalidParameters);
+    if (are_invalid(kSource, items == nullptr)) {
         return STATUS_INVALID_PARAM;
     }
     if (items->items != nullptr && items->count != 0) {

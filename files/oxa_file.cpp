@@ -10,12 +10,32 @@
 #include <cstdio>
 #include <cstring>
 
+#include "files/arguments.h"
 #include "log/report.h"
 #include "platform/uncancelled_scope.h"
 
+namespace common::file {
 namespace {
 
-constexpr common::Source kSource{"oxa_file", common::Module::Common};
+constexpr Source kSource{"oxa_file", Module::Common};
+
+/// Whether an argument is missing, which is reported.
+bool is_missing(bool missing, const char* what, Here here = Here::now()) noexcept
+{
+    if (missing) {
+        report(kSource, COMMON_LogLevelCritical, here, "%s() failed, %s", here.function, what);
+    }
+    return missing;
+}
+
+/// Reports what errno tells of the failure of a function's work.
+// Oddity: with two blanks in it, as what reads the log looks for them.
+// Test: OxaFileFault.IsReportedOnce.
+void report_errno(Here here = Here::now()) noexcept
+{
+    report(kSource, COMMON_LogLevelCritical, here, "%s() failed, returned:  %s", here.function,
+           std::strerror(errno));
+}
 
 /// A size or position as callers get it: -1, with errno as the system sets it, when it is too
 /// large.
@@ -26,6 +46,17 @@ std::int32_t narrowed(std::int64_t bytes) noexcept
         return -1;
     }
     return static_cast<std::int32_t>(bytes);
+}
+
+/// The size that fstat(2) or stat(2) has told of; -1, which is reported, when there is none.
+std::int32_t size_of(int result, const struct stat& status, Here here = Here::now()) noexcept
+{
+    const std::int32_t size = result == 0 ? narrowed(status.st_size) : -1;
+    if (size >= 0) {
+        return size;
+    }
+    report(kSource, COMMON_LogLevelError, here, "Cannot get file attributes!");
+    return -1;
 }
 
 /// An element size or count as the C library takes it. A negative one would stand for nearly all of
@@ -55,21 +86,24 @@ void prefer_earlier(int error) noexcept
 /// Ends a stream that has been worked with. Cancelled meanwhile, it would stay half closed.
 void close_at_last(FILE* stream) noexcept
 {
-    const common::UncancelledScope uncancelled;
+    const UncancelledScope uncancelled;
     const int error = errno;
     FILE_Close(stream);
     prefer_earlier(error);
 }
 
 }  // namespace
+}  // namespace common::file
+
+using namespace common;
+using namespace common::file;
 
 extern "C" {
 
 FILE* FILE_Open(const char* path, const char* mode)
 {
     errno = 0;
-    if (path == nullptr || mode == nullptr) {
-        COMMON_REPORT(kSource, Critical, "FILE_Open() failed, Null Parameter");
+    if (is_missing(path == nullptr || mode == nullptr, "Null Parameter")) {
         return nullptr;
     }
     FILE* const stream = std::fopen(path, mode);
@@ -83,13 +117,11 @@ FILE* FILE_Open(const char* path, const char* mode)
 uint32_t FILE_Close(FILE* stream)
 {
     errno = 0;
-    if (stream == nullptr) {
-        COMMON_REPORT(kSource, Critical, "FILE_Close() failed, NULL fp");
+    if (is_missing(stream == nullptr, "NULL fp")) {
         return 0;
     }
     if (std::fclose(stream) != 0) {
-        COMMON_REPORT(kSource, Critical, "FILE_Close() failed, returned:  %s",
-                      std::strerror(errno));
+        report_errno();
         return 0;
     }
     return 1;
@@ -98,14 +130,13 @@ uint32_t FILE_Close(FILE* stream)
 int32_t FILE_Read(void* buffer, int32_t size, int32_t count, FILE* stream)
 {
     errno = 0;
-    if (buffer == nullptr || stream == nullptr) {
-        COMMON_REPORT(kSource, Critical, "FILE_Read() failed, NULL pointer");
+    if (is_missing(buffer == nullptr || stream == nullptr, "NULL pointer")) {
         return 0;
     }
     const std::size_t done =
         std::fread(buffer, at_least_nothing(size), at_least_nothing(count), stream);
     if (std::ferror(stream) != 0) {
-        COMMON_REPORT(kSource, Critical, "FILE_Read() failed, returned:  %s", std::strerror(errno));
+        report_errno();
     }
     return static_cast<std::int32_t>(done);
 }
@@ -113,15 +144,13 @@ int32_t FILE_Read(void* buffer, int32_t size, int32_t count, FILE* stream)
 int32_t FILE_Write(const void* buffer, int32_t size, int32_t count, FILE* stream)
 {
     errno = 0;
-    if (buffer == nullptr || stream == nullptr) {
-        COMMON_REPORT(kSource, Critical, "FILE_Write() failed, NULL pointer");
+    if (is_missing(buffer == nullptr || stream == nullptr, "NULL pointer")) {
         return 0;
     }
     const std::size_t done =
         std::fwrite(buffer, at_least_nothing(size), at_least_nothing(count), stream);
     if (std::ferror(stream) != 0) {
-        COMMON_REPORT(kSource, Critical, "FILE_Write() failed, returned:  %s",
-                      std::strerror(errno));
+        report_errno();
     }
     return static_cast<std::int32_t>(done);
 }
@@ -129,12 +158,11 @@ int32_t FILE_Write(const void* buffer, int32_t size, int32_t count, FILE* stream
 uint32_t FILE_Seek(FILE* stream, int32_t offset, int32_t origin)
 {
     errno = 0;
-    if (stream == nullptr) {
-        COMMON_REPORT(kSource, Critical, "FILE_Seek() failed, NULL file pointer");
+    if (is_missing(stream == nullptr, "NULL file pointer")) {
         return 0;
     }
     if (std::fseek(stream, offset, origin) != 0) {
-        COMMON_REPORT(kSource, Critical, "FILE_Seek() failed, returned:  %s", std::strerror(errno));
+        report_errno();
         return 0;
     }
     return 1;
@@ -143,14 +171,12 @@ uint32_t FILE_Seek(FILE* stream, int32_t offset, int32_t origin)
 int32_t FILE_GetChar(FILE* stream)
 {
     errno = 0;
-    if (stream == nullptr) {
-        COMMON_REPORT(kSource, Critical, "FILE_GetChar() failed, NULL file pointer");
+    if (is_missing(stream == nullptr, "NULL file pointer")) {
         return -1;
     }
     const int character = std::fgetc(stream);
     if (character == EOF && std::feof(stream) == 0) {
-        COMMON_REPORT(kSource, Critical, "FILE_GetChar() failed, returned:  %s",
-                      std::strerror(errno));
+        report_errno();
     }
     return character;
 }
@@ -158,14 +184,14 @@ int32_t FILE_GetChar(FILE* stream)
 uint32_t FILE_PutChar(int32_t character, FILE* stream)
 {
     errno = 0;
-    if (stream == nullptr) {
-        COMMON_REPORT(kSource, Critical, "FILE_PutChar() failed, NULL file pointer");
+    if (is_missing(stream == nullptr, "NULL file pointer")) {
         return 0;
     }
-    // Compared with the number as given: callers learn that way that it was no character.
+    // Oddity: compared with the number as given, so that callers learn that it was no character,
+    // although one is written.
+    // Test: OxaFile.CharacterThatIsNoneIsWrittenAndReported.
     if (std::fputc(character, stream) != character) {
-        COMMON_REPORT(kSource, Critical, "FILE_PutChar() failed, returned:  %s",
-                      std::strerror(errno));
+        report_errno();
         return 0;
     }
     return 1;
@@ -174,10 +200,10 @@ uint32_t FILE_PutChar(int32_t character, FILE* stream)
 uint32_t FILE_Flush(FILE* stream)
 {
     errno = 0;
-    // Null is allowed: callers flush all streams that way.
+    // Oddity: null is allowed, as callers flush all streams that way.
+    // Test: OxaFile.FlushOfNullFlushesEveryStream.
     if (std::fflush(stream) != 0) {
-        COMMON_REPORT(kSource, Critical, "FILE_Flush() failed, returned:  %s",
-                      std::strerror(errno));
+        report_errno();
         return 0;
     }
     return 1;
@@ -192,7 +218,7 @@ int32_t FILE_Tell(FILE* stream)
     }
     const std::int32_t position = narrowed(std::ftell(stream));
     if (position < 0) {
-        COMMON_REPORT(kSource, Critical, "FILE_Tell() failed, returned:  %s", std::strerror(errno));
+        report_errno();
         return -1;
     }
     return position;
@@ -201,38 +227,28 @@ int32_t FILE_Tell(FILE* stream)
 int32_t FILE_GetFileSize(FILE* stream)
 {
     errno = 0;
-    if (stream == nullptr) {
-        COMMON_REPORT(kSource, Error, "One or more invalid parameters are detected!");
+    if (are_invalid(kSource, stream == nullptr)) {
         return -1;
     }
     const int descriptor = fileno(stream);
     if (descriptor == -1) {
+        // Oddity: "descriptior", as what reads the log looks for that.
+        // Test: OxaFileFault.IsReportedOnce.
         COMMON_REPORT(kSource, Error, "Conversion stream -> file descriptior failed!");
         return -1;
     }
     struct stat status;
-    const std::int32_t size = fstat(descriptor, &status) == 0 ? narrowed(status.st_size) : -1;
-    if (size < 0) {
-        COMMON_REPORT(kSource, Error, "Cannot get file attributes!");
-        return -1;
-    }
-    return size;
+    return size_of(fstat(descriptor, &status), status);
 }
 
 int32_t FILE_GetFileSizeByName(const char* path)
 {
     errno = 0;
-    if (path == nullptr) {
-        COMMON_REPORT(kSource, Error, "One or more invalid parameters are detected!");
+    if (are_invalid(kSource, path == nullptr)) {
         return -1;
     }
     struct stat status;
-    const std::int32_t size = stat(path, &status) == 0 ? narrowed(status.st_size) : -1;
-    if (size < 0) {
-        COMMON_REPORT(kSource, Error, "Cannot get file attributes!");
-        return -1;
-    }
-    return size;
+    return size_of(stat(path, &status), status);
 }
 
 int32_t FILE_OpenAndRead(void* buffer, int32_t size, int32_t count, const char* path)
@@ -257,6 +273,9 @@ int32_t FILE_OpenAndWrite(const void* buffer, int32_t size, int32_t count, const
     }
     std::int32_t done = 0;
     pthread_cleanup_push(abandon, stream);
+    // Oddity: callers compare the count with what they gave, whatever becomes of it when it is
+    // flushed.
+    // Test: OxaFileWhole.FlushAndCloseDoNotChangeTheResult.
     done = FILE_Write(buffer, size, count, stream);
     const int error = errno;
     FILE_Flush(stream);

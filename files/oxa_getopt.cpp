@@ -6,7 +6,10 @@
 #include <cstring>
 #include <err.h>
 #include <numeric>
+#include <optional>
+#include <string_view>
 
+namespace common::getopt {
 namespace {
 
 // Codes that are no option's.
@@ -38,17 +41,30 @@ struct Call {
     int argc;
     char* const* argv;
     const char* letters;  // the option string without its "+" or "-"
-    const option* longopts;
-    int* longindex;
-    bool long_only;
-    bool permutes;
-    bool gives_all;  // non-options as well
+    const option* longopts = nullptr;
+    int* longindex = nullptr;
+    bool long_only = false;
+    bool permutes = false;
+    bool gives_all = false;  // non-options as well
 
     bool tells() const noexcept { return opterr != 0 && *letters != ':'; }
     int bad_argument() const noexcept { return *letters == ':' ? kBadArgument : kUnknown; }
 };
 
-/// A short option as a code: with its sign, as callers compare it with characters.
+constexpr char kUnknownOption[] = "unknown option";
+constexpr char kNeedsArgument[] = "option requires an argument";
+
+/// Tells the user what is wrong with an option, if the caller wants that.
+void complain(const Call& call, const char* what, std::string_view name) noexcept
+{
+    if (call.tells()) {
+        warnx("%s -- %.*s", what, static_cast<int>(name.size()), name.data());
+    }
+}
+
+/// A short option as a code.
+// Oddity: with its sign, as callers compare it with characters.
+// Test: GetoptMisuse.CharactersOutsideOfAsciiAreOptions.
 constexpr int code_of(char letter) noexcept
 {
     return letter;
@@ -112,13 +128,12 @@ void pass_over(const Call& call) noexcept
 }
 
 /// Looks for the next word with an option and puts `place` behind its "-".
-/// @return whether there is one; if not, `code` is what the call gives.
-bool find_word(const Call& call, int& code) noexcept
+/// @return what the call gives if there is none.
+std::optional<int> result_without_option(const Call& call) noexcept
 {
     for (;;) {
         if (optind >= call.argc) {
-            code = finish(call);
-            return false;
+            return finish(call);
         }
         char* const word = call.argv[optind];
         if (word[0] == '-' && word[1] != '\0') {
@@ -127,12 +142,10 @@ bool find_word(const Call& call, int& code) noexcept
         if (call.gives_all) {
             optarg = word;
             ++optind;
-            code = kNonOption;
-            return false;
+            return kNonOption;
         }
         if (!call.permutes) {
-            code = kEnd;
-            return false;
+            return kEnd;
         }
         pass_over(call);
     }
@@ -142,15 +155,15 @@ bool find_word(const Call& call, int& code) noexcept
     const char* const word = call.argv[optind];
     if (word[1] == '-' && word[2] == '\0') {
         ++optind;
-        code = finish(call);
-        return false;
+        return finish(call);
     }
     place = word + 1;
-    return true;
+    return std::nullopt;
 }
 
-/// What a name may be found to be, if not the index of a long option.
-enum Match : int { kNone = -1, kAmbiguous = -2 };
+// What a name may be found to be, if not the index of a long option.
+constexpr int kNone = -1;
+constexpr int kAmbiguous = -2;
 
 /// Tells whether a long option begins with a name.
 bool begins_with(const char* option_name, const char* name, std::size_t length) noexcept
@@ -164,8 +177,9 @@ bool begins_with(const char* option_name, const char* name, std::size_t length) 
 }
 
 /// Finds a long option by its name, or by what only one begins with.
-int find_long_option(const option* longopts, const char* name, std::size_t length,
-                     bool may_be_short) noexcept
+/// @return its index, kNone or kAmbiguous.
+int long_option_index(const option* longopts, const char* name, std::size_t length,
+                      bool may_be_short) noexcept
 {
     int match = kNone;
     for (int index = 0; longopts[index].name != nullptr; ++index) {
@@ -183,8 +197,8 @@ int find_long_option(const option* longopts, const char* name, std::size_t lengt
     return match;
 }
 
-/// Complains about an argument, missing or not wanted, of a long option.
-int refuse_argument(const Call& call, const option& found) noexcept
+/// What the call gives for an argument, missing or not wanted, of a long option.
+int refused_argument(const Call& call, const option& found) noexcept
 {
     optopt = found.flag == nullptr ? found.val : 0;
     return call.bad_argument();
@@ -192,94 +206,80 @@ int refuse_argument(const Call& call, const option& found) noexcept
 
 /// Takes `word`, without its dashes, as a long option. It is the rest of argv[optind], or all of
 /// it.
-/// @return false when it matches none and may be a word of short options; if not, `code` is what
-/// the call gives.
-bool parse_long_options(const Call& call, const char* word, bool may_be_short, int& code) noexcept
+/// @return what the call gives; nothing when the word matches none and may be one of short options.
+std::optional<int> long_option(const Call& call, const char* word, bool may_be_short) noexcept
 {
     const char* const name_end = strchrnul(word, '=');
     const auto length = static_cast<std::size_t>(name_end - word);
-    const int match = find_long_option(call.longopts, word, length, may_be_short);
+    const int match = long_option_index(call.longopts, word, length, may_be_short);
     if (match == kNone && may_be_short) {
-        return false;
+        return std::nullopt;
     }
     place = "";
     ++optind;
     if (match < 0) {
-        if (call.tells() && match == kAmbiguous) {
-            warnx("ambiguous option -- %.*s", static_cast<int>(length), word);
-        } else if (call.tells()) {
-            warnx("unknown option -- %s", word);
+        if (match == kAmbiguous) {
+            complain(call, "ambiguous option", {word, length});
+        } else {
+            complain(call, kUnknownOption, word);
         }
         optopt = 0;
-        code = kUnknown;
-        return true;
+        return kUnknown;
     }
     const option& found = call.longopts[match];
     if (*name_end == '=') {
         if (found.has_arg == no_argument) {
-            if (call.tells()) {
-                warnx("option does not take an argument -- %.*s", static_cast<int>(length), word);
-            }
-            code = refuse_argument(call, found);
-            return true;
+            complain(call, "option does not take an argument", {word, length});
+            return refused_argument(call, found);
         }
         optarg = const_cast<char*>(name_end + 1);
     } else if (found.has_arg == required_argument) {
         if (optind >= call.argc) {
-            if (call.tells()) {
-                warnx("option requires an argument -- %s", word);
-            }
-            code = refuse_argument(call, found);
-            return true;
+            complain(call, kNeedsArgument, word);
+            return refused_argument(call, found);
         }
         optarg = call.argv[optind++];
     }
     if (call.longindex != nullptr) {
         *call.longindex = match;
     }
-    if (found.flag != nullptr) {
-        *found.flag = found.val;
-        code = 0;
-    } else {
-        code = found.val;
+    if (found.flag == nullptr) {
+        return found.val;
     }
-    return true;
+    *found.flag = found.val;
+    return 0;
 }
 
-/// Complains about a missing argument of a short option, with which its word ends.
-int refuse_missing_argument(const Call& call, char letter) noexcept
+/// What the call gives for a missing argument of a short option, with which its word ends.
+int refused_without_argument(const Call& call, char letter) noexcept
 {
-    if (call.tells()) {
-        warnx("option requires an argument -- %c", letter);
-    }
+    complain(call, kNeedsArgument, {&letter, 1});
     optopt = code_of(letter);
     return call.bad_argument();
 }
 
 /// Takes "-W name" as "--name". `place` is behind the W.
-int parse_long_option_of_w(const Call& call) noexcept
+int long_option_of_w(const Call& call) noexcept
 {
     const char* name = place;
     place = "";
     if (*name == '\0') {
         if (++optind >= call.argc) {
-            return refuse_missing_argument(call, 'W');
+            return refused_without_argument(call, 'W');
         }
         name = call.argv[optind];
     }
-    int code = kUnknown;
-    parse_long_options(call, name, false, code);
-    return code;
+    return long_option(call, name, false).value_or(kUnknown);
 }
 
 /// Takes the next character of `place` as a short option.
-int parse_short_option(const Call& call) noexcept
+int short_option(const Call& call) noexcept
 {
     const char letter = *place++;
     const char* const found = find_letter(call, letter);
     const bool takes_argument = found != nullptr && found[1] == ':';
     if (found != nullptr && letter == 'W' && found[1] == ';' && call.longopts != nullptr) {
-        return parse_long_option_of_w(call);
+        return long_option_of_w(call);
     }
     const char* const rest = place;
     if (*rest == '\0' || takes_argument) {
@@ -287,9 +287,7 @@ int parse_short_option(const Call& call) noexcept
         place = "";  // and not the end of a word that may not outlive this call
     }
     if (found == nullptr) {
-        if (call.tells()) {
-            warnx("unknown option -- %c", letter);
-        }
+        complain(call, kUnknownOption, {&letter, 1});
         optopt = code_of(letter);
         return kUnknown;
     }
@@ -298,7 +296,7 @@ int parse_short_option(const Call& call) noexcept
             optarg = const_cast<char*>(rest);
         } else if (found[2] != ':') {
             if (optind >= call.argc) {
-                return refuse_missing_argument(call, letter);
+                return refused_without_argument(call, letter);
             }
             optarg = call.argv[optind++];
         }
@@ -344,19 +342,19 @@ int next_option(Call& call) noexcept
     }
     forget_what_is_left(call);
     if (*place == '\0') {
-        int code = kEnd;
-        if (!find_word(call, code)) {
-            return code;
+        if (const std::optional<int> code = result_without_option(call)) {
+            return *code;
         }
         const bool two_dashes = *place == '-';
         if (call.longopts != nullptr && (two_dashes || call.long_only)) {
             const bool may_be_short = !two_dashes && find_letter(call, *place) != nullptr;
-            if (parse_long_options(call, two_dashes ? place + 1 : place, may_be_short, code)) {
-                return code;
+            const char* const word = two_dashes ? place + 1 : place;
+            if (const std::optional<int> code = long_option(call, word, may_be_short)) {
+                return *code;
             }
         }
     }
-    return parse_short_option(call);
+    return short_option(call);
 }
 
 int parse(Call call) noexcept
@@ -372,24 +370,36 @@ int parse(Call call) noexcept
 }
 
 }  // namespace
+}  // namespace common::getopt
 
 extern "C" {
 
 int OXA_getopt(int argc, char* const* argv, const char* optstring)
 {
-    return parse({argc, argv, optstring, nullptr, nullptr, false, false, false});
+    return common::getopt::parse({.argc = argc, .argv = argv, .letters = optstring});
 }
 
 int OXA_getopt_long(int argc, char* const* argv, const char* optstring, const option* longopts,
                     int* longindex)
 {
-    return parse({argc, argv, optstring, longopts, longindex, false, true, false});
+    return common::getopt::parse({.argc = argc,
+                                  .argv = argv,
+                                  .letters = optstring,
+                                  .longopts = longopts,
+                                  .longindex = longindex,
+                                  .permutes = true});
 }
 
 int OXA_getopt_long_only(int argc, char* const* argv, const char* optstring, const option* longopts,
                          int* longindex)
 {
-    return parse({argc, argv, optstring, longopts, longindex, true, true, false});
+    return common::getopt::parse({.argc = argc,
+                                  .argv = argv,
+                                  .letters = optstring,
+                                  .longopts = longopts,
+                                  .longindex = longindex,
+                                  .long_only = true,
+                                  .permutes = true});
 }
 
 }  // extern "C"

@@ -12,6 +12,7 @@
 
 #include "platform/errno_keeper.h"
 
+namespace common::shims {
 namespace {
 
 static_assert(std::endian::native == std::endian::little);
@@ -21,7 +22,9 @@ constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
 /// The arguments of a program, and the null pointer behind them.
 constexpr std::size_t kArgumentSlots = 32;
 
-/// The wait option that callers know: WEXITED, which waitpid() takes on some systems.
+/// WEXITED.
+// Oddity: the wait option that callers know, which waitpid() takes on some systems only.
+// Test: OxaSpawnCalls.WaitsWithTheOptionAndWhereThatIsRefusedWithout.
 constexpr int kWaitForExit = 4;
 
 /// Waits for a child's end and takes its status. Nobody asks how that went.
@@ -38,6 +41,9 @@ void wait_for_end(pid_t child) noexcept
 }
 
 }  // namespace
+}  // namespace common::shims
+
+using namespace common::shims;
 
 extern "C" {
 
@@ -117,7 +123,8 @@ int OXA_posix_spawnp(int mode, const char* file, const char* arg0, ...)
     if (posix_spawnp(&child, file, nullptr, nullptr, argv.data(), nullptr) != 0 || child == 0) {
         return -1;
     }
-    // Callers of other modes go by the -1, although the program runs.
+    // Oddity: -1 although the program runs, as callers of other modes go by it.
+    // Test: OxaSpawn.AnyOtherModeStartsTheProgramAndFails.
     if (mode != 0) {
         return -1;
     }
@@ -125,6 +132,8 @@ int OXA_posix_spawnp(int mode, const char* file, const char* arg0, ...)
     return 0;
 }
 
+// Oddity: the order that callers know is the reverse of symlink(2)'s.
+// Test: OxaLinks.SymlinksArgumentsAreReversed.
 int OXA_symlink(const char* link_path, const char* target)
 {
     return symlink(target, link_path);
@@ -134,6 +143,9 @@ int OXA_unlink(const char* path)
 {
     return unlink(path);
 }
+
+// Oddity: what this system does not have gives what callers go on with.
+// Test: OxaStandIns.DoNothing.
 
 int OXA_procmgr_daemon(...)
 {

@@ -12,6 +12,7 @@
 #include "platform/uncancelled_scope.h"
 #include "thread/process_name.h"
 
+namespace common::process {
 namespace {
 
 constexpr char kProcessFolder[] = "/proc";
@@ -40,6 +41,9 @@ constexpr bool names_one_process(std::uint32_t pid) noexcept
 }
 
 }  // namespace
+}  // namespace common::process
+
+using namespace common::process;
 
 extern "C" {
 
@@ -78,6 +82,8 @@ uint32_t UTIL_FindPid(uint32_t pid)
     return file.open(path) ? 1 : 0;
 }
 
+// Oddity: only 1 forces, as callers pass flags of other kinds.
+// Test: ProcessTermination.ForceFlagChoosesTheSignal.
 uint32_t UTIL_TerminatePid(uint32_t pid, uint32_t timeout_ms, uint32_t force)
 {
     if (!names_one_process(pid) ||

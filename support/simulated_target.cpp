@@ -24,7 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kPrograms = "/oxa/bin";
-constexpr const char* kMountPoints[] = {"/config-mfg", "/config", "/log"};
 
 [[noreturn]] void fail(const std::string& what)
 {
@@ -86,8 +85,8 @@ void furnish(const TargetSetup& setup)
     for (const char* folder : {kPrograms, target::kFolder, target::kDeviceFolder}) {
         fs::create_directories(folder);
     }
-    for (const char* folder : kMountPoints) {
-        if (!is_private(folder)) {
+    for (const auto& [folder, variable, kilobytes] : kTargetPartitions) {
+        if (std::strcmp(folder, "/") != 0 && !is_private(folder)) {
             throw std::runtime_error(std::string(folder) + " is the machine's own");
         }
         fs::create_directories(folder);
@@ -193,15 +192,15 @@ int in_child(const std::function<int()>& body)
 
 std::map<std::string, std::string> usual_target_environment()
 {
-    return {{"FLASH_START_DRIVER_NAME", "nor-driver"},
-            {"FLASH_START_DRIVER_OPTIONS", "-s0x40000000,12M"},
-            {"FLASH_START_BOOT_SIZE", "256"},
-            {"FLASH_START_ROOT_SIZE", "8192"},
-            {"FLASH_START_CONFIG_MFG_SIZE", "512"},
-            {"FLASH_START_CONFIG_SIZE", "1024"},
-            {"FLASH_START_LOG_SIZE", "2048"},
-            {"NAND_DRIVER_NAME", "nand-driver"},
-            {"NAND_DRIVER_OPTIONS", "-c 4"}};
+    std::map<std::string, std::string> variables{{"FLASH_START_DRIVER_NAME", "nor-driver"},
+                                                 {"FLASH_START_DRIVER_OPTIONS", "-s0x40000000,12M"},
+                                                 {"FLASH_START_BOOT_SIZE", "256"},
+                                                 {"NAND_DRIVER_NAME", "nand-driver"},
+                                                 {"NAND_DRIVER_OPTIONS", "-c 4"}};
+    for (const auto& [folder, variable, kilobytes] : kTargetPartitions) {
+        variables[variable] = kilobytes;
+    }
+    return variables;
 }
 
 int run_on_target(const TargetSetup& setup, const std::function<int()>& body)

@@ -38,8 +38,21 @@ struct TargetSetup {
     bool running = true;
 };
 
-/// The variables of a target's flash devices: a driver "nor-driver" with partitions of 256 (boot),
-/// 8192, 512, 1024 and 2048 kilobytes, and a driver "nand-driver".
+struct TargetPartition {
+    const char* mount_point;
+    const char* size_variable;  ///< of the environment
+    const char* kilobytes;
+};
+
+/// The partitions of a target's NOR device, in the order of their indexes.
+inline constexpr TargetPartition kTargetPartitions[] = {
+    {"/", "FLASH_START_ROOT_SIZE", "8192"},
+    {"/config-mfg", "FLASH_START_CONFIG_MFG_SIZE", "512"},
+    {"/config", "FLASH_START_CONFIG_SIZE", "1024"},
+    {"/log", "FLASH_START_LOG_SIZE", "2048"}};
+
+/// The variables of a target's flash devices: a driver "nor-driver" with a boot area of 256
+/// kilobytes and kTargetPartitions behind it, and a driver "nand-driver".
 std::map<std::string, std::string> usual_target_environment();
 
 /// Runs a function on a target, in a process of its own. The calling process has one thread and is

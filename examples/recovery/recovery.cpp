@@ -1,10 +1,10 @@
 #include "recovery.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include "common_log.h"
 #include "common_log_settings.h"
@@ -38,10 +38,11 @@ struct Partition {
     bool repairable;
 };
 
-constexpr std::array<Partition, 4> kPartitions{{{"/", kQuick, false},
-                                                {"/config-mfg", kDeep, true},
-                                                {"/config", kDeep, true},
-                                                {"/log", kDeep, true}}};
+constexpr Partition kPartitions[] = {{"/", kQuick, false},
+                                     {"/config-mfg", kDeep, true},
+                                     {"/config", kDeep, true},
+                                     {"/log", kDeep, true}};
+static_assert(std::size(kPartitions) == kPartitionCount);
 
 enum class Verdict { Sound, Corrupt, Repaired, Failed, Unknown };
 
@@ -138,7 +139,7 @@ int recover(bool only_check)
 {
     bool sound = true;
     std::printf("%-12s %-12s %s\n", "partition", "found", "left");
-    for (std::uint32_t index = 0; index < kPartitions.size(); ++index) {
+    for (std::uint32_t index = 0; index < kPartitionCount; ++index) {
         const Verdict found = check(index);
         Verdict left = found;
         if (found == Verdict::Corrupt && kPartitions[index].repairable && !only_check) {

@@ -11,6 +11,7 @@
 
 #include <gmock/gmock.h>
 
+#include "../../files/flash_partitions.h"
 #include "fault.h"
 #include "fresh_process.h"
 #include "log_expect.h"
@@ -28,6 +29,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Matcher;
 using testing::MatchesRegex;
+
+static_assert(recovery::kPartitionCount == common::flash::kPartitionCount);
 
 constexpr int kNotRun = 99;
 

@@ -1,19 +1,19 @@
 // Threads that are cancelled in the middle of a function that must not be left half way.
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <ostream>
-#include <pthread.h>
 #include <string>
 
 #include <gmock/gmock.h>
 
+#include "cancelled.h"
 #include "common.h"
 #include "fault.h"
 #include "flash_safety.h"
 #include "folder_lists.h"
 #include "fresh_process.h"
 #include "oxa_file.h"
+#include "simulated_target.h"
 
 using namespace harness;
 using fault::Call;
@@ -32,48 +32,21 @@ void PrintTo(const Case& its, std::ostream* stream)
     *stream << its.function << " in " << fault::name(its.call);
 }
 
-/// Runs a case, which must come to its end, and then is cancelled there.
-void* run_cancelled(void* argument)
-{
-    const auto& [its, has_returned] = *static_cast<const std::pair<const Case&, bool&>*>(argument);
-    // Any function that may be a cancellation point is made one.
-    fault::on_call(its.call, 1, [] {
-        pthread_cancel(pthread_self());
-        pthread_testcancel();
-    });
-    its.run();
-    has_returned = true;
-    pthread_testcancel();
-    return nullptr;
-}
-
 class Cancellation : public testing::TestWithParam<Case> {};
 
 TEST_P(Cancellation, WaitsForTheEnd)
 {
     // Writing a record is a point where a thread may be cancelled.
-    FreshSetup setup{.env = {{"COMMON_LOG_LEVEL", "Critical"},
-                             {"FLASH_START_DRIVER_NAME", "none"},
-                             {"FLASH_START_DRIVER_OPTIONS", ""},
-                             {"FLASH_START_BOOT_SIZE", "1"},
-                             {"FLASH_START_ROOT_SIZE", "1"},
-                             {"FLASH_START_CONFIG_MFG_SIZE", "1"},
-                             {"FLASH_START_CONFIG_SIZE", "1"},
-                             {"FLASH_START_LOG_SIZE", "1"}}};
+    FreshSetup setup{.env = usual_target_environment()};
+    setup.env["COMMON_LOG_LEVEL"] = "Critical";
+    setup.env["FLASH_START_DRIVER_NAME"] = "none";  // which no test runs
     setup.prepare = [] {
         make_file("/tmp/d/file.log", "content");
         make_file("/dev/fs0");
         make_file("/dev/shmem/bterrors.log", "1");
     };
-    const Outcome outcome = well(setup, [] {
-        bool has_returned = false;
-        std::pair<const Case&, bool&> state{GetParam(), has_returned};
-        pthread_t thread;
-        ASSERT_EQ(pthread_create(&thread, nullptr, run_cancelled, &state), 0);
-        void* result = nullptr;
-        EXPECT_EQ(pthread_join(thread, &result), 0);
-        EXPECT_TRUE(has_returned);
-        EXPECT_EQ(result, PTHREAD_CANCELED) << "and can be cancelled again";
+    well(setup, [] {
+        expect_uncancelled(GetParam().call, GetParam().run);
         EXPECT_GE(fault::calls(GetParam().call), 1);
     });
 }

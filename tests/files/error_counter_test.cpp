@@ -30,7 +30,12 @@ namespace fs = std::filesystem;
 
 constexpr char kFile[] = "/dev/shmem/bterrors.log";
 
-const FreshSetup kWithFolder{.prepare = [] { fs::create_directory("/dev/shmem"); }};
+void make_folder()
+{
+    fs::create_directory("/dev/shmem");
+}
+
+const FreshSetup kWithFolder{.prepare = make_folder};
 
 std::string byte(int value)
 {
@@ -60,96 +65,82 @@ std::string printed_by(const std::function<void()>& body)
     return printed_by(kWithFolder, body);
 }
 
-TEST(ErrorCounter, NoFileIsACountOfNone)
+FRESH_TEST(ErrorCounter, NoFileIsACountOfNone)
 {
-    EXPECT_EQ(printed_by([] {
-                  EXPECT_EQ(bterrors_ReadErrorCount(), 0);
-                  EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
-                  EXPECT_EQ(held(), "(no file)") << "reading makes none";
-              }),
-              "");
+    make_folder();
+    EXPECT_EQ(bterrors_ReadErrorCount(), 0);
+    EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+    EXPECT_EQ(held(), "(no file)") << "reading makes none";
 }
 
-TEST(ErrorCounter, FirstErrorMakesTheFile)
+FRESH_TEST(ErrorCounter, FirstErrorMakesTheFile)
 {
-    EXPECT_EQ(printed_by([] {
-                  EXPECT_EQ(BTE_LogError(), 1);
-                  EXPECT_EQ(held(), byte(1));
-                  EXPECT_EQ(bterrors_ReadErrorCount(), 1);
-              }),
-              "");
+    make_folder();
+    EXPECT_EQ(BTE_LogError(), 1);
+    EXPECT_EQ(held(), byte(1));
+    EXPECT_EQ(bterrors_ReadErrorCount(), 1);
 }
 
-TEST(ErrorCounter, FiftyErrorsReachTheLimit)
+FRESH_TEST(ErrorCounter, FiftyErrorsReachTheLimit)
 {
-    EXPECT_EQ(printed_by([] {
-                  for (int count = 1; count <= 50; ++count) {
-                      EXPECT_EQ(BTE_IsErrorLimitReached(), 0U) << count;
-                      EXPECT_EQ(BTE_LogError(), count);
-                      EXPECT_EQ(held(), byte(count));
-                  }
-                  EXPECT_EQ(BTE_IsErrorLimitReached(), 1U);
-                  fault::reset();
-                  EXPECT_EQ(BTE_LogError(), 50);
-                  EXPECT_EQ(BTE_LogError(), 50);
-                  EXPECT_EQ(held(), byte(50));
-                  EXPECT_EQ(fault::calls(Call::fopen), 2) << "to be read, not to be written";
-                  EXPECT_EQ(fault::calls(Call::fwrite), 0);
-              }),
-              "");
+    make_folder();
+    for (int count = 1; count <= 50; ++count) {
+        EXPECT_EQ(BTE_IsErrorLimitReached(), 0U) << count;
+        EXPECT_EQ(BTE_LogError(), count);
+        EXPECT_EQ(held(), byte(count));
+    }
+    EXPECT_EQ(BTE_IsErrorLimitReached(), 1U);
+    fault::reset();
+    EXPECT_EQ(BTE_LogError(), 50);
+    EXPECT_EQ(BTE_LogError(), 50);
+    EXPECT_EQ(held(), byte(50));
+    EXPECT_EQ(fault::calls(Call::fopen), 2) << "to be read, not to be written";
+    EXPECT_EQ(fault::calls(Call::fwrite), 0);
 }
 
-TEST(ErrorCounter, CountOutlivesTheProcess)
+FRESH_TEST(ErrorCounter, CountOutlivesTheProcess)
 {
-    EXPECT_EQ(printed_by([] {
-                  hold(byte(48));
-                  EXPECT_EQ(bterrors_ReadErrorCount(), 48);
-                  EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
-                  EXPECT_EQ(BTE_LogError(), 49);
-                  EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
-                  EXPECT_EQ(BTE_LogError(), 50);
-                  EXPECT_EQ(held(), byte(50));
-                  EXPECT_EQ(BTE_IsErrorLimitReached(), 1U);
-              }),
-              "");
+    make_folder();
+    hold(byte(48));
+    EXPECT_EQ(bterrors_ReadErrorCount(), 48);
+    EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+    EXPECT_EQ(BTE_LogError(), 49);
+    EXPECT_EQ(BTE_IsErrorLimitReached(), 0U);
+    EXPECT_EQ(BTE_LogError(), 50);
+    EXPECT_EQ(held(), byte(50));
+    EXPECT_EQ(BTE_IsErrorLimitReached(), 1U);
 }
 
 // Somebody else wrote it; it is a limit for good.
-TEST(ErrorCounter, CountAboveTheLimitIsNeverRewritten)
+FRESH_TEST(ErrorCounter, CountAboveTheLimitIsNeverRewritten)
 {
-    EXPECT_EQ(printed_by([] {
-                  for (const int count : {50, 51, 127, 128, 200, 255}) {
-                      hold(byte(count));
-                      EXPECT_EQ(bterrors_ReadErrorCount(), count);
-                      EXPECT_EQ(BTE_IsErrorLimitReached(), 1U) << count;
-                      EXPECT_EQ(BTE_LogError(), count);
-                      EXPECT_EQ(held(), byte(count));
-                  }
-              }),
-              "");
+    make_folder();
+    for (const int count : {50, 51, 127, 128, 200, 255}) {
+        hold(byte(count));
+        EXPECT_EQ(bterrors_ReadErrorCount(), count);
+        EXPECT_EQ(BTE_IsErrorLimitReached(), 1U) << count;
+        EXPECT_EQ(BTE_LogError(), count);
+        EXPECT_EQ(held(), byte(count));
+    }
 }
 
-TEST(ErrorCounter, CountIsABinaryNumber)
+FRESH_TEST(ErrorCounter, CountIsABinaryNumber)
 {
-    EXPECT_EQ(printed_by([] {
-                  hold("7");
-                  EXPECT_EQ(bterrors_ReadErrorCount(), 55);
-                  hold(byte(0));
-                  EXPECT_EQ(bterrors_ReadErrorCount(), 0);
-                  EXPECT_EQ(BTE_LogError(), 1);
-              }),
-              "");
+    make_folder();
+    hold("7");
+    EXPECT_EQ(bterrors_ReadErrorCount(), 55);
+    hold(byte(0));
+    EXPECT_EQ(bterrors_ReadErrorCount(), 0);
+    EXPECT_EQ(BTE_LogError(), 1);
 }
 
-TEST(ErrorCounter, OnlyTheFirstByteCountsAndOnlyOneIsWritten)
+FRESH_TEST(ErrorCounter, OnlyTheFirstByteCountsAndOnlyOneIsWritten)
 {
-    EXPECT_EQ(printed_by([] {
-                  hold(byte(5) + byte(60) + "more");
-                  EXPECT_EQ(bterrors_ReadErrorCount(), 5);
-                  EXPECT_EQ(BTE_LogError(), 6);
-                  EXPECT_EQ(held(), byte(6));
-              }),
-              "");
+    make_folder();
+    hold(byte(5) + byte(60) + "more");
+    EXPECT_EQ(bterrors_ReadErrorCount(), 5);
+    EXPECT_EQ(BTE_LogError(), 6);
+    EXPECT_EQ(held(), byte(6));
 }
 
 // The call that finds the file empty removes it and counts nothing; the next one starts again.
@@ -247,18 +238,16 @@ TEST(ErrorCounter, FirstFileThatCannotBeMadeLeavesNone)
 }
 
 // Of a process that was killed, say.
-TEST(ErrorCounter, WhatAnotherWriterLeftIsNoObstacle)
+FRESH_TEST(ErrorCounter, WhatAnotherWriterLeftIsNoObstacle)
 {
-    EXPECT_EQ(printed_by([] {
-                  std::string left;
-                  fault::on_call(Call::fwrite, 1, [&] { left = names().at(0); });
-                  BTE_LogError();
-                  fs::rename(kFile, "/dev/shmem/" + left);
-                  BTE_LogError();
-                  EXPECT_THAT(names(), ElementsAre("bterrors.log"));
-                  EXPECT_EQ(held(), byte(1));
-              }),
-              "");
+    make_folder();
+    std::string left;
+    fault::on_call(Call::fwrite, 1, [&] { left = names().at(0); });
+    BTE_LogError();
+    fs::rename(kFile, "/dev/shmem/" + left);
+    BTE_LogError();
+    EXPECT_THAT(names(), ElementsAre("bterrors.log"));
+    EXPECT_EQ(held(), byte(1));
 }
 
 TEST(ErrorCounter, FileThatCannotBeOpenedIsAnUnknownCount)
@@ -342,9 +331,10 @@ TEST(ErrorCounter, FileThatCannotBeExaminedIsPrintedAndACountOfNone)
               "UTIL_FileExists: Error running stat routine: Input/output error\n");
 }
 
-TEST(ErrorCounter, FlashWriteErrorIsAPlaceholder)
+FRESH_TEST(ErrorCounter, FlashWriteErrorIsAPlaceholder)
 {
-    EXPECT_EQ(printed_by([] { EXPECT_EQ(FlashWriteErrorDTC(), 0U); }), "");
+    make_folder();
+    EXPECT_EQ(FlashWriteErrorDTC(), 0U);
 }
 
 }  // namespace

@@ -14,14 +14,15 @@
 
 namespace harness {
 
-inline auto critical(const std::string& function, const std::string& message)
+inline Report said(COMMON_LogLevel_t level, const std::string& function, const std::string& message)
 {
-    return said(COMMON_LogLevelCritical, "COMMON", "oxa_file", function, message);
+    return said(level, "COMMON", "oxa_file", function, message);
 }
 
-inline auto error(const std::string& function, const std::string& message)
+/// At the level of nearly all of them.
+inline Report said(const std::string& function, const std::string& message)
 {
-    return said(COMMON_LogLevelError, "COMMON", "oxa_file", function, message);
+    return said(COMMON_LogLevelCritical, function, message);
 }
 
 /// What a body that must return normally, and print nothing, logs.

@@ -42,11 +42,8 @@ TEST(FlashShutdown, ADriverWithoutANameIsNotLookedFor)
                 IsEmpty());
 }
 
-const Report kGettingNand = flash_debug("flashsafe_ShutdownNandDriver",
-                                        "Getting pid for NAND flash driver \"nand-driver\"");
 const Report kFindNand = step("find", "nand-driver");
-const Report kStoppingNand = flash_debug(
-    "flashsafe_ShutdownNandDriver", "Terminating NAND flash driver \"nand-driver\" (pid=4711)");
+const Report kStoppingNand = terminating_nand("4711");
 
 TEST(FlashShutdown, BothDriversAreEnded)
 {
@@ -93,9 +90,9 @@ TEST(FlashShutdown, AForcedKillHasTheLastWord)
                         {"/dev/fs0"}),
                     ElementsAre(kGettingNor, kFindNor, kStoppingNor,
                                 step("terminate", "4711 300 0"),
-                                flash_warning("flashsafe_ShutdownNorDriver",
-                                              "Forcing Kill of NOR flash driver \"nor-driver\" "
-                                              "(pid 4711)"),
+                                said(COMMON_LogLevelWarn, "flashsafe_ShutdownNorDriver",
+                                     "Forcing Kill of NOR flash driver \"nor-driver\" "
+                                     "(pid 4711)"),
                                 step("terminate", "4711 0 1")));
     }
 }
@@ -143,8 +140,9 @@ TEST(FlashShutdown, TheResultOfNorIsThatWithoutNand)
 
 Report lookup_failed(const char* function, const std::string& name)
 {
-    return flash_error(function, "UTIL_GetPidFromProcessName(\"" + name +
-                                     "\") failed errno=24: Too many open files");
+    return said(COMMON_LogLevelError, function,
+                "UTIL_GetPidFromProcessName(\"" + name +
+                    "\") failed errno=24: Too many open files");
 }
 
 TEST(FlashShutdown, ADriverThatIsNotFoundIsAFailure)
@@ -164,8 +162,6 @@ TEST(FlashShutdown, ADriverThatIsNotFoundIsAFailure)
 
 // --------------------------------------------------------------------------------------- starting
 
-const Report kStartingNand =
-    flash_debug("flashsafe_StartNandDriver", "Starting NAND flash driver \"nand-driver -c 4\"");
 const Report kStartNand = step("system", "nand-driver -c 4");
 const Report kSleep = step("sleep", "100");
 
@@ -241,7 +237,7 @@ TEST(FlashStart, AnyTimeIsRoundedUpToSleeps)
                  {4'294'967'201, 42'949'673},
                  {UINT32_MAX, 42'949'673}};
     for (const auto& [timeout_ms, sleeps] : times) {
-        EXPECT_EQ(common::driver_sleeps_within(timeout_ms), sleeps) << timeout_ms;
+        EXPECT_EQ(common::flash::sleeps_within(timeout_ms), sleeps) << timeout_ms;
     }
 }
 
@@ -267,8 +263,8 @@ TEST(FlashStart, BothHalvesAreTriedAndBothCount)
 
 Report start_failed(const char* function, const std::string& command)
 {
-    return flash_error(function,
-                       "system(\"" + command + "\") failed errno=12: Cannot allocate memory");
+    return said(COMMON_LogLevelError, function,
+                "system(\"" + command + "\") failed errno=12: Cannot allocate memory");
 }
 
 TEST(FlashStart, ACommandThatFailsIsReported)
@@ -308,23 +304,22 @@ TEST(FlashStart, RemountsThatFailAreReportedOnly)
             EXPECT_EQ(FLASHSAFE_StartDriver(0), 1U);
         },
         {"/dev/etfs1"});
-    EXPECT_THAT(
-        steps,
-        ElementsAre(kStartingNor, kStartNor, kRemountAll[0],
-                    flash_error("FLASHSAFE_MountReadOnly",
-                                "Cannot mount / as read-only, cmdResult = 256, exit status = 1"),
-                    kRemountAll[1],
-                    flash_error("FLASHSAFE_MountReadOnly",
-                                "Cannot mount /config-mfg as read-only, cmdResult = 256, exit "
-                                "status = 1"),
-                    kRemountAll[2],
-                    flash_error("FLASHSAFE_MountWritable",
-                                "Cannot mount /config as writable, cmdResult = -1, exit status = "
-                                "255"),
-                    kRemountAll[3],
-                    flash_error("FLASHSAFE_MountWritable",
-                                "Cannot mount /log as writable, cmdResult = 512, exit status = "
-                                "2")));
+    EXPECT_THAT(steps,
+                ElementsAre(kStartingNor, kStartNor, kRemountAll[0],
+                            said(COMMON_LogLevelError, "FLASHSAFE_MountReadOnly",
+                                 "Cannot mount / as read-only, cmdResult = 256, exit status = 1"),
+                            kRemountAll[1],
+                            said(COMMON_LogLevelError, "FLASHSAFE_MountReadOnly",
+                                 "Cannot mount /config-mfg as read-only, cmdResult = 256, exit "
+                                 "status = 1"),
+                            kRemountAll[2],
+                            said(COMMON_LogLevelError, "FLASHSAFE_MountWritable",
+                                 "Cannot mount /config as writable, cmdResult = -1, exit status = "
+                                 "255"),
+                            kRemountAll[3],
+                            said(COMMON_LogLevelError, "FLASHSAFE_MountWritable",
+                                 "Cannot mount /log as writable, cmdResult = 512, exit status = "
+                                 "2")));
 }
 
 TEST(FlashStart, ACommandIsCutWhereItsBufferEnds)
@@ -359,8 +354,8 @@ TEST(FlashStart, NamesAndOptionsReachTheShellAsTheyStand)
                         EXPECT_EQ(FLASHSAFE_StartDriver(0), 0U);
                     },
                     {"/dev/etfs1"}),
-                ElementsAre(flash_debug("flashsafe_StartNorDriver",
-                                        "Starting NOR flash driver \"a b;c \"$x\" %d & \""),
+                ElementsAre(said(COMMON_LogLevelDebug, "flashsafe_StartNorDriver",
+                                 "Starting NOR flash driver \"a b;c \"$x\" %d & \""),
                             step("system", "a b;c \"$x\" %d & ")));
 }
 

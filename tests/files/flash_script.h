@@ -30,7 +30,7 @@ extern Script script;
 /// The record of a step: "system", "find", "terminate" or "sleep" with its arguments.
 inline Report step(const char* function, const std::string& message)
 {
-    return {LOG_INFO, "Info", "STEPS", "steps", function, message};
+    return said(COMMON_LogLevelInfo, "STEPS", "steps", function, message);
 }
 
 inline Reports repeated(int count, const Report& report)
@@ -48,17 +48,15 @@ Reports steps_of(const std::function<void()>& body, const std::vector<const char
 /// Its driver is not named: there is nothing to do for a NAND device.
 void without_nand();
 
-inline const Report kGettingNor =
-    flash_debug("flashsafe_ShutdownNorDriver", "Getting pid for NOR flash driver \"nor-driver\"");
 inline const Report kFindNor = step("find", "nor-driver");
-inline const Report kStoppingNor = flash_debug(
-    "flashsafe_ShutdownNorDriver", "Terminating NOR flash driver \"nor-driver\" (pid 4711)");
-inline const Report kStartingNor =
-    flash_debug("flashsafe_StartNorDriver", "Starting NOR flash driver \"nor-driver "
-                                            "-s0x40000000,12M\"");
+inline const Report kStoppingNor = terminating_nor("4711");
 inline const Report kStartNor = step("system", "nor-driver -s0x40000000,12M");
-inline const Reports kRemountAll{
-    step("system", "mount -u -r /"), step("system", "mount -u -r /config-mfg"),
-    step("system", "mount -u -w /config"), step("system", "mount -u -w /log")};
+inline const Reports kRemountAll = [] {
+    Reports steps;
+    for (const std::string& command : kRemounts) {
+        steps.push_back(step("system", command));
+    }
+    return steps;
+}();
 
 }  // namespace harness

@@ -21,8 +21,6 @@ inline constexpr char kNor[] = "nor-driver";
 inline constexpr char kNand[] = "nand-driver";
 
 inline const char* const kCheck = "FLASHSAFE_CheckPartition";
-inline const std::vector<std::string> kRemounts{"mount -u -r /", "mount -u -r /config-mfg",
-                                                "mount -u -w /config", "mount -u -w /log"};
 
 using Lines = std::vector<std::string>;
 
@@ -92,23 +90,12 @@ inline Lines printed(const Outcome& outcome)
 
 inline Reports stopping_nor(const std::string& pid)
 {
-    return {flash_debug("flashsafe_ShutdownNorDriver",
-                        "Getting pid for NOR flash driver \"nor-driver\""),
-            flash_debug("flashsafe_ShutdownNorDriver",
-                        "Terminating NOR flash driver \"nor-driver\" (pid " + pid + ")")};
+    return {kGettingNor, terminating_nor(pid)};
 }
 
 inline Reports stopping_nand(const std::string& pid)
 {
-    return {flash_debug("flashsafe_ShutdownNandDriver",
-                        "Getting pid for NAND flash driver \"nand-driver\""),
-            flash_debug("flashsafe_ShutdownNandDriver",
-                        "Terminating NAND flash driver \"nand-driver\" (pid=" + pid + ")")};
+    return {kGettingNand, terminating_nand(pid)};
 }
-
-inline const Report kStartingNor = flash_debug(
-    "flashsafe_StartNorDriver", "Starting NOR flash driver \"nor-driver -s0x40000000,12M\"");
-inline const Report kStartingNand =
-    flash_debug("flashsafe_StartNandDriver", "Starting NAND flash driver \"nand-driver -c 4\"");
 
 }  // namespace harness

@@ -1,9 +1,9 @@
 // Lists of folders (common.h) that release themselves, and files to be listed.
 #pragma once
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,7 +27,7 @@ public:
         : status(UTIL_GetFolderItems(folder, regex, filter, &items))
     {
     }
-    ~FolderList() { EXPECT_EQ(UTIL_ReleaseFolderItems(&items), 100U); }
+    ~FolderList() { EXPECT_EQ(UTIL_ReleaseFolderItems(&items), STATUS_SUCCESS); }
     FolderList(const FolderList&) = delete;
     FolderList& operator=(const FolderList&) = delete;
 
@@ -50,6 +50,17 @@ inline void make_file(const std::string& path, const std::string& content = "")
 {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path) << content;
+}
+
+/// A path of folders with names of 99 letters, so long in all.
+inline std::string long_path(std::size_t length)
+{
+    std::string path = "/tmp";
+    while (path.size() + 1 < length) {
+        path += "/" + std::string(std::min<std::size_t>(99, length - path.size() - 1), 'n');
+    }
+    EXPECT_EQ(path.size(), length);
+    return path;
 }
 
 /// The names of a folder's entries in its own order.
@@ -79,7 +90,7 @@ inline void list_without_privileges(const char* folder, std::int32_t filter)
     ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
     const FolderList list(folder, nullptr, filter);
     EXPECT_EQ(syscall(SYS_capset, &header, before), 0);
-    EXPECT_EQ(list.status, 104U);
+    EXPECT_EQ(list.status, STATUS_FAILED);
     EXPECT_TRUE(list.is_empty());
 }
 
@@ -88,9 +99,9 @@ inline constexpr char kListing[] = "UTIL_GetFolderItems";
 
 inline constexpr char kInvalid[] = "One or more invalid parameters are detected!";
 
-inline auto warning(const char* function, const std::string& message)
+inline Report said(COMMON_LogLevel_t level, const std::string& function, const std::string& message)
 {
-    return said(COMMON_LogLevelWarn, "COMMON", "common", function, message);
+    return said(level, "COMMON", "common", function, message);
 }
 
 }  // namespace harness

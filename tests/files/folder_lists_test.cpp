@@ -25,11 +25,6 @@ constexpr auto kFiles = UTIL_FOLDER_ITEMS_FILES;
 constexpr auto kFolders = UTIL_FOLDER_ITEMS_FOLDERS;
 constexpr char kByIndex[] = "UTIL_GetFolderItemByIndex";
 
-auto error(const char* function, const std::string& message)
-{
-    return said(COMMON_LogLevelError, "COMMON", "common", function, message);
-}
-
 // ---------------------------------------------------------------------------------- nothing there
 
 TEST(FolderItems, NothingKeptIsAnEmptyList)
@@ -37,17 +32,17 @@ TEST(FolderItems, NothingKeptIsAnEmptyList)
     const Outcome outcome = well([] {
         make_file("/tmp/d/file");
         FolderList list("/tmp/d", "nothing like it");
-        EXPECT_EQ(list.status, 100U);
+        EXPECT_EQ(list.status, STATUS_SUCCESS);
         EXPECT_TRUE(list.is_empty());
         std::uint32_t count = 77;
-        EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, &count), 100U);
+        EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, &count), STATUS_SUCCESS);
         EXPECT_EQ(count, 0U);
         char name[8] = "kept";
-        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, name, sizeof name), 104U);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, name, sizeof name), STATUS_FAILED);
         EXPECT_STREQ(name, "kept");
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(warning(kByIndex, "The specified index is out of range!")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelWarn, kByIndex,
+                                              "The specified index is out of range!")));
 }
 
 TEST(FolderItems, FolderThatCannotBeOpenedIsReported)
@@ -56,43 +51,44 @@ TEST(FolderItems, FolderThatCannotBeOpenedIsReported)
         make_file("/tmp/file");
         for (const char* folder : {"/tmp/missing", "/tmp/file", ""}) {
             const FolderList list(folder, "x");
-            EXPECT_EQ(list.status, 104U);
+            EXPECT_EQ(list.status, STATUS_FAILED);
             EXPECT_TRUE(list.is_empty());
         }
         fault::fail(Call::opendir, 1, EMFILE);
-        EXPECT_EQ(FolderList("/tmp").status, 104U);
+        EXPECT_EQ(FolderList("/tmp").status, STATUS_FAILED);
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "opendir(\"/tmp/missing\") failed!"),
-                                         warning(kListing, "opendir(\"/tmp/file\") failed!"),
-                                         warning(kListing, "opendir(\"\") failed!"),
-                                         warning(kListing, "opendir(\"/tmp\") failed!")));
+    EXPECT_THAT(
+        outcome.log,
+        ElementsAre(said(COMMON_LogLevelWarn, kListing, "opendir(\"/tmp/missing\") failed!"),
+                    said(COMMON_LogLevelWarn, kListing, "opendir(\"/tmp/file\") failed!"),
+                    said(COMMON_LogLevelWarn, kListing, "opendir(\"\") failed!"),
+                    said(COMMON_LogLevelWarn, kListing, "opendir(\"/tmp\") failed!")));
 }
 
 // The C library tells both in the same way.
-TEST(FolderItems, FolderThatCannotBeReadOnHasComeToItsEnd)
+FRESH_TEST(FolderItems, FolderThatCannotBeReadOnHasComeToItsEnd)
 {
-    run_silently([] {
-        make_file("/tmp/d/file");
-        make_file("/tmp/d/other");
-        fault::fail_from(Call::readdir, 3, EIO);
-        const FolderList list("/tmp/d");
-        EXPECT_EQ(list.status, 100U);
-        EXPECT_EQ(list.items.count, 2U);
-    });
+    make_file("/tmp/d/file");
+    make_file("/tmp/d/other");
+    fault::fail_from(Call::readdir, 3, EIO);
+    const FolderList list("/tmp/d");
+    EXPECT_EQ(list.status, STATUS_SUCCESS);
+    EXPECT_EQ(list.items.count, 2U);
 }
 
 TEST(FolderItems, MissingArgumentsAreReportedAndLeaveTheListAlone)
 {
     const Outcome outcome = well([] {
         UTIL_FolderItems items{nullptr, 77};
-        EXPECT_EQ(UTIL_GetFolderItems(nullptr, nullptr, 0, &items), 120U);
+        EXPECT_EQ(UTIL_GetFolderItems(nullptr, nullptr, 0, &items), STATUS_INVALID_PARAM);
         EXPECT_EQ(items.count, 77U);
-        EXPECT_EQ(UTIL_GetFolderItems("/tmp", nullptr, 0, nullptr), 120U);
-        EXPECT_EQ(UTIL_GetFolderItems(nullptr, "(", 0, nullptr), 120U);
+        EXPECT_EQ(UTIL_GetFolderItems("/tmp", nullptr, 0, nullptr), STATUS_INVALID_PARAM);
+        EXPECT_EQ(UTIL_GetFolderItems(nullptr, "(", 0, nullptr), STATUS_INVALID_PARAM);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error(kListing, kInvalid), error(kListing, kInvalid),
-                                         error(kListing, kInvalid)));
+    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelError, kListing, kInvalid),
+                                         said(COMMON_LogLevelError, kListing, kInvalid),
+                                         said(COMMON_LogLevelError, kListing, kInvalid)));
 }
 
 // ----------------------------------------------------------------------------------------- memory
@@ -121,55 +117,49 @@ INSTANTIATE_TEST_SUITE_P(Sizes, FolderItemsCount,
                          testing::PrintToStringParamName());
 
 // Ten slots, twenty, thirty, and then the twenty-five that are needed.
-TEST(FolderItems, ListGrowsByTenSlotsAndIsCutToSize)
+FRESH_TEST(FolderItems, ListGrowsByTenSlotsAndIsCutToSize)
 {
-    run_silently([] {
-        for (int i = 0; i < 23; ++i) {
-            make_file("/tmp/d/" + std::to_string(i));
-        }
-        fault::reset();
-        const FolderList list("/tmp/d");
-        EXPECT_EQ(list.items.count, 25U);
-        EXPECT_EQ(fault::calls(Call::realloc), 3);
-    });
+    for (int i = 0; i < 23; ++i) {
+        make_file("/tmp/d/" + std::to_string(i));
+    }
+    fault::reset();
+    const FolderList list("/tmp/d");
+    EXPECT_EQ(list.items.count, 25U);
+    EXPECT_EQ(fault::calls(Call::realloc), 3);
 }
 
-TEST(FolderItems, FullListIsNotCut)
+FRESH_TEST(FolderItems, FullListIsNotCut)
 {
-    run_silently([] {
-        for (int i = 0; i < 8; ++i) {
-            make_file("/tmp/d/" + std::to_string(i));
-        }
-        fault::reset();
-        EXPECT_EQ(FolderList("/tmp/d").items.count, 10U);
-        EXPECT_EQ(fault::calls(Call::realloc), 0);
-    });
+    for (int i = 0; i < 8; ++i) {
+        make_file("/tmp/d/" + std::to_string(i));
+    }
+    fault::reset();
+    EXPECT_EQ(FolderList("/tmp/d").items.count, 10U);
+    EXPECT_EQ(fault::calls(Call::realloc), 0);
 }
 
-TEST(FolderItems, LongListGrowsInFewSteps)
+FRESH_TEST(FolderItems, LongListGrowsInFewSteps)
 {
-    run_silently([] {
-        for (int i = 0; i < 10'000; ++i) {
-            make_file("/tmp/d/" + std::to_string(i));
-        }
-        fault::reset();
-        EXPECT_EQ(FolderList("/tmp/d").items.count, 10'002U);
-        EXPECT_LT(fault::calls(Call::realloc), 40);
-    });
+    for (int i = 0; i < 10'000; ++i) {
+        make_file("/tmp/d/" + std::to_string(i));
+    }
+    fault::reset();
+    EXPECT_EQ(FolderList("/tmp/d").items.count, 10'002U);
+    EXPECT_LT(fault::calls(Call::realloc), 40);
 }
 
 TEST(FolderItems, EveryBlockIsGivenBack)
 {
-    const Outcome outcome = well([] {
+    well([] {
         make_file("/tmp/d/file");
         fs::create_symlink("nowhere", "/tmp/d/dangling");
-        EXPECT_EQ(FolderList("/tmp/missing").status, 104U);
+        EXPECT_EQ(FolderList("/tmp/missing").status, STATUS_FAILED);
         const long blocks = fault::outstanding_blocks();
-        EXPECT_EQ(FolderList("/tmp/d").status, 100U);
-        EXPECT_EQ(FolderList("/tmp/d", "nothing like it").status, 100U);
-        EXPECT_EQ(FolderList("/tmp/d", "i", kFiles).status, 104U);
-        EXPECT_EQ(FolderList("/tmp/d", "i", kFolders).status, 104U);
-        EXPECT_EQ(FolderList("/tmp/missing", "x").status, 104U);
+        EXPECT_EQ(FolderList("/tmp/d").status, STATUS_SUCCESS);
+        EXPECT_EQ(FolderList("/tmp/d", "nothing like it").status, STATUS_SUCCESS);
+        EXPECT_EQ(FolderList("/tmp/d", "i", kFiles).status, STATUS_FAILED);
+        EXPECT_EQ(FolderList("/tmp/d", "i", kFolders).status, STATUS_FAILED);
+        EXPECT_EQ(FolderList("/tmp/missing", "x").status, STATUS_FAILED);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
         {
             const FolderList list("/tmp/d");
@@ -183,17 +173,17 @@ TEST(FolderItems, RunningOutOfMemoryEndsTheProcess)
 {
     EXPECT_THAT(run_fresh([] {
                     fault::fail(Call::malloc);
-                    EXPECT_EQ(FolderList("/tmp").status, 100U);
+                    EXPECT_EQ(FolderList("/tmp").status, STATUS_SUCCESS);
                 }),
                 exited(1));
     EXPECT_THAT(run_fresh([] {
                     fault::fail(Call::malloc, 2);
-                    EXPECT_EQ(FolderList("/tmp").status, 100U);
+                    EXPECT_EQ(FolderList("/tmp").status, STATUS_SUCCESS);
                 }),
                 exited(1));
     EXPECT_THAT(run_fresh([] {
                     fault::fail(Call::realloc);
-                    EXPECT_EQ(FolderList("/tmp").status, 100U);
+                    EXPECT_EQ(FolderList("/tmp").status, STATUS_SUCCESS);
                 }),
                 exited(1));
 }
@@ -206,31 +196,29 @@ TEST(FolderItems, CountIsGiven)
         make_file("/tmp/d/file");
         const FolderList list("/tmp/d");
         std::uint32_t count = 77;
-        EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, &count), 100U);
+        EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, &count), STATUS_SUCCESS);
         EXPECT_EQ(count, 3U);
         count = 77;
-        EXPECT_EQ(UTIL_GetFolderItemsCount(nullptr, &count), 120U);
+        EXPECT_EQ(UTIL_GetFolderItemsCount(nullptr, &count), STATUS_INVALID_PARAM);
         EXPECT_EQ(count, 77U);
-        EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, nullptr), 120U);
+        EXPECT_EQ(UTIL_GetFolderItemsCount(&list.items, nullptr), STATUS_INVALID_PARAM);
     });
-    const auto invalid = error("UTIL_GetFolderItemsCount", kInvalid);
+    const auto invalid = said(COMMON_LogLevelError, "UTIL_GetFolderItemsCount", kInvalid);
     EXPECT_THAT(outcome.log, ElementsAre(invalid, invalid));
 }
 
-TEST(FolderItems, NameIsCopiedAsStrncpyDoes)
+FRESH_TEST(FolderItems, NameIsCopiedAsStrncpyDoes)
 {
-    run_silently([] {
-        make_file("/tmp/d/name");
-        const FolderList list("/tmp/d", "name");
-        for (const std::uint32_t size : {5U, 6U, 12U}) {
-            char buffer[16];
-            std::memset(buffer, 'x', sizeof buffer);
-            EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, size), 100U);
-            const std::string expected =
-                "name" + std::string(size - 4, '\0') + std::string(sizeof buffer - size, 'x');
-            EXPECT_EQ(std::string(buffer, sizeof buffer), expected);
-        }
-    });
+    make_file("/tmp/d/name");
+    const FolderList list("/tmp/d", "name");
+    for (const std::uint32_t size : {5U, 6U, 12U}) {
+        char buffer[16];
+        std::memset(buffer, 'x', sizeof buffer);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, size), STATUS_SUCCESS);
+        const std::string expected =
+            "name" + std::string(size - 4, '\0') + std::string(sizeof buffer - size, 'x');
+        EXPECT_EQ(std::string(buffer, sizeof buffer), expected);
+    }
 }
 
 TEST(FolderItems, BufferThatIsTooSmallIsEmptied)
@@ -240,13 +228,14 @@ TEST(FolderItems, BufferThatIsTooSmallIsEmptied)
         const FolderList list("/tmp/d", "name");
         for (const std::uint32_t size : {4U, 1U}) {
             char buffer[8] = "before";
-            EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, size), 104U);
+            EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, size), STATUS_FAILED);
             EXPECT_EQ(std::string(buffer, 7), std::string("\0efore\0", 7));
         }
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(warning(kByIndex, "Insufficient buffer, Required: 5, Given: 4"),
-                            warning(kByIndex, "Insufficient buffer, Required: 5, Given: 1")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelWarn, kByIndex,
+                                              "Insufficient buffer, Required: 5, Given: 4"),
+                                         said(COMMON_LogLevelWarn, kByIndex,
+                                              "Insufficient buffer, Required: 5, Given: 1")));
 }
 
 TEST(FolderItems, IndexMustBeThatOfAName)
@@ -255,20 +244,23 @@ TEST(FolderItems, IndexMustBeThatOfAName)
         make_file("/tmp/d/name");
         FolderList list("/tmp/d", "name");
         char buffer[8] = "before";
-        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 1, buffer, sizeof buffer), 104U);
-        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, UINT32_MAX, buffer, 1), 104U);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 1, buffer, sizeof buffer), STATUS_FAILED);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, UINT32_MAX, buffer, 1), STATUS_FAILED);
         MEM_Free(list.items.items[0]);
         list.items.items[0] = nullptr;
-        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, sizeof buffer), 104U);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, sizeof buffer), STATUS_FAILED);
         char text[] = "x";
         char* slots[] = {text, text};
         const UTIL_FolderItems longer_array{slots, 1};
-        EXPECT_EQ(UTIL_GetFolderItemByIndex(&longer_array, 1, buffer, sizeof buffer), 104U);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&longer_array, 1, buffer, sizeof buffer),
+                  STATUS_FAILED);
         const UTIL_FolderItems without_names{nullptr, 3};
-        EXPECT_EQ(UTIL_GetFolderItemByIndex(&without_names, 0, buffer, sizeof buffer), 104U);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&without_names, 0, buffer, sizeof buffer),
+                  STATUS_FAILED);
         EXPECT_STREQ(buffer, "before");
     });
-    const auto out_of_range = warning(kByIndex, "The specified index is out of range!");
+    const auto out_of_range =
+        said(COMMON_LogLevelWarn, kByIndex, "The specified index is out of range!");
     EXPECT_THAT(outcome.log,
                 ElementsAre(out_of_range, out_of_range, out_of_range, out_of_range, out_of_range));
 }
@@ -278,44 +270,43 @@ TEST(FolderItems, MissingArgumentsOfACopyAreReported)
     const Outcome outcome = well([] {
         const FolderList list("/tmp");
         char buffer[8] = "before";
-        EXPECT_EQ(UTIL_GetFolderItemByIndex(nullptr, 0, buffer, sizeof buffer), 120U);
-        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, nullptr, 8), 120U);
-        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, 0), 120U);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(nullptr, 0, buffer, sizeof buffer),
+                  STATUS_INVALID_PARAM);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, nullptr, 8), STATUS_INVALID_PARAM);
+        EXPECT_EQ(UTIL_GetFolderItemByIndex(&list.items, 0, buffer, 0), STATUS_INVALID_PARAM);
         EXPECT_STREQ(buffer, "before");
     });
-    const auto invalid = error(kByIndex, kInvalid);
+    const auto invalid = said(COMMON_LogLevelError, kByIndex, kInvalid);
     EXPECT_THAT(outcome.log, ElementsAre(invalid, invalid, invalid));
 }
 
-TEST(FolderItems, ReleasedListIsEmptyAndMayBeReleasedAgain)
+FRESH_TEST(FolderItems, ReleasedListIsEmptyAndMayBeReleasedAgain)
 {
-    run_silently([] {
-        UTIL_FolderItems items{nullptr, 0};
-        EXPECT_EQ(UTIL_GetFolderItems("/tmp", nullptr, 0, &items), 100U);
-        EXPECT_EQ(UTIL_ReleaseFolderItems(&items), 100U);
-        EXPECT_EQ(items.items, nullptr);
-        EXPECT_EQ(items.count, 0U);
-        EXPECT_EQ(UTIL_ReleaseFolderItems(&items), 100U);
-    });
+    UTIL_FolderItems items{nullptr, 0};
+    EXPECT_EQ(UTIL_GetFolderItems("/tmp", nullptr, 0, &items), STATUS_SUCCESS);
+    EXPECT_EQ(UTIL_ReleaseFolderItems(&items), STATUS_SUCCESS);
+    EXPECT_EQ(items.items, nullptr);
+    EXPECT_EQ(items.count, 0U);
+    EXPECT_EQ(UTIL_ReleaseFolderItems(&items), STATUS_SUCCESS);
 }
 
-TEST(FolderItems, ListWithoutNamesIsLeftAlone)
+FRESH_TEST(FolderItems, ListWithoutNamesIsLeftAlone)
 {
-    run_silently([] {
-        char* slots[1] = {nullptr};
-        UTIL_FolderItems no_count{slots, 0};
-        EXPECT_EQ(UTIL_ReleaseFolderItems(&no_count), 100U);
-        EXPECT_EQ(no_count.items, slots);
-        UTIL_FolderItems no_array{nullptr, 3};
-        EXPECT_EQ(UTIL_ReleaseFolderItems(&no_array), 100U);
-        EXPECT_EQ(no_array.count, 3U);
-    });
+    char* slots[1] = {nullptr};
+    UTIL_FolderItems no_count{slots, 0};
+    EXPECT_EQ(UTIL_ReleaseFolderItems(&no_count), STATUS_SUCCESS);
+    EXPECT_EQ(no_count.items, slots);
+    UTIL_FolderItems no_array{nullptr, 3};
+    EXPECT_EQ(UTIL_ReleaseFolderItems(&no_array), STATUS_SUCCESS);
+    EXPECT_EQ(no_array.count, 3U);
 }
 
 TEST(FolderItems, NothingToReleaseIsReported)
 {
-    const Outcome outcome = well([] { EXPECT_EQ(UTIL_ReleaseFolderItems(nullptr), 120U); });
-    EXPECT_THAT(outcome.log, ElementsAre(error("UTIL_ReleaseFolderItems", kInvalid)));
+    const Outcome outcome =
+        well([] { EXPECT_EQ(UTIL_ReleaseFolderItems(nullptr), STATUS_INVALID_PARAM); });
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(COMMON_LogLevelError, "UTIL_ReleaseFolderItems", kInvalid)));
 }
 
 }  // namespace

@@ -110,15 +110,18 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-auto error(const std::string& message)
+using harness::said;
+
+/// What a refusal makes the listing say.
+Report said(const std::string& message)
 {
-    return said(COMMON_LogLevelError, "COMMON", "common", "UTIL_GetFolderItems", message);
+    return said(COMMON_LogLevelError, kListing, message);
 }
 
 /// Runs a body with 25 entries in "/tmp/d" in which something is refused after so many calls.
 Outcome run_refusing(Refused what, int count, const std::function<void()>& body)
 {
-    return run_fresh([&] {
+    return well([&] {
         for (int i = 0; i < 23; ++i) {
             make_file("/tmp/d/" + std::to_string(i));
         }
@@ -134,46 +137,42 @@ TEST(FolderRefused, NoArray)
 {
     const Outcome outcome = run_refusing(Refused::Salloc, 0, [] {
         const FolderList list("/tmp/d");
-        EXPECT_EQ(list.status, 104U);
+        EXPECT_EQ(list.status, STATUS_FAILED);
         EXPECT_TRUE(list.is_empty());
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(error("Not enough memory for the output data!")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("Not enough memory for the output data!")));
 }
 
 TEST(FolderRefused, NoExpression)
 {
     const Outcome outcome = run_refusing(Refused::Expression, 0, [] {
         const FolderList list("/tmp/missing", "x");
-        EXPECT_EQ(list.status, 104U);
+        EXPECT_EQ(list.status, STATUS_FAILED);
         EXPECT_TRUE(list.is_empty());
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(error("RegExp_New() failed!")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("RegExp_New() failed!")));
 }
 
 TEST(FolderRefused, NoCopyOfTheFirstName)
 {
     const Outcome outcome = run_refusing(Refused::Malloc, 0, [] {
         const FolderList list("/tmp/d");
-        EXPECT_EQ(list.status, 104U);
+        EXPECT_EQ(list.status, STATUS_FAILED);
         EXPECT_TRUE(list.is_empty());
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(error("Cannot be allocated memory!")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("Cannot be allocated memory!")));
 }
 
 TEST(FolderRefused, NoCopyOfALaterNameKeepsThoseBefore)
 {
     const Outcome outcome = run_refusing(Refused::Malloc, 12, [] {
         const FolderList list("/tmp/d");
-        EXPECT_EQ(list.status, 104U);
+        EXPECT_EQ(list.status, STATUS_FAILED);
         std::vector<std::string> expected = names_in_order("/tmp/d");
         expected.resize(12);
         EXPECT_THAT(list.names(), testing::ElementsAreArray(expected));
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(error("Cannot be allocated memory!")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("Cannot be allocated memory!")));
 }
 
 TEST(FolderRefused, NoMoreSlotsLoseTheNames)
@@ -181,12 +180,11 @@ TEST(FolderRefused, NoMoreSlotsLoseTheNames)
     for (const int grown : {0, 1}) {
         const Outcome outcome = run_refusing(Refused::Realloc, grown, [&] {
             const FolderList list("/tmp/d");
-            EXPECT_EQ(list.status, 104U);
+            EXPECT_EQ(list.status, STATUS_FAILED);
             EXPECT_TRUE(list.is_empty());
             EXPECT_EQ(asked_for, (grown == 0 ? 20 : 30) * sizeof(char*));
         });
-        EXPECT_THAT(outcome, exited(0));
-        EXPECT_THAT(outcome.log, ElementsAre(error("Memory reallocation failed!")));
+        EXPECT_THAT(outcome.log, ElementsAre(said("Memory reallocation failed!")));
     }
 }
 
@@ -194,12 +192,11 @@ TEST(FolderRefused, ListThatCannotBeCutToSizeLosesTheNames)
 {
     const Outcome outcome = run_refusing(Refused::Realloc, 2, [] {
         const FolderList list("/tmp/d");
-        EXPECT_EQ(list.status, 104U);
+        EXPECT_EQ(list.status, STATUS_FAILED);
         EXPECT_TRUE(list.is_empty());
         EXPECT_EQ(asked_for, 25 * sizeof(char*));
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(error("Memory reallocation failed!")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("Memory reallocation failed!")));
 }
 
 TEST(FolderRefused, NothingIsRefusedBeyondThat)
@@ -208,23 +205,20 @@ TEST(FolderRefused, NothingIsRefusedBeyondThat)
         EXPECT_EQ(FolderList("/tmp/d").items.count, 25U);
         EXPECT_EQ(granted, 0);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 // As on file systems that keep the type with the file only.
-TEST(FolderRefused, EntryOfUnknownTypeIsExamined)
+FRESH_TEST(FolderRefused, EntryOfUnknownTypeIsExamined)
 {
-    run_silently([] {
-        make_file("/tmp/d/file");
-        make_file("/tmp/d/folder/x");
-        std::filesystem::create_symlink("folder", "/tmp/d/link");
-        has_types = false;
-        EXPECT_THAT(FolderList("/tmp/d", nullptr, UTIL_FOLDER_ITEMS_FILES).names(),
-                    ElementsAre("file"));
-        EXPECT_THAT(FolderList("/tmp/d", nullptr, UTIL_FOLDER_ITEMS_FOLDERS).names(),
-                    UnorderedElementsAre(".", "..", "folder", "link"));
-    });
+    make_file("/tmp/d/file");
+    make_file("/tmp/d/folder/x");
+    std::filesystem::create_symlink("folder", "/tmp/d/link");
+    has_types = false;
+    EXPECT_THAT(FolderList("/tmp/d", nullptr, UTIL_FOLDER_ITEMS_FILES).names(),
+                ElementsAre("file"));
+    EXPECT_THAT(FolderList("/tmp/d", nullptr, UTIL_FOLDER_ITEMS_FOLDERS).names(),
+                UnorderedElementsAre(".", "..", "folder", "link"));
 }
 
 // Also a file is examined when it comes first: it tells whether any entry can be reached.
@@ -236,7 +230,8 @@ TEST(FolderRefused, FirstEntryIsExaminedWhateverItIs)
         has_dots = false;
         list_without_privileges("/tmp/d", UTIL_FOLDER_ITEMS_FILES);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(warning(kListing, "stat(/tmp/d/file) failed!")));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(COMMON_LogLevelWarn, kListing, "stat(/tmp/d/file) failed!")));
 }
 
 }  // namespace

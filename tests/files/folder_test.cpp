@@ -1,7 +1,6 @@
 // Tests for files and folders; files removed, folders made.
 #include "common.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <filesystem>
@@ -37,57 +36,44 @@ std::string printed_by(const std::function<void()>& body)
 
 // -------------------------------------------------------------------------------- files, by path
 
-TEST(Folder, RegularFilesExist)
+FRESH_TEST(Folder, RegularFilesExist)
 {
-    EXPECT_EQ(printed_by([] {
-                  make_file("/tmp/f/file", "content");
-                  make_file("/tmp/f/empty");
-                  EXPECT_EQ(UTIL_FileExists("/tmp/f/file"), 1U);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/f/empty"), 1U);
-                  fs::create_symlink("file", "/tmp/f/link");
-                  EXPECT_EQ(UTIL_FileExists("/tmp/f/link"), 1U) << "links are followed";
-              }),
-              "");
+    make_file("/tmp/f/file", "content");
+    make_file("/tmp/f/empty");
+    EXPECT_EQ(UTIL_FileExists("/tmp/f/file"), 1U);
+    EXPECT_EQ(UTIL_FileExists("/tmp/f/empty"), 1U);
+    fs::create_symlink("file", "/tmp/f/link");
+    EXPECT_EQ(UTIL_FileExists("/tmp/f/link"), 1U) << "links are followed";
 }
 
-TEST(Folder, WhatIsNoRegularFileDoesNotExistAsAFile)
+FRESH_TEST(Folder, WhatIsNoRegularFileDoesNotExistAsAFile)
 {
-    EXPECT_EQ(printed_by([] {
-                  fs::create_directory("/tmp/folder");
-                  EXPECT_EQ(UTIL_FileExists("/tmp/folder"), 0U);
-                  EXPECT_EQ(UTIL_FileExists("/dev/null"), 0U);
-                  ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/pipe"), 0U);
-              }),
-              "");
+    fs::create_directory("/tmp/folder");
+    EXPECT_EQ(UTIL_FileExists("/tmp/folder"), 0U);
+    EXPECT_EQ(UTIL_FileExists("/dev/null"), 0U);
+    ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
+    EXPECT_EQ(UTIL_FileExists("/tmp/pipe"), 0U);
 }
 
-TEST(Folder, MissingFilesAndFoldersAreNoFailure)
+FRESH_TEST(Folder, MissingFilesAndFoldersAreNoFailure)
 {
-    EXPECT_EQ(
-        printed_by([] {
-            fs::create_symlink("nowhere", "/tmp/dangling");
-            for (const char* path : {"/tmp/missing", "/tmp/missing/file", "/tmp/dangling", ""}) {
-                EXPECT_EQ(UTIL_FileExists(path), 0U) << path;
-                EXPECT_EQ(UTIL_DirExists(path), 0U) << path;
-            }
-        }),
-        "");
+    fs::create_symlink("nowhere", "/tmp/dangling");
+    for (const char* path : {"/tmp/missing", "/tmp/missing/file", "/tmp/dangling", ""}) {
+        EXPECT_EQ(UTIL_FileExists(path), 0U) << path;
+        EXPECT_EQ(UTIL_DirExists(path), 0U) << path;
+    }
 }
 
-TEST(Folder, FoldersExist)
+FRESH_TEST(Folder, FoldersExist)
 {
-    EXPECT_EQ(printed_by([] {
-                  make_file("/tmp/folder/file");
-                  fs::create_symlink("folder", "/tmp/link");
-                  EXPECT_EQ(UTIL_DirExists("/tmp/folder"), 1U);
-                  EXPECT_EQ(UTIL_DirExists("/tmp/folder/"), 1U);
-                  EXPECT_EQ(UTIL_DirExists("/tmp/link"), 1U);
-                  EXPECT_EQ(UTIL_DirExists("/"), 1U);
-                  EXPECT_EQ(UTIL_DirExists("/tmp/folder/file"), 0U);
-                  EXPECT_EQ(UTIL_DirExists("/dev/null"), 0U);
-              }),
-              "");
+    make_file("/tmp/folder/file");
+    fs::create_symlink("folder", "/tmp/link");
+    EXPECT_EQ(UTIL_DirExists("/tmp/folder"), 1U);
+    EXPECT_EQ(UTIL_DirExists("/tmp/folder/"), 1U);
+    EXPECT_EQ(UTIL_DirExists("/tmp/link"), 1U);
+    EXPECT_EQ(UTIL_DirExists("/"), 1U);
+    EXPECT_EQ(UTIL_DirExists("/tmp/folder/file"), 0U);
+    EXPECT_EQ(UTIL_DirExists("/dev/null"), 0U);
 }
 
 // Both print under the name of the file test: what reads the output looks for that.
@@ -115,71 +101,56 @@ TEST(Folder, PathThatCannotBeExaminedIsPrinted)
 
 // ----------------------------------------------------------------------------- files, by pattern
 
-TEST(Folder, PatternIsSatisfiedByTheSuffixAnywhereInAName)
+FRESH_TEST(Folder, PatternIsSatisfiedByTheSuffixAnywhereInAName)
 {
-    EXPECT_EQ(printed_by([] {
-                  make_file("/tmp/end/a.log");
-                  make_file("/tmp/middle/a.log.1");
-                  make_file("/tmp/start/logger");
-                  make_file("/tmp/other/a.LOG");
-                  make_file("/tmp/other/a.lo");
-                  make_file("/tmp/other/lxog");
-                  EXPECT_EQ(UTIL_FileExists("/tmp/end/*.log"), 1U);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/middle/*.log"), 1U);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/start/*.log"), 1U);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/other/*.log"), 0U);
-              }),
-              "");
+    make_file("/tmp/end/a.log");
+    make_file("/tmp/middle/a.log.1");
+    make_file("/tmp/start/logger");
+    make_file("/tmp/other/a.LOG");
+    make_file("/tmp/other/a.lo");
+    make_file("/tmp/other/lxog");
+    EXPECT_EQ(UTIL_FileExists("/tmp/end/*.log"), 1U);
+    EXPECT_EQ(UTIL_FileExists("/tmp/middle/*.log"), 1U);
+    EXPECT_EQ(UTIL_FileExists("/tmp/start/*.log"), 1U);
+    EXPECT_EQ(UTIL_FileExists("/tmp/other/*.log"), 0U);
 }
 
-TEST(Folder, PatternDoesNotAskForTheType)
+FRESH_TEST(Folder, PatternDoesNotAskForTheType)
 {
-    EXPECT_EQ(printed_by([] {
-                  fs::create_directories("/tmp/d/catalog");
-                  fs::create_directory("/tmp/e");
-                  fs::create_symlink("nowhere", "/tmp/e/log");
-                  EXPECT_EQ(UTIL_FileExists("/tmp/d/*.log"), 1U);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/e/*.log"), 1U);
-                  EXPECT_EQ(fault::calls(Call::stat), 0);
-              }),
-              "");
+    fs::create_directories("/tmp/d/catalog");
+    fs::create_directory("/tmp/e");
+    fs::create_symlink("nowhere", "/tmp/e/log");
+    EXPECT_EQ(UTIL_FileExists("/tmp/d/*.log"), 1U);
+    EXPECT_EQ(UTIL_FileExists("/tmp/e/*.log"), 1U);
+    EXPECT_EQ(fault::calls(Call::stat), 0);
 }
 
-TEST(Folder, PatternIsCutAtItsFirstMark)
+FRESH_TEST(Folder, PatternIsCutAtItsFirstMark)
 {
-    EXPECT_EQ(printed_by([] {
-                  make_file("/tmp/d/x*.yz");
-                  EXPECT_EQ(UTIL_FileExists("/tmp/d/*.*.y"), 1U);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/d/*.b/*.y"), 0U) << "no name contains a slash";
-                  make_file("/tmp/d/b");
-                  EXPECT_EQ(UTIL_FileExists("/tmp/d/*.b/*.y"), 0U);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/d/*"), 0U) << "not a pattern, but a missing file";
-                  make_file("/tmp/d/*b");
-                  EXPECT_EQ(UTIL_FileExists("/tmp/d/*b"), 1U) << "not a pattern, but a file";
-              }),
-              "");
+    make_file("/tmp/d/x*.yz");
+    EXPECT_EQ(UTIL_FileExists("/tmp/d/*.*.y"), 1U);
+    EXPECT_EQ(UTIL_FileExists("/tmp/d/*.b/*.y"), 0U) << "no name contains a slash";
+    make_file("/tmp/d/b");
+    EXPECT_EQ(UTIL_FileExists("/tmp/d/*.b/*.y"), 0U);
+    EXPECT_EQ(UTIL_FileExists("/tmp/d/*"), 0U) << "not a pattern, but a missing file";
+    make_file("/tmp/d/*b");
+    EXPECT_EQ(UTIL_FileExists("/tmp/d/*b"), 1U) << "not a pattern, but a file";
 }
 
-TEST(Folder, EmptySuffixIsInEveryName)
+FRESH_TEST(Folder, EmptySuffixIsInEveryName)
 {
-    EXPECT_EQ(printed_by([] {
-                  fs::create_directory("/tmp/empty");
-                  EXPECT_EQ(UTIL_FileExists("/tmp/empty/*."), 1U) << "the folder itself";
-                  EXPECT_EQ(UTIL_FileExists("/tmp/empty/*.."), 1U);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/empty/*.x"), 0U);
-              }),
-              "");
+    fs::create_directory("/tmp/empty");
+    EXPECT_EQ(UTIL_FileExists("/tmp/empty/*."), 1U) << "the folder itself";
+    EXPECT_EQ(UTIL_FileExists("/tmp/empty/*.."), 1U);
+    EXPECT_EQ(UTIL_FileExists("/tmp/empty/*.x"), 0U);
 }
 
-TEST(Folder, PatternIsRelativeToTheWorkingFolder)
+FRESH_TEST(Folder, PatternIsRelativeToTheWorkingFolder)
 {
-    EXPECT_EQ(printed_by([] {
-                  make_file("/tmp/folders/sub/a.log");
-                  fs::current_path("/tmp/folders");
-                  EXPECT_EQ(UTIL_FileExists("sub/*.log"), 1U);
-                  EXPECT_EQ(UTIL_FileExists("./*.log"), 0U);
-              }),
-              "");
+    make_file("/tmp/folders/sub/a.log");
+    fs::current_path("/tmp/folders");
+    EXPECT_EQ(UTIL_FileExists("sub/*.log"), 1U);
+    EXPECT_EQ(UTIL_FileExists("./*.log"), 0U);
 }
 
 TEST(Folder, FolderOfAPatternThatCannotBeOpenedIsPrinted)
@@ -198,27 +169,21 @@ TEST(Folder, FolderOfAPatternThatCannotBeOpenedIsPrinted)
                   "/tmp/d, error: Too many open files\n");
 }
 
-TEST(Folder, FolderOfAPatternThatCannotBeReadOnHasNoMoreEntries)
+FRESH_TEST(Folder, FolderOfAPatternThatCannotBeReadOnHasNoMoreEntries)
 {
-    EXPECT_EQ(printed_by([] {
-                  make_file("/tmp/d/a.log");
-                  fault::fail_always(Call::readdir);
-                  EXPECT_EQ(UTIL_FileExists("/tmp/d/*.log"), 0U);
-                  EXPECT_EQ(fault::fired(), 1);
-              }),
-              "");
+    make_file("/tmp/d/a.log");
+    fault::fail_always(Call::readdir);
+    EXPECT_EQ(UTIL_FileExists("/tmp/d/*.log"), 0U);
+    EXPECT_EQ(fault::fired(), 1);
 }
 
-TEST(Folder, PatternStopsAtTheFirstEntryThatSatisfiesIt)
+FRESH_TEST(Folder, PatternStopsAtTheFirstEntryThatSatisfiesIt)
 {
-    EXPECT_EQ(printed_by([] {
-                  for (int i = 0; i < 20; ++i) {
-                      make_file("/tmp/d/log" + std::to_string(i));
-                  }
-                  EXPECT_EQ(UTIL_FileExists("/tmp/d/*.log"), 1U);
-                  EXPECT_LE(fault::calls(Call::readdir), 3) << "there are two entries without it";
-              }),
-              "");
+    for (int i = 0; i < 20; ++i) {
+        make_file("/tmp/d/log" + std::to_string(i));
+    }
+    EXPECT_EQ(UTIL_FileExists("/tmp/d/*.log"), 1U);
+    EXPECT_LE(fault::calls(Call::readdir), 3) << "there are two entries without it";
 }
 
 TEST(Folder, PatternWithoutMemoryIsPrinted)
@@ -250,38 +215,29 @@ TEST(Folder, BlockOfAPatternIsGivenBack)
 
 // -------------------------------------------------------------------------------------- removing
 
-TEST(Folder, FilesAreRemoved)
+FRESH_TEST(Folder, FilesAreRemoved)
 {
-    EXPECT_EQ(printed_by([] {
-                  make_file("/tmp/file");
-                  EXPECT_EQ(UTIL_DeleteFile("/tmp/file"), 0);
-                  EXPECT_FALSE(fs::exists("/tmp/file"));
-              }),
-              "");
+    make_file("/tmp/file");
+    EXPECT_EQ(UTIL_DeleteFile("/tmp/file"), 0);
+    EXPECT_FALSE(fs::exists("/tmp/file"));
 }
 
 // Callers take both as done.
-TEST(Folder, RemovingAMissingFileIsDoneAlready)
+FRESH_TEST(Folder, RemovingAMissingFileIsDoneAlready)
 {
-    EXPECT_EQ(printed_by([] {
-                  EXPECT_EQ(UTIL_DeleteFile("/tmp/file"), 0);
-                  EXPECT_EQ(fault::calls(Call::unlink), 0);
-              }),
-              "");
+    EXPECT_EQ(UTIL_DeleteFile("/tmp/file"), 0);
+    EXPECT_EQ(fault::calls(Call::unlink), 0);
 }
 
-TEST(Folder, WhatIsNoFileIsNotRemoved)
+FRESH_TEST(Folder, WhatIsNoFileIsNotRemoved)
 {
-    EXPECT_EQ(printed_by([] {
-                  fs::create_directory("/tmp/folder");
-                  ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
-                  EXPECT_EQ(UTIL_DeleteFile("/tmp/folder"), 0);
-                  EXPECT_EQ(UTIL_DeleteFile("/tmp/pipe"), 0);
-                  EXPECT_TRUE(fs::exists("/tmp/folder"));
-                  EXPECT_TRUE(fs::exists("/tmp/pipe"));
-                  EXPECT_EQ(fault::calls(Call::unlink), 0);
-              }),
-              "");
+    fs::create_directory("/tmp/folder");
+    ASSERT_EQ(mkfifo("/tmp/pipe", 0600), 0);
+    EXPECT_EQ(UTIL_DeleteFile("/tmp/folder"), 0);
+    EXPECT_EQ(UTIL_DeleteFile("/tmp/pipe"), 0);
+    EXPECT_TRUE(fs::exists("/tmp/folder"));
+    EXPECT_TRUE(fs::exists("/tmp/pipe"));
+    EXPECT_EQ(fault::calls(Call::unlink), 0);
 }
 
 TEST(Folder, FileThatCannotBeRemovedGivesTheErrorNumber)
@@ -309,70 +265,57 @@ int mode_of(const char* path)
                : -1;
 }
 
-TEST(FolderMaking, RelativePathsAreBelowTheWorkingFolder)
+FRESH_TEST(FolderMaking, RelativePathsAreBelowTheWorkingFolder)
 {
-    EXPECT_EQ(printed_by([] {
-                  fs::create_directory("/tmp/folders");
-                  fs::current_path("/tmp/folders");
-                  EXPECT_EQ(UTIL_CreateFolderRecursive("a/b/c", 0755), 100U);
-                  EXPECT_EQ(mode_of("/tmp/folders/a"), 0755);
-                  EXPECT_EQ(mode_of("/tmp/folders/a/b"), 0755);
-                  EXPECT_EQ(mode_of("/tmp/folders/a/b/c"), 0755);
-                  EXPECT_EQ(fault::calls(Call::mkdir), 3);
-              }),
-              "");
+    fs::create_directory("/tmp/folders");
+    fs::current_path("/tmp/folders");
+    EXPECT_EQ(UTIL_CreateFolderRecursive("a/b/c", 0755), STATUS_SUCCESS);
+    EXPECT_EQ(mode_of("/tmp/folders/a"), 0755);
+    EXPECT_EQ(mode_of("/tmp/folders/a/b"), 0755);
+    EXPECT_EQ(mode_of("/tmp/folders/a/b/c"), 0755);
+    EXPECT_EQ(fault::calls(Call::mkdir), 3);
 }
 
-TEST(FolderMaking, EmptyPrefixOfAnAbsolutePathIsSkipped)
+FRESH_TEST(FolderMaking, EmptyPrefixOfAnAbsolutePathIsSkipped)
 {
-    EXPECT_EQ(printed_by([] {
-                  umask(0);
-                  EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/x/y/", 0751), 100U);
-                  EXPECT_EQ(mode_of("/tmp/x"), 0751);
-                  EXPECT_EQ(mode_of("/tmp/x/y"), 0751);
-                  EXPECT_EQ(fault::calls(Call::mkdir), 2);
-                  EXPECT_EQ(fault::calls(Call::stat), 3);
-              }),
-              "");
+    umask(0);
+    EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/x/y/", 0751), STATUS_SUCCESS);
+    EXPECT_EQ(mode_of("/tmp/x"), 0751);
+    EXPECT_EQ(mode_of("/tmp/x/y"), 0751);
+    EXPECT_EQ(fault::calls(Call::mkdir), 2);
+    EXPECT_EQ(fault::calls(Call::stat), 3);
 }
 
-TEST(FolderMaking, TreeThatIsThereIsLeftAlone)
+FRESH_TEST(FolderMaking, TreeThatIsThereIsLeftAlone)
 {
-    EXPECT_EQ(printed_by([] {
-                  fs::create_directories("/tmp/x/y/z");
-                  EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/x/y/z", 0700), 100U);
-                  EXPECT_EQ(UTIL_CreateFolderRecursive("/", 0700), 100U);
-                  EXPECT_EQ(UTIL_CreateFolderRecursive("//tmp//x//", 0700), 100U);
-                  EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/x/../x/.", 0700), 100U);
-                  EXPECT_EQ(fault::calls(Call::mkdir), 0);
-              }),
-              "");
+    fs::create_directories("/tmp/x/y/z");
+    EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/x/y/z", 0700), STATUS_SUCCESS);
+    EXPECT_EQ(UTIL_CreateFolderRecursive("/", 0700), STATUS_SUCCESS);
+    EXPECT_EQ(UTIL_CreateFolderRecursive("//tmp//x//", 0700), STATUS_SUCCESS);
+    EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/x/../x/.", 0700), STATUS_SUCCESS);
+    EXPECT_EQ(fault::calls(Call::mkdir), 0);
 }
 
-TEST(FolderMaking, RepeatedSlashesCountOnce)
+FRESH_TEST(FolderMaking, RepeatedSlashesCountOnce)
 {
-    EXPECT_EQ(printed_by([] {
-                  EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp//x///y//", 0755), 100U);
-                  EXPECT_EQ(mode_of("/tmp/x/y"), 0755);
-                  EXPECT_EQ(fault::calls(Call::mkdir), 2);
-              }),
-              "");
+    EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp//x///y//", 0755), STATUS_SUCCESS);
+    EXPECT_EQ(mode_of("/tmp/x/y"), 0755);
+    EXPECT_EQ(fault::calls(Call::mkdir), 2);
 }
 
-const auto kNoPath = said(COMMON_LogLevelError, "COMMON", "common", "UTIL_CreateFolderRecursive",
-                          "One or more invalid parameters are detected!");
+const auto kNoPath = said(COMMON_LogLevelError, "UTIL_CreateFolderRecursive", kInvalid);
 
 auto not_made(const std::string& message)
 {
-    return said(COMMON_LogLevelError, "COMMON", "common", "UTIL_CreateFolderRecursive",
+    return said(COMMON_LogLevelError, "UTIL_CreateFolderRecursive",
                 "mkdir() failed creating folder " + message);
 }
 
 TEST(FolderMaking, NullAndEmptyPathsAreReported)
 {
     const Outcome outcome = well([] {
-        EXPECT_EQ(UTIL_CreateFolderRecursive(nullptr, 0755), 120U);
-        EXPECT_EQ(UTIL_CreateFolderRecursive("", 0755), 120U);
+        EXPECT_EQ(UTIL_CreateFolderRecursive(nullptr, 0755), STATUS_INVALID_PARAM);
+        EXPECT_EQ(UTIL_CreateFolderRecursive("", 0755), STATUS_INVALID_PARAM);
         EXPECT_EQ(fault::calls(Call::mkdir), 0);
     });
     EXPECT_THAT(outcome.log, ElementsAre(kNoPath, kNoPath));
@@ -382,7 +325,7 @@ TEST(FolderMaking, FirstFailureIsReportedAndEndsIt)
 {
     const Outcome outcome = well([] {
         fault::fail(Call::mkdir, 2, ENOSPC);
-        EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a/b/c", 0755), 104U);
+        EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a/b/c", 0755), STATUS_FAILED);
         EXPECT_EQ(fault::calls(Call::mkdir), 2);
         EXPECT_EQ(mode_of("/tmp/a"), 0755) << "what was made until then stays";
         EXPECT_EQ(mode_of("/tmp/a/b"), -1);
@@ -395,8 +338,8 @@ TEST(FolderMaking, FileInTheWayIsAFailure)
 {
     const Outcome outcome = well([] {
         make_file("/tmp/a/b");
-        EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a/b", 0755), 104U);
-        EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a/b/c", 0755), 104U);
+        EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a/b", 0755), STATUS_FAILED);
+        EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a/b/c", 0755), STATUS_FAILED);
     });
     EXPECT_THAT(outcome.log, ElementsAre(not_made("/tmp/a/b: File exists."),
                                          not_made("/tmp/a/b: File exists.")));
@@ -406,56 +349,36 @@ TEST(FolderMaking, FolderThatCannotBeExaminedIsTriedAllTheSame)
 {
     const Outcome outcome = well([] {
         fault::fail(Call::stat, 1, EIO);
-        EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a", 0755), 104U);
+        EXPECT_EQ(UTIL_CreateFolderRecursive("/tmp/a", 0755), STATUS_FAILED);
     });
     EXPECT_THAT(outcome.log, ElementsAre(not_made("/tmp: File exists.")));
     EXPECT_EQ(outcome.out, "UTIL_FileExists: Error running stat routine: Input/output error\n");
 }
 
-/// A path of folders with names of 99 letters, so long in all.
-std::string long_path(std::size_t length)
+FRESH_TEST(FolderMaking, LongestPathOfTheSystemIsMadeWhole)
 {
-    std::string path = "/tmp";
-    while (path.size() + 1 < length) {
-        path += "/" + std::string(std::min<std::size_t>(99, length - path.size() - 1), 'n');
-    }
-    return path;
+    const std::string path = long_path(4095);
+    EXPECT_EQ(UTIL_CreateFolderRecursive(path.c_str(), 0755), STATUS_SUCCESS);
+    EXPECT_EQ(mode_of(path.c_str()), 0755);
 }
 
-TEST(FolderMaking, LongestPathOfTheSystemIsMadeWhole)
+FRESH_TEST(FolderMaking, LongerPathIsCutAndStaysTerminated)
 {
-    EXPECT_EQ(printed_by([] {
-                  const std::string path = long_path(4095);
-                  ASSERT_EQ(path.size(), 4095U);
-                  EXPECT_EQ(UTIL_CreateFolderRecursive(path.c_str(), 0755), 100U);
-                  EXPECT_EQ(mode_of(path.c_str()), 0755);
-              }),
-              "");
+    // The last name begins where the others end, so that it is cut in the middle.
+    const std::string path = long_path(4050) + "/" + std::string(100, 'm');
+    EXPECT_EQ(UTIL_CreateFolderRecursive(path.c_str(), 0755), STATUS_SUCCESS);
+    EXPECT_EQ(mode_of(path.substr(0, 4095).c_str()), 0755);
+    const int made = fault::calls(Call::mkdir);
+    const std::string longer = path + "/" + std::string(10'000, 'k');
+    EXPECT_EQ(UTIL_CreateFolderRecursive(longer.c_str(), 0755), STATUS_SUCCESS);
+    EXPECT_EQ(fault::calls(Call::mkdir), made) << "it is there already";
 }
 
-TEST(FolderMaking, LongerPathIsCutAndStaysTerminated)
+FRESH_TEST(FolderMaking, PathCutBehindASlashGetsNoOther)
 {
-    EXPECT_EQ(printed_by([] {
-                  // The last name begins where the others end, so that it is cut in the middle.
-                  const std::string path = long_path(4050) + "/" + std::string(100, 'm');
-                  EXPECT_EQ(UTIL_CreateFolderRecursive(path.c_str(), 0755), 100U);
-                  EXPECT_EQ(mode_of(path.substr(0, 4095).c_str()), 0755);
-                  const int made = fault::calls(Call::mkdir);
-                  const std::string longer = path + "/" + std::string(10'000, 'k');
-                  EXPECT_EQ(UTIL_CreateFolderRecursive(longer.c_str(), 0755), 100U);
-                  EXPECT_EQ(fault::calls(Call::mkdir), made) << "it is there already";
-              }),
-              "");
-}
-
-TEST(FolderMaking, PathCutBehindASlashGetsNoOther)
-{
-    EXPECT_EQ(printed_by([] {
-                  const std::string path = long_path(4094) + "/" + std::string(100, 'm');
-                  EXPECT_EQ(UTIL_CreateFolderRecursive(path.c_str(), 0755), 100U);
-                  EXPECT_EQ(mode_of(path.substr(0, 4094).c_str()), 0755);
-              }),
-              "");
+    const std::string path = long_path(4094) + "/" + std::string(100, 'm');
+    EXPECT_EQ(UTIL_CreateFolderRecursive(path.c_str(), 0755), STATUS_SUCCESS);
+    EXPECT_EQ(mode_of(path.substr(0, 4094).c_str()), 0755);
 }
 
 }  // namespace

@@ -2,13 +2,13 @@
 // the environment have a say in.
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <string>
 
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
 #include "getopt_transcript.h"
+#include "silent.h"
 
 namespace {
 
@@ -18,337 +18,293 @@ using namespace getopt_test;
 constexpr Function kFunctions[] = {Function::Short, Function::Long, Function::LongOnly,
                                    Function::NoLong};
 
-/// Runs a body in a process that has not parsed yet; nothing may be printed.
-void run_silently(const Setup& setup, const std::function<void()>& body)
-{
-    const Outcome outcome = well(setup, body);
-    EXPECT_THAT(outcome.log, testing::IsEmpty());
-    EXPECT_EQ(outcome.out + outcome.err, "");
-}
-
 /// The next option of a command line, and nothing else about it.
 std::string next(const CommandLine& line, const char* optstring, Function function = Function::Long)
 {
     return step(function, line, optstring);
 }
 
-TEST(GetoptState, TheFirstCallNeedsNoReset)
+FRESH_TEST(GetoptState, TheFirstCallNeedsNoReset)
 {
-    run_silently({}, [] {
-        const CommandLine line("a -x -y v b");
-        EXPECT_EQ(optind, 1);
-        EXPECT_EQ(next(line, "xy:"), "x");
-        EXPECT_EQ(next(line, "xy:"), "y=v");
-        EXPECT_EQ(next(line, "xy:"), "");
-        EXPECT_EQ(line.order(), "| -x -y v ^a b");
-    });
+    const CommandLine line("a -x -y v b");
+    EXPECT_EQ(optind, 1);
+    EXPECT_EQ(next(line, "xy:"), "x");
+    EXPECT_EQ(next(line, "xy:"), "y=v");
+    EXPECT_EQ(next(line, "xy:"), "");
+    EXPECT_EQ(line.order(), "| -x -y v ^a b");
 }
 
-TEST(GetoptState, AfterTheEndItStaysAtTheEnd)
+FRESH_TEST(GetoptState, AfterTheEndItStaysAtTheEnd)
 {
-    run_silently({}, [] {
-        for (const char* const words : {"", "a", "-x", "a -x b"}) {
-            const CommandLine line(words);
-            const std::string all = transcript(Function::Long, "x", line);
-            const int end = optind;
-            EXPECT_EQ(next(line, "x"), "");
-            EXPECT_EQ(next(line, "x"), "");
-            EXPECT_EQ(optind, end);
-            EXPECT_EQ(all.substr(all.find('|')), line.order());
-        }
-    });
+    for (const char* const words : {"", "a", "-x", "a -x b"}) {
+        const CommandLine line(words);
+        const std::string all = transcript(Function::Long, "x", line);
+        const int end = optind;
+        EXPECT_EQ(next(line, "x"), "");
+        EXPECT_EQ(next(line, "x"), "");
+        EXPECT_EQ(optind, end);
+        EXPECT_EQ(all.substr(all.find('|')), line.order());
+    }
 }
 
-TEST(GetoptState, ZeroForgetsTheRestOfAWord)
+FRESH_TEST(GetoptState, ZeroForgetsTheRestOfAWord)
 {
-    run_silently({}, [] {
-        const CommandLine line("-abc");
-        optind = 0;
-        EXPECT_EQ(next(line, "abc"), "a");
-        EXPECT_EQ(optind, 1);
-        optind = 0;
-        EXPECT_EQ(next(line, "abc"), "a");
-        EXPECT_EQ(next(line, "abc"), "b");
-        // One where it is already does not.
+    const CommandLine line("-abc");
+    optind = 0;
+    EXPECT_EQ(next(line, "abc"), "a");
+    EXPECT_EQ(optind, 1);
+    optind = 0;
+    EXPECT_EQ(next(line, "abc"), "a");
+    EXPECT_EQ(next(line, "abc"), "b");
+    // One where it is already does not.
+    optind = 1;
+    EXPECT_EQ(next(line, "abc"), "c");
+    EXPECT_EQ(next(line, "abc"), "");
+    EXPECT_EQ(optind, 2);
+}
+
+FRESH_TEST(GetoptState, ZeroForgetsWhatWasPassedOver)
+{
+    const CommandLine old_line("a b -x c");
+    optind = 0;
+    EXPECT_EQ(next(old_line, "x"), "x");
+    // The remembered words are those at 1 and 2, between which this one has to be left alone.
+    EXPECT_EQ(transcript(Function::Long, "xy:", CommandLine("-y 1 -y 2 -x d")),
+              "y=1 y=2 x | -y 1 -y 2 -x ^d");
+    optind = 0;
+    EXPECT_EQ(next(old_line, "x"), "x");
+    EXPECT_EQ(transcript(Function::Long, "xy:", CommandLine("-y 1 -- d -x")),
+              "y=1 | -y 1 -- ^d -x");
+}
+
+FRESH_TEST(GetoptState, TheEndForgetsWhatWasPassedOver)
+{
+    for (const char* const words : {"a b -x c", "a b"}) {
+        transcript(Function::Long, "x", CommandLine(words));
+        const CommandLine line("-x b -x");
         optind = 1;
-        EXPECT_EQ(next(line, "abc"), "c");
-        EXPECT_EQ(next(line, "abc"), "");
-        EXPECT_EQ(optind, 2);
-    });
-}
-
-TEST(GetoptState, ZeroForgetsWhatWasPassedOver)
-{
-    run_silently({}, [] {
-        const CommandLine old_line("a b -x c");
-        optind = 0;
-        EXPECT_EQ(next(old_line, "x"), "x");
-        // The remembered words are those at 1 and 2, between which this one has to be left alone.
-        EXPECT_EQ(transcript(Function::Long, "xy:", CommandLine("-y 1 -y 2 -x d")),
-                  "y=1 y=2 x | -y 1 -y 2 -x ^d");
-        optind = 0;
-        EXPECT_EQ(next(old_line, "x"), "x");
-        EXPECT_EQ(transcript(Function::Long, "xy:", CommandLine("-y 1 -- d -x")),
-                  "y=1 | -y 1 -- ^d -x");
-    });
-}
-
-TEST(GetoptState, TheEndForgetsWhatWasPassedOver)
-{
-    run_silently({}, [] {
-        for (const char* const words : {"a b -x c", "a b"}) {
-            transcript(Function::Long, "x", CommandLine(words));
-            const CommandLine line("-x b -x");
-            optind = 1;
-            EXPECT_EQ(next(line, "x"), "x");
-            EXPECT_EQ(next(line, "x"), "x");
-            EXPECT_EQ(next(line, "x"), "");
-            EXPECT_EQ(line.order(), "| -x -x ^b");
-        }
-    });
+        EXPECT_EQ(next(line, "x"), "x");
+        EXPECT_EQ(next(line, "x"), "x");
+        EXPECT_EQ(next(line, "x"), "");
+        EXPECT_EQ(line.order(), "| -x -x ^b");
+    }
 }
 
 // The common way to start anew, also with another command line: what is left of the first one must
 // neither be worked off nor move words of the second.
-TEST(GetoptState, OneStartsAnewWhereverTheOptionsWereLeft)
+FRESH_TEST(GetoptState, OneStartsAnewWhereverTheOptionsWereLeft)
 {
-    run_silently({}, [] {
-        for (const Function function : {Function::Long, Function::LongOnly, Function::NoLong}) {
-            const CommandLine old_line("a b c d -xz -y");
-            optind = 0;
-            EXPECT_EQ(next(old_line, "xyz", function), "x");
-            const CommandLine shorter("-y");
-            optind = 1;
-            EXPECT_EQ(next(shorter, "xyz", function), "y");
-            EXPECT_EQ(next(shorter, "xyz", function), "");
-            EXPECT_EQ(shorter.order(), "| -y ^");
-
-            optind = 0;
-            EXPECT_EQ(next(old_line, "xyz", function), "x");
-            optind = 1;
-            EXPECT_EQ(next(old_line, "xyz", function), "x");
-            EXPECT_EQ(next(old_line, "xyz", function), "z");
-            EXPECT_EQ(next(old_line, "xyz", function), "y");
-            EXPECT_EQ(next(old_line, "xyz", function), "");
-            EXPECT_EQ(old_line.order(), "| -xz -y ^a b c d");
-        }
-        const CommandLine word("-y -xz");
+    for (const Function function : {Function::Long, Function::LongOnly, Function::NoLong}) {
+        const CommandLine old_line("a b c d -xz -y");
         optind = 0;
-        EXPECT_EQ(next(word, "xyz", Function::Short), "y");
-        EXPECT_EQ(next(word, "xyz", Function::Short), "x");
+        EXPECT_EQ(next(old_line, "xyz", function), "x");
+        const CommandLine shorter("-y");
         optind = 1;
-        EXPECT_EQ(next(word, "xyz", Function::Short), "y");
-    });
+        EXPECT_EQ(next(shorter, "xyz", function), "y");
+        EXPECT_EQ(next(shorter, "xyz", function), "");
+        EXPECT_EQ(shorter.order(), "| -y ^");
+
+        optind = 0;
+        EXPECT_EQ(next(old_line, "xyz", function), "x");
+        optind = 1;
+        EXPECT_EQ(next(old_line, "xyz", function), "x");
+        EXPECT_EQ(next(old_line, "xyz", function), "z");
+        EXPECT_EQ(next(old_line, "xyz", function), "y");
+        EXPECT_EQ(next(old_line, "xyz", function), "");
+        EXPECT_EQ(old_line.order(), "| -xz -y ^a b c d");
+    }
+    const CommandLine word("-y -xz");
+    optind = 0;
+    EXPECT_EQ(next(word, "xyz", Function::Short), "y");
+    EXPECT_EQ(next(word, "xyz", Function::Short), "x");
+    optind = 1;
+    EXPECT_EQ(next(word, "xyz", Function::Short), "y");
 }
 
-TEST(GetoptState, AnotherCommandLineStartsAnew)
+FRESH_TEST(GetoptState, AnotherCommandLineStartsAnew)
 {
-    run_silently({}, [] {
-        const CommandLine half_way("-xz");
-        const CommandLine other("-y -x");
-        optind = 0;
-        EXPECT_EQ(next(half_way, "xyz"), "x");
-        optind = 1;  // where it is
-        EXPECT_EQ(next(other, "xyz"), "y");
+    const CommandLine half_way("-xz");
+    const CommandLine other("-y -x");
+    optind = 0;
+    EXPECT_EQ(next(half_way, "xyz"), "x");
+    optind = 1;  // where it is
+    EXPECT_EQ(next(other, "xyz"), "y");
 
-        const CommandLine passed_over("a b -x c");
-        optind = 0;
-        EXPECT_EQ(next(passed_over, "xyz"), "x");
-        const CommandLine longer("-y 1 2 3 -z d");
-        optind = 5;
-        EXPECT_EQ(next(longer, "xyz"), "z");
-        EXPECT_EQ(next(longer, "xyz"), "");
-        EXPECT_EQ(longer.order(), "| -y 1 2 3 -z ^d");
-    });
+    const CommandLine passed_over("a b -x c");
+    optind = 0;
+    EXPECT_EQ(next(passed_over, "xyz"), "x");
+    const CommandLine longer("-y 1 2 3 -z d");
+    optind = 5;
+    EXPECT_EQ(next(longer, "xyz"), "z");
+    EXPECT_EQ(next(longer, "xyz"), "");
+    EXPECT_EQ(longer.order(), "| -y 1 2 3 -z ^d");
 }
 
 // An option that takes two words, or gives its argument back.
-TEST(GetoptState, AnIndexBehindWhatWasPassedOverKeepsIt)
+FRESH_TEST(GetoptState, AnIndexBehindWhatWasPassedOverKeepsIt)
 {
-    run_silently({}, [] {
-        const CommandLine two("a b -x 1 2 -z");
-        optind = 0;
-        EXPECT_EQ(next(two, "x:z"), "x=1");
-        ++optind;
-        EXPECT_EQ(next(two, "x:z"), "z");
-        EXPECT_EQ(next(two, "x:z"), "");
-        EXPECT_EQ(two.order(), "| -x 1 2 -z ^a b");
+    const CommandLine two("a b -x 1 2 -z");
+    optind = 0;
+    EXPECT_EQ(next(two, "x:z"), "x=1");
+    ++optind;
+    EXPECT_EQ(next(two, "x:z"), "z");
+    EXPECT_EQ(next(two, "x:z"), "");
+    EXPECT_EQ(two.order(), "| -x 1 2 -z ^a b");
 
-        const CommandLine none("a b -x c");
-        optind = 0;
-        EXPECT_EQ(next(none, "x:"), "x=c");
-        --optind;
-        EXPECT_EQ(next(none, "x:"), "");
-        EXPECT_EQ(none.order(), "| -x ^a b c");
-    });
+    const CommandLine none("a b -x c");
+    optind = 0;
+    EXPECT_EQ(next(none, "x:"), "x=c");
+    --optind;
+    EXPECT_EQ(next(none, "x:"), "");
+    EXPECT_EQ(none.order(), "| -x ^a b c");
 }
 
-TEST(GetoptState, AnIndexThatIsNoneStartsAnew)
+FRESH_TEST(GetoptState, AnIndexThatIsNoneStartsAnew)
 {
-    run_silently({}, [] {
-        // The words behind the count are there, but not to be moved.
-        const CommandLine line("a b -x c -y e f");
-        const auto work_off = [&](int argc, int index) {
-            const int code = OXA_getopt_long(argc, line.argv(), "xy", kLongOptions, nullptr);
-            optind = index;
-            return code;
-        };
-        optind = 0;
-        EXPECT_EQ(work_off(8, 8), 'x');
-        EXPECT_EQ(work_off(6, -3), -1) << "an index behind the last word";
-        EXPECT_EQ(line.order(), "| a b -x c -y e f");
-        EXPECT_EQ(work_off(4, 4), 'x') << "an index before the first one";
-        EXPECT_EQ(work_off(4, 4), -1);
-        EXPECT_EQ(line.order(), "| -x a b ^c -y e f");
-    });
+    // The words behind the count are there, but not to be moved.
+    const CommandLine line("a b -x c -y e f");
+    const auto work_off = [&](int argc, int index) {
+        const int code = OXA_getopt_long(argc, line.argv(), "xy", kLongOptions, nullptr);
+        optind = index;
+        return code;
+    };
+    optind = 0;
+    EXPECT_EQ(work_off(8, 8), 'x');
+    EXPECT_EQ(work_off(6, -3), -1) << "an index behind the last word";
+    EXPECT_EQ(line.order(), "| a b -x c -y e f");
+    EXPECT_EQ(work_off(4, 4), 'x') << "an index before the first one";
+    EXPECT_EQ(work_off(4, 4), -1);
+    EXPECT_EQ(line.order(), "| -x a b ^c -y e f");
 }
 
-TEST(GetoptState, AnotherIndexGoesOnFromThere)
+FRESH_TEST(GetoptState, AnotherIndexGoesOnFromThere)
 {
-    run_silently({}, [] {
-        const CommandLine line("-a -b -c");
-        optind = 2;
-        EXPECT_EQ(next(line, "abc"), "b");
-        EXPECT_EQ(next(line, "abc"), "c");
-        EXPECT_EQ(next(line, "abc"), "");
-    });
+    const CommandLine line("-a -b -c");
+    optind = 2;
+    EXPECT_EQ(next(line, "abc"), "b");
+    EXPECT_EQ(next(line, "abc"), "c");
+    EXPECT_EQ(next(line, "abc"), "");
 }
 
-TEST(GetoptState, WordsBehindTheCountAreNotThere)
+FRESH_TEST(GetoptState, WordsBehindTheCountAreNotThere)
 {
-    run_silently({}, [] {
-        const CommandLine line("-y v -x");
-        for (const Function function : kFunctions) {
-            const StandardError standard_error;
-            optind = 0;
-            CommandLine shorter("-y");
-            optarg = nullptr;
-            optopt = 0;
-            int code = -1;
-            if (function == Function::Short) {
-                code = OXA_getopt(2, line.argv(), "xy:");
-            } else {
-                code = OXA_getopt_long(2, line.argv(), "xy:", kLongOptions, nullptr);
-            }
-            EXPECT_EQ(code, '?');
-            EXPECT_EQ(optopt, 'y');
-            EXPECT_EQ(optind, 2);
-        }
-        const CommandLine long_line("--level 3");
+    const CommandLine line("-y v -x");
+    for (const Function function : kFunctions) {
         const StandardError standard_error;
         optind = 0;
-        EXPECT_EQ(OXA_getopt_long(2, long_line.argv(), "", kLongOptions, nullptr), '?');
-        EXPECT_EQ(optind, 2);
-        const CommandLine w_line("-W verbose");
-        optind = 0;
-        EXPECT_EQ(OXA_getopt_long(2, w_line.argv(), "W;", kLongOptions, nullptr), '?');
-        EXPECT_EQ(optopt, 'W');
-        EXPECT_EQ(optind, 2);
-    });
-}
-
-TEST(GetoptState, NothingIsThereWithoutWords)
-{
-    run_silently({}, [] {
-        const CommandLine line("-a");
-        for (const int argc : {0, 1, -1}) {
-            optind = 0;
-            EXPECT_EQ(OXA_getopt(argc, line.argv(), "a"), -1);
-            EXPECT_EQ(OXA_getopt_long(argc, line.argv(), "a", kLongOptions, nullptr), -1);
-            EXPECT_EQ(OXA_getopt_long_only(argc, line.argv(), "a", kLongOptions, nullptr), -1);
-            EXPECT_EQ(optind, 1);
+        CommandLine shorter("-y");
+        optarg = nullptr;
+        optopt = 0;
+        int code = -1;
+        if (function == Function::Short) {
+            code = OXA_getopt(2, line.argv(), "xy:");
+        } else {
+            code = OXA_getopt_long(2, line.argv(), "xy:", kLongOptions, nullptr);
         }
-    });
+        EXPECT_EQ(code, '?');
+        EXPECT_EQ(optopt, 'y');
+        EXPECT_EQ(optind, 2);
+    }
+    const CommandLine long_line("--level 3");
+    const StandardError standard_error;
+    optind = 0;
+    EXPECT_EQ(OXA_getopt_long(2, long_line.argv(), "", kLongOptions, nullptr), '?');
+    EXPECT_EQ(optind, 2);
+    const CommandLine w_line("-W verbose");
+    optind = 0;
+    EXPECT_EQ(OXA_getopt_long(2, w_line.argv(), "W;", kLongOptions, nullptr), '?');
+    EXPECT_EQ(optopt, 'W');
+    EXPECT_EQ(optind, 2);
 }
 
-TEST(GetoptMisuse, NullIsTheEnd)
+FRESH_TEST(GetoptState, NothingIsThereWithoutWords)
 {
-    run_silently({}, [] {
-        const CommandLine line("-a");
-        for (const int index : {0, 1}) {
-            char stale[] = "stale";
-            const auto expect_end = [&](int code) {
-                EXPECT_EQ(code, -1);
-                EXPECT_EQ(optind, index);
-                EXPECT_EQ(optarg, nullptr);
-                optarg = stale;
-            };
-            optind = index;
+    const CommandLine line("-a");
+    for (const int argc : {0, 1, -1}) {
+        optind = 0;
+        EXPECT_EQ(OXA_getopt(argc, line.argv(), "a"), -1);
+        EXPECT_EQ(OXA_getopt_long(argc, line.argv(), "a", kLongOptions, nullptr), -1);
+        EXPECT_EQ(OXA_getopt_long_only(argc, line.argv(), "a", kLongOptions, nullptr), -1);
+        EXPECT_EQ(optind, 1);
+    }
+}
+
+FRESH_TEST(GetoptMisuse, NullIsTheEnd)
+{
+    const CommandLine line("-a");
+    for (const int index : {0, 1}) {
+        char stale[] = "stale";
+        const auto expect_end = [&](int code) {
+            EXPECT_EQ(code, -1);
+            EXPECT_EQ(optind, index);
+            EXPECT_EQ(optarg, nullptr);
             optarg = stale;
-            expect_end(OXA_getopt(2, nullptr, "a"));
-            expect_end(OXA_getopt(2, line.argv(), nullptr));
-            expect_end(OXA_getopt_long(2, nullptr, "a", kLongOptions, nullptr));
-            expect_end(OXA_getopt_long(2, line.argv(), nullptr, kLongOptions, nullptr));
-            expect_end(OXA_getopt_long_only(2, nullptr, "a", kLongOptions, nullptr));
-            expect_end(OXA_getopt_long_only(2, line.argv(), nullptr, kLongOptions, nullptr));
-        }
-        optind = 0;
-        EXPECT_EQ(next(line, "a"), "a");
-    });
+        };
+        optind = index;
+        optarg = stale;
+        expect_end(OXA_getopt(2, nullptr, "a"));
+        expect_end(OXA_getopt(2, line.argv(), nullptr));
+        expect_end(OXA_getopt_long(2, nullptr, "a", kLongOptions, nullptr));
+        expect_end(OXA_getopt_long(2, line.argv(), nullptr, kLongOptions, nullptr));
+        expect_end(OXA_getopt_long_only(2, nullptr, "a", kLongOptions, nullptr));
+        expect_end(OXA_getopt_long_only(2, line.argv(), nullptr, kLongOptions, nullptr));
+    }
+    optind = 0;
+    EXPECT_EQ(next(line, "a"), "a");
 }
 
-TEST(GetoptMisuse, IndexOfALongOptionNeedNotBeAskedFor)
+FRESH_TEST(GetoptMisuse, IndexOfALongOptionNeedNotBeAskedFor)
 {
-    run_silently({}, [] {
-        const CommandLine line("--verbose");
-        optind = 0;
-        EXPECT_EQ(OXA_getopt_long(2, line.argv(), "", kLongOptions, nullptr), 'v');
-    });
+    const CommandLine line("--verbose");
+    optind = 0;
+    EXPECT_EQ(OXA_getopt_long(2, line.argv(), "", kLongOptions, nullptr), 'v');
 }
 
-TEST(GetoptMisuse, LongOptionsMayHaveAnyCode)
+FRESH_TEST(GetoptMisuse, LongOptionsMayHaveAnyCode)
 {
-    run_silently({}, [] {
-        static const option kOptions[] = {
-            {"end", no_argument, nullptr, -1}, {"nothing", no_argument, nullptr, 0}, {}};
-        const CommandLine line("-end -nothing -e");
-        optind = 0;
-        EXPECT_EQ(OXA_getopt_long_only(4, line.argv(), "e", kOptions, nullptr), -1);
-        EXPECT_EQ(optind, 2);
-        EXPECT_EQ(OXA_getopt_long_only(4, line.argv(), "e", kOptions, nullptr), 0);
-        EXPECT_EQ(OXA_getopt_long_only(4, line.argv(), "e", kOptions, nullptr), 'e');
-    });
+    static const option kOptions[] = {
+        {"end", no_argument, nullptr, -1}, {"nothing", no_argument, nullptr, 0}, {}};
+    const CommandLine line("-end -nothing -e");
+    optind = 0;
+    EXPECT_EQ(OXA_getopt_long_only(4, line.argv(), "e", kOptions, nullptr), -1);
+    EXPECT_EQ(optind, 2);
+    EXPECT_EQ(OXA_getopt_long_only(4, line.argv(), "e", kOptions, nullptr), 0);
+    EXPECT_EQ(OXA_getopt_long_only(4, line.argv(), "e", kOptions, nullptr), 'e');
 }
 
-TEST(GetoptMisuse, NoLongOptionsAreNoneThatMatch)
+FRESH_TEST(GetoptMisuse, NoLongOptionsAreNoneThatMatch)
 {
-    run_silently({}, [] {
-        static const option kNone[] = {{}};
-        const StandardError standard_error;
-        const CommandLine line("--x -x");
-        optind = 0;
-        EXPECT_EQ(OXA_getopt_long(3, line.argv(), "x", kNone, nullptr), '?');
-        EXPECT_EQ(optopt, 0);
-        EXPECT_EQ(OXA_getopt_long(3, line.argv(), "x", kNone, nullptr), 'x');
-        EXPECT_EQ(without_program_name(standard_error.text()), "unknown option -- x");
-    });
+    static const option kNone[] = {{}};
+    const StandardError standard_error;
+    const CommandLine line("--x -x");
+    optind = 0;
+    EXPECT_EQ(OXA_getopt_long(3, line.argv(), "x", kNone, nullptr), '?');
+    EXPECT_EQ(optopt, 0);
+    EXPECT_EQ(OXA_getopt_long(3, line.argv(), "x", kNone, nullptr), 'x');
+    EXPECT_EQ(without_program_name(standard_error.text()), "unknown option -- x");
 }
 
-TEST(GetoptMisuse, AWordMayBeErasedWhileItIsWorkedOff)
+FRESH_TEST(GetoptMisuse, AWordMayBeErasedWhileItIsWorkedOff)
 {
-    run_silently({}, [] {
-        const CommandLine line("-abc");
-        optind = 0;
-        EXPECT_EQ(next(line, "abc"), "a");
-        std::memset(line.argv()[1], 0, 4);
-        EXPECT_EQ(next(line, "abc"), "");
-        EXPECT_EQ(line.order(), "| ^''");
-    });
+    const CommandLine line("-abc");
+    optind = 0;
+    EXPECT_EQ(next(line, "abc"), "a");
+    std::memset(line.argv()[1], 0, 4);
+    EXPECT_EQ(next(line, "abc"), "");
+    EXPECT_EQ(line.order(), "| ^''");
 }
 
 // As the C library's own functions give them: a char with its sign.
-TEST(GetoptMisuse, CharactersOutsideOfAsciiAreOptions)
+FRESH_TEST(GetoptMisuse, CharactersOutsideOfAsciiAreOptions)
 {
-    run_silently({}, [] {
-        const char letter = '\xE4';
-        const StandardError standard_error;
-        const CommandLine line("-\xE4 -\xF6");
-        optind = 0;
-        EXPECT_EQ(OXA_getopt(3, line.argv(), "\xE4"), letter);
-        EXPECT_EQ(OXA_getopt(3, line.argv(), "\xE4"), '?');
-        EXPECT_EQ(optopt, '\xF6');
-        EXPECT_EQ(without_program_name(standard_error.text()), "unknown option -- \xF6");
-    });
+    const char letter = '\xE4';
+    const StandardError standard_error;
+    const CommandLine line("-\xE4 -\xF6");
+    optind = 0;
+    EXPECT_EQ(OXA_getopt(3, line.argv(), "\xE4"), letter);
+    EXPECT_EQ(OXA_getopt(3, line.argv(), "\xE4"), '?');
+    EXPECT_EQ(optopt, '\xF6');
+    EXPECT_EQ(without_program_name(standard_error.text()), "unknown option -- \xF6");
 }
 
 TEST(GetoptDiagnostics, BeginWithTheProgramsNameAndEndTheLine)
@@ -418,13 +374,11 @@ TEST(GetoptPosixly, TheFirstCallDecides)
     });
 }
 
-TEST(GetoptPosixly, ACallWithNothingToWorkOffDecidesNothing)
+FRESH_TEST(GetoptPosixly, ACallWithNothingToWorkOffDecidesNothing)
 {
-    run_silently({}, [] {
-        EXPECT_EQ(OXA_getopt(1, nullptr, "x"), -1);
-        setenv("POSIXLY_CORRECT", "1", 1);
-        EXPECT_EQ(transcript(Function::Long, "x", CommandLine("a -x")), "| ^a -x");
-    });
+    EXPECT_EQ(OXA_getopt(1, nullptr, "x"), -1);
+    setenv("POSIXLY_CORRECT", "1", 1);
+    EXPECT_EQ(transcript(Function::Long, "x", CommandLine("a -x")), "| ^a -x");
 }
 
 }  // namespace

@@ -380,16 +380,15 @@ TEST_P(GetoptAgainstSystem, AgreesOnShortOptions)
 
 TEST_P(GetoptAgainstSystem, AgreesWherePosixIsTheRule)
 {
-    const Outcome outcome =
-        well({.env = {{"POSIXLY_CORRECT", "1"}}, .time_limit = std::chrono::seconds{100}}, [] {
-            Seen seen;
-            for (const Peers* const peers : {&kShort, &kLong, &kLongOnly}) {
-                compare(seed(), *peers, kLines / 10, true, seen);
-            }
-            EXPECT_GT(seen["option"], kLines / kSeldom);
-            EXPECT_GT(seen["left"], kLines / kSeldom);
-            EXPECT_EQ(seen["moved"], 0);
-        });
+    well({.env = {{"POSIXLY_CORRECT", "1"}}, .time_limit = std::chrono::seconds{100}}, [] {
+        Seen seen;
+        for (const Peers* const peers : {&kShort, &kLong, &kLongOnly}) {
+            compare(seed(), *peers, kLines / 10, true, seen);
+        }
+        EXPECT_GT(seen["option"], kLines / kSeldom);
+        EXPECT_GT(seen["left"], kLines / kSeldom);
+        EXPECT_EQ(seen["moved"], 0);
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, GetoptAgainstSystem, testing::Values("Fixed", "OfThisRun"),

@@ -232,8 +232,7 @@ void check(const Row (&rows)[count])
 template <std::size_t count>
 void check_fresh(const Row (&rows)[count], const harness::FreshSetup& setup = {})
 {
-    const harness::Outcome outcome = harness::run_fresh(setup, [&rows] { check(rows); });
-    EXPECT_THAT(outcome, harness::exited(0));
+    const harness::Outcome outcome = harness::well(setup, [&rows] { check(rows); });
     EXPECT_THAT(outcome.log, testing::IsEmpty());
 }
 

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <sstream>
 #include <string>
 
@@ -19,26 +18,13 @@
 #include "fault.h"
 #include "forked.h"
 #include "fresh_process.h"
+#include "silent.h"
 #include "wait_until.h"
 
 namespace {
 
 using namespace harness;
 using fault::Call;
-using testing::IsEmpty;
-
-/// Runs a body in a fresh process that must not log or print anything.
-void run_silently(const Setup& setup, const std::function<void()>& body)
-{
-    const Outcome outcome = well(setup, body);
-    EXPECT_THAT(outcome.log, IsEmpty());
-    EXPECT_EQ(outcome.out + outcome.err, "");
-}
-
-void run_silently(const std::function<void()>& body)
-{
-    run_silently({}, body);
-}
 
 TEST(OxaEndian, LittleEndianIsThisMachinesOrder)
 {
@@ -217,13 +203,11 @@ TEST(OxaSpawn, AnyOtherModeStartsTheProgramAndFails)
     }
 }
 
-TEST(OxaSpawn, NothingIsStartedWithoutAName)
+FRESH_TEST(OxaSpawn, NothingIsStartedWithoutAName)
 {
-    run_silently([] {
-        EXPECT_EQ(OXA_posix_spawnp(0, nullptr, nullptr), -1);
-        EXPECT_EQ(OXA_posix_spawnp(0, nullptr, "name", nullptr), -1);
-        EXPECT_EQ(fault::calls(Call::posix_spawnp), 0);
-    });
+    EXPECT_EQ(OXA_posix_spawnp(0, nullptr, nullptr), -1);
+    EXPECT_EQ(OXA_posix_spawnp(0, nullptr, "name", nullptr), -1);
+    EXPECT_EQ(fault::calls(Call::posix_spawnp), 0);
 }
 
 TEST(OxaSpawn, NoArgumentIsNeeded)
@@ -252,17 +236,15 @@ TEST(OxaSpawn, ThirtyOneTextsAreTheMost)
     });
 }
 
-TEST(OxaSpawn, WhatCannotBeStartedFails)
+FRESH_TEST(OxaSpawn, WhatCannotBeStartedFails)
 {
-    run_silently([] {
-        errno = 4711;
-        EXPECT_EQ(OXA_posix_spawnp(0, "/tmp/none", "none", nullptr), -1);
-        EXPECT_EQ(errno, 4711);
-        fault::fail(Call::posix_spawnp, 1, EAGAIN);
-        EXPECT_EQ(OXA_posix_spawnp(0, "/bin/sh", "sh", "-c", ":", nullptr), -1);
-        EXPECT_EQ(fault::fired(), 1);
-        EXPECT_EQ(fault::calls(Call::waitpid), 0);
-    });
+    errno = 4711;
+    EXPECT_EQ(OXA_posix_spawnp(0, "/tmp/none", "none", nullptr), -1);
+    EXPECT_EQ(errno, 4711);
+    fault::fail(Call::posix_spawnp, 1, EAGAIN);
+    EXPECT_EQ(OXA_posix_spawnp(0, "/bin/sh", "sh", "-c", ":", nullptr), -1);
+    EXPECT_EQ(fault::fired(), 1);
+    EXPECT_EQ(fault::calls(Call::waitpid), 0);
 }
 
 TEST(OxaSpawn, AnInterruptedWaitGoesOn)
@@ -300,18 +282,16 @@ TEST(OxaSpawn, NobodyToWaitForIsNoFailure)
     }
 }
 
-TEST(OxaLinks, SymlinksArgumentsAreReversed)
+FRESH_TEST(OxaLinks, SymlinksArgumentsAreReversed)
 {
-    run_silently([] {
-        EXPECT_EQ(OXA_symlink("/tmp/link", "target/that is not there"), 0);
-        EXPECT_EQ(std::filesystem::read_symlink("/tmp/link"), "target/that is not there");
-        errno = 0;
-        EXPECT_EQ(OXA_symlink("/tmp/link", "other"), -1);
-        EXPECT_EQ(errno, EEXIST);
-        fault::fail(Call::symlink, 1, ENOSPC);
-        EXPECT_EQ(OXA_symlink("/tmp/second", "other"), -1);
-        EXPECT_EQ(errno, ENOSPC);
-    });
+    EXPECT_EQ(OXA_symlink("/tmp/link", "target/that is not there"), 0);
+    EXPECT_EQ(std::filesystem::read_symlink("/tmp/link"), "target/that is not there");
+    errno = 0;
+    EXPECT_EQ(OXA_symlink("/tmp/link", "other"), -1);
+    EXPECT_EQ(errno, EEXIST);
+    fault::fail(Call::symlink, 1, ENOSPC);
+    EXPECT_EQ(OXA_symlink("/tmp/second", "other"), -1);
+    EXPECT_EQ(errno, ENOSPC);
 }
 
 TEST(OxaLinks, UnlinkRemovesAName)
@@ -328,16 +308,14 @@ TEST(OxaLinks, UnlinkRemovesAName)
     });
 }
 
-TEST(OxaStandIns, DoNothing)
+FRESH_TEST(OxaStandIns, DoNothing)
 {
-    run_silently([] {
-        const pid_t self = getpid();
-        EXPECT_EQ(OXA_procmgr_daemon(EXIT_SUCCESS, 0U), 1);
-        EXPECT_EQ(OXA_procmgr_daemon(), 1);
-        EXPECT_EQ(getpid(), self);
-        EXPECT_EQ(OXA_mmap_device_io(std::size_t{4096}, std::uint64_t{0xFED00000}), 0U);
-        EXPECT_EQ(OXA_mmap_device_io(), 0U);
-    });
+    const pid_t self = getpid();
+    EXPECT_EQ(OXA_procmgr_daemon(EXIT_SUCCESS, 0U), 1);
+    EXPECT_EQ(OXA_procmgr_daemon(), 1);
+    EXPECT_EQ(getpid(), self);
+    EXPECT_EQ(OXA_mmap_device_io(std::size_t{4096}, std::uint64_t{0xFED00000}), 0U);
+    EXPECT_EQ(OXA_mmap_device_io(), 0U);
 }
 
 }  // namespace

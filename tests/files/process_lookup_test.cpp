@@ -20,11 +20,11 @@
 #include "fake_proc.h"
 #include "fault.h"
 #include "fresh_process.h"
+#include "silent.h"
 #include "wait_until.h"
 
 using namespace harness;
 using fault::Call;
-using testing::IsEmpty;
 
 namespace {
 
@@ -40,9 +40,7 @@ const FreshSetup kDebugOn{.env = {{"COMMON_DEBUG_ENABLE", "True"}}};
 /// Runs a body in a fresh process that must not report anything in any way.
 void run_silently(const std::function<void()>& body)
 {
-    const Outcome outcome = well(kDebugOn, body);
-    EXPECT_THAT(outcome.log, IsEmpty());
-    EXPECT_EQ(outcome.out + outcome.err, "");
+    harness::run_silently(kDebugOn, body);
 }
 
 std::uint32_t id(pid_t process)
