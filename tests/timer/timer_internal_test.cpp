@@ -66,7 +66,7 @@ bool are_idle(TMR& timer, int others = 0)
 {
     return wait_until([&] {
         return count_threads(timer, [](const TMR_Thread& thread) {
-                   return !thread.claimed || thread.armed || thread.calling;
+                   return thread.phase != common::timer::Phase::Waiting || thread.armed;
                }) == others;
     });
 }
@@ -81,7 +81,7 @@ void fire(TMR& timer, Shot& shot)
 
 TEST(TimerInternal, NullRecordEndsTheThread)
 {
-    const Outcome outcome = well([] { EXPECT_EQ(common::TimerHandler(nullptr), nullptr); });
+    const Outcome outcome = well([] { EXPECT_EQ(common::timer::TimerHandler(nullptr), nullptr); });
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
