@@ -3,11 +3,9 @@
 #include <cstddef>
 #include <cstring>
 
-#include "log/report.h"
 #include "mem_malloc.h"
 #include "platform/assertion.h"
 #include "thread/mutex_handler.h"
-#include "thread/platform_failure.h"
 
 static_assert(offsetof(COMMON_Mutex, mutex) == 0);
 static_assert(offsetof(COMMON_Mutex, unused) == sizeof(pthread_mutex_t));
@@ -18,9 +16,9 @@ static_assert(offsetof(COMMON_Mutex, shared) == sizeof(pthread_mutex_t) + 20);
 static_assert(offsetof(COMMON_Mutex, type) == sizeof(pthread_mutex_t) + 24);
 static_assert(sizeof(void*) != 4 || sizeof(COMMON_Mutex) == sizeof(pthread_mutex_t) + 28);
 
-namespace {
+using namespace common::mutex;
 
-constexpr common::Source kSource = common::kMutexSource;
+namespace {
 
 /// What is handed to the platform for a value that it does not have: it refuses it.
 constexpr int kRefused = -1;
@@ -132,10 +130,10 @@ void COMMON_Mutex_Commit(COMMON_Mutex* mutex)
 {
     ASSERT_MUTEX();
     pthread_mutexattr_t attributes{};
-    REPORT_IF_FAILED(pthread_mutexattr_init(&attributes),
+    report_if_failed(pthread_mutexattr_init(&attributes),
                      "Failed to initialize the mutex attributes");
     if (mutex->priorityCeiling != 0) {
-        REPORT_IF_FAILED(pthread_mutexattr_setprioceiling(&attributes, mutex->priorityCeiling),
+        report_if_failed(pthread_mutexattr_setprioceiling(&attributes, mutex->priorityCeiling),
                          "Failed to set the priority ceiling");
     }
     if (mutex->protocol != COMMON_MutexProtocolInherited) {
@@ -144,40 +142,41 @@ void COMMON_Mutex_Commit(COMMON_Mutex* mutex)
             COMMON_REPORT(kSource, Fatal, "Invalid mutexProtocol: %s (%d)",
                           COMMON_MutexProtocol_ToString(mutex->protocol), mutex->protocol);
         }
-        REPORT_IF_FAILED(pthread_mutexattr_setprotocol(&attributes, protocol),
+        report_if_failed(pthread_mutexattr_setprotocol(&attributes, protocol),
                          "Failed to set the mutexProtocol");
     }
     if (mutex->recursive != 0) {
-        REPORT_IF_FAILED(pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE),
+        report_if_failed(pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE),
                          "Failed to set the recursive attribute");
     }
     if (mutex->shared != 0) {
-        REPORT_IF_FAILED(pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED),
+        report_if_failed(pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED),
                          "Failed to set the shared attribute");
     }
-    // After the recursive attribute, which it overrides: recursive and Normal is Normal.
+    // Oddity: after the recursive attribute, which it overrides: recursive and Normal is Normal.
+    // Test: CommonMutexKind.DecidesAboutLockingAgain.
     if (mutex->type != COMMON_MutexTypeDefault) {
         const int type = platform_type(mutex->type);
         if (type == kRefused) {
             COMMON_REPORT(kSource, Fatal, "Invalid type: %s (%d)",
                           COMMON_MutexType_ToString(mutex->type), mutex->type);
         }
-        REPORT_IF_FAILED(pthread_mutexattr_settype(&attributes, type), "Failed to set the type");
+        report_if_failed(pthread_mutexattr_settype(&attributes, type), "Failed to set the type");
     }
-    REPORT_IF_FAILED(pthread_mutex_init(&mutex->mutex, &attributes),
+    report_if_failed(pthread_mutex_init(&mutex->mutex, &attributes),
                      "Failed to initialize the mutex");
 }
 
 void COMMON_Mutex_Lock(COMMON_Mutex* mutex)
 {
     ASSERT_MUTEX();
-    common::common_mutexHandler(mutex, pthread_mutex_lock);
+    common_mutexHandler(mutex, pthread_mutex_lock);
 }
 
 void COMMON_Mutex_Unlock(COMMON_Mutex* mutex)
 {
     ASSERT_MUTEX();
-    common::common_mutexHandler(mutex, pthread_mutex_unlock);
+    common_mutexHandler(mutex, pthread_mutex_unlock);
 }
 
 void COMMON_Mutex_Relock(COMMON_Mutex* mutex)
@@ -190,7 +189,7 @@ void COMMON_Mutex_Relock(COMMON_Mutex* mutex)
 void COMMON_Mutex_Destroy(COMMON_Mutex* mutex)
 {
     ASSERT_MUTEX();
-    REPORT_IF_FAILED(pthread_mutex_destroy(&mutex->mutex), "Failed to destroy the mutex");
+    report_if_failed(pthread_mutex_destroy(&mutex->mutex), "Failed to destroy the mutex");
 }
 
 void COMMON_Mutex_Delete(COMMON_Mutex* mutex)

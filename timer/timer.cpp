@@ -41,8 +41,9 @@ bool initialise(TMR& timer) noexcept
     pthread_condattr_t condition_attributes;
     const bool made = pthread_mutexattr_init(&mutex_attributes) == 0 &&
                       pthread_mutexattr_settype(&mutex_attributes, PTHREAD_MUTEX_RECURSIVE) == 0 &&
-                      // Not with these attributes: the mutex is not recursive, only its attributes
-                      // have to be there. Neither kind of attributes is destroyed.
+                      // Oddity: not with these attributes. The mutex is not recursive, only its
+                      // attributes have to be there; neither kind of attributes is destroyed.
+                      // Test: TimerInternal.MutexIsNotRecursiveAndTheConditionIsMonotonic.
                       pthread_mutex_init(&timer.mutex, nullptr) == 0 &&
                       pthread_condattr_init(&condition_attributes) == 0 &&
                       pthread_condattr_setclock(&condition_attributes, CLOCK_MONOTONIC) == 0 &&
@@ -154,6 +155,8 @@ uint32_t TMR_Start(TMR* timer, TMR_Callback_t callback, void* argument, uint32_t
 
 TMR_Return_t TMR_Stop(TMR* timer)
 {
+    // Oddity: this is the one call that does not report a null timer, because callers stop timers
+    // that they may not have made. Test: Timer.NullIsReportedButNotByStop.
     if (timer == nullptr) {
         return TMR_ReturnNullTimer;
     }
@@ -226,7 +229,9 @@ const char* TMR_ReturnToStr(TMR_Return_t code)
         return "Failed";
     case TMR_ReturnNotSet:
         return "Not Set";
-    default:  // also a null timer, which callers know as "Invalid"
+    default:
+        // Oddity: a null timer has no text of its own; callers know it as "Invalid". Test:
+        // Timer.ResultsHaveTexts.
         return "Invalid";
     }
 }

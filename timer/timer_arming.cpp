@@ -185,10 +185,11 @@ bool disarm_all_locked(TMR& timer) noexcept
 bool end_threads(TMR& timer, Here here) noexcept
 {
     if (const int error = pthread_mutex_lock(&timer.mutex); error != 0) {
-        if (timer.threads != nullptr) {
+        const bool none = timer.threads == nullptr;
+        if (!none) {
             report(kSource, COMMON_LogLevelError, here, kCannotLock, error);
         }
-        return timer.threads == nullptr;
+        return none;
     }
     bool own = false;
     unsigned count = 0;

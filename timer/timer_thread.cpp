@@ -142,8 +142,8 @@ bool serve_locked(TMR& timer, TMR_Thread& self)
     }
     if (error == 0) {
         if (self.armed && !self.told) {
-            // Woken by somebody else, who has the record's condition: treated like a stop, as
-            // callers know it.
+            // Oddity: woken by somebody else, who has the record's condition, it is treated as
+            // stopped. Test: TimerCondition.WakeUpThatNoStopAskedForIsTreatedLikeAStop.
             disarm_locked(timer, self);
         }
         return true;
