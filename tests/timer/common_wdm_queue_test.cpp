@@ -363,8 +363,8 @@ TEST_F(CommonWdmQueue, TickleToAnEarlierTimeAppendsNothing)
     EXPECT_EQ(subscriber->holders, wdm::kClientHold + 1);
 }
 
-/** Whatever is done, the queue holds the anchor and each watched subscriber as often as it was
- * subscribed after a collection. */
+/// Whatever is done, the queue holds the anchor and each watched subscriber as often as it was
+/// subscribed after a collection.
 TEST_F(CommonWdmQueue, RandomLifeCyclesKeepTheQueueWhole)
 {
     std::mt19937 random(20);

@@ -12,7 +12,7 @@
 
 namespace harness {
 
-inline Report error_of(const char* function, const std::string& message)
+inline Report said(const char* function, const std::string& message)
 {
     return said(COMMON_LogLevelError, "TIMER", "timer", function, message);
 }

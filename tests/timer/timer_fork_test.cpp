@@ -38,8 +38,8 @@ FRESH_TEST(TimerFork, ChildFindsEveryTimerIdleAndUsable)
     pthread_mutex_lock(&locked->mutex);
     EXPECT_TRUE(in_child([&] {
         EXPECT_EQ(TMR_InUse(armed), 0U);
-        EXPECT_EQ(TMR_Stop(armed), 2U);
-        EXPECT_EQ(TMR_Restart(parked), 2U);
+        EXPECT_EQ(TMR_Stop(armed), TMR_ReturnNotSet);
+        EXPECT_EQ(TMR_Restart(parked), TMR_ReturnNotSet);
         for (TMR* const timer : {armed, parked, locked}) {
             Shot in_child;
             EXPECT_EQ(in_child.start(timer, 5), 1U);
@@ -54,7 +54,7 @@ FRESH_TEST(TimerFork, ChildFindsEveryTimerIdleAndUsable)
     }));
     pthread_mutex_unlock(&locked->mutex);
     EXPECT_EQ(TMR_InUse(armed), 1U) << "in the parent all is as it was";
-    EXPECT_EQ(TMR_Stop(armed), 0U);
+    EXPECT_EQ(TMR_Stop(armed), TMR_ReturnSuccess);
     for (TMR* const timer : {armed, parked, locked}) {
         TMR_Delete(timer);
     }

@@ -35,23 +35,23 @@ TEST(TimerLock, MutexThatCannotBeLockedFailsEachCall)
         fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
         EXPECT_EQ(shot.start(timer, 5), 0U);
         fault::fail(Call::pthread_mutex_lock, 1, EAGAIN);
-        EXPECT_EQ(TMR_Stop(timer), 1U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnFailed);
         fault::fail(Call::pthread_mutex_lock, 1, EPERM);
-        EXPECT_EQ(TMR_Restart(timer), 1U) << "the stop";
+        EXPECT_EQ(TMR_Restart(timer), TMR_ReturnFailed) << "the stop";
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         fault::fail(Call::pthread_mutex_lock, 2, EINVAL);
-        EXPECT_EQ(TMR_Restart(timer), 1U);
+        EXPECT_EQ(TMR_Restart(timer), TMR_ReturnFailed);
         EXPECT_EQ(TMR_InUse(timer), 0U);
         fault::fail(Call::pthread_mutex_lock, 2, EINVAL);
         TMR_Delete(timer);
         TMR_Delete(timer);  // it was kept
         EXPECT_EQ(shot.calls, 0);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not lock mutex: 22"),
-                                         error_of("TMR_Stop", "Could not lock mutex: 11"),
-                                         error_of("TMR_Stop", "Could not lock mutex: 1"),
-                                         error_of("TMR_Restart", "Could not lock mutex: 22"),
-                                         error_of("TMR_Delete", "Could not lock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Start", "Could not lock mutex: 22"),
+                                         said("TMR_Stop", "Could not lock mutex: 11"),
+                                         said("TMR_Stop", "Could not lock mutex: 1"),
+                                         said("TMR_Restart", "Could not lock mutex: 22"),
+                                         said("TMR_Delete", "Could not lock mutex: 22")));
 }
 
 TEST(TimerLock, TimerWithoutThreadsIsDeletedAlsoWhenItsMutexFails)
@@ -64,7 +64,7 @@ TEST(TimerLock, TimerWithoutThreadsIsDeletedAlsoWhenItsMutexFails)
         fault::reset();
         EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not lock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Stop", "Could not lock mutex: 22")));
 }
 
 TEST(TimerLock, ThreadThatCannotLockTheMutexFailsItsStart)
@@ -82,8 +82,8 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexFailsItsStart)
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22"),
-                                         error_of("TMR_Start", "Could not start timer")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22"),
+                                         said("TMR_Start", "Could not start timer")));
 }
 
 TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
@@ -107,7 +107,7 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
         EXPECT_TRUE(second.called.wait());
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22")));
 }
 
 TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
@@ -128,7 +128,7 @@ TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
         EXPECT_TRUE(has_threads(threads));
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22")));
 }
 
 // Unlocking.
@@ -139,17 +139,17 @@ TEST(TimerLock, MutexThatCannotBeUnlockedIsReported)
         TMR* const timer = TMR_New();
         Shot shot;
         fault::fail(Call::pthread_mutex_unlock, 1, EPERM);
-        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         fault::fail(Call::pthread_mutex_unlock, 1, EINVAL);
-        EXPECT_EQ(TMR_Stop(timer), 0U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnSuccess);
         EXPECT_EQ(TMR_InUse(timer), 0U);
         EXPECT_EQ(shot.start(timer, 5), 1U) << "it is not left locked";
         EXPECT_TRUE(shot.called.wait());
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not unlock mutex: 1"),
-                                         error_of("TMR_Stop", "Could not unlock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Stop", "Could not unlock mutex: 1"),
+                                         said("TMR_Stop", "Could not unlock mutex: 22")));
 }
 
 TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
@@ -168,7 +168,7 @@ TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
         TMR_Delete(timer);
         EXPECT_EQ(second.calls, 1);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not unlock mutex")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not unlock mutex")));
 }
 
 // Signalling.
@@ -181,10 +181,10 @@ TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         fault::fail_always(Call::pthread_cond_signal);
-        EXPECT_EQ(TMR_Stop(timer), 1U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnFailed);
         EXPECT_EQ(timer->stopRequested, 1U);
         EXPECT_EQ(TMR_InUse(timer), 0U);
-        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
         EXPECT_EQ(shot.start(timer, 5), 0U) << "nor can the thread be told of another deadline";
         fault::reset();
         Shot later;
@@ -194,8 +194,8 @@ TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)
         EXPECT_EQ(TMR_InUse(timer), 0U);
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not signal timer"),
-                                         error_of("TMR_Start", "Could not start timer")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Stop", "Could not signal timer"),
+                                         said("TMR_Start", "Could not start timer")));
 }
 
 TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
@@ -214,7 +214,7 @@ TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
         EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Delete", "Could not signal timer")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Delete", "Could not signal timer")));
 }
 
 // Waiting.
@@ -230,13 +230,13 @@ TEST(TimerLock, WaitThatFailsEndsTheThread)
         EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
         EXPECT_TRUE(has_threads(threads));
         EXPECT_EQ(shot.calls, 0);
-        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
         EXPECT_EQ(shot.start(timer, 5), 1U);
         EXPECT_TRUE(shot.called.wait());
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Error waiting")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Error waiting")));
 }
 
 TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
@@ -251,7 +251,7 @@ TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
         EXPECT_TRUE(has_threads(threads));
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Error waiting")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Error waiting")));
 }
 
 FRESH_TEST(TimerLock, InterruptedWaitsForAThreadAreResumed)
@@ -310,7 +310,7 @@ TEST(TimerLock, ChildThatCannotMakeTheTimerAnewCanStillDeleteIt)
             fault::fail(Call::pthread_cond_init);
             EXPECT_EQ(shot.start(timer, 5), 0U);
             fault::fail(Call::pthread_mutex_init);
-            EXPECT_EQ(TMR_Stop(timer), 2U);
+            EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
             fault::fail(Call::sem_init);
             TMR_Delete(timer);
             _exit(testing::Test::HasFailure() ? 1 : 0);
@@ -320,13 +320,13 @@ TEST(TimerLock, ChildThatCannotMakeTheTimerAnewCanStillDeleteIt)
         EXPECT_EQ(status, 0);
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not start timer")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Start", "Could not start timer")));
 }
 
 // Every failure in turn.
 
-/** Not swept are the mutex and the signal, whose failure can leave a timer undeleted (above), and
- * the post of a semaphore, which cannot fail. */
+/// Not swept are the mutex and the signal, whose failure can leave a timer undeleted (above), and
+/// the post of a semaphore, which cannot fail.
 TEST(TimerLock, EveryFailureIsSurvived)
 {
     constexpr Call kCalls[] = {Call::malloc,
