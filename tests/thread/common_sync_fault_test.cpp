@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include "built_mutex.h"
+#include "cancelled.h"
 #include "fault.h"
 
 using namespace harness;
@@ -307,26 +308,6 @@ FRESH_TEST(CommonSyncFault, TimedWaitGivesTheErrorOfLockingAgainFirst)
 
 // Cancellation. Whoever is cancelled in a wait may be the one that a post woke, and then nobody
 // else wakes for it.
-
-/// Runs a function in a thread that is to be cancelled by a hook.
-void run_until_cancelled(const std::function<void()>& function)
-{
-    pthread_t thread{};
-    void* result = nullptr;
-    const auto run = [](void* argument) -> void* {
-        (*static_cast<const std::function<void()>*>(argument))();
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, nullptr, run, const_cast<std::function<void()>*>(&function)),
-              0);
-    ASSERT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-}
-
-void cancel_oneself()
-{
-    EXPECT_EQ(pthread_cancel(pthread_self()), 0);
-}
 
 /// Raises a semaphore and cancels the thread that was about to wait for it.
 void wake_and_cancel(sem_t& semaphore)

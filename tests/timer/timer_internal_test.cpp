@@ -242,26 +242,13 @@ FRESH_TEST(TimerInternal, IdleThreadServesOnlyStartsOfTheThreadThatHadItLaunched
 
 FRESH_TEST(TimerInternal, PeriodicTimerUsesTwoThreadsInTurn)
 {
-    struct Periodic {
-        TMR* timer = TMR_New();
-        int calls = 0;
-        Event done;
-
-        static void call(void* argument)
-        {
-            auto* const self = static_cast<Periodic*>(argument);
-            if (++self->calls == 20) {
-                self->done.set();
-                return;
-            }
-            EXPECT_TRUE(are_idle(*self->timer, 1)) << "all but this one";
-            EXPECT_EQ(TMR_Start(self->timer, call, self, 1), 1U);
-        }
-    } periodic;
-    EXPECT_EQ(TMR_Start(periodic.timer, Periodic::call, &periodic, 1), 1U);
-    ASSERT_TRUE(periodic.done.wait());
-    EXPECT_LE(count_threads(*periodic.timer, [](const auto&) { return true; }), 2);
-    TMR_Delete(periodic.timer);
+    TMR* const timer = TMR_New();
+    Periodic periodic{.timer = timer, .wanted = 20, .before_start = [timer] {
+                          EXPECT_TRUE(are_idle(*timer, 1)) << "all but this one";
+                      }};
+    periodic.run();
+    EXPECT_LE(count_threads(*timer, [](const auto&) { return true; }), 2);
+    TMR_Delete(timer);
 }
 
 FRESH_TEST(TimerInternal, WakeUpsDoNotDisturbAnIdleThread)

@@ -3,11 +3,11 @@
 #include <string>
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include "../thread/cancelled.h"
 #include "fault.h"
 #include "fault_sweep.h"
+#include "forked.h"
 #include "fresh_process.h"
 #include "log_expect.h"
 #include "shot.h"
@@ -18,12 +18,6 @@ using fault::Call;
 using testing::ElementsAre;
 
 namespace {
-
-/// Waits until the thread of a first start has called back and waits again.
-bool is_idle()
-{
-    return wait_until([] { return fault::calls(Call::pthread_cond_timedwait) >= 2; });
-}
 
 // Locking.
 
@@ -155,18 +149,18 @@ TEST(TimerLock, MutexThatCannotBeUnlockedIsReported)
 TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
 {
     const Outcome outcome = well([] {
-        TMR* const timer = TMR_New();
-        Shot shot;
-        EXPECT_EQ(shot.start(timer, 5), 1U);
-        ASSERT_TRUE(shot.called.wait());
-        ASSERT_TRUE(is_idle());
-        // The first unlock is that of the start, the wait unlocks by itself.
-        Shot second;
-        fault::fail(Call::pthread_mutex_unlock, 2, EPERM);
-        EXPECT_EQ(second.start(timer, 5), 1U);
-        EXPECT_TRUE(second.called.wait());
-        TMR_Delete(timer);
-        EXPECT_EQ(second.calls, 1);
+        until_idle_thread_was_met([] {
+            TMR* const timer = TMR_New();
+            EXPECT_TRUE(has_idle_thread(timer));
+            // The first unlock is that of the start, the wait unlocks by itself.
+            Shot shot;
+            fault::fail(Call::pthread_mutex_unlock, 2, EPERM);
+            EXPECT_EQ(shot.start(timer, 5), 1U);
+            EXPECT_TRUE(shot.called.wait());
+            TMR_Delete(timer);
+            EXPECT_EQ(shot.calls, 1);
+            return fault::calls(Call::pthread_create) == 1;
+        });
     });
     EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not unlock mutex")));
 }
@@ -203,16 +197,15 @@ TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
     const Outcome outcome = well([] {
         const int threads = thread_count();
         const long blocks = settled_blocks();
-        TMR* const timer = TMR_New();
-        Shot shot;
-        EXPECT_EQ(shot.start(timer, 5), 1U);
-        ASSERT_TRUE(shot.called.wait());
-        ASSERT_TRUE(is_idle());
-        fault::fail(Call::pthread_cond_signal);
-        TMR_Delete(timer);
+        until_idle_thread_was_met([] {
+            TMR* const timer = TMR_New();
+            EXPECT_TRUE(has_idle_thread(timer));
+            fault::fail(Call::pthread_cond_signal);
+            TMR_Delete(timer);
+            return fault::fired() == 1;
+        });
         EXPECT_TRUE(has_threads(threads)) << "it leaves when it wakes";
         EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
-        EXPECT_EQ(shot.calls, 1);
     });
     EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Delete", "Could not signal timer")));
 }
@@ -271,27 +264,12 @@ FRESH_TEST(TimerLock, StartIsNotCancelledWhileItWaitsForItsThread)
 {
     TMR* const timer = TMR_New();
     Shot shot;
-    std::atomic<std::uint32_t> started{7};
-    pthread_t starter{};
-    struct Starter {
-        TMR* timer;
-        Shot& shot;
-        std::atomic<std::uint32_t>& started;
-    } record{timer, shot, started};
-    fault::on_call(Call::sem_wait, 1, [] { pthread_cancel(pthread_self()); });
-    ASSERT_EQ(pthread_create(
-                  &starter, nullptr,
-                  [](void* argument) -> void* {
-                      const auto* const self = static_cast<Starter*>(argument);
-                      self->started = self->shot.start(self->timer, 5);
-                      pthread_testcancel();
-                      return nullptr;
-                  },
-                  &record),
-              0);
-    void* result = nullptr;
-    EXPECT_EQ(pthread_join(starter, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED) << "afterwards";
+    std::uint32_t started = 0;
+    fault::on_call(Call::sem_wait, 1, cancel_oneself);
+    run_until_cancelled([&] {
+        started = shot.start(timer, 5);
+        pthread_testcancel();
+    });
     EXPECT_EQ(started, 1U);
     EXPECT_TRUE(shot.called.wait());
     TMR_Delete(timer);
@@ -305,19 +283,14 @@ TEST(TimerLock, ChildThatCannotMakeTheTimerAnewCanStillDeleteIt)
         TMR* const timer = TMR_New();
         Shot shot;
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
-        const auto child = fork();
-        if (child == 0) {
+        in_child([&] {
             fault::fail(Call::pthread_cond_init);
             EXPECT_EQ(shot.start(timer, 5), 0U);
             fault::fail(Call::pthread_mutex_init);
             EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
             fault::fail(Call::sem_init);
             TMR_Delete(timer);
-            _exit(testing::Test::HasFailure() ? 1 : 0);
-        }
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
+        });
         TMR_Delete(timer);
     });
     EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Start", "Could not start timer")));
