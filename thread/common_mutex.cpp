@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 
 #include "mem_malloc.h"
 #include "platform/assertion.h"
@@ -28,18 +29,20 @@ constexpr int platform_protocol(COMMON_MutexProtocol_t protocol) noexcept
     return protocol == COMMON_MutexProtocolProtected ? PTHREAD_PRIO_PROTECT : kRefused;
 }
 
-constexpr int platform_type(COMMON_MutexType_t type) noexcept
+/// The types by their values.
+constexpr struct {
+    int platform;
+    char text[15];
+} kTypes[] = {{PTHREAD_MUTEX_NORMAL, "Normal"},
+              {PTHREAD_MUTEX_ERRORCHECK, "Error Checking"},
+              {PTHREAD_MUTEX_RECURSIVE, "Recursive"},
+              {kRefused, "Default"}};
+static_assert(COMMON_MutexTypeNormal == 0 && COMMON_MutexTypeErrorChecking == 1);
+static_assert(COMMON_MutexTypeRecursive == 2 && COMMON_MutexTypeDefault == std::size(kTypes) - 1);
+
+constexpr bool is_type(COMMON_MutexType_t type) noexcept
 {
-    switch (type) {
-    case COMMON_MutexTypeNormal:
-        return PTHREAD_MUTEX_NORMAL;
-    case COMMON_MutexTypeErrorChecking:
-        return PTHREAD_MUTEX_ERRORCHECK;
-    case COMMON_MutexTypeRecursive:
-        return PTHREAD_MUTEX_RECURSIVE;
-    default:
-        return kRefused;
-    }
+    return type >= 0 && static_cast<std::size_t>(type) < std::size(kTypes);
 }
 
 #define ASSERT_MUTEX() COMMON_ASSERT(kSource, mutex != nullptr, "((void *)0) != mutex")
@@ -156,7 +159,7 @@ void COMMON_Mutex_Commit(COMMON_Mutex* mutex)
     // Oddity: after the recursive attribute, which it overrides: recursive and Normal is Normal.
     // Test: CommonMutexKind.DecidesAboutLockingAgain.
     if (mutex->type != COMMON_MutexTypeDefault) {
-        const int type = platform_type(mutex->type);
+        const int type = is_type(mutex->type) ? kTypes[mutex->type].platform : kRefused;
         if (type == kRefused) {
             COMMON_REPORT(kSource, Fatal, "Invalid type: %s (%d)",
                           COMMON_MutexType_ToString(mutex->type), mutex->type);
@@ -201,18 +204,7 @@ void COMMON_Mutex_Delete(COMMON_Mutex* mutex)
 
 const char* COMMON_MutexType_ToString(COMMON_MutexType_t type)
 {
-    switch (type) {
-    case COMMON_MutexTypeNormal:
-        return "Normal";
-    case COMMON_MutexTypeErrorChecking:
-        return "Error Checking";
-    case COMMON_MutexTypeRecursive:
-        return "Recursive";
-    case COMMON_MutexTypeDefault:
-        return "Default";
-    default:
-        return "Invalid";
-    }
+    return is_type(type) ? kTypes[type].text : "Invalid";
 }
 
 const char* COMMON_MutexProtocol_ToString(COMMON_MutexProtocol_t protocol)
