@@ -85,6 +85,8 @@ uint32_t COMMON_Monitor_WaitAbsolute(COMMON_Monitor* monitor, uint64_t deadline)
 uint32_t COMMON_Monitor_WaitTimed(COMMON_Monitor* monitor, uint64_t interval)
 {
     ASSERT_MONITOR();
+    // Oddity: the sum is not checked: an interval that overflows it has passed.
+    // Test: CommonMonitor.IntervalThatOverflowsTimesOut.
     return COMMON_Monitor_WaitAbsolute(monitor,
                                        COMMON_System_GetTimeByClockId(monitor->clockId) + interval);
 }
@@ -104,8 +106,8 @@ void COMMON_Monitor_NotifyAll(COMMON_Monitor* monitor)
 void COMMON_Monitor_Destroy(COMMON_Monitor* monitor)
 {
     ASSERT_MONITOR();
-    // Oddity: the missing letter is in the text that log filters look for. Test:
-    // CommonMonitorFault.DestroyReportsBothPartsAndDeleteFreesThem.
+    // Oddity: the missing letter is in the text that log filters look for.
+    // Test: CommonMonitorFault.DestroyReportsBothPartsAndDeleteFreesThem.
     report_if_failed(pthread_cond_destroy(&monitor->condition),
                      "Failed to destroy the condition variabe");
     COMMON_Mutex_Destroy(&monitor->mutex);

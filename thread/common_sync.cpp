@@ -118,8 +118,8 @@ int lock_again(COMMON_sync* sync, bool has_signal) noexcept
 extern "C" {
 
 // Oddity: the second argument is not taken for the flags: callers pass all kinds of values, and a
-// wait that an interruption ends is what they know. Test:
-// CommonSync.InitSetsTheRecordUpWhateverTheSecondArgument.
+// wait that an interruption ends is what they know.
+// Test: CommonSync.InitSetsTheRecordUpWhateverTheSecondArgument.
 int32_t COMMON_sync_init(COMMON_sync* sync, uint32_t)
 {
     if (sync == nullptr) {

@@ -20,6 +20,8 @@ constexpr common::Source kSource{"common_system"};
 
 constexpr std::uint64_t to_nanoseconds(const timespec& time) noexcept
 {
+    // Oddity: seconds are a signed number of 32 bits, as callers know them.
+    // Test: CommonSystemPlatform.SecondsAreASigned32BitNumber.
     const auto seconds = static_cast<std::int32_t>(time.tv_sec);
     return static_cast<std::uint64_t>(std::int64_t{seconds}) * common::kNanosecondsPerSecond +
            static_cast<std::uint64_t>(time.tv_nsec);
@@ -125,6 +127,8 @@ uint32_t COMMON_System_GetTimeResByClockId(int32_t clockId)
         report_failed_clock(clockId, "resolution", errno);
         return 0;
     }
+    // Oddity: whole seconds are dropped.
+    // Test: CommonSystemPlatform.WholeSecondsOfAResolutionAreDropped.
     return static_cast<std::uint32_t>(resolution.tv_nsec);
 }
 

@@ -104,6 +104,8 @@ bool set_attributes(const COMMON_Thread& thread, pthread_attr_t& attributes, Her
                "Failed to set explicit scheduling", here)) {
         return false;
     }
+    // Oddity: also the default priority, whatever the policy, so that a policy without priorities
+    // is refused. Test: CommonThreadStart.AttributesThatThePlatformRefusesAreReported.
     const sched_param parameters{.sched_priority = thread.priority};
     if (failed(pthread_attr_setschedparam(&attributes, &parameters),
                "Failed to set the scheduling parameters", here)) {
@@ -285,6 +287,8 @@ pthread_t COMMON_Thread_Self(void)
 
 int32_t COMMON_Thread_Once(pthread_once_t* control, void (*function)(void))
 {
+    // Oddity: failures go to standard output, as the log itself is initialised by this.
+    // Test: CommonThreadRun.OnceComplainsOnStandardOutput.
     if (control == nullptr || function == nullptr) {
         std::fputs(kInvalidParameters, stdout);
         return std::fflush(stdout);

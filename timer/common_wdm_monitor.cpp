@@ -65,7 +65,8 @@ bool consider(const COMMON_wdm_Node& node, Scan& scan) noexcept
     if (is_garbage(node)) {
         scan.garbage = true;
     } else {
-        // Unsigned: a deadline that has passed is farther away than any, and is never met any more.
+        // Oddity: unsigned, so that a deadline that has passed is farther away than any, and is not
+        // met any more. Test: CommonWdmTime.MissedDeadlineIsNotMadeUpForUntilTickledAgain.
         const std::uint32_t left = seconds_left(node.subscriber, now);
         scan.missed = scan.missed || left > kNoTime;
         if (left < scan.left(now)) {

@@ -155,8 +155,8 @@ uint32_t TMR_Start(TMR* timer, TMR_Callback_t callback, void* argument, uint32_t
 
 TMR_Return_t TMR_Stop(TMR* timer)
 {
-    // Oddity: this is the one call that does not report a null timer, because callers stop timers
-    // that they may not have made. Test: Timer.NullIsReportedButNotByStop.
+    // Oddity: this is the one call that does not report a null timer, and callers rely on
+    // its silence. Test: Timer.NullIsReportedButNotByStop.
     if (timer == nullptr) {
         return TMR_ReturnNullTimer;
     }
@@ -230,8 +230,8 @@ const char* TMR_ReturnToStr(TMR_Return_t code)
     case TMR_ReturnNotSet:
         return "Not Set";
     default:
-        // Oddity: a null timer has no text of its own; callers know it as "Invalid". Test:
-        // Timer.ResultsHaveTexts.
+        // Oddity: a null timer has no text of its own; callers know it as "Invalid".
+        // Test: Timer.ResultsHaveTexts.
         return "Invalid";
     }
 }
