@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
-#include <source_location>
 #include <thread>
 #include <vector>
 
@@ -36,10 +35,8 @@ inline void race(std::chrono::milliseconds time, const std::vector<std::function
 }
 
 /// Runs a race in a fresh process that must end well and hold nothing more in the end.
-inline void run_race(const std::function<void(std::chrono::milliseconds)>& body,
-                     std::source_location caller = std::source_location::current())
+inline void run_race(const std::function<void(std::chrono::milliseconds)>& body)
 {
     const auto time = soak_time();
-    harness::well(
-        {.time_limit = 2 * time + harness::kTimeLimit}, [&] { body(time); }, caller);
+    harness::well({.time_limit = 2 * time + harness::kTimeLimit}, [&] { body(time); });
 }
