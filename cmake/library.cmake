@@ -63,6 +63,7 @@ add_library(
   timer/common_wdm_monitor.cpp
   timer/detached_thread.cpp
   timer/timer.cpp
+  timer/timer_arming.cpp
   timer/timer_thread.cpp
   values/charset.cpp
   values/common_uuid.cpp

@@ -30,7 +30,8 @@ bool has_name(const char* entry, const char* name) noexcept
     char path[sizeof kProcessFolder + sizeof dirent::d_name + sizeof "/status"];
     std::snprintf(path, sizeof path, "%s/%s/%s", kProcessFolder, entry, "status");
     char found[256];
-    return common::process_name_from(path, found, sizeof found) && std::strcmp(found, name) == 0;
+    return common::process::copy_name_from(path, found, sizeof found) &&
+           std::strcmp(found, name) == 0;
 }
 
 /// Whether a number can be the id of one process. kill(2) takes the others for groups of them, up
@@ -49,7 +50,7 @@ extern "C" {
 
 uint32_t UTIL_GetProcessName(uint32_t pid, char* destination, uint32_t size)
 {
-    return destination != nullptr && common::process_name(pid, destination, size) ? 1 : 0;
+    return destination != nullptr && common::process::copy_name(pid, destination, size) ? 1 : 0;
 }
 
 uint32_t UTIL_GetPidFromProcessName(const char* name, uint32_t* pid)

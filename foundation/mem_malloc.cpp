@@ -25,7 +25,7 @@ template <std::size_t MessageSize, std::size_t FunctionSize>
     char text[(MessageSize - 1) + (FunctionSize - 1) + 272 + 1];
     const auto pid = static_cast<std::uint32_t>(getpid());
     std::size_t length = 0;
-    if (common::process_name(pid, text, sizeof text)) {
+    if (common::process::copy_name(pid, text, sizeof text)) {
         text[sizeof text - 1] = '\0';
         length = std::strlen(text);
         length += static_cast<std::size_t>(snprintf(text + length, sizeof text - length, "/ "));

@@ -2,12 +2,11 @@
 
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 
-#include "log/report.h"
 #include "mem_malloc.h"
 #include "platform/assertion.h"
 #include "thread/mutex_handler.h"
-#include "thread/platform_failure.h"
 
 static_assert(offsetof(COMMON_Mutex, mutex) == 0);
 static_assert(offsetof(COMMON_Mutex, unused) == sizeof(pthread_mutex_t));
@@ -18,9 +17,9 @@ static_assert(offsetof(COMMON_Mutex, shared) == sizeof(pthread_mutex_t) + 20);
 static_assert(offsetof(COMMON_Mutex, type) == sizeof(pthread_mutex_t) + 24);
 static_assert(sizeof(void*) != 4 || sizeof(COMMON_Mutex) == sizeof(pthread_mutex_t) + 28);
 
-namespace {
+using namespace common::mutex;
 
-constexpr common::Source kSource = common::kMutexSource;
+namespace {
 
 /// What is handed to the platform for a value that it does not have: it refuses it.
 constexpr int kRefused = -1;
@@ -30,18 +29,20 @@ constexpr int platform_protocol(COMMON_MutexProtocol_t protocol) noexcept
     return protocol == COMMON_MutexProtocolProtected ? PTHREAD_PRIO_PROTECT : kRefused;
 }
 
-constexpr int platform_type(COMMON_MutexType_t type) noexcept
+/// The types by their values.
+constexpr struct {
+    int platform;
+    char text[15];
+} kTypes[] = {{PTHREAD_MUTEX_NORMAL, "Normal"},
+              {PTHREAD_MUTEX_ERRORCHECK, "Error Checking"},
+              {PTHREAD_MUTEX_RECURSIVE, "Recursive"},
+              {kRefused, "Default"}};
+static_assert(COMMON_MutexTypeNormal == 0 && COMMON_MutexTypeErrorChecking == 1);
+static_assert(COMMON_MutexTypeRecursive == 2 && COMMON_MutexTypeDefault == std::size(kTypes) - 1);
+
+constexpr bool is_type(COMMON_MutexType_t type) noexcept
 {
-    switch (type) {
-    case COMMON_MutexTypeNormal:
-        return PTHREAD_MUTEX_NORMAL;
-    case COMMON_MutexTypeErrorChecking:
-        return PTHREAD_MUTEX_ERRORCHECK;
-    case COMMON_MutexTypeRecursive:
-        return PTHREAD_MUTEX_RECURSIVE;
-    default:
-        return kRefused;
-    }
+    return type >= 0 && static_cast<std::size_t>(type) < std::size(kTypes);
 }
 
 #define ASSERT_MUTEX() COMMON_ASSERT(kSource, mutex != nullptr, "((void *)0) != mutex")
@@ -132,10 +133,10 @@ void COMMON_Mutex_Commit(COMMON_Mutex* mutex)
 {
     ASSERT_MUTEX();
     pthread_mutexattr_t attributes{};
-    REPORT_IF_FAILED(pthread_mutexattr_init(&attributes),
+    report_if_failed(pthread_mutexattr_init(&attributes),
                      "Failed to initialize the mutex attributes");
     if (mutex->priorityCeiling != 0) {
-        REPORT_IF_FAILED(pthread_mutexattr_setprioceiling(&attributes, mutex->priorityCeiling),
+        report_if_failed(pthread_mutexattr_setprioceiling(&attributes, mutex->priorityCeiling),
                          "Failed to set the priority ceiling");
     }
     if (mutex->protocol != COMMON_MutexProtocolInherited) {
@@ -144,40 +145,41 @@ void COMMON_Mutex_Commit(COMMON_Mutex* mutex)
             COMMON_REPORT(kSource, Fatal, "Invalid mutexProtocol: %s (%d)",
                           COMMON_MutexProtocol_ToString(mutex->protocol), mutex->protocol);
         }
-        REPORT_IF_FAILED(pthread_mutexattr_setprotocol(&attributes, protocol),
+        report_if_failed(pthread_mutexattr_setprotocol(&attributes, protocol),
                          "Failed to set the mutexProtocol");
     }
     if (mutex->recursive != 0) {
-        REPORT_IF_FAILED(pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE),
+        report_if_failed(pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE),
                          "Failed to set the recursive attribute");
     }
     if (mutex->shared != 0) {
-        REPORT_IF_FAILED(pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED),
+        report_if_failed(pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED),
                          "Failed to set the shared attribute");
     }
-    // After the recursive attribute, which it overrides: recursive and Normal is Normal.
+    // Oddity: after the recursive attribute, which it overrides: recursive and Normal is Normal.
+    // Test: CommonMutexKind.DecidesAboutLockingAgain.
     if (mutex->type != COMMON_MutexTypeDefault) {
-        const int type = platform_type(mutex->type);
+        const int type = is_type(mutex->type) ? kTypes[mutex->type].platform : kRefused;
         if (type == kRefused) {
             COMMON_REPORT(kSource, Fatal, "Invalid type: %s (%d)",
                           COMMON_MutexType_ToString(mutex->type), mutex->type);
         }
-        REPORT_IF_FAILED(pthread_mutexattr_settype(&attributes, type), "Failed to set the type");
+        report_if_failed(pthread_mutexattr_settype(&attributes, type), "Failed to set the type");
     }
-    REPORT_IF_FAILED(pthread_mutex_init(&mutex->mutex, &attributes),
+    report_if_failed(pthread_mutex_init(&mutex->mutex, &attributes),
                      "Failed to initialize the mutex");
 }
 
 void COMMON_Mutex_Lock(COMMON_Mutex* mutex)
 {
     ASSERT_MUTEX();
-    common::common_mutexHandler(mutex, pthread_mutex_lock);
+    common_mutexHandler(mutex, pthread_mutex_lock);
 }
 
 void COMMON_Mutex_Unlock(COMMON_Mutex* mutex)
 {
     ASSERT_MUTEX();
-    common::common_mutexHandler(mutex, pthread_mutex_unlock);
+    common_mutexHandler(mutex, pthread_mutex_unlock);
 }
 
 void COMMON_Mutex_Relock(COMMON_Mutex* mutex)
@@ -190,7 +192,7 @@ void COMMON_Mutex_Relock(COMMON_Mutex* mutex)
 void COMMON_Mutex_Destroy(COMMON_Mutex* mutex)
 {
     ASSERT_MUTEX();
-    REPORT_IF_FAILED(pthread_mutex_destroy(&mutex->mutex), "Failed to destroy the mutex");
+    report_if_failed(pthread_mutex_destroy(&mutex->mutex), "Failed to destroy the mutex");
 }
 
 void COMMON_Mutex_Delete(COMMON_Mutex* mutex)
@@ -202,18 +204,7 @@ void COMMON_Mutex_Delete(COMMON_Mutex* mutex)
 
 const char* COMMON_MutexType_ToString(COMMON_MutexType_t type)
 {
-    switch (type) {
-    case COMMON_MutexTypeNormal:
-        return "Normal";
-    case COMMON_MutexTypeErrorChecking:
-        return "Error Checking";
-    case COMMON_MutexTypeRecursive:
-        return "Recursive";
-    case COMMON_MutexTypeDefault:
-        return "Default";
-    default:
-        return "Invalid";
-    }
+    return is_type(type) ? kTypes[type].text : "Invalid";
 }
 
 const char* COMMON_MutexProtocol_ToString(COMMON_MutexProtocol_t protocol)

@@ -8,10 +8,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "common_debug.h"
 #include "common_thread.h"
 #include "foundation/initialisation.h"
-#include "foundation/source.h"
+#include "log/report.h"
 #include "platform/assertion.h"
 #include "platform/line_reader.h"
 #include "thread/process_name.h"
@@ -59,9 +58,8 @@ STATUS load(std::uint32_t pid, COMMON_Process* copy) noexcept
     common::LineReader file;
     if (!file.open(copy->path)) {
         const int error = errno;
-        COMMON_Debug_Write(stderr, kSource.name, __func__, __LINE__,
-                           "Failed to fopen '%s' with error: %s (%d)", copy->path,
-                           std::strerror(error), error);
+        COMMON_ROW(kSource, stderr, "Failed to fopen '%s' with error: %s (%d)", copy->path,
+                   std::strerror(error), error);
         return STATUS_FAILED;
     }
     copy->name = nullptr;
@@ -73,9 +71,8 @@ STATUS load(std::uint32_t pid, COMMON_Process* copy) noexcept
     copy->buffer[length] = '\0';
     copy->name = copy->buffer;
     if (const int error = file.close(); error != 0) {
-        COMMON_Debug_Write(stderr, kSource.name, __func__, __LINE__,
-                           "Failed to fclose the file %s with error: %s (%d)", copy->path,
-                           std::strerror(error), error);
+        COMMON_ROW(kSource, stderr, "Failed to fclose the file %s with error: %s (%d)", copy->path,
+                   std::strerror(error), error);
     }
     copy->bufferLength = copy->nameLength = static_cast<std::uint32_t>(length);
     copy->loaded = 1;
@@ -129,16 +126,16 @@ char* next_word(char*& rest) noexcept
 
 }  // namespace
 
-namespace common {
+namespace common::process {
 
-bool process_name(std::uint32_t pid, char* destination, std::size_t size) noexcept
+bool copy_name(std::uint32_t pid, char* destination, std::size_t size) noexcept
 {
     char path[32];
     std::snprintf(path, sizeof path, "/proc/%u/%s", pid, "status");
-    return process_name_from(path, destination, size);
+    return copy_name_from(path, destination, size);
 }
 
-bool process_name_from(const char* status_path, char* destination, std::size_t size) noexcept
+bool copy_name_from(const char* status_path, char* destination, std::size_t size) noexcept
 {
     LineReader file;
     if (!file.open(status_path)) {
@@ -157,7 +154,7 @@ bool process_name_from(const char* status_path, char* destination, std::size_t s
     return false;
 }
 
-}  // namespace common
+}  // namespace common::process
 
 extern "C" {
 
@@ -167,7 +164,8 @@ void COMMON_Process_Get(COMMON_Process* copy)
 {
     COMMON_ASSERT(kSource, copy != nullptr, "((void *)0) != copy");
     initialise();
-    // The name keeps pointing into the library's record: callers rely on its outliving the copy.
+    // Oddity: the name keeps pointing into the library's record: callers rely on its outliving the
+    // copy. Test: CommonProcess.CallingProcessIsCopied.
     *copy = calling_process();
 }
 

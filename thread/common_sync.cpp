@@ -117,8 +117,9 @@ int lock_again(COMMON_sync* sync, bool has_signal) noexcept
 
 extern "C" {
 
-// The second argument is not taken for the flags: callers pass all kinds of values, and a wait that
-// an interruption ends is what they know.
+// Oddity: the second argument is not taken for the flags: callers pass all kinds of values, and a
+// wait that an interruption ends is what they know.
+// Test: CommonSync.InitSetsTheRecordUpWhateverTheSecondArgument.
 int32_t COMMON_sync_init(COMMON_sync* sync, uint32_t)
 {
     if (sync == nullptr) {
@@ -185,7 +186,8 @@ int32_t COMMON_sync_wait(COMMON_sync* sync)
         return not_unlocked;
     }
     look_shortly(sync->signal);
-    // A wait that fails does not lock again, unlike one with a deadline: callers know that.
+    // Oddity: a wait that fails does not lock again, unlike one with a deadline: callers know that.
+    // Test: CommonSyncFault.WaitThatFailsDoesNotLockAgain.
     const int error = wait_for(*sync, sync->signal, [sync] { return sem_wait(&sync->signal); });
     return error != 0 ? error : lock_again(sync, true);
 }

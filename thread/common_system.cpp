@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 
 #include "foundation/initialisation.h"
@@ -21,12 +20,22 @@ constexpr common::Source kSource{"common_system"};
 
 constexpr std::uint64_t to_nanoseconds(const timespec& time) noexcept
 {
+    // Oddity: seconds are a signed number of 32 bits, as callers know them.
+    // Test: CommonSystemPlatform.SecondsAreASigned32BitNumber.
     const auto seconds = static_cast<std::int32_t>(time.tv_sec);
     return static_cast<std::uint64_t>(std::int64_t{seconds}) * common::kNanosecondsPerSecond +
            static_cast<std::uint64_t>(time.tv_nsec);
 }
 
-/// Divides without a guard: callers get the machine's own answer to a resolution of 0.
+void report_failed_clock(std::int32_t clock, const char* what, int error,
+                         common::Here here = common::Here::now()) noexcept
+{
+    common::report_failure(kSource, COMMON_LogLevelFatal, here, error, "Failed to get the %s %s",
+                           COMMON_System_ClockId_ToString(clock), what);
+}
+
+/// Oddity: divides without a guard, so that callers get the machine's own answer to a resolution of
+/// 0. Test: CommonSystem.ResolutionOfAnUnknownClockDividesByZero.
 __attribute__((no_sanitize("integer-divide-by-zero"))) std::uint64_t
 ticks(std::uint64_t nanoseconds, std::uint32_t resolution) noexcept
 {
@@ -101,8 +110,7 @@ uint64_t COMMON_System_GetTimeByClockId(int32_t clockId)
     // The record of this failure is itself stamped with the time: it must not report once more.
     if (!common::thread_state.reporting_clock) {
         const common::StateScope scope(common::thread_state.reporting_clock, true);
-        COMMON_REPORT(kSource, Fatal, "Failed to get the %s time with error: %s (%d)",
-                      COMMON_System_ClockId_ToString(clockId), std::strerror(error), error);
+        report_failed_clock(clockId, "time", error);
     }
     return 0;
 }
@@ -116,11 +124,11 @@ uint32_t COMMON_System_GetTimeResByClockId(int32_t clockId)
 {
     timespec resolution{};
     if (clock_getres(clockId, &resolution) != 0) {
-        const int error = errno;
-        COMMON_REPORT(kSource, Fatal, "Failed to get the %s resolution with error: %s (%d)",
-                      COMMON_System_ClockId_ToString(clockId), std::strerror(error), error);
+        report_failed_clock(clockId, "resolution", errno);
         return 0;
     }
+    // Oddity: whole seconds are dropped.
+    // Test: CommonSystemPlatform.WholeSecondsOfAResolutionAreDropped.
     return static_cast<std::uint32_t>(resolution.tv_nsec);
 }
 

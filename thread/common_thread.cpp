@@ -21,7 +21,14 @@ static_assert(offsetof(COMMON_Thread, argument) == sizeof(pthread_t) + 16 + size
 static_assert(offsetof(COMMON_Thread, name) == sizeof(pthread_t) + 16 + 2 * sizeof(void*));
 static_assert(sizeof(COMMON_Thread) == (sizeof(void*) == 4 ? 160 : 176));
 
+// The schedule of a record is handed to the platform as it is.
+static_assert(COMMON_ThreadScheduleOther == SCHED_OTHER);
+static_assert(COMMON_ThreadScheduleFifo == SCHED_FIFO);
+static_assert(COMMON_ThreadScheduleRoundRobin == SCHED_RR);
+
 namespace {
+
+using common::Here;
 
 constexpr common::Source kSource{"common_thread"};
 constexpr char kInvalidParameters[] = "One or more input parameters are invalid!";
@@ -38,15 +45,21 @@ unsigned shown_id(pthread_t id) noexcept
     return static_cast<unsigned>(id);
 }
 
-bool is_null(const void* argument, const char* function, std::int32_t line) noexcept
+/// Whether an argument is null, which is reported.
+template <class Pointee>
+bool is_null(Pointee* argument, Here here = Here::now()) noexcept
 {
-    if (argument != nullptr) {
-        return false;
+    if (argument == nullptr) {
+        common::report(kSource, COMMON_LogLevelError, here, "%s", kInvalidParameters);
     }
-    common::report(kSource, COMMON_LogLevelError, {function, line}, "%s", kInvalidParameters);
-    return true;
+    return argument == nullptr;
 }
-#define IS_NULL(argument) is_null(reinterpret_cast<const void*>(argument), __func__, __LINE__)
+
+/// Whether a step failed, which is reported.
+bool failed(int error, const char* what, Here here = Here::now()) noexcept
+{
+    return common::failed(kSource, COMMON_LogLevelError, error, what, here);
+}
 
 void clear_id(COMMON_Thread& thread) noexcept
 {
@@ -55,7 +68,7 @@ void clear_id(COMMON_Thread& thread) noexcept
 
 void common_threadStopHandler(void* argument) noexcept
 {
-    if (!IS_NULL(argument)) {
+    if (!is_null(argument)) {
         clear_id(*static_cast<COMMON_Thread*>(argument));
     }
 }
@@ -63,7 +76,7 @@ void common_threadStopHandler(void* argument) noexcept
 void* common_threadStartHandler(void* argument)
 {
     auto* const thread = static_cast<COMMON_Thread*>(argument);
-    if (IS_NULL(thread) || IS_NULL(thread->entry)) {
+    if (is_null(thread) || is_null(thread->entry)) {
         return nullptr;
     }
     void* result = nullptr;
@@ -74,33 +87,46 @@ void* common_threadStartHandler(void* argument)
     return result;
 }
 
-/// Reports a step of the start that failed: true when it did. The format takes error text and
-/// number.
-#define STEP_FAILED(call, message) step_failed(call, message, __func__, __LINE__)
-bool step_failed(int error, const char* message, const char* function, std::int32_t line) noexcept
+/// Sets the attributes that the record asks for; false when a step fails, which is reported.
+bool set_attributes(const COMMON_Thread& thread, pthread_attr_t& attributes, Here here) noexcept
 {
-    if (error == 0) {
+    if (failed(pthread_attr_setschedpolicy(&attributes, static_cast<int>(thread.schedule)),
+               "Failed to set the scheduling policy", here)) {
         return false;
     }
-    common::report(kSource, COMMON_LogLevelError, {function, line}, "%s with error: %s (%d)",
-                   message, std::strerror(error), error);
-    return true;
+    if (thread.detachState == COMMON_ThreadDetachDetached &&
+        failed(pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED),
+               "Failed to set the detach state", here)) {
+        return false;
+    }
+    if (thread.priority != COMMON_ThreadPriorityDefault &&
+        failed(pthread_attr_setinheritsched(&attributes, PTHREAD_EXPLICIT_SCHED),
+               "Failed to set explicit scheduling", here)) {
+        return false;
+    }
+    // Oddity: also the default priority, whatever the policy, so that a policy without priorities
+    // is refused. Test: CommonThreadStart.AttributesThatThePlatformRefusesAreReported.
+    const sched_param parameters{.sched_priority = thread.priority};
+    if (failed(pthread_attr_setschedparam(&attributes, &parameters),
+               "Failed to set the scheduling parameters", here)) {
+        return false;
+    }
+    return thread.stackSize == COMMON_ThreadStackSizeDefault ||
+           !failed(pthread_attr_setstacksize(&attributes, thread.stackSize),
+                   "Failed to set the stack size", here);
 }
 
-/// Reports what the platform said about a running thread: the STATUS of the call.
-STATUS platform_result(int error, const COMMON_Thread& thread, pthread_t id, const char* what,
-                       COMMON_LogLevel_t level, const char* function, std::int32_t line) noexcept
+/// The STATUS of a call of the platform for a running thread; what failed is reported.
+STATUS result_of(int error, const COMMON_Thread& thread, pthread_t id, const char* what,
+                 COMMON_LogLevel_t level = COMMON_LogLevelError, Here here = Here::now()) noexcept
 {
     if (error == 0) {
         return STATUS_SUCCESS;
     }
-    common::report(kSource, level, {function, line},
-                   "Failed to %s '%s' thread %u with error: %s (%d)", what, thread.name,
-                   shown_id(id), std::strerror(error), error);
+    common::report_failure(kSource, level, here, error, "Failed to %s '%s' thread %u", what,
+                           thread.name, shown_id(id));
     return level == COMMON_LogLevelError ? STATUS_FAILED : STATUS_SUCCESS;
 }
-#define PLATFORM_RESULT(error, what, level) \
-    platform_result(error, *thread, id, what, level, __func__, __LINE__)
 
 }  // namespace
 
@@ -108,7 +134,7 @@ extern "C" {
 
 STATUS COMMON_Thread_Initialize(COMMON_Thread* thread, COMMON_ThreadEntry_t entry, void* argument)
 {
-    if (IS_NULL(thread) || IS_NULL(entry)) {
+    if (is_null(thread) || is_null(entry)) {
         return STATUS_INVALID_PARAM;
     }
     std::memset(thread, 0, sizeof *thread);
@@ -122,7 +148,7 @@ STATUS COMMON_Thread_Initialize(COMMON_Thread* thread, COMMON_ThreadEntry_t entr
 
 COMMON_Thread* COMMON_Thread_New(COMMON_ThreadEntry_t entry, void* argument)
 {
-    if (IS_NULL(entry)) {
+    if (is_null(entry)) {
         return nullptr;
     }
     auto* const thread = static_cast<COMMON_Thread*>(MEM_Malloc(sizeof(COMMON_Thread)));
@@ -136,34 +162,20 @@ COMMON_Thread* COMMON_Thread_New(COMMON_ThreadEntry_t entry, void* argument)
 
 STATUS COMMON_Thread_Start(COMMON_Thread* thread)
 {
-    if (IS_NULL(thread)) {
+    if (is_null(thread)) {
         return STATUS_INVALID_PARAM;
     }
     pthread_attr_t attributes;
-    if (STEP_FAILED(pthread_attr_init(&attributes), "Failed to initialize the attributes")) {
-        return STATUS_FAILED;
-    }
-    const sched_param parameters{.sched_priority = thread->priority};
-    if (STEP_FAILED(pthread_attr_setschedpolicy(&attributes, static_cast<int>(thread->schedule)),
-                    "Failed to set the scheduling policy") ||
-        (thread->detachState == COMMON_ThreadDetachDetached &&
-         STEP_FAILED(pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED),
-                     "Failed to set the detach state")) ||
-        (thread->priority != COMMON_ThreadPriorityDefault &&
-         STEP_FAILED(pthread_attr_setinheritsched(&attributes, PTHREAD_EXPLICIT_SCHED),
-                     "Failed to set explicit scheduling")) ||
-        STEP_FAILED(pthread_attr_setschedparam(&attributes, &parameters),
-                    "Failed to set the scheduling parameters") ||
-        (thread->stackSize != COMMON_ThreadStackSizeDefault &&
-         STEP_FAILED(pthread_attr_setstacksize(&attributes, thread->stackSize),
-                     "Failed to set the stack size"))) {
+    if (failed(pthread_attr_init(&attributes), "Failed to initialize the attributes") ||
+        !set_attributes(*thread, attributes, Here::now())) {
         return STATUS_FAILED;
     }
     // Into the record, as the thread may clear its id before this returns.
     const int error = pthread_create(&thread->id, &attributes, common_threadStartHandler, thread);
     if (error != 0) {
         clear_id(*thread);  // the platform writes one even then
-        STEP_FAILED(error, "Failed to create the thread");
+    }
+    if (failed(error, "Failed to create the thread")) {
         return STATUS_FAILED;
     }
     if (thread->name[0] == '\0') {
@@ -179,7 +191,7 @@ STATUS COMMON_Thread_Start(COMMON_Thread* thread)
 STATUS COMMON_Thread_Create(COMMON_ThreadEntry_t entry, const char* name, void* argument,
                             COMMON_Thread** thread)
 {
-    if (IS_NULL(entry) || IS_NULL(name) || IS_NULL(thread)) {
+    if (is_null(entry) || is_null(name) || is_null(thread)) {
         return STATUS_INVALID_PARAM;
     }
     *thread = COMMON_Thread_New(entry, argument);
@@ -194,7 +206,8 @@ STATUS COMMON_Thread_Create(COMMON_ThreadEntry_t entry, const char* name, void* 
     }
     if (COMMON_Thread_Start(*thread) != STATUS_SUCCESS) {
         COMMON_REPORT(kSource, Error, "Failed to start a new thread");
-        // The caller's pointer is left as it is: it tells a start that failed from none.
+        // Oddity: the caller's pointer is left as it is: it tells a start that failed from none.
+        // Test: CommonThreadStart.CreateWhoseStartFailsFreesTheRecordAndKeepsItsAddress.
         COMMON_Thread_Delete(*thread);
         return STATUS_FAILED;
     }
@@ -213,7 +226,7 @@ STATUS COMMON_Thread_Delete(COMMON_Thread* thread)
 
 STATUS COMMON_Thread_Join(COMMON_Thread* thread)
 {
-    if (IS_NULL(thread)) {
+    if (is_null(thread)) {
         return STATUS_INVALID_PARAM;
     }
     const pthread_t id = thread_id(*thread);
@@ -221,23 +234,25 @@ STATUS COMMON_Thread_Join(COMMON_Thread* thread)
         return STATUS_SUCCESS;
     }
     const int error = pthread_join(id, nullptr);
-    // A thread that is gone, or is the caller, leaves nothing to wait for.
+    // Oddity: a thread that is gone, or is the caller, leaves nothing to wait for, so that it
+    // counts as joined. Test: CommonThreadPlatform.FailureIsReported.
     const bool tolerated = error == ESRCH || error == EDEADLK;
-    return PLATFORM_RESULT(error, "join", tolerated ? COMMON_LogLevelWarn : COMMON_LogLevelError);
+    return result_of(error, *thread, id, "join",
+                     tolerated ? COMMON_LogLevelWarn : COMMON_LogLevelError);
 }
 
 STATUS COMMON_Thread_Detach(COMMON_Thread* thread)
 {
-    if (IS_NULL(thread)) {
+    if (is_null(thread)) {
         return STATUS_INVALID_PARAM;
     }
     const pthread_t id = thread_id(*thread);
-    return PLATFORM_RESULT(id == 0 ? ESRCH : pthread_detach(id), "detach", COMMON_LogLevelError);
+    return result_of(id == 0 ? ESRCH : pthread_detach(id), *thread, id, "detach");
 }
 
 STATUS COMMON_Thread_Cancel(COMMON_Thread* thread)
 {
-    if (IS_NULL(thread)) {
+    if (is_null(thread)) {
         return STATUS_INVALID_PARAM;
     }
     const pthread_t id = thread_id(*thread);
@@ -245,22 +260,21 @@ STATUS COMMON_Thread_Cancel(COMMON_Thread* thread)
         COMMON_REPORT(kSource, Error, "%s", kInvalidParameters);
         return STATUS_INVALID_PARAM;
     }
-    return PLATFORM_RESULT(pthread_cancel(id), "cancel", COMMON_LogLevelError);
+    return result_of(pthread_cancel(id), *thread, id, "cancel");
 }
 
 STATUS COMMON_Thread_Kill(COMMON_Thread* thread, int32_t signal)
 {
-    if (IS_NULL(thread)) {
+    if (is_null(thread)) {
         return STATUS_INVALID_PARAM;
     }
     const pthread_t id = thread_id(*thread);
-    return PLATFORM_RESULT(id == 0 ? ESRCH : pthread_kill(id, signal), "send the signal to",
-                           COMMON_LogLevelError);
+    return result_of(id == 0 ? ESRCH : pthread_kill(id, signal), *thread, id, "send the signal to");
 }
 
 STATUS COMMON_Thread_Exit(COMMON_Thread* thread, void* result)
 {
-    if (IS_NULL(thread)) {
+    if (is_null(thread)) {
         return STATUS_INVALID_PARAM;
     }
     pthread_exit(result);
@@ -273,6 +287,8 @@ pthread_t COMMON_Thread_Self(void)
 
 int32_t COMMON_Thread_Once(pthread_once_t* control, void (*function)(void))
 {
+    // Oddity: failures go to standard output, as the log itself is initialised by this.
+    // Test: CommonThreadRun.OnceComplainsOnStandardOutput.
     if (control == nullptr || function == nullptr) {
         std::fputs(kInvalidParameters, stdout);
         return std::fflush(stdout);
@@ -287,65 +303,65 @@ int32_t COMMON_Thread_Once(pthread_once_t* control, void (*function)(void))
 
 pthread_t COMMON_Thread_GetId(const COMMON_Thread* thread)
 {
-    return IS_NULL(thread) ? pthread_t{} : thread_id(*thread);
+    return is_null(thread) ? pthread_t{} : thread_id(*thread);
 }
 
 const char* COMMON_Thread_GetName(const COMMON_Thread* thread)
 {
-    return IS_NULL(thread) ? nullptr : thread->name;
+    return is_null(thread) ? nullptr : thread->name;
 }
 
 COMMON_ThreadDetach_t COMMON_Thread_GetDetachState(const COMMON_Thread* thread)
 {
-    return IS_NULL(thread) ? std::uint32_t{COMMON_ThreadDetachJoinable} : thread->detachState;
+    return is_null(thread) ? std::uint32_t{COMMON_ThreadDetachJoinable} : thread->detachState;
 }
 
 uint32_t COMMON_Thread_GetPriority(const COMMON_Thread* thread)
 {
-    return IS_NULL(thread) ? std::uint32_t{COMMON_ThreadPriorityDefault} : thread->priority;
+    return is_null(thread) ? std::uint32_t{COMMON_ThreadPriorityDefault} : thread->priority;
 }
 
 COMMON_ThreadSchedule_t COMMON_Thread_GetSchedule(const COMMON_Thread* thread)
 {
-    return IS_NULL(thread) ? std::uint32_t{COMMON_ThreadScheduleDefault} : thread->schedule;
+    return is_null(thread) ? std::uint32_t{COMMON_ThreadScheduleDefault} : thread->schedule;
 }
 
 uint32_t COMMON_Thread_GetStackSize(const COMMON_Thread* thread)
 {
-    return IS_NULL(thread) ? std::uint32_t{COMMON_ThreadStackSizeDefault} : thread->stackSize;
+    return is_null(thread) ? std::uint32_t{COMMON_ThreadStackSizeDefault} : thread->stackSize;
 }
 
 void COMMON_Thread_SetDetachState(COMMON_Thread* thread, COMMON_ThreadDetach_t detachState)
 {
-    if (!IS_NULL(thread)) {
+    if (!is_null(thread)) {
         thread->detachState = detachState;
     }
 }
 
 void COMMON_Thread_SetPriority(COMMON_Thread* thread, uint32_t priority)
 {
-    if (!IS_NULL(thread)) {
+    if (!is_null(thread)) {
         thread->priority = static_cast<std::uint8_t>(priority);
     }
 }
 
 void COMMON_Thread_SetSchedule(COMMON_Thread* thread, COMMON_ThreadSchedule_t schedule)
 {
-    if (!IS_NULL(thread)) {
+    if (!is_null(thread)) {
         thread->schedule = schedule;
     }
 }
 
 void COMMON_Thread_SetStackSize(COMMON_Thread* thread, uint32_t stackSize)
 {
-    if (!IS_NULL(thread)) {
+    if (!is_null(thread)) {
         thread->stackSize = stackSize;
     }
 }
 
 STATUS COMMON_Thread_SetName(COMMON_Thread* thread, const char* name)
 {
-    if (IS_NULL(thread) || IS_NULL(name)) {
+    if (is_null(thread) || is_null(name)) {
         return STATUS_INVALID_PARAM;
     }
     const std::size_t length = strnlen(name, COMMON_ThreadNameLength);

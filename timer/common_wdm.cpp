@@ -24,9 +24,9 @@ static_assert(offsetof(COMMON_wdm, head) == 0);
 static_assert(offsetof(COMMON_wdm, tail) == sizeof(void*));
 static_assert(offsetof(COMMON_wdm, anchor) == 2 * sizeof(void*));
 static_assert(offsetof(COMMON_wdm, wake) == 4 * sizeof(void*));
-static_assert(offsetof(common::Watchdog, record) == 0);
+static_assert(offsetof(common::wdm::Watchdog, record) == 0);
 
-namespace common {
+namespace common::wdm {
 
 void* allocate_linkable(std::size_t size_bytes) noexcept
 {
@@ -74,14 +74,15 @@ std::uint32_t monotonic_seconds() noexcept
     return static_cast<std::uint32_t>(now.tv_sec);
 }
 
-}  // namespace common
+}  // namespace common::wdm
+
+using namespace common::wdm;
 
 namespace {
 
 COMMON_wdm_Node* new_node(COMMON_wdm_Subscriber* subscriber) noexcept
 {
-    auto* const node =
-        static_cast<COMMON_wdm_Node*>(common::allocate_linkable(sizeof(COMMON_wdm_Node)));
+    auto* const node = static_cast<COMMON_wdm_Node*>(allocate_linkable(sizeof(COMMON_wdm_Node)));
     if (node != nullptr) {
         node->next = 0;
         node->subscriber = subscriber;
@@ -93,7 +94,7 @@ COMMON_wdm_Node* new_node(COMMON_wdm_Subscriber* subscriber) noexcept
 void move_deadline(COMMON_wdm_Subscriber& subscriber, std::uint32_t timeout_s) noexcept
 {
     std::atomic_ref(subscriber.deadline)
-        .exchange(common::monotonic_seconds() + timeout_s, std::memory_order_acq_rel);
+        .exchange(monotonic_seconds() + timeout_s, std::memory_order_acq_rel);
 }
 
 }  // namespace
@@ -102,8 +103,7 @@ extern "C" {
 
 COMMON_wdm* COMMON_wdm_Init(void)
 {
-    auto* const watchdog =
-        static_cast<common::Watchdog*>(common::allocate_linkable(sizeof(common::Watchdog)));
+    auto* const watchdog = static_cast<Watchdog*>(allocate_linkable(sizeof(Watchdog)));
     if (watchdog == nullptr) {
         return nullptr;
     }
@@ -119,10 +119,8 @@ COMMON_wdm* COMMON_wdm_Init(void)
     pthread_sigmask(SIG_SETMASK, nullptr, &watchdog->handler_signals);
     sigset_t all;
     sigfillset(&all);
-    record.monitored = common::start_detached(common::COMMON_wdm_Monitor, watchdog, &all) ==
-                               common::ThreadStart::Started
-                           ? 1
-                           : 0;
+    record.monitored =
+        common::start_detached(run_monitor, watchdog, &all) == common::ThreadStart::Started ? 1 : 0;
     return &record;
 }
 
@@ -136,7 +134,7 @@ COMMON_wdm_Subscriber* COMMON_wdm_Create_Subscriber(COMMON_wdm_Handler_t handler
         subscriber->fired = 0;
         subscriber->handler = handler;
         subscriber->argument = argument;
-        subscriber->holders = common::kClientHold;
+        subscriber->holders = kClientHold;
     }
     return subscriber;
 }
@@ -156,7 +154,7 @@ void COMMON_wdm_Subscribe(COMMON_wdm* watchdog, COMMON_wdm_Subscriber* subscribe
     // old deadline for one that is still to be met.
     move_deadline(*subscriber, timeout_s);
     std::atomic_ref(subscriber->fired).store(0, std::memory_order_release);
-    common::append(*watchdog, *node);
+    append(*watchdog, *node);
 }
 
 void COMMON_wdm_Tickle(COMMON_wdm_Subscriber* subscriber, uint32_t timeout_s)
@@ -172,7 +170,7 @@ void COMMON_wdm_Unsubscribe(COMMON_wdm_Subscriber* subscriber)
         return;
     }
     if (std::atomic_ref(subscriber->unsubscribed).exchange(1, std::memory_order_acq_rel) == 0) {
-        common::release(subscriber, common::kClientHold);
+        release(subscriber, kClientHold);
     }
 }
 
@@ -184,19 +182,19 @@ void COMMON_wdm_Destroy(COMMON_wdm* watchdog)
     const bool in_child = watchdog->forks != common::fork_count.load(std::memory_order_relaxed);
     if (!in_child) {
         // As any node it ends whichever wait the monitor is in, and cannot be missed.
-        common::append(*watchdog, watchdog->end);
+        append(*watchdog, watchdog->end);
         const common::UncancelledScope uncancelled;
         while (watchdog->monitored != 0 && sem_wait(&watchdog->ended) != 0) {  // a signal
         }
     }
     // All nodes go, so no garbage has to be collected first.
     for (COMMON_wdm_Node* node = watchdog->head; node != nullptr;) {
-        const std::uintptr_t next = common::link(*node).load(std::memory_order_acquire);
+        const std::uintptr_t next = link(*node).load(std::memory_order_acquire);
         if (node->subscriber != nullptr) {
-            common::release(node->subscriber, 1);
+            release(node->subscriber, 1);
             std::free(node);
         }
-        node = next == common::kAsleep ? nullptr : common::node_at(next);
+        node = next == kAsleep ? nullptr : node_at(next);
     }
     if (!in_child) {
         sem_destroy(&watchdog->wake);

@@ -6,7 +6,7 @@
 #include "timer/common_wdm_queue.h"
 #include "timer/detached_thread.h"
 
-namespace common {
+namespace common::wdm {
 
 namespace {
 
@@ -65,8 +65,9 @@ bool consider(const COMMON_wdm_Node& node, Scan& scan) noexcept
     if (is_garbage(node)) {
         scan.garbage = true;
     } else {
-        // Unsigned: a deadline that has passed is farther away than any, and is never met any more.
-        const std::uint32_t left = wdm_CalcTime(node.subscriber, now);
+        // Oddity: unsigned, so that a deadline that has passed is farther away than any, and is not
+        // met any more. Test: CommonWdmTime.MissedDeadlineIsNotMadeUpForUntilTickledAgain.
+        const std::uint32_t left = seconds_left(node.subscriber, now);
         scan.missed = scan.missed || left > kNoTime;
         if (left < scan.left(now)) {
             scan.awaits = true;
@@ -225,10 +226,10 @@ COMMON_wdm_Node* drop(COMMON_wdm_Node* node) noexcept
 void fire(Watchdog& watchdog, std::uint32_t second) noexcept
 {
     COMMON_wdm_Node* node = take_out(watchdog.record, [second](const COMMON_wdm_Node& each) {
-        return wdm_CalcTime(each.subscriber, second) == 0 &&
+        return seconds_left(each.subscriber, second) == 0 &&
                std::atomic_ref(each.subscriber->fired).exchange(1, std::memory_order_acq_rel) == 0;
     });
-    wdm_GarbageCollect(watchdog.record);
+    collect_garbage(watchdog.record);
     while (node != nullptr) {
         const COMMON_wdm_Handler_t handler =
             is_unsubscribed(*node->subscriber) ? nullptr : node->subscriber->handler;
@@ -242,12 +243,12 @@ void fire(Watchdog& watchdog, std::uint32_t second) noexcept
 
 }  // namespace
 
-std::uint32_t wdm_CalcTime(const COMMON_wdm_Subscriber* subscriber, std::uint32_t now) noexcept
+std::uint32_t seconds_left(const COMMON_wdm_Subscriber* subscriber, std::uint32_t now) noexcept
 {
     return subscriber == nullptr ? kNoTime : deadline_of(*subscriber) - now;
 }
 
-void wdm_GarbageCollect(COMMON_wdm& watchdog) noexcept
+void collect_garbage(COMMON_wdm& watchdog) noexcept
 {
     COMMON_wdm_Node* node = take_out(watchdog, is_garbage);
     while (node != nullptr) {
@@ -255,7 +256,7 @@ void wdm_GarbageCollect(COMMON_wdm& watchdog) noexcept
     }
 }
 
-void* COMMON_wdm_Monitor(void* argument)
+void* run_monitor(void* argument)
 {
     auto& watchdog = *static_cast<Watchdog*>(argument);
     for (;;) {
@@ -268,7 +269,7 @@ void* COMMON_wdm_Monitor(void* argument)
         if (scan.awaits && scan.due == now) {
             fire(watchdog, now);
         } else if (scan.garbage) {
-            wdm_GarbageCollect(watchdog.record);
+            collect_garbage(watchdog.record);
         }
     }
     // The last touch of the watchdog.
@@ -276,4 +277,4 @@ void* COMMON_wdm_Monitor(void* argument)
     return nullptr;
 }
 
-}  // namespace common
+}  // namespace common::wdm

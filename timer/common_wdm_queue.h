@@ -14,7 +14,7 @@
 
 #include "common_wdm.h"
 
-namespace common {
+namespace common::wdm {
 
 /// A watchdog as it is made, with what the public record cannot have: not all who include that know
 /// the type.
@@ -82,12 +82,12 @@ std::uint32_t monotonic_seconds() noexcept;
 
 /// Seconds from `now` until a subscriber's deadline, as an unsigned number: one that has passed is
 /// far away. That of nobody is kNoTime.
-std::uint32_t wdm_CalcTime(const COMMON_wdm_Subscriber* subscriber, std::uint32_t now) noexcept;
+std::uint32_t seconds_left(const COMMON_wdm_Subscriber* subscriber, std::uint32_t now) noexcept;
 
 /// Takes out the nodes of subscribers that have fired or are unsubscribed. For the monitor only.
-void wdm_GarbageCollect(COMMON_wdm& watchdog) noexcept;
+void collect_garbage(COMMON_wdm& watchdog) noexcept;
 
 /// The monitor thread of a Watchdog. Ends when it meets the watchdog's end node.
-void* COMMON_wdm_Monitor(void* watchdog);
+void* run_monitor(void* watchdog);
 
-}  // namespace common
+}  // namespace common::wdm

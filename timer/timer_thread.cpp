@@ -1,171 +1,21 @@
 #include "timer/timer_thread.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 
 #include "log/process_locks.h"
-#include "log/report.h"
 #include "platform/uncancelled_scope.h"
-#include "timer/detached_thread.h"
 
-namespace common {
+namespace common::timer {
 
 namespace {
 
-/// How long an idle thread stays for the next start.
-constexpr std::uint32_t kIdle_ms = 2'000;
-
-/// Whose starts the calling thread's are: a number of its own or, in a timer's thread, that of
-/// whoever had it launched, whose scheduling and signal mask it inherited.
-constinit thread_local std::uint32_t thread_origin = 0;
-
-/// The last number that was given to a thread.
-constinit std::atomic<std::uint32_t> last_origin{0};
-
-std::uint32_t current_origin() noexcept
-{
-    while (thread_origin == 0) {
-        thread_origin = last_origin.fetch_add(1, std::memory_order_relaxed) + 1;
-    }
-    return thread_origin;
-}
-
-constexpr bool is_later(const timespec& time, const timespec& than) noexcept
-{
-    return time.tv_sec != than.tv_sec ? time.tv_sec > than.tv_sec : time.tv_nsec > than.tv_nsec;
-}
-
-/// The time `interval_ms` from now; false when the clock cannot be read, and it counts from its
-/// origin.
-bool deadline_after(std::uint32_t interval_ms, timespec& deadline) noexcept
-{
-    deadline = {};
-    const bool read = clock_gettime(CLOCK_MONOTONIC, &deadline) == 0;
-    deadline.tv_sec += static_cast<std::time_t>(interval_ms / 1000);
-    deadline.tv_nsec += static_cast<long>(interval_ms % 1000) * 1'000'000;
-    if (deadline.tv_nsec > 999'999'999) {
-        deadline.tv_nsec -= 1'000'000'000;
-        ++deadline.tv_sec;
-    }
-    return read;
-}
-
 /// What goes wrong in a thread is reported in its name, whichever function notices.
-#define REPORT_OF_THREAD(level, ...) \
-    report(kTimerSource, COMMON_LogLevel##level, {"TimerHandler", __LINE__}, __VA_ARGS__)
+constexpr char kThread[] = "TimerHandler";
 
-void wait_for(sem_t& semaphore) noexcept
+void enter(TMR_Thread& self, Phase phase) noexcept
 {
-    while (sem_wait(&semaphore) != 0) {  // a signal handler ran
-    }
-}
-
-/// An idle thread that serves the starts of the calling thread; null when there is none.
-TMR_Thread* idle_thread(TMR& timer) noexcept
-{
-    TMR_Thread* thread = timer.threads;
-    while (thread != nullptr && (!thread->claimed || thread->armed || thread->calling ||
-                                 thread->origin != current_origin())) {
-        thread = thread->next;
-    }
-    return thread;
-}
-
-void update_in_use(TMR& timer) noexcept
-{
-    bool armed = false;
-    for (const TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
-        armed = armed || thread->armed;
-    }
-    std::atomic_ref(timer.inUse).store(armed ? 1 : 0, std::memory_order_release);
-}
-
-/// From now on the thread is idle.
-void disarm_locked(TMR& timer, TMR_Thread& thread) noexcept
-{
-    thread.armed = false;
-    deadline_after(kIdle_ms, thread.until);
-    update_in_use(timer);
-}
-
-/// Wakes all threads that wait; false when the platform refuses.
-bool wake_all_locked(TMR& timer) noexcept
-{
-    bool woken = true;
-    // As many signals as there are threads that may be waiting: each reaches one of them.
-    for (TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
-        thread->told = true;
-        woken = pthread_cond_signal(&timer.condition) == 0 && woken;
-    }
-    for (TMR_Thread* thread = timer.threads; woken && thread != nullptr; thread = thread->next) {
-        thread->wakes = {};
-    }
-    return woken;
-}
-
-/// Whether a thread would sleep for too long.
-bool oversleeps(const TMR_Thread& thread) noexcept
-{
-    return is_later(thread.wakes, thread.until);
-}
-
-void unlink_locked(TMR& timer, const TMR_Thread& thread) noexcept
-{
-    TMR_Thread** link = &timer.threads;
-    while (*link != &thread) {
-        link = &(*link)->next;
-    }
-    *link = thread.next;
-}
-
-/// Creates a thread that computes its deadline itself.
-ArmResult launch_locked(TMR& timer) noexcept
-{
-    auto* const thread = static_cast<TMR_Thread*>(std::malloc(sizeof(TMR_Thread)));
-    if (thread == nullptr) {
-        return ArmResult::NoThread;
-    }
-    *thread = TMR_Thread{};
-    thread->timer = &timer;
-    thread->next = timer.threads;
-    thread->callback = timer.callback;
-    thread->argument = timer.argument;
-    thread->interval_ms = timer.interval;
-    thread->origin = current_origin();
-    thread->armed = true;
-    // Others see it only with the mutex, so not before it is known to run.
-    timer.threads = thread;
-    const ThreadStart start = start_detached(TimerHandler, thread);
-    if (start == ThreadStart::Started) {
-        ++timer.starting;
-        return ArmResult::Launched;
-    }
-    unlink_locked(timer, *thread);
-    std::free(thread);
-    switch (start) {
-    case ThreadStart::NoAttributes:
-        return ArmResult::NoAttributes;
-    case ThreadStart::NoProperties:
-        return ArmResult::NoProperties;
-    default:
-        return ArmResult::NoThread;
-    }
-}
-
-ArmResult hand_over_locked(TMR& timer, TMR_Thread& thread, bool& clock_failed) noexcept
-{
-    thread.callback = timer.callback;
-    thread.argument = timer.argument;
-    thread.interval_ms = timer.interval;
-    clock_failed = !deadline_after(timer.interval, thread.until);
-    thread.armed = true;
-    // Otherwise it wakes in time, finds the new deadline and goes on waiting.
-    if (oversleeps(thread) && !wake_all_locked(timer)) {
-        disarm_locked(timer, thread);
-        return ArmResult::NoSignal;
-    }
-    return ArmResult::Armed;
+    self.phase.store(phase, std::memory_order_relaxed);
 }
 
 /// Ends a thread that cannot take the mutex. Its entry stays in the list until somebody who has the
@@ -173,8 +23,8 @@ ArmResult hand_over_locked(TMR& timer, TMR_Thread& thread, bool& clock_failed) n
 void lose(TMR_Thread& self) noexcept
 {
     TMR& timer = *self.timer;
-    const bool was_in_place = self.claimed;
-    self.lost = true;
+    const bool was_in_place = phase_of(self) != Phase::Starting;
+    enter(self, was_in_place ? Phase::Lost : Phase::NeverInPlace);
     std::atomic_ref(timer.lostThreads).fetch_add(1, std::memory_order_release);
     if (!was_in_place) {
         sem_post(&timer.started);
@@ -182,10 +32,11 @@ void lose(TMR_Thread& self) noexcept
     sem_post(&timer.stopped);
 }
 
-/// Whether a timer that was deleted by its own callback has to be released now.
-bool nobody_left_locked(const TMR& timer) noexcept
+void unlock_in_thread(TMR& timer) noexcept
 {
-    return timer.orphaned != 0 && timer.threads == nullptr && timer.starting == 0;
+    if (unlock(timer) != 0) {
+        COMMON_REPORT_AS(kThread, kSource, Error, "Could not unlock mutex");
+    }
 }
 
 /// Takes the calling thread off its timer and unlocks. The timer may be gone afterwards: whoever
@@ -197,9 +48,7 @@ void leave_locked(TMR& timer, TMR_Thread* self) noexcept
     const bool ending = timer.ending != 0;
     const bool orphaned = timer.orphaned != 0;
     const bool last = nobody_left_locked(timer);
-    if (unlock(timer) != 0) {
-        REPORT_OF_THREAD(Error, "Could not unlock mutex");
-    }
+    unlock_in_thread(timer);
     if (ending && !orphaned) {
         sem_post(&timer.stopped);
     } else if (last) {
@@ -210,13 +59,11 @@ void leave_locked(TMR& timer, TMR_Thread* self) noexcept
 /// Takes the mutex again after a callback; false when that fails, and the thread is lost.
 bool relock(TMR_Thread& self) noexcept
 {
-    const int error = pthread_mutex_lock(&self.timer->mutex);
-    if (error != 0) {
-        REPORT_OF_THREAD(Error, "Could not lock mutex: %d", error);
+    if (!lock(*self.timer, Here::now(kThread))) {
         lose(self);
         return false;
     }
-    self.calling = false;
+    enter(self, Phase::Waiting);
     return true;
 }
 
@@ -257,11 +104,9 @@ bool expire_locked(TMR& timer, TMR_Thread& self)
 {
     const TMR_Callback_t callback = self.callback;
     void* const argument = self.argument;
-    self.calling = true;
+    enter(self, Phase::Calling);
     disarm_locked(timer, self);
-    if (unlock(timer) != 0) {
-        REPORT_OF_THREAD(Error, "Could not unlock mutex");
-    }
+    unlock_in_thread(timer);
     if (!call_back(self, callback, argument)) {
         return false;
     }
@@ -273,11 +118,9 @@ bool expire_locked(TMR& timer, TMR_Thread& self)
 /// the timer and then still finds the thread at work.
 void report_and_leave_locked(TMR& timer, TMR_Thread& self) noexcept
 {
-    self.calling = true;
-    if (unlock(timer) != 0) {
-        REPORT_OF_THREAD(Error, "Could not unlock mutex");
-    }
-    REPORT_OF_THREAD(Error, "Error waiting");
+    enter(self, Phase::Calling);
+    unlock_in_thread(timer);
+    COMMON_REPORT_AS(kThread, kSource, Error, "Error waiting");
     if (relock(self)) {
         leave_locked(timer, &self);
     }
@@ -299,8 +142,8 @@ bool serve_locked(TMR& timer, TMR_Thread& self)
     }
     if (error == 0) {
         if (self.armed && !self.told) {
-            // Woken by somebody else, who has the record's condition: treated like a stop, as
-            // callers know it.
+            // Oddity: woken by somebody else, who has the record's condition, it is treated as
+            // stopped. Test: TimerCondition.WakeUpThatNoStopAskedForIsTreatedLikeAStop.
             disarm_locked(timer, self);
         }
         return true;
@@ -320,107 +163,61 @@ bool serve_locked(TMR& timer, TMR_Thread& self)
     return false;
 }
 
-/// Takes lost threads out of the list: how many of them never got into place.
-unsigned reap_locked(TMR& timer) noexcept
-{
-    unsigned never_in_place = 0;
-    if (std::atomic_ref(timer.lostThreads).load(std::memory_order_acquire) == 0) {
-        return 0;
-    }
-    TMR_Thread** link = &timer.threads;
-    while (TMR_Thread* const thread = *link) {
-        if (!thread->lost) {
-            link = &thread->next;
-            continue;
-        }
-        *link = thread->next;
-        never_in_place += thread->claimed ? 0 : 1;
-        wait_for(timer.stopped);
-        std::free(thread);
-        std::atomic_ref(timer.lostThreads).fetch_sub(1, std::memory_order_relaxed);
-    }
-    update_in_use(timer);
-    return never_in_place;
-}
-
 }  // namespace
 
-ArmResult arm_locked(TMR& timer, bool& clock_failed) noexcept
+constinit thread_local std::uint32_t thread_origin = 0;
+
+bool deadline_after(std::uint32_t interval_ms, timespec& deadline) noexcept
 {
-    timer.stopRequested = 0;
-    TMR_Thread* const idle = idle_thread(timer);
-    const ArmResult result =
-        idle != nullptr ? hand_over_locked(timer, *idle, clock_failed) : launch_locked(timer);
-    update_in_use(timer);
-    return result;
+    deadline = {};
+    const bool read = clock_gettime(CLOCK_MONOTONIC, &deadline) == 0;
+    deadline.tv_sec += static_cast<std::time_t>(interval_ms / 1000);
+    deadline.tv_nsec += static_cast<long>(interval_ms % 1000) * 1'000'000;
+    if (deadline.tv_nsec > 999'999'999) {
+        deadline.tv_nsec -= 1'000'000'000;
+        ++deadline.tv_sec;
+    }
+    return read;
 }
 
-bool await_launched(TMR& timer) noexcept
+void update_in_use(TMR& timer) noexcept
 {
-    const UncancelledScope uncancelled;
-    wait_for(timer.started);
-    if (pthread_mutex_lock(&timer.mutex) != 0) {
-        return true;
-    }
-    const bool in_place = reap_locked(timer) == 0;
-    --timer.starting;
-    // The callback may already have run and deleted the timer.
-    const bool last = nobody_left_locked(timer);
-    unlock(timer);
-    if (last) {
-        destroy(&timer);
-    }
-    return in_place;
-}
-
-bool disarm_all_locked(TMR& timer) noexcept
-{
-    bool sleeping = false;
-    for (TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
-        if (thread->armed) {
-            disarm_locked(timer, *thread);
-            sleeping = sleeping || oversleeps(*thread);
-        }
-    }
-    // A thread that wakes soon sleeps on: it finds that it has nothing to do. One that sleeps for
-    // long has to leave in time.
-    return !sleeping || wake_all_locked(timer);
-}
-
-ThreadsEnd end_threads(TMR& timer, int& error) noexcept
-{
-    error = pthread_mutex_lock(&timer.mutex);
-    if (error != 0) {
-        return timer.threads == nullptr ? ThreadsEnd::Gone : ThreadsEnd::NoLock;
-    }
-    bool own = false;
-    unsigned count = 0;
+    bool armed = false;
     for (const TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
-        own = own || (thread->calling && pthread_equal(thread->id, pthread_self()) != 0);
-        ++count;
+        armed = armed || thread->armed;
     }
-    timer.ending = 1;
-    const bool woken = wake_all_locked(timer);
-    timer.orphaned = own || !woken ? 1 : 0;
-    unlock(timer);
-    if (own || !woken) {
-        return woken ? ThreadsEnd::Left : ThreadsEnd::NoSignal;
-    }
-    const UncancelledScope uncancelled;
-    for (; count > 0; --count) {
-        wait_for(timer.stopped);
-    }
-    forget_threads(timer);  // the lost ones
-    return ThreadsEnd::Gone;
+    std::atomic_ref(timer.inUse).store(armed ? 1 : 0, std::memory_order_release);
 }
 
-void forget_threads(TMR& timer) noexcept
+void disarm_locked(TMR& timer, TMR_Thread& thread) noexcept
 {
-    while (TMR_Thread* const thread = timer.threads) {
-        timer.threads = thread->next;
-        std::free(thread);
+    constexpr std::uint32_t kIdle_ms = 2'000;  // how long an idle thread stays for the next start
+    thread.armed = false;
+    deadline_after(kIdle_ms, thread.until);
+    update_in_use(timer);
+}
+
+void unlink_locked(TMR& timer, const TMR_Thread& thread) noexcept
+{
+    TMR_Thread** link = &timer.threads;
+    while (*link != &thread) {
+        link = &(*link)->next;
     }
-    timer.lostThreads = 0;
+    *link = thread.next;
+}
+
+bool nobody_left_locked(const TMR& timer) noexcept
+{
+    return timer.orphaned != 0 && timer.threads == nullptr && timer.starting == 0;
+}
+
+bool lock(TMR& timer, Here here) noexcept
+{
+    const int error = pthread_mutex_lock(&timer.mutex);
+    if (error != 0) {
+        report(kSource, COMMON_LogLevelError, here, kCannotLock, error);
+    }
+    return error == 0;
 }
 
 int unlock(TMR& timer) noexcept
@@ -444,12 +241,7 @@ void destroy(TMR* timer) noexcept
 
 void report_clock() noexcept
 {
-    REPORT_OF_THREAD(Critical, "Error getting current time");
-}
-
-bool in_use(TMR& timer) noexcept
-{
-    return std::atomic_ref(timer.inUse).load(std::memory_order_acquire) != 0;
+    COMMON_REPORT_AS(kThread, kSource, Critical, "Error getting current time");
 }
 
 void* TimerHandler(void* argument)
@@ -465,14 +257,12 @@ void* TimerHandler(void* argument)
     if (!deadline_after(self->interval_ms, deadline)) {
         report_clock();
     }
-    const int error = pthread_mutex_lock(&timer.mutex);
-    if (error != 0) {
-        COMMON_REPORT(kTimerSource, Error, "Could not lock mutex: %d", error);
+    if (!lock(timer)) {
         lose(*self);
         return nullptr;
     }
     self->id = pthread_self();
-    self->claimed = true;
+    enter(*self, Phase::Waiting);
     if (self->armed) {
         self->until = deadline;
     }
@@ -483,4 +273,4 @@ void* TimerHandler(void* argument)
     return nullptr;
 }
 
-}  // namespace common
+}  // namespace common::timer

@@ -12,17 +12,17 @@
 #include "fresh_process.h"
 #include "log_expect.h"
 
-/// Matches a record of the mutexes.
-inline harness::Report mutex_fatal(const char* function, const std::string& message)
+namespace harness {
+
+/// What a record of the mutexes or, by its function, of the monitors says.
+inline Report said(const std::string& function, const std::string& message)
 {
-    return harness::said(COMMON_LogLevelFatal, "", "common_mutex", function, message);
+    const bool of_monitor = function.find("onitor") != std::string::npos;
+    return said(COMMON_LogLevelFatal, "", of_monitor ? "common_monitor" : "common_mutex", function,
+                message);
 }
 
-/// Matches the record of a lock or an unlock that failed.
-inline harness::Report mutex_operation_failed(const std::string& error)
-{
-    return mutex_fatal("common_mutexHandler", "The mutex operation failed with error: " + error);
-}
+}  // namespace harness
 
 /// A mutex that is built as a function wants it.
 struct Built : COMMON_Mutex {

@@ -21,32 +21,25 @@ using testing::IsEmpty;
 
 namespace {
 
-Report fatal(const char* function, const std::string& message)
-{
-    return said(COMMON_LogLevelFatal, "", "common_monitor", function, message);
-}
-
 // Initialisation.
 
 const Call kCalls[] = {Call::pthread_condattr_init,  Call::pthread_condattr_setclock,
                        Call::pthread_cond_init,      Call::pthread_condattr_destroy,
                        Call::pthread_mutexattr_init, Call::pthread_mutex_init};
 
-TEST(CommonMonitorFault, InitializeTakesTheStepsInOrder)
+FRESH_TEST(CommonMonitorFault, InitializeTakesTheStepsInOrder)
 {
-    run_silently([] {
-        std::vector<std::string> trace;
-        for (const Call call : kCalls) {
-            fault::on_call(call, 1, [&trace, call] { trace.emplace_back(fault::name(call)); });
-        }
-        COMMON_Monitor monitor;
-        COMMON_Monitor_Initialize(&monitor, nullptr);
-        EXPECT_THAT(trace, ElementsAre("pthread_condattr_init", "pthread_condattr_setclock",
-                                       "pthread_cond_init", "pthread_condattr_destroy",
-                                       "pthread_mutexattr_init", "pthread_mutex_init"));
-        EXPECT_EQ(fault::calls(Call::pthread_mutexattr_settype), 0);
-        COMMON_Monitor_Destroy(&monitor);
-    });
+    std::vector<std::string> trace;
+    for (const Call call : kCalls) {
+        fault::on_call(call, 1, [&trace, call] { trace.emplace_back(fault::name(call)); });
+    }
+    COMMON_Monitor monitor;
+    COMMON_Monitor_Initialize(&monitor, nullptr);
+    EXPECT_THAT(trace, ElementsAre("pthread_condattr_init", "pthread_condattr_setclock",
+                                   "pthread_cond_init", "pthread_condattr_destroy",
+                                   "pthread_mutexattr_init", "pthread_mutex_init"));
+    EXPECT_EQ(fault::calls(Call::pthread_mutexattr_settype), 0);
+    COMMON_Monitor_Destroy(&monitor);
 }
 
 struct Step {
@@ -88,7 +81,7 @@ TEST_P(CommonMonitorStep, FailureIsReportedAndTheOtherStepsAreTaken)
         EXPECT_EQ(monitor.clockId, CLOCK_MONOTONIC);
         EXPECT_EQ(monitor.mutex.type, COMMON_MutexTypeDefault);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(fatal("COMMON_Monitor_Initialize", GetParam().message)));
+    EXPECT_THAT(outcome.log, ElementsAre(said("COMMON_Monitor_Initialize", GetParam().message)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, CommonMonitorStep, testing::ValuesIn(kSteps),
@@ -104,14 +97,13 @@ TEST(CommonMonitorFault, AllStepsMayFail)
         COMMON_Monitor monitor{};
         COMMON_Monitor_Initialize(&monitor, nullptr);
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(fatal("COMMON_Monitor_Initialize", kSteps[0].message),
-                            fatal("COMMON_Monitor_Initialize", kSteps[1].message),
-                            fatal("COMMON_Monitor_Initialize", kSteps[2].message),
-                            fatal("COMMON_Monitor_Initialize", kSteps[3].message),
-                            mutex_fatal("COMMON_Mutex_Commit",
-                                        "Failed to initialize the mutex with error: Resource "
-                                        "temporarily unavailable (11)")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("COMMON_Monitor_Initialize", kSteps[0].message),
+                                         said("COMMON_Monitor_Initialize", kSteps[1].message),
+                                         said("COMMON_Monitor_Initialize", kSteps[2].message),
+                                         said("COMMON_Monitor_Initialize", kSteps[3].message),
+                                         said("COMMON_Mutex_Commit",
+                                              "Failed to initialize the mutex with error: Resource "
+                                              "temporarily unavailable (11)")));
 }
 
 TEST(CommonMonitorFault, ClockThatThePlatformRefusesIsReportedAndKept)
@@ -123,7 +115,7 @@ TEST(CommonMonitorFault, ClockThatThePlatformRefusesIsReportedAndKept)
         EXPECT_EQ(monitor.clockId, clock);
         COMMON_Monitor_Destroy(&monitor);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(fatal("COMMON_Monitor_Initialize", kSteps[1].message)));
+    EXPECT_THAT(outcome.log, ElementsAre(said("COMMON_Monitor_Initialize", kSteps[1].message)));
 }
 
 // Waits, notifications and destruction.
@@ -131,7 +123,7 @@ TEST(CommonMonitorFault, ClockThatThePlatformRefusesIsReportedAndKept)
 /// Runs a body with a monitor whose lock is held.
 Outcome run_locked(const std::function<void(COMMON_Monitor*)>& body)
 {
-    return run_fresh([&] {
+    return well([&] {
         COMMON_Monitor monitor;
         COMMON_Monitor_Initialize(&monitor, nullptr);
         COMMON_Monitor_Lock(&monitor);
@@ -147,10 +139,9 @@ TEST(CommonMonitorFault, WaitThatFailsIsReported)
         fault::fail(Call::pthread_cond_wait, 1, EPERM);
         COMMON_Monitor_Wait(monitor);
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(fatal("COMMON_Monitor_Wait",
-                                               "Failed to wait on the monitor with error: "
-                                               "Operation not permitted (1)")));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said("COMMON_Monitor_Wait", "Failed to wait on the monitor with error: "
+                                                        "Operation not permitted (1)")));
 }
 
 TEST(CommonMonitorFault, WaitWithADeadlineThatFailsIsReportedAndHasNotTimedOut)
@@ -161,14 +152,12 @@ TEST(CommonMonitorFault, WaitWithADeadlineThatFailsIsReportedAndHasNotTimedOut)
         fault::fail(Call::pthread_cond_timedwait, 1, EPERM);
         EXPECT_EQ(COMMON_Monitor_WaitTimed(monitor, 1), 0U);
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(
-        outcome.log,
-        ElementsAre(fatal("COMMON_Monitor_WaitAbsolute",
-                          "Failed to wait on the monitor with error: Invalid argument (22)"),
-                    fatal("COMMON_Monitor_WaitAbsolute",
-                          "Failed to wait on the monitor with error: Operation not "
-                          "permitted (1)")));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said("COMMON_Monitor_WaitAbsolute",
+                                 "Failed to wait on the monitor with error: Invalid argument (22)"),
+                            said("COMMON_Monitor_WaitAbsolute",
+                                 "Failed to wait on the monitor with error: Operation not "
+                                 "permitted (1)")));
 }
 
 TEST(CommonMonitorFault, TimeOutIsNoFailure)
@@ -178,7 +167,6 @@ TEST(CommonMonitorFault, TimeOutIsNoFailure)
         EXPECT_EQ(COMMON_Monitor_WaitAbsolute(monitor, UINT64_MAX), 1U);
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -188,7 +176,6 @@ TEST(CommonMonitorFault, ClockThatCannotBeReadCountsAsZero)
         fault::fail(Call::clock_gettime);
         EXPECT_EQ(COMMON_Monitor_WaitTimed(monitor, 1'000'000), 1U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
                 ElementsAre(said(COMMON_LogLevelFatal, "", "common_system",
                                  "COMMON_System_GetTimeByClockId",
@@ -205,13 +192,12 @@ TEST(CommonMonitorFault, NotificationThatFailsIsReported)
         COMMON_Monitor_NotifyAll(monitor);
         EXPECT_EQ(fault::fired(), 2);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(
         outcome.log,
-        ElementsAre(fatal("common_monitorHandler", "Failed to notify the condition variable with "
-                                                   "error: Invalid argument (22)"),
-                    fatal("common_monitorHandler", "Failed to notify the condition variable with "
-                                                   "error: Operation not permitted (1)")));
+        ElementsAre(said("common_monitorHandler", "Failed to notify the condition variable with "
+                                                  "error: Invalid argument (22)"),
+                    said("common_monitorHandler", "Failed to notify the condition variable with "
+                                                  "error: Operation not permitted (1)")));
 }
 
 TEST(CommonMonitorFault, LockThatFailsIsReportedByTheMutex)
@@ -222,10 +208,13 @@ TEST(CommonMonitorFault, LockThatFailsIsReportedByTheMutex)
         fault::fail(Call::pthread_mutex_lock, 1, EAGAIN);
         COMMON_Monitor_Lock(monitor);
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log,
-                ElementsAre(mutex_operation_failed("Operation not permitted (1)"),
-                            mutex_operation_failed("Resource temporarily unavailable (11)")));
+    EXPECT_THAT(
+        outcome.log,
+        ElementsAre(
+            said("common_mutexHandler",
+                 "The mutex operation failed with error: Operation not permitted (1)"),
+            said("common_mutexHandler",
+                 "The mutex operation failed with error: Resource temporarily unavailable (11)")));
 }
 
 TEST(CommonMonitorFault, DestroyReportsBothPartsAndDeleteFreesThem)
@@ -242,25 +231,23 @@ TEST(CommonMonitorFault, DestroyReportsBothPartsAndDeleteFreesThem)
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
     EXPECT_THAT(outcome.log,
-                ElementsAre(fatal("COMMON_Monitor_Destroy",
-                                  "Failed to destroy the condition variabe with error: Device or "
-                                  "resource busy (16)"),
-                            mutex_fatal("COMMON_Mutex_Destroy",
-                                        "Failed to destroy the mutex with error: Invalid argument "
-                                        "(22)")));
+                ElementsAre(said("COMMON_Monitor_Destroy",
+                                 "Failed to destroy the condition variabe with error: Device or "
+                                 "resource busy (16)"),
+                            said("COMMON_Mutex_Destroy",
+                                 "Failed to destroy the mutex with error: Invalid argument "
+                                 "(22)")));
 }
 
-TEST(CommonMonitorFault, DestroyTakesTheConditionFirst)
+FRESH_TEST(CommonMonitorFault, DestroyTakesTheConditionFirst)
 {
-    run_silently([] {
-        COMMON_Monitor monitor;
-        COMMON_Monitor_Initialize(&monitor, nullptr);
-        fault::on_call(Call::pthread_cond_destroy, 1,
-                       [] { EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 0); });
-        COMMON_Monitor_Destroy(&monitor);
-        EXPECT_EQ(fault::calls(Call::pthread_cond_destroy), 1);
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 1);
-    });
+    COMMON_Monitor monitor;
+    COMMON_Monitor_Initialize(&monitor, nullptr);
+    fault::on_call(Call::pthread_cond_destroy, 1,
+                   [] { EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 0); });
+    COMMON_Monitor_Destroy(&monitor);
+    EXPECT_EQ(fault::calls(Call::pthread_cond_destroy), 1);
+    EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 1);
 }
 
 TEST(CommonMonitorFault, RecordWithoutMemoryEndsTheProcess)

@@ -48,198 +48,180 @@ private:
 
 // The record.
 
-TEST(CommonMonitor, ClockIsTheMonotonicOneUnlessChosen)
+FRESH_TEST(CommonMonitor, ClockIsTheMonotonicOneUnlessChosen)
 {
-    run_silently([] {
-        EXPECT_EQ(Monitor().clockId, 1);
-        EXPECT_EQ(Monitor(&kRealTime).clockId, 0);
-        EXPECT_EQ(Monitor(&kMonotonic).clockId, 1);
-        COMMON_Monitor* const monitor = COMMON_Monitor_New();
-        EXPECT_EQ(monitor->clockId, 1);
-        COMMON_Monitor_Lock(monitor);
-        EXPECT_FALSE(is_free(monitor->mutex));
-        COMMON_Monitor_Unlock(monitor);
-        COMMON_Monitor_Delete(monitor);
-    });
+    EXPECT_EQ(Monitor().clockId, 1);
+    EXPECT_EQ(Monitor(&kRealTime).clockId, 0);
+    EXPECT_EQ(Monitor(&kMonotonic).clockId, 1);
+    COMMON_Monitor* const monitor = COMMON_Monitor_New();
+    EXPECT_EQ(monitor->clockId, 1);
+    COMMON_Monitor_Lock(monitor);
+    EXPECT_FALSE(is_free(monitor->mutex));
+    COMMON_Monitor_Unlock(monitor);
+    COMMON_Monitor_Delete(monitor);
 }
 
-TEST(CommonMonitor, MutexHasTheDefaultsAndIsNotRecursive)
+FRESH_TEST(CommonMonitor, MutexHasTheDefaultsAndIsNotRecursive)
 {
-    run_silently([] {
-        Monitor monitor;
-        EXPECT_EQ(COMMON_Mutex_GetType(&monitor.mutex), COMMON_MutexTypeDefault);
-        EXPECT_EQ(COMMON_Mutex_GetRecursive(&monitor.mutex), 0U);
-        EXPECT_EQ(COMMON_Mutex_GetShared(&monitor.mutex), 0U);
-        EXPECT_EQ(relocking_by_holder(monitor.mutex), EBUSY);
-    });
+    Monitor monitor;
+    EXPECT_EQ(COMMON_Mutex_GetType(&monitor.mutex), COMMON_MutexTypeDefault);
+    EXPECT_EQ(COMMON_Mutex_GetRecursive(&monitor.mutex), 0U);
+    EXPECT_EQ(COMMON_Mutex_GetShared(&monitor.mutex), 0U);
+    EXPECT_EQ(relocking_by_holder(monitor.mutex), EBUSY);
 }
 
 // Notifications.
 
-TEST(CommonMonitor, ThreadsTakeTurns)
+FRESH_TEST(CommonMonitor, ThreadsTakeTurns)
 {
-    run_silently([] {
-        Monitor monitor;
-        int turn = 0;
-        const auto play = [&](int own) {
-            const Locked lock(monitor);
-            for (int i = 0; i < 500; ++i) {
-                while (turn % 2 != own) {
-                    COMMON_Monitor_Wait(&monitor);
-                }
-                ++turn;
-                COMMON_Monitor_Notify(&monitor);
+    Monitor monitor;
+    int turn = 0;
+    const auto play = [&](int own) {
+        const Locked lock(monitor);
+        for (int i = 0; i < 500; ++i) {
+            while (turn % 2 != own) {
+                COMMON_Monitor_Wait(&monitor);
             }
-        };
-        std::thread first(play, 0);
-        std::thread second(play, 1);
-        first.join();
-        second.join();
-        EXPECT_EQ(turn, 1'000);
-    });
+            ++turn;
+            COMMON_Monitor_Notify(&monitor);
+        }
+    };
+    std::thread first(play, 0);
+    std::thread second(play, 1);
+    first.join();
+    second.join();
+    EXPECT_EQ(turn, 1'000);
 }
 
-TEST(CommonMonitor, WaitLetsTheLockGoAndHoldsItAfterwards)
+FRESH_TEST(CommonMonitor, WaitLetsTheLockGoAndHoldsItAfterwards)
 {
-    run_silently([] {
-        Monitor monitor;
-        bool waits = false;
-        bool notified = false;
-        std::thread waiting([&] {
+    Monitor monitor;
+    bool waits = false;
+    bool notified = false;
+    std::thread waiting([&] {
+        const Locked lock(monitor);
+        waits = true;
+        while (!notified) {
+            COMMON_Monitor_Wait(&monitor);
+            EXPECT_FALSE(is_free(monitor.mutex));
+        }
+    });
+    EXPECT_TRUE(wait_until([&] {
+        const Locked lock(monitor);
+        return waits;
+    }));
+    {
+        const Locked lock(monitor);
+        notified = true;
+    }
+    COMMON_Monitor_Notify(&monitor);
+    waiting.join();
+}
+
+FRESH_TEST(CommonMonitor, NotifyAllWakesEveryThread)
+{
+    constexpr int kThreads = 5;
+    Monitor monitor;
+    int waiting = 0;
+    bool go = false;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
             const Locked lock(monitor);
-            waits = true;
-            while (!notified) {
+            ++waiting;
+            while (!go) {
                 COMMON_Monitor_Wait(&monitor);
-                EXPECT_FALSE(is_free(monitor.mutex));
             }
         });
-        EXPECT_TRUE(wait_until([&] {
+    }
+    EXPECT_TRUE(wait_until([&] {
+        const Locked lock(monitor);
+        return waiting == kThreads;
+    }));
+    {
+        const Locked lock(monitor);
+        go = true;
+        COMMON_Monitor_NotifyAll(&monitor);
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+}
+
+FRESH_TEST(CommonMonitor, EachNotificationWakesAThread)
+{
+    constexpr int kThreads = 5;
+    Monitor monitor;
+    int waiting = 0;
+    int tickets = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
             const Locked lock(monitor);
-            return waits;
-        }));
+            ++waiting;
+            while (tickets == 0) {
+                COMMON_Monitor_Wait(&monitor);
+            }
+            --tickets;
+            --waiting;
+        });
+    }
+    EXPECT_TRUE(wait_until([&] {
+        const Locked lock(monitor);
+        return waiting == kThreads;
+    }));
+    for (int left = kThreads; left > 0; --left) {
         {
             const Locked lock(monitor);
-            notified = true;
+            ++tickets;
         }
         COMMON_Monitor_Notify(&monitor);
-        waiting.join();
-    });
-}
-
-TEST(CommonMonitor, NotifyAllWakesEveryThread)
-{
-    run_silently([] {
-        constexpr int kThreads = 5;
-        Monitor monitor;
-        int waiting = 0;
-        bool go = false;
-        std::vector<std::thread> threads;
-        for (int i = 0; i < kThreads; ++i) {
-            threads.emplace_back([&] {
-                const Locked lock(monitor);
-                ++waiting;
-                while (!go) {
-                    COMMON_Monitor_Wait(&monitor);
-                }
-            });
-        }
         EXPECT_TRUE(wait_until([&] {
             const Locked lock(monitor);
-            return waiting == kThreads;
+            return waiting == left - 1;
         }));
-        {
-            const Locked lock(monitor);
-            go = true;
-            COMMON_Monitor_NotifyAll(&monitor);
-        }
-        for (auto& thread : threads) {
-            thread.join();
-        }
-    });
-}
-
-TEST(CommonMonitor, EachNotificationWakesAThread)
-{
-    run_silently([] {
-        constexpr int kThreads = 5;
-        Monitor monitor;
-        int waiting = 0;
-        int tickets = 0;
-        std::vector<std::thread> threads;
-        for (int i = 0; i < kThreads; ++i) {
-            threads.emplace_back([&] {
-                const Locked lock(monitor);
-                ++waiting;
-                while (tickets == 0) {
-                    COMMON_Monitor_Wait(&monitor);
-                }
-                --tickets;
-                --waiting;
-            });
-        }
-        EXPECT_TRUE(wait_until([&] {
-            const Locked lock(monitor);
-            return waiting == kThreads;
-        }));
-        for (int left = kThreads; left > 0; --left) {
-            {
-                const Locked lock(monitor);
-                ++tickets;
-            }
-            COMMON_Monitor_Notify(&monitor);
-            EXPECT_TRUE(wait_until([&] {
-                const Locked lock(monitor);
-                return waiting == left - 1;
-            }));
-        }
-        for (auto& thread : threads) {
-            thread.join();
-        }
-    });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
 }
 
 // Time limits.
 
-TEST(CommonMonitor, IntervalOfZeroTimesOutAtOnce)
+FRESH_TEST(CommonMonitor, IntervalOfZeroTimesOutAtOnce)
 {
-    run_silently([] {
-        Monitor monitor;
-        const Locked lock(monitor);
-        EXPECT_EQ(COMMON_Monitor_WaitTimed(&monitor, 0), 1U);
-        EXPECT_FALSE(is_free(monitor.mutex)) << "the lock was lost";
-    });
+    Monitor monitor;
+    const Locked lock(monitor);
+    EXPECT_EQ(COMMON_Monitor_WaitTimed(&monitor, 0), 1U);
+    EXPECT_FALSE(is_free(monitor.mutex)) << "the lock was lost";
 }
 
-TEST(CommonMonitor, DeadlineInThePastTimesOutAtOnce)
+FRESH_TEST(CommonMonitor, DeadlineInThePastTimesOutAtOnce)
 {
-    run_silently([] {
-        Monitor monitor;
-        const Locked lock(monitor);
-        for (const std::uint64_t deadline :
-             {std::uint64_t{0}, std::uint64_t{1}, COMMON_System_GetTimeByClockId(kMonotonic) - 1}) {
-            EXPECT_EQ(COMMON_Monitor_WaitAbsolute(&monitor, deadline), 1U);
-        }
-        EXPECT_FALSE(is_free(monitor.mutex)) << "the lock was lost";
-    });
+    Monitor monitor;
+    const Locked lock(monitor);
+    for (const std::uint64_t deadline :
+         {std::uint64_t{0}, std::uint64_t{1}, COMMON_System_GetTimeByClockId(kMonotonic) - 1}) {
+        EXPECT_EQ(COMMON_Monitor_WaitAbsolute(&monitor, deadline), 1U);
+    }
+    EXPECT_FALSE(is_free(monitor.mutex)) << "the lock was lost";
 }
 
-TEST(CommonMonitor, TimeLimitsCountOnTheMonitorsClock)
+FRESH_TEST(CommonMonitor, TimeLimitsCountOnTheMonitorsClock)
 {
-    run_silently([] {
-        for (const std::int32_t clock : {kRealTime, kMonotonic}) {
-            Monitor monitor(&clock);
-            const Locked lock(monitor);
-            const std::uint64_t begin = COMMON_System_GetTimeByClockId(clock);
-            EXPECT_EQ(COMMON_Monitor_WaitTimed(&monitor, 30 * kMillisecond), 1U);
-            const std::uint64_t between = COMMON_System_GetTimeByClockId(clock);
-            EXPECT_GE(between, begin + 30 * kMillisecond);
-            const std::uint64_t deadline = between + 20 * kMillisecond;
-            EXPECT_EQ(COMMON_Monitor_WaitAbsolute(&monitor, deadline), 1U);
-            const std::uint64_t end = COMMON_System_GetTimeByClockId(clock);
-            EXPECT_GE(end, deadline);
-            EXPECT_FALSE(is_free(monitor.mutex)) << "the lock was lost";
-        }
-    });
+    for (const std::int32_t clock : {kRealTime, kMonotonic}) {
+        Monitor monitor(&clock);
+        const Locked lock(monitor);
+        const std::uint64_t begin = COMMON_System_GetTimeByClockId(clock);
+        EXPECT_EQ(COMMON_Monitor_WaitTimed(&monitor, 30 * kMillisecond), 1U);
+        const std::uint64_t between = COMMON_System_GetTimeByClockId(clock);
+        EXPECT_GE(between, begin + 30 * kMillisecond);
+        const std::uint64_t deadline = between + 20 * kMillisecond;
+        EXPECT_EQ(COMMON_Monitor_WaitAbsolute(&monitor, deadline), 1U);
+        const std::uint64_t end = COMMON_System_GetTimeByClockId(clock);
+        EXPECT_GE(end, deadline);
+        EXPECT_FALSE(is_free(monitor.mutex)) << "the lock was lost";
+    }
 }
 
 /// Waits until a deadline with another thread that notifies; true when the time was up.
@@ -264,56 +246,48 @@ bool times_out_although_notified(COMMON_Monitor& monitor, std::uint64_t deadline
 }
 
 // The real-time clock is decades ahead of the monotonic one.
-TEST(CommonMonitor, DeadlinesOfOneClockMeanNothingToTheOther)
+FRESH_TEST(CommonMonitor, DeadlinesOfOneClockMeanNothingToTheOther)
 {
-    run_silently([] {
-        Monitor monotonic;
-        EXPECT_FALSE(times_out_although_notified(monotonic, COMMON_System_Time()));
-        Monitor real_time(&kRealTime);
-        const Locked lock(real_time);
-        EXPECT_EQ(COMMON_Monitor_WaitAbsolute(&real_time,
-                                              COMMON_System_GetTimeByClockId(kMonotonic) + kHour),
-                  1U);
-    });
+    Monitor monotonic;
+    EXPECT_FALSE(times_out_although_notified(monotonic, COMMON_System_Time()));
+    Monitor real_time(&kRealTime);
+    const Locked lock(real_time);
+    EXPECT_EQ(
+        COMMON_Monitor_WaitAbsolute(&real_time, COMMON_System_GetTimeByClockId(kMonotonic) + kHour),
+        1U);
 }
 
-TEST(CommonMonitor, NotificationEndsAWaitBeforeItsDeadline)
+FRESH_TEST(CommonMonitor, NotificationEndsAWaitBeforeItsDeadline)
 {
-    run_silently([] {
-        Monitor monitor;
-        EXPECT_FALSE(times_out_although_notified(
-            monitor, COMMON_System_GetTimeByClockId(kMonotonic) + kHour));
-        EXPECT_FALSE(times_out_although_notified(monitor, UINT64_MAX));
-    });
+    Monitor monitor;
+    EXPECT_FALSE(
+        times_out_although_notified(monitor, COMMON_System_GetTimeByClockId(kMonotonic) + kHour));
+    EXPECT_FALSE(times_out_although_notified(monitor, UINT64_MAX));
 }
 
-TEST(CommonMonitor, NotificationEndsATimedWait)
+FRESH_TEST(CommonMonitor, NotificationEndsATimedWait)
 {
-    run_silently([] {
-        Monitor monitor;
-        bool notified = false;
-        COMMON_Monitor_Lock(&monitor);
-        std::thread notifying([&] {
-            const Locked lock(monitor);
-            notified = true;
-            COMMON_Monitor_Notify(&monitor);
-        });
-        while (!notified) {
-            EXPECT_EQ(COMMON_Monitor_WaitTimed(&monitor, kHour), 0U);
-        }
-        COMMON_Monitor_Unlock(&monitor);
-        notifying.join();
+    Monitor monitor;
+    bool notified = false;
+    COMMON_Monitor_Lock(&monitor);
+    std::thread notifying([&] {
+        const Locked lock(monitor);
+        notified = true;
+        COMMON_Monitor_Notify(&monitor);
     });
+    while (!notified) {
+        EXPECT_EQ(COMMON_Monitor_WaitTimed(&monitor, kHour), 0U);
+    }
+    COMMON_Monitor_Unlock(&monitor);
+    notifying.join();
 }
 
 // The sum is not checked, so that this interval leads to the past.
-TEST(CommonMonitor, IntervalThatOverflowsTimesOut)
+FRESH_TEST(CommonMonitor, IntervalThatOverflowsTimesOut)
 {
-    run_silently([] {
-        Monitor monitor;
-        const Locked lock(monitor);
-        EXPECT_EQ(COMMON_Monitor_WaitTimed(&monitor, UINT64_MAX), 1U);
-    });
+    Monitor monitor;
+    const Locked lock(monitor);
+    EXPECT_EQ(COMMON_Monitor_WaitTimed(&monitor, UINT64_MAX), 1U);
 }
 
 }  // namespace

@@ -44,35 +44,31 @@ std::vector<std::string> trace_commit(COMMON_Mutex& mutex, int nth_type)
     return trace;
 }
 
-TEST(CommonMutexFault, DefaultRecordTakesTwoSteps)
+FRESH_TEST(CommonMutexFault, DefaultRecordTakesTwoSteps)
 {
-    run_silently([] {
-        COMMON_Mutex mutex;
-        COMMON_Mutex_Initialize(&mutex);
-        EXPECT_THAT(trace_commit(mutex, 1),
-                    ElementsAre("pthread_mutexattr_init", "pthread_mutex_init"));
-        COMMON_Mutex_Destroy(&mutex);
-    });
+    COMMON_Mutex mutex;
+    COMMON_Mutex_Initialize(&mutex);
+    EXPECT_THAT(trace_commit(mutex, 1),
+                ElementsAre("pthread_mutexattr_init", "pthread_mutex_init"));
+    COMMON_Mutex_Destroy(&mutex);
 }
 
-TEST(CommonMutexFault, FullRecordTakesAllSteps)
+FRESH_TEST(CommonMutexFault, FullRecordTakesAllSteps)
 {
-    run_silently([] {
-        COMMON_Mutex mutex;
-        COMMON_Mutex_Initialize(&mutex);
-        set_all_attributes(&mutex);
-        EXPECT_THAT(trace_commit(mutex, 1),
-                    ElementsAre("pthread_mutexattr_init", "pthread_mutexattr_setprioceiling",
-                                "pthread_mutexattr_setprotocol", "pthread_mutexattr_settype",
-                                "pthread_mutexattr_setpshared", "pthread_mutex_init"));
-        COMMON_Mutex_Destroy(&mutex);
-        EXPECT_THAT(trace_commit(mutex, 2),
-                    ElementsAre("pthread_mutexattr_init", "pthread_mutexattr_setprioceiling",
-                                "pthread_mutexattr_setprotocol", "pthread_mutexattr_setpshared",
-                                "pthread_mutexattr_settype", "pthread_mutex_init"));
-        EXPECT_EQ(fault::calls(Call::pthread_mutexattr_settype), 4);
-        COMMON_Mutex_Destroy(&mutex);
-    });
+    COMMON_Mutex mutex;
+    COMMON_Mutex_Initialize(&mutex);
+    set_all_attributes(&mutex);
+    EXPECT_THAT(trace_commit(mutex, 1),
+                ElementsAre("pthread_mutexattr_init", "pthread_mutexattr_setprioceiling",
+                            "pthread_mutexattr_setprotocol", "pthread_mutexattr_settype",
+                            "pthread_mutexattr_setpshared", "pthread_mutex_init"));
+    COMMON_Mutex_Destroy(&mutex);
+    EXPECT_THAT(trace_commit(mutex, 2),
+                ElementsAre("pthread_mutexattr_init", "pthread_mutexattr_setprioceiling",
+                            "pthread_mutexattr_setprotocol", "pthread_mutexattr_setpshared",
+                            "pthread_mutexattr_settype", "pthread_mutex_init"));
+    EXPECT_EQ(fault::calls(Call::pthread_mutexattr_settype), 4);
+    COMMON_Mutex_Destroy(&mutex);
 }
 
 // Steps that fail.
@@ -123,7 +119,7 @@ TEST_P(CommonMutexStep, FailureIsReportedAndTheOtherStepsAreTaken)
                 << fault::name(call);
         }
     });
-    EXPECT_THAT(outcome.log, ElementsAre(mutex_fatal("COMMON_Mutex_Commit", GetParam().message)));
+    EXPECT_THAT(outcome.log, ElementsAre(said("COMMON_Mutex_Commit", GetParam().message)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, CommonMutexStep, testing::ValuesIn(kSteps),
@@ -142,7 +138,7 @@ TEST(CommonMutexFault, AllStepsMayFail)
     });
     std::vector<Report> all;
     for (const Step& step : kSteps) {
-        all.push_back(mutex_fatal("COMMON_Mutex_Commit", step.message));
+        all.push_back(said("COMMON_Mutex_Commit", step.message));
     }
     EXPECT_THAT(outcome.log, testing::ElementsAreArray(all));
 }
@@ -177,37 +173,37 @@ TEST(CommonMutexFault, LockAndUnlockThatFailAreReported)
         COMMON_Mutex_Unlock(&mutex);
         EXPECT_EQ(fault::fired(), 2);
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(mutex_operation_failed("Resource temporarily unavailable (11)"),
-                            mutex_operation_failed("Operation not permitted (1)")));
+    EXPECT_THAT(
+        outcome.log,
+        ElementsAre(
+            said("common_mutexHandler",
+                 "The mutex operation failed with error: Resource temporarily unavailable (11)"),
+            said("common_mutexHandler",
+                 "The mutex operation failed with error: Operation not permitted (1)")));
 }
 
-TEST(CommonMutexFault, RelockUnlocksAndThenLocks)
+FRESH_TEST(CommonMutexFault, RelockUnlocksAndThenLocks)
 {
-    run_silently([] {
-        Built mutex;
-        COMMON_Mutex_Lock(&mutex);
-        std::vector<std::string> trace;
-        for (const Call call : {Call::pthread_mutex_lock, Call::pthread_mutex_unlock}) {
-            fault::on_call(call, 1, [&trace, call] { trace.emplace_back(fault::name(call)); });
-        }
-        COMMON_Mutex_Relock(&mutex);
-        EXPECT_THAT(trace, ElementsAre("pthread_mutex_unlock", "pthread_mutex_lock"));
-        COMMON_Mutex_Unlock(&mutex);
-    });
+    Built mutex;
+    COMMON_Mutex_Lock(&mutex);
+    std::vector<std::string> trace;
+    for (const Call call : {Call::pthread_mutex_lock, Call::pthread_mutex_unlock}) {
+        fault::on_call(call, 1, [&trace, call] { trace.emplace_back(fault::name(call)); });
+    }
+    COMMON_Mutex_Relock(&mutex);
+    EXPECT_THAT(trace, ElementsAre("pthread_mutex_unlock", "pthread_mutex_lock"));
+    COMMON_Mutex_Unlock(&mutex);
 }
 
-TEST(CommonMutexFault, RelockLetsAnotherThreadInBetween)
+FRESH_TEST(CommonMutexFault, RelockLetsAnotherThreadInBetween)
 {
-    run_silently([] {
-        Built mutex;
-        COMMON_Mutex_Lock(&mutex);
-        bool was_free = false;
-        fault::on_call(Call::pthread_mutex_lock, 1, [&] { was_free = is_free(mutex); });
-        COMMON_Mutex_Relock(&mutex);
-        EXPECT_TRUE(was_free);
-        COMMON_Mutex_Unlock(&mutex);
-    });
+    Built mutex;
+    COMMON_Mutex_Lock(&mutex);
+    bool was_free = false;
+    fault::on_call(Call::pthread_mutex_lock, 1, [&] { was_free = is_free(mutex); });
+    COMMON_Mutex_Relock(&mutex);
+    EXPECT_TRUE(was_free);
+    COMMON_Mutex_Unlock(&mutex);
 }
 
 TEST(CommonMutexFault, DestroyThatFailsIsReported)
@@ -217,21 +213,19 @@ TEST(CommonMutexFault, DestroyThatFailsIsReported)
         fault::fail(Call::pthread_mutex_destroy, 1, EINVAL);
         COMMON_Mutex_Destroy(&mutex);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(mutex_fatal("COMMON_Mutex_Destroy",
-                                                     "Failed to destroy the mutex with error: "
-                                                     "Invalid argument (22)")));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said("COMMON_Mutex_Destroy", "Failed to destroy the mutex with error: "
+                                                         "Invalid argument (22)")));
 }
 
 // New and delete.
 
-TEST(CommonMutexFault, NewDoesNotCommit)
+FRESH_TEST(CommonMutexFault, NewDoesNotCommit)
 {
-    run_silently([] {
-        COMMON_Mutex* const mutex = COMMON_Mutex_New();
-        EXPECT_EQ(fault::calls(Call::pthread_mutexattr_init), 0);
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_init), 0);
-        COMMON_Mutex_Delete(mutex);
-    });
+    COMMON_Mutex* const mutex = COMMON_Mutex_New();
+    EXPECT_EQ(fault::calls(Call::pthread_mutexattr_init), 0);
+    EXPECT_EQ(fault::calls(Call::pthread_mutex_init), 0);
+    COMMON_Mutex_Delete(mutex);
 }
 
 TEST(CommonMutexFault, DeleteDestroysAndFreesWhateverHappens)
@@ -253,9 +247,9 @@ TEST(CommonMutexFault, DeleteDestroysAndFreesWhateverHappens)
         EXPECT_FALSE(freed_before);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(mutex_fatal("COMMON_Mutex_Destroy",
-                                                     "Failed to destroy the mutex with error: "
-                                                     "Device or resource busy (16)")));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said("COMMON_Mutex_Destroy", "Failed to destroy the mutex with error: "
+                                                         "Device or resource busy (16)")));
 }
 
 TEST(CommonMutexFault, RecordWithoutMemoryEndsTheProcess)

@@ -33,12 +33,11 @@ TEST(CommonMutexMisuse, TypeThatDoesNotExistIsReportedTwice)
             });
             EXPECT_EQ(relocking_by_holder(mutex), 0) << "the other attributes are lost";
         });
-        EXPECT_THAT(
-            outcome.log,
-            ElementsAre(mutex_fatal("COMMON_Mutex_Commit",
-                                    "Invalid type: Invalid (" + std::to_string(type) + ")"),
-                        mutex_fatal("COMMON_Mutex_Commit",
-                                    "Failed to set the type with error: Invalid argument (22)")));
+        EXPECT_THAT(outcome.log,
+                    ElementsAre(said("COMMON_Mutex_Commit",
+                                     "Invalid type: Invalid (" + std::to_string(type) + ")"),
+                                said("COMMON_Mutex_Commit",
+                                     "Failed to set the type with error: Invalid argument (22)")));
     }
 }
 
@@ -54,11 +53,10 @@ TEST(CommonMutexMisuse, ProtocolThatDoesNotExistIsReportedTwice)
         });
         EXPECT_THAT(
             outcome.log,
-            ElementsAre(
-                mutex_fatal("COMMON_Mutex_Commit",
-                            "Invalid mutexProtocol: Invalid (" + std::to_string(protocol) + ")"),
-                mutex_fatal("COMMON_Mutex_Commit",
-                            "Failed to set the mutexProtocol with error: Invalid argument (22)")));
+            ElementsAre(said("COMMON_Mutex_Commit",
+                             "Invalid mutexProtocol: Invalid (" + std::to_string(protocol) + ")"),
+                        said("COMMON_Mutex_Commit",
+                             "Failed to set the mutexProtocol with error: Invalid argument (22)")));
     }
 }
 
@@ -69,8 +67,8 @@ TEST(CommonMutexMisuse, CeilingThatThePlatformRefusesIsReported)
         COMMON_Mutex_Lock(&mutex);
         COMMON_Mutex_Unlock(&mutex);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(mutex_fatal(
-                                 "COMMON_Mutex_Commit",
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said("COMMON_Mutex_Commit",
                                  "Failed to set the priority ceiling with error: Invalid argument "
                                  "(22)")));
 }
@@ -90,9 +88,14 @@ TEST(CommonMutexMisuse, UnlockingWhatIsNotHeldIsReportedByAnErrorCheckingMutex)
         COMMON_Mutex_Lock(&mutex);
         COMMON_Mutex_Unlock(&mutex);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(mutex_operation_failed("Operation not permitted (1)"),
-                                         mutex_operation_failed("Operation not permitted (1)"),
-                                         mutex_operation_failed("Resource deadlock avoided (35)")));
+    EXPECT_THAT(
+        outcome.log,
+        ElementsAre(said("common_mutexHandler",
+                         "The mutex operation failed with error: Operation not permitted (1)"),
+                    said("common_mutexHandler",
+                         "The mutex operation failed with error: Operation not permitted (1)"),
+                    said("common_mutexHandler",
+                         "The mutex operation failed with error: Resource deadlock avoided (35)")));
 }
 
 TEST(CommonMutexMisuse, RelockOfWhatIsNotHeldReportsAndLocks)
@@ -105,7 +108,10 @@ TEST(CommonMutexMisuse, RelockOfWhatIsNotHeldReportsAndLocks)
         EXPECT_FALSE(is_free(mutex));
         COMMON_Mutex_Unlock(&mutex);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(mutex_operation_failed("Operation not permitted (1)")));
+    EXPECT_THAT(
+        outcome.log,
+        ElementsAre(said("common_mutexHandler",
+                         "The mutex operation failed with error: Operation not permitted (1)")));
 }
 
 TEST(CommonMutexMisuse, DestroyingWhatIsHeldIsReported)
@@ -120,10 +126,9 @@ TEST(CommonMutexMisuse, DestroyingWhatIsHeldIsReported)
         COMMON_Mutex_Unlock(&mutex);
         COMMON_Mutex_Destroy(&mutex);
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(mutex_fatal("COMMON_Mutex_Destroy",
-                                        "Failed to destroy the mutex with error: Device or "
-                                        "resource busy (16)")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("COMMON_Mutex_Destroy",
+                                              "Failed to destroy the mutex with error: Device or "
+                                              "resource busy (16)")));
 }
 
 /// Whether a process sleeps in the kernel.
@@ -146,34 +151,32 @@ struct Shared {
 };
 
 // A private mutex would let the child sleep for ever once it waits in the kernel.
-TEST(CommonMutexMisuse, SharedMutexIsHandedOverBetweenProcesses)
+FRESH_TEST(CommonMutexMisuse, SharedMutexIsHandedOverBetweenProcesses)
 {
-    run_silently([] {
-        auto* const shared = static_cast<Shared*>(mmap(
-            nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-        ASSERT_NE(shared, MAP_FAILED);
-        COMMON_Mutex_Initialize(&shared->mutex);
-        COMMON_Mutex_SetShared(&shared->mutex, 1);
-        COMMON_Mutex_Commit(&shared->mutex);
+    auto* const shared = static_cast<Shared*>(
+        mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    ASSERT_NE(shared, MAP_FAILED);
+    COMMON_Mutex_Initialize(&shared->mutex);
+    COMMON_Mutex_SetShared(&shared->mutex, 1);
+    COMMON_Mutex_Commit(&shared->mutex);
+    COMMON_Mutex_Lock(&shared->mutex);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
         COMMON_Mutex_Lock(&shared->mutex);
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            COMMON_Mutex_Lock(&shared->mutex);
-            shared->had_it = getpid();
-            COMMON_Mutex_Unlock(&shared->mutex);
-            _exit(0);
-        }
-        EXPECT_TRUE(wait_until([&] { return sleeps(child); }));
-        EXPECT_EQ(shared->had_it, 0);
+        shared->had_it = getpid();
         COMMON_Mutex_Unlock(&shared->mutex);
-        int status = -1;
-        EXPECT_TRUE(wait_until([&] { return waitpid(child, &status, WNOHANG) == child; }));
-        EXPECT_EQ(status, 0);
-        EXPECT_EQ(shared->had_it, child);
-        COMMON_Mutex_Destroy(&shared->mutex);
-        munmap(shared, sizeof(Shared));
-    });
+        _exit(0);
+    }
+    EXPECT_TRUE(wait_until([&] { return sleeps(child); }));
+    EXPECT_EQ(shared->had_it, 0);
+    COMMON_Mutex_Unlock(&shared->mutex);
+    int status = -1;
+    EXPECT_TRUE(wait_until([&] { return waitpid(child, &status, WNOHANG) == child; }));
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(shared->had_it, child);
+    COMMON_Mutex_Destroy(&shared->mutex);
+    munmap(shared, sizeof(Shared));
 }
 
 // Null records.

@@ -63,37 +63,33 @@ TEST(CommonMutex, InitializeZeroesTheRecordButForTheType)
     EXPECT_EQ(bytes_of(mutex), std::string(sizeof mutex, '\0'));
 }
 
-TEST(CommonMutex, NewGivesTheDefaults)
+FRESH_TEST(CommonMutex, NewGivesTheDefaults)
 {
-    run_silently([] {
-        COMMON_Mutex* const mutex = COMMON_Mutex_New();
-        expect_defaults(*mutex);
-        COMMON_Mutex_Commit(mutex);
-        COMMON_Mutex_Lock(mutex);
-        EXPECT_FALSE(is_free(*mutex));
-        COMMON_Mutex_Unlock(mutex);
-        EXPECT_TRUE(is_free(*mutex));
-        COMMON_Mutex_Delete(mutex);
-    });
+    COMMON_Mutex* const mutex = COMMON_Mutex_New();
+    expect_defaults(*mutex);
+    COMMON_Mutex_Commit(mutex);
+    COMMON_Mutex_Lock(mutex);
+    EXPECT_FALSE(is_free(*mutex));
+    COMMON_Mutex_Unlock(mutex);
+    EXPECT_TRUE(is_free(*mutex));
+    COMMON_Mutex_Delete(mutex);
 }
 
-TEST(CommonMutex, SettersStoreAnythingAndLeaveThePlatformsMutexAlone)
+FRESH_TEST(CommonMutex, SettersStoreAnythingAndLeaveThePlatformsMutexAlone)
 {
-    run_silently([] {
-        Built mutex;
-        const std::string before = bytes_of(mutex.mutex);
-        COMMON_Mutex_SetPriorityCeiling(&mutex, -7);
-        COMMON_Mutex_SetProtocol(&mutex, 99);
-        COMMON_Mutex_SetRecursive(&mutex, 5);
-        COMMON_Mutex_SetShared(&mutex, 6);
-        COMMON_Mutex_SetType(&mutex, INT32_MIN);
-        EXPECT_EQ(COMMON_Mutex_GetPriorityCeiling(&mutex), -7);
-        EXPECT_EQ(COMMON_Mutex_GetProtocol(&mutex), 99);
-        EXPECT_EQ(COMMON_Mutex_GetRecursive(&mutex), 5U);
-        EXPECT_EQ(COMMON_Mutex_GetShared(&mutex), 6U);
-        EXPECT_EQ(COMMON_Mutex_GetType(&mutex), INT32_MIN);
-        EXPECT_EQ(bytes_of(mutex.mutex), before);
-    });
+    Built mutex;
+    const std::string before = bytes_of(mutex.mutex);
+    COMMON_Mutex_SetPriorityCeiling(&mutex, -7);
+    COMMON_Mutex_SetProtocol(&mutex, 99);
+    COMMON_Mutex_SetRecursive(&mutex, 5);
+    COMMON_Mutex_SetShared(&mutex, 6);
+    COMMON_Mutex_SetType(&mutex, INT32_MIN);
+    EXPECT_EQ(COMMON_Mutex_GetPriorityCeiling(&mutex), -7);
+    EXPECT_EQ(COMMON_Mutex_GetProtocol(&mutex), 99);
+    EXPECT_EQ(COMMON_Mutex_GetRecursive(&mutex), 5U);
+    EXPECT_EQ(COMMON_Mutex_GetShared(&mutex), 6U);
+    EXPECT_EQ(COMMON_Mutex_GetType(&mutex), INT32_MIN);
+    EXPECT_EQ(bytes_of(mutex.mutex), before);
 }
 
 // What a commit builds.
@@ -150,98 +146,86 @@ TEST_P(CommonMutexKind, DecidesAboutLockingAgain)
 INSTANTIATE_TEST_SUITE_P(Kinds, CommonMutexKind, testing::ValuesIn(kKinds),
                          [](const auto& test) { return std::string(test.param.name); });
 
-TEST(CommonMutex, CeilingOfAProtectedMutexReachesThePlatform)
+FRESH_TEST(CommonMutex, CeilingOfAProtectedMutexReachesThePlatform)
 {
-    run_silently([] {
-        Built mutex([](COMMON_Mutex* record) {
-            COMMON_Mutex_SetPriorityCeiling(record, 17);
-            COMMON_Mutex_SetProtocol(record, COMMON_MutexProtocolProtected);
-        });
-        int ceiling = 0;
-        EXPECT_EQ(pthread_mutex_getprioceiling(&mutex.mutex, &ceiling), 0);
-        EXPECT_EQ(ceiling, 17);
+    Built mutex([](COMMON_Mutex* record) {
+        COMMON_Mutex_SetPriorityCeiling(record, 17);
+        COMMON_Mutex_SetProtocol(record, COMMON_MutexProtocolProtected);
     });
+    int ceiling = 0;
+    EXPECT_EQ(pthread_mutex_getprioceiling(&mutex.mutex, &ceiling), 0);
+    EXPECT_EQ(ceiling, 17);
 }
 
-TEST(CommonMutex, CeilingAloneMakesNoProtectedMutex)
+FRESH_TEST(CommonMutex, CeilingAloneMakesNoProtectedMutex)
 {
-    run_silently([] {
-        Built mutex([](COMMON_Mutex* record) { COMMON_Mutex_SetPriorityCeiling(record, 17); });
-        int ceiling = 0;
-        EXPECT_EQ(pthread_mutex_getprioceiling(&mutex.mutex, &ceiling), EINVAL);
-    });
+    Built mutex([](COMMON_Mutex* record) { COMMON_Mutex_SetPriorityCeiling(record, 17); });
+    int ceiling = 0;
+    EXPECT_EQ(pthread_mutex_getprioceiling(&mutex.mutex, &ceiling), EINVAL);
 }
 
-TEST(CommonMutex, InheritedAsksNothingOfThePlatform)
+FRESH_TEST(CommonMutex, InheritedAsksNothingOfThePlatform)
 {
-    run_silently([] {
-        Built plain;
-        Built inherited([](COMMON_Mutex* record) {
-            COMMON_Mutex_SetProtocol(record, COMMON_MutexProtocolInherited);
-        });
-        EXPECT_EQ(bytes_of(inherited.mutex), bytes_of(plain.mutex));
-        pthread_mutex_t of_platform{};
-        ASSERT_EQ(pthread_mutex_init(&of_platform, nullptr), 0);
-        EXPECT_EQ(bytes_of(plain.mutex), bytes_of(of_platform))
-            << "not a mutex with the platform's default attributes";
-        pthread_mutex_destroy(&of_platform);
+    Built plain;
+    Built inherited([](COMMON_Mutex* record) {
+        COMMON_Mutex_SetProtocol(record, COMMON_MutexProtocolInherited);
     });
+    EXPECT_EQ(bytes_of(inherited.mutex), bytes_of(plain.mutex));
+    pthread_mutex_t of_platform{};
+    ASSERT_EQ(pthread_mutex_init(&of_platform, nullptr), 0);
+    EXPECT_EQ(bytes_of(plain.mutex), bytes_of(of_platform))
+        << "not a mutex with the platform's default attributes";
+    pthread_mutex_destroy(&of_platform);
 }
 
-TEST(CommonMutex, MutexCanBeCommittedAnew)
+FRESH_TEST(CommonMutex, MutexCanBeCommittedAnew)
 {
-    run_silently([] {
-        Built mutex;
-        EXPECT_EQ(relocking_by_holder(mutex), EBUSY);
-        COMMON_Mutex_Destroy(&mutex);
-        COMMON_Mutex_SetRecursive(&mutex, 1);
-        COMMON_Mutex_Commit(&mutex);
-        EXPECT_EQ(relocking_by_holder(mutex), 0);
-    });
+    Built mutex;
+    EXPECT_EQ(relocking_by_holder(mutex), EBUSY);
+    COMMON_Mutex_Destroy(&mutex);
+    COMMON_Mutex_SetRecursive(&mutex, 1);
+    COMMON_Mutex_Commit(&mutex);
+    EXPECT_EQ(relocking_by_holder(mutex), 0);
 }
 
 // Locking.
 
-TEST(CommonMutex, OnlyOneThreadHoldsIt)
+FRESH_TEST(CommonMutex, OnlyOneThreadHoldsIt)
 {
-    run_silently([] {
-        Built mutex;
-        int count = 0;
-        const auto add = [&] {
-            for (int i = 0; i < 5'000; ++i) {
-                COMMON_Mutex_Lock(&mutex);
-                ++count;
-                COMMON_Mutex_Unlock(&mutex);
-            }
-        };
-        std::thread first(add);
-        std::thread second(add);
-        first.join();
-        second.join();
-        EXPECT_EQ(count, 10'000);
-    });
+    Built mutex;
+    int count = 0;
+    const auto add = [&] {
+        for (int i = 0; i < 5'000; ++i) {
+            COMMON_Mutex_Lock(&mutex);
+            ++count;
+            COMMON_Mutex_Unlock(&mutex);
+        }
+    };
+    std::thread first(add);
+    std::thread second(add);
+    first.join();
+    second.join();
+    EXPECT_EQ(count, 10'000);
 }
 
-TEST(CommonMutex, RelockHoldsItAfterwardsWhoeverHadItInBetween)
+FRESH_TEST(CommonMutex, RelockHoldsItAfterwardsWhoeverHadItInBetween)
 {
-    run_silently([] {
-        Built mutex;
-        std::atomic<bool> stop{false};
-        COMMON_Mutex_Lock(&mutex);
-        std::thread other([&] {
-            while (!stop) {
-                COMMON_Mutex_Lock(&mutex);
-                COMMON_Mutex_Unlock(&mutex);
-            }
-        });
-        for (int i = 0; i < 1'000; ++i) {
-            COMMON_Mutex_Relock(&mutex);
-            EXPECT_EQ(pthread_mutex_trylock(&mutex.mutex), EBUSY);
+    Built mutex;
+    std::atomic<bool> stop{false};
+    COMMON_Mutex_Lock(&mutex);
+    std::thread other([&] {
+        while (!stop) {
+            COMMON_Mutex_Lock(&mutex);
+            COMMON_Mutex_Unlock(&mutex);
         }
-        stop = true;
-        COMMON_Mutex_Unlock(&mutex);
-        other.join();
     });
+    for (int i = 0; i < 1'000; ++i) {
+        COMMON_Mutex_Relock(&mutex);
+        EXPECT_EQ(pthread_mutex_trylock(&mutex.mutex), EBUSY);
+    }
+    stop = true;
+    COMMON_Mutex_Unlock(&mutex);
+    other.join();
 }
 
 }  // namespace

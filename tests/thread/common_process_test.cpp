@@ -75,21 +75,17 @@ TEST(CommonProcess, EmptyRecordIsExported)
     EXPECT_EQ(COMMON_Process_NULL.loaded, 0U);
 }
 
-TEST(CommonProcess, CallingProcessIsCopied)
+FRESH_TEST(CommonProcess, CallingProcessIsCopied)
 {
-    const Outcome outcome = well([] {
-        COMMON_Process first = COMMON_Process_NULL;
-        COMMON_Process second = COMMON_Process_NULL;
-        COMMON_Process_Get(&first);
-        COMMON_Process_Get(&second);
-        expect_loaded(first, own_id(), kernel_name());
-        expect_loaded(second, own_id(), kernel_name());
-        EXPECT_NE(first.name, first.buffer);
-        EXPECT_EQ(first.name, second.name) << "not the library's own record";
-        EXPECT_EQ(COMMON_Process_Id(), own_id());
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
-    EXPECT_EQ(outcome.out + outcome.err, "");
+    COMMON_Process first = COMMON_Process_NULL;
+    COMMON_Process second = COMMON_Process_NULL;
+    COMMON_Process_Get(&first);
+    COMMON_Process_Get(&second);
+    expect_loaded(first, own_id(), kernel_name());
+    expect_loaded(second, own_id(), kernel_name());
+    EXPECT_NE(first.name, first.buffer);
+    EXPECT_EQ(first.name, second.name) << "not the library's own record";
+    EXPECT_EQ(COMMON_Process_Id(), own_id());
 }
 
 FRESH_TEST(CommonProcess, IdLoadsTheRecord)
@@ -115,7 +111,7 @@ FRESH_TEST(CommonProcess, CallingProcessIsLoadedOnce)
     set_kernel_name("renamed");
     COMMON_Process_Get(&record);
     expect_loaded(record, own_id(), name);
-    EXPECT_EQ(COMMON_Process_GetById(own_id(), &record), 100U);
+    EXPECT_EQ(COMMON_Process_GetById(own_id(), &record), STATUS_SUCCESS);
     expect_loaded(record, own_id(), "renamed");
 }
 
@@ -130,58 +126,51 @@ FRESH_TEST(CommonProcess, ChildKeepsTheRecordOfItsParent)
     EXPECT_EQ(waitpid(child, nullptr, 0), child);
 }
 
-TEST(CommonProcess, AnyProcessCanBeAskedFor)
+FRESH_TEST(CommonProcess, AnyProcessCanBeAskedFor)
 {
-    const Outcome outcome = well([] {
-        int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
-        const pid_t child = fork();
-        if (child == 0) {
-            set_kernel_name("the child");
-            close(ends[1]);
-            char byte = 0;
-            _exit(static_cast<int>(read(ends[0], &byte, 1)));
-        }
-        const auto child_id = static_cast<std::uint32_t>(child);
-        COMMON_Process record;
-        EXPECT_TRUE(wait_until([&] {
-            EXPECT_EQ(COMMON_Process_GetById(child_id, &record), 100U);
-            return std::strcmp(record.name, "the child") == 0;
-        }));
-        expect_loaded(record, child_id, "the child");
-        EXPECT_EQ(record.name, record.buffer);
-        COMMON_Process own;
-        COMMON_Process_Get(&own);
-        expect_loaded(own, own_id(), kernel_name());
-        close(ends[0]);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        set_kernel_name("the child");
         close(ends[1]);
-        EXPECT_EQ(waitpid(child, nullptr, 0), child);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+        char byte = 0;
+        _exit(static_cast<int>(read(ends[0], &byte, 1)));
+    }
+    const auto child_id = static_cast<std::uint32_t>(child);
+    COMMON_Process record;
+    EXPECT_TRUE(wait_until([&] {
+        EXPECT_EQ(COMMON_Process_GetById(child_id, &record), STATUS_SUCCESS);
+        return std::strcmp(record.name, "the child") == 0;
+    }));
+    expect_loaded(record, child_id, "the child");
+    EXPECT_EQ(record.name, record.buffer);
+    COMMON_Process own;
+    COMMON_Process_Get(&own);
+    expect_loaded(own, own_id(), kernel_name());
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
 }
 
-TEST(CommonProcess, MissingProcessFailsSilently)
+FRESH_TEST(CommonProcess, MissingProcessFailsSilently)
 {
-    const Outcome outcome = well([] {
-        COMMON_Process record;
-        std::memset(&record, 0xEE, sizeof record);
-        EXPECT_EQ(COMMON_Process_GetById(kNobody, &record), 104U);
-        EXPECT_EQ(record.id, kNobody);
-        EXPECT_STREQ(record.path, "/proc/4294967295/status");
-        EXPECT_THAT(record.buffer, Each('\xEE'));
-        EXPECT_EQ(record.bufferLength, 0xEEEEEEEEU);
-        EXPECT_EQ(record.nameLength, 0xEEEEEEEEU);
-        EXPECT_EQ(record.loaded, 0xEEEEEEEEU);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
-    EXPECT_EQ(outcome.out + outcome.err, "");
+    COMMON_Process record;
+    std::memset(&record, 0xEE, sizeof record);
+    EXPECT_EQ(COMMON_Process_GetById(kNobody, &record), STATUS_FAILED);
+    EXPECT_EQ(record.id, kNobody);
+    EXPECT_STREQ(record.path, "/proc/4294967295/status");
+    EXPECT_THAT(record.buffer, Each('\xEE'));
+    EXPECT_EQ(record.bufferLength, 0xEEEEEEEEU);
+    EXPECT_EQ(record.nameLength, 0xEEEEEEEEU);
+    EXPECT_EQ(record.loaded, 0xEEEEEEEEU);
 }
 
 TEST(CommonProcess, MissingProcessIsTold)
 {
     const Outcome outcome = well(kDebugOn, [] {
         COMMON_Process record;
-        EXPECT_EQ(COMMON_Process_GetById(kNobody, &record), 104U);
+        EXPECT_EQ(COMMON_Process_GetById(kNobody, &record), STATUS_FAILED);
     });
     EXPECT_THAT(row_texts(outcome.err),
                 ElementsAre(RowText{"stderr", "common_process", "load",
@@ -231,7 +220,7 @@ TEST_P(CommonProcessStatus, GivesTheName)
         COMMON_Process_Get(&record);
         expect_loaded(record, own_id(), GetParam().name);
         std::memset(&record, 0xEE, sizeof record);
-        EXPECT_EQ(COMMON_Process_GetById(own_id(), &record), 100U);
+        EXPECT_EQ(COMMON_Process_GetById(own_id(), &record), STATUS_SUCCESS);
         expect_loaded(record, own_id(), GetParam().name);
         EXPECT_EQ(record.name, record.buffer);
     });
@@ -321,7 +310,7 @@ TEST(CommonProcess, FileSystemThatGoesAwayLaterOnlyFails)
         COMMON_Process_Id();
         hide_proc();
         COMMON_Process record;
-        EXPECT_EQ(COMMON_Process_GetById(own_id(), &record), 104U);
+        EXPECT_EQ(COMMON_Process_GetById(own_id(), &record), STATUS_FAILED);
         COMMON_Process_Get(&record);
         EXPECT_EQ(record.name, kernel_name());
         std::exit(0);

@@ -22,93 +22,76 @@ namespace {
 
 constexpr char kInvalid[] = "One or more input parameters are invalid!";
 
-/// Runs a body in a fresh process that must log nothing.
-void run_silently(const std::function<void()>& body)
+FRESH_TEST(CommonThreadRun, EntryGetsTheArgumentAndGivesTheResult)
 {
-    const Outcome outcome = well(body);
-    EXPECT_THAT(outcome.log, IsEmpty());
+    ParkedThread parked;
+    parked.start();
+    EXPECT_EQ(COMMON_Thread_GetId(&parked.record), parked.self);
+    EXPECT_NE(parked.self, pthread_self());
+    parked.end();
 }
 
-TEST(CommonThreadRun, EntryGetsTheArgumentAndGivesTheResult)
+FRESH_TEST(CommonThreadRun, RecordCanBeStartedAgain)
 {
-    run_silently([] {
-        ParkedThread parked;
-        parked.start();
-        EXPECT_EQ(COMMON_Thread_GetId(&parked.record), parked.self);
-        EXPECT_NE(parked.self, pthread_self());
-        parked.end();
-    });
-}
-
-TEST(CommonThreadRun, RecordCanBeStartedAgain)
-{
-    run_silently([] {
-        COMMON_Thread thread;
-        pthread_t ids[2] = {};
-        COMMON_Thread_Initialize(
-            &thread,
-            [](void* id) -> void* {
-                *static_cast<pthread_t*>(id) = pthread_self();
-                return nullptr;
-            },
-            nullptr);
-        COMMON_Thread_SetName(&thread, "twice");
-        for (auto& id : ids) {
-            thread.argument = &id;
-            ASSERT_EQ(COMMON_Thread_Start(&thread), 100U);
-            ASSERT_TRUE(has_ended(thread));
-            EXPECT_EQ(pthread_join(id, nullptr), 0);
-        }
-        EXPECT_STREQ(COMMON_Thread_GetName(&thread), "twice");
-    });
+    COMMON_Thread thread;
+    pthread_t ids[2] = {};
+    COMMON_Thread_Initialize(
+        &thread,
+        [](void* id) -> void* {
+            *static_cast<pthread_t*>(id) = pthread_self();
+            return nullptr;
+        },
+        nullptr);
+    COMMON_Thread_SetName(&thread, "twice");
+    for (auto& id : ids) {
+        thread.argument = &id;
+        ASSERT_EQ(COMMON_Thread_Start(&thread), STATUS_SUCCESS);
+        ASSERT_TRUE(has_ended(thread));
+        EXPECT_EQ(pthread_join(id, nullptr), 0);
+    }
+    EXPECT_STREQ(COMMON_Thread_GetName(&thread), "twice");
 }
 
 // Names.
 
-TEST(CommonThreadRun, ThreadWithoutANameIsNamedAfterItsId)
+FRESH_TEST(CommonThreadRun, ThreadWithoutANameIsNamedAfterItsId)
 {
-    run_silently([] {
-        ParkedThread parked;
-        parked.start();
-        EXPECT_EQ(COMMON_Thread_GetName(&parked.record), "Unnamed-" + shown_id(parked.self));
-        parked.end();
-        EXPECT_EQ(COMMON_Thread_GetName(&parked.record), "Unnamed-" + shown_id(parked.self));
-    });
+    ParkedThread parked;
+    parked.start();
+    EXPECT_EQ(COMMON_Thread_GetName(&parked.record), "Unnamed-" + shown_id(parked.self));
+    parked.end();
+    EXPECT_EQ(COMMON_Thread_GetName(&parked.record), "Unnamed-" + shown_id(parked.self));
 }
 
-TEST(CommonThreadRun, NameStaysInTheRecord)
+FRESH_TEST(CommonThreadRun, NameStaysInTheRecord)
 {
-    run_silently([] {
-        ParkedThread parked;
-        COMMON_Thread_SetName(&parked.record, "chosen");
-        parked.start();
-        EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "chosen");
-        char of_thread[16] = "";
-        char of_main[16] = "";
-        EXPECT_EQ(pthread_getname_np(parked.self, of_thread, sizeof of_thread), 0);
-        EXPECT_EQ(pthread_getname_np(pthread_self(), of_main, sizeof of_main), 0);
-        EXPECT_STREQ(of_thread, of_main) << "the operating system was told the name";
-        parked.end();
-    });
+    ParkedThread parked;
+    COMMON_Thread_SetName(&parked.record, "chosen");
+    parked.start();
+    EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "chosen");
+    char of_thread[16] = "";
+    char of_main[16] = "";
+    EXPECT_EQ(pthread_getname_np(parked.self, of_thread, sizeof of_thread), 0);
+    EXPECT_EQ(pthread_getname_np(pthread_self(), of_main, sizeof of_main), 0);
+    EXPECT_STREQ(of_thread, of_main) << "the operating system was told the name";
+    parked.end();
 }
 
 // ThreadSanitizer sees whether the start still writes the name.
-TEST(CommonThreadRun, NameCanBeReadByTheThreadFromItsStart)
+FRESH_TEST(CommonThreadRun, NameCanBeReadByTheThreadFromItsStart)
 {
-    run_silently([] {
-        COMMON_Thread thread;
-        COMMON_Thread_Initialize(
-            &thread,
-            [](void* record) -> void* {
-                EXPECT_STREQ(COMMON_Thread_GetName(static_cast<COMMON_Thread*>(record)), "read");
-                return record;
-            },
-            &thread);
-        COMMON_Thread_SetName(&thread, "read");
-        COMMON_Thread_SetDetachState(&thread, COMMON_ThreadDetachDetached);
-        ASSERT_EQ(COMMON_Thread_Start(&thread), 100U);
-        ASSERT_TRUE(has_ended(thread));
-    });
+    COMMON_Thread thread;
+    COMMON_Thread_Initialize(
+        &thread,
+        [](void* record) -> void* {
+            EXPECT_STREQ(COMMON_Thread_GetName(static_cast<COMMON_Thread*>(record)), "read");
+            return record;
+        },
+        &thread);
+    COMMON_Thread_SetName(&thread, "read");
+    COMMON_Thread_SetDetachState(&thread, COMMON_ThreadDetachDetached);
+    ASSERT_EQ(COMMON_Thread_Start(&thread), STATUS_SUCCESS);
+    ASSERT_TRUE(has_ended(thread));
 }
 
 TEST(CommonThreadRun, CreateNamesAndStarts)
@@ -126,32 +109,30 @@ TEST(CommonThreadRun, CreateNamesAndStarts)
             found->self = pthread_self();
             return nullptr;
         };
-        EXPECT_EQ(COMMON_Thread_Create(look, "created", &seen, &seen.record), 100U);
+        EXPECT_EQ(COMMON_Thread_Create(look, "created", &seen, &seen.record), STATUS_SUCCESS);
         ASSERT_NE(seen.record, nullptr);
         ASSERT_TRUE(has_ended(*seen.record));
         EXPECT_EQ(pthread_join(seen.self, nullptr), 0);
         EXPECT_EQ(seen.record_in_thread, seen.record) << "not stored before the start";
         EXPECT_STREQ(COMMON_Thread_GetName(seen.record), "created");
-        EXPECT_EQ(COMMON_Thread_Delete(seen.record), 100U);
+        EXPECT_EQ(COMMON_Thread_Delete(seen.record), STATUS_SUCCESS);
     });
 }
 
-TEST(CommonThreadRun, CreateCutsTheName)
+FRESH_TEST(CommonThreadRun, CreateCutsTheName)
 {
-    run_silently([] {
-        COMMON_Thread* thread = nullptr;
-        const auto end = [](void* self) -> void* {
-            *static_cast<pthread_t*>(self) = pthread_self();
-            return nullptr;
-        };
-        pthread_t self{};
-        const std::string name(200, 'n');
-        EXPECT_EQ(COMMON_Thread_Create(end, name.c_str(), &self, &thread), 100U);
-        EXPECT_EQ(COMMON_Thread_GetName(thread), name.substr(0, 128));
-        ASSERT_TRUE(has_ended(*thread));
-        EXPECT_EQ(pthread_join(self, nullptr), 0);
-        EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
-    });
+    COMMON_Thread* thread = nullptr;
+    const auto end = [](void* self) -> void* {
+        *static_cast<pthread_t*>(self) = pthread_self();
+        return nullptr;
+    };
+    pthread_t self{};
+    const std::string name(200, 'n');
+    EXPECT_EQ(COMMON_Thread_Create(end, name.c_str(), &self, &thread), STATUS_SUCCESS);
+    EXPECT_EQ(COMMON_Thread_GetName(thread), name.substr(0, 128));
+    ASSERT_TRUE(has_ended(*thread));
+    EXPECT_EQ(pthread_join(self, nullptr), 0);
+    EXPECT_EQ(COMMON_Thread_Delete(thread), STATUS_SUCCESS);
 }
 
 // Delete, join, detach.
@@ -163,30 +144,27 @@ TEST(CommonThreadRun, RecordOfARunningThreadIsNotDeleted)
         COMMON_Thread* const thread =
             COMMON_Thread_New(parked->record.entry, parked->record.argument);
         COMMON_Thread_SetName(thread, "busy");
-        ASSERT_EQ(COMMON_Thread_Start(thread), 100U);
+        ASSERT_EQ(COMMON_Thread_Start(thread), STATUS_SUCCESS);
         ASSERT_TRUE(parked->running.wait());
-        EXPECT_EQ(COMMON_Thread_Delete(thread), 120U);
+        EXPECT_EQ(COMMON_Thread_Delete(thread), STATUS_INVALID_PARAM);
         EXPECT_EQ(COMMON_Thread_GetId(thread), parked->self);
         EXPECT_STREQ(COMMON_Thread_GetName(thread), "busy");
         parked->end();
         ASSERT_TRUE(has_ended(*thread));
-        EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
+        EXPECT_EQ(COMMON_Thread_Delete(thread), STATUS_SUCCESS);
         delete parked;
     });
-    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelError, "", "common_thread",
-                                              "COMMON_Thread_Delete", kInvalid)));
+    EXPECT_THAT(outcome.log, ElementsAre(said("COMMON_Thread_Delete", kInvalid)));
 }
 
-TEST(CommonThreadRun, ThreadThatHasEndedOrNeverRanIsJoinedAtOnce)
+FRESH_TEST(CommonThreadRun, ThreadThatHasEndedOrNeverRanIsJoinedAtOnce)
 {
-    run_silently([] {
-        ParkedThread parked;
-        EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
-        parked.start();
-        parked.end();
-        EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
-        EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
-    });
+    ParkedThread parked;
+    EXPECT_EQ(COMMON_Thread_Join(&parked.record), STATUS_SUCCESS);
+    parked.start();
+    parked.end();
+    EXPECT_EQ(COMMON_Thread_Join(&parked.record), STATUS_SUCCESS);
+    EXPECT_EQ(COMMON_Thread_Join(&parked.record), STATUS_SUCCESS);
 }
 
 // The main thread does it, of which ThreadSanitizer does not demand that somebody joins it after.
@@ -196,14 +174,14 @@ TEST(CommonThreadRun, JoiningOneselfIsAWarning)
         ParkedThread parked;
         COMMON_Thread_SetName(&parked.record, "narcissus");
         parked.record.id = pthread_self();
-        EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
+        EXPECT_EQ(COMMON_Thread_Join(&parked.record), STATUS_SUCCESS);
         EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_self());
         dprintf(STDOUT_FILENO, "%s", shown_id(pthread_self()).c_str());
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(said(COMMON_LogLevelWarn, "", "common_thread", "COMMON_Thread_Join",
-                                 "Failed to join 'narcissus' thread " + outcome.out +
-                                     " with error: Resource deadlock avoided (35)")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("COMMON_Thread_Join",
+                                              "Failed to join 'narcissus' thread " + outcome.out +
+                                                  " with error: Resource deadlock avoided (35)",
+                                              COMMON_LogLevelWarn)));
 }
 
 int detach_state_of(pthread_t id)
@@ -216,29 +194,25 @@ int detach_state_of(pthread_t id)
     return state;
 }
 
-TEST(CommonThreadRun, DetachedThreadReleasesItself)
+FRESH_TEST(CommonThreadRun, DetachedThreadReleasesItself)
 {
-    run_silently([] {
-        ParkedThread parked;
-        parked.start();
-        EXPECT_EQ(detach_state_of(parked.self), PTHREAD_CREATE_JOINABLE);
-        EXPECT_EQ(COMMON_Thread_Detach(&parked.record), 100U);
-        EXPECT_EQ(detach_state_of(parked.self), PTHREAD_CREATE_DETACHED);
-        parked.go.set();
-        EXPECT_TRUE(has_ended(parked.record));
-    });
+    ParkedThread parked;
+    parked.start();
+    EXPECT_EQ(detach_state_of(parked.self), PTHREAD_CREATE_JOINABLE);
+    EXPECT_EQ(COMMON_Thread_Detach(&parked.record), STATUS_SUCCESS);
+    EXPECT_EQ(detach_state_of(parked.self), PTHREAD_CREATE_DETACHED);
+    parked.go.set();
+    EXPECT_TRUE(has_ended(parked.record));
 }
 
-TEST(CommonThreadRun, ThreadCanBeStartedDetached)
+FRESH_TEST(CommonThreadRun, ThreadCanBeStartedDetached)
 {
-    run_silently([] {
-        ParkedThread parked;
-        COMMON_Thread_SetDetachState(&parked.record, COMMON_ThreadDetachDetached);
-        parked.start();
-        EXPECT_EQ(detach_state_of(parked.self), PTHREAD_CREATE_DETACHED);
-        parked.go.set();
-        EXPECT_TRUE(has_ended(parked.record));
-    });
+    ParkedThread parked;
+    COMMON_Thread_SetDetachState(&parked.record, COMMON_ThreadDetachDetached);
+    parked.start();
+    EXPECT_EQ(detach_state_of(parked.self), PTHREAD_CREATE_DETACHED);
+    parked.go.set();
+    EXPECT_TRUE(has_ended(parked.record));
 }
 
 TEST(CommonThreadRun, ThreadThatDoesNotRunCannotBeDetached)
@@ -246,54 +220,48 @@ TEST(CommonThreadRun, ThreadThatDoesNotRunCannotBeDetached)
     const Outcome outcome = well([] {
         ParkedThread parked;
         COMMON_Thread_SetName(&parked.record, "idle");
-        EXPECT_EQ(COMMON_Thread_Detach(&parked.record), 104U);
+        EXPECT_EQ(COMMON_Thread_Detach(&parked.record), STATUS_FAILED);
     });
     EXPECT_THAT(outcome.log,
-                ElementsAre(said(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Detach",
+                ElementsAre(said("COMMON_Thread_Detach",
                                  "Failed to detach 'idle' thread 0 with error: No such process "
                                  "(3)")));
 }
 
 // Cancel, kill and exit.
 
-TEST(CommonThreadRun, CancelledThreadIsKnownToHaveEnded)
+FRESH_TEST(CommonThreadRun, CancelledThreadIsKnownToHaveEnded)
 {
-    run_silently([] {
-        ParkedThread parked;
-        parked.start();
-        const pthread_t id = parked.self;
-        EXPECT_EQ(COMMON_Thread_Cancel(&parked.record), 100U);
-        void* result = nullptr;
-        EXPECT_EQ(pthread_join(id, &result), 0);
-        EXPECT_EQ(result, PTHREAD_CANCELED);
-        EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
-        EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
-    });
+    ParkedThread parked;
+    parked.start();
+    const pthread_t id = parked.self;
+    EXPECT_EQ(COMMON_Thread_Cancel(&parked.record), STATUS_SUCCESS);
+    void* result = nullptr;
+    EXPECT_EQ(pthread_join(id, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
+    EXPECT_EQ(COMMON_Thread_Join(&parked.record), STATUS_SUCCESS);
 }
 
 std::atomic<pthread_t> signalled{};
 
-TEST(CommonThreadRun, SignalReachesTheThread)
+FRESH_TEST(CommonThreadRun, SignalReachesTheThread)
 {
-    run_silently([] {
-        std::signal(SIGUSR1, [](int) { signalled = pthread_self(); });
-        ParkedThread parked;
-        parked.start();
-        EXPECT_EQ(COMMON_Thread_Kill(&parked.record, SIGUSR1), 100U);
-        EXPECT_TRUE(wait_until([] { return signalled != pthread_t{}; }));
-        EXPECT_EQ(signalled, parked.self);
-        parked.end();
-    });
+    std::signal(SIGUSR1, [](int) { signalled = pthread_self(); });
+    ParkedThread parked;
+    parked.start();
+    EXPECT_EQ(COMMON_Thread_Kill(&parked.record, SIGUSR1), STATUS_SUCCESS);
+    EXPECT_TRUE(wait_until([] { return signalled != pthread_t{}; }));
+    EXPECT_EQ(signalled, parked.self);
+    parked.end();
 }
 
-TEST(CommonThreadRun, SignalZeroOnlyChecks)
+FRESH_TEST(CommonThreadRun, SignalZeroOnlyChecks)
 {
-    run_silently([] {
-        ParkedThread parked;
-        parked.start();
-        EXPECT_EQ(COMMON_Thread_Kill(&parked.record, 0), 100U);
-        parked.end();
-    });
+    ParkedThread parked;
+    parked.start();
+    EXPECT_EQ(COMMON_Thread_Kill(&parked.record, 0), STATUS_SUCCESS);
+    parked.end();
 }
 
 TEST(CommonThreadRun, SignalThatDoesNotExistIsReported)
@@ -302,12 +270,12 @@ TEST(CommonThreadRun, SignalThatDoesNotExistIsReported)
         ParkedThread parked;
         COMMON_Thread_SetName(&parked.record, "target");
         parked.start();
-        EXPECT_EQ(COMMON_Thread_Kill(&parked.record, 9999), 104U);
+        EXPECT_EQ(COMMON_Thread_Kill(&parked.record, 9999), STATUS_FAILED);
         parked.end();
         dprintf(STDOUT_FILENO, "%s", shown_id(parked.self).c_str());
     });
     EXPECT_THAT(outcome.log,
-                ElementsAre(said(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Kill",
+                ElementsAre(said("COMMON_Thread_Kill",
                                  "Failed to send the signal to 'target' thread " + outcome.out +
                                      " with error: Invalid argument (22)")));
 }
@@ -317,10 +285,10 @@ TEST(CommonThreadRun, ThreadThatDoesNotRunGetsNoSignal)
     const Outcome outcome = well([] {
         ParkedThread parked;
         COMMON_Thread_SetName(&parked.record, "idle");
-        EXPECT_EQ(COMMON_Thread_Kill(&parked.record, SIGKILL), 104U);
+        EXPECT_EQ(COMMON_Thread_Kill(&parked.record, SIGKILL), STATUS_FAILED);
     });
     EXPECT_THAT(outcome.log,
-                ElementsAre(said(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Kill",
+                ElementsAre(said("COMMON_Thread_Kill",
                                  "Failed to send the signal to 'idle' thread 0 with error: No "
                                  "such process (3)")));
 }
@@ -347,7 +315,7 @@ TEST(CommonThreadRun, ExitEndsTheCallingThreadWhateverTheRecord)
             },
             &leaving);
         leaving.given = &other.record;
-        ASSERT_EQ(COMMON_Thread_Start(&leaving.record), 100U);
+        ASSERT_EQ(COMMON_Thread_Start(&leaving.record), STATUS_SUCCESS);
         ASSERT_TRUE(has_ended(leaving.record)) << "the stop handler did not run";
         void* result = nullptr;
         EXPECT_EQ(pthread_join(leaving.self, &result), 0);
@@ -362,26 +330,23 @@ TEST(CommonThreadRun, ThreadWithoutAnEntryReportsAndEnds)
     const Outcome outcome = well([] {
         ParkedThread parked;
         parked.record.entry = nullptr;
-        ASSERT_EQ(COMMON_Thread_Start(&parked.record), 100U);
-        EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
+        ASSERT_EQ(COMMON_Thread_Start(&parked.record), STATUS_SUCCESS);
+        EXPECT_EQ(COMMON_Thread_Join(&parked.record), STATUS_SUCCESS);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelError, "", "common_thread",
-                                              "common_threadStartHandler", kInvalid)));
+    EXPECT_THAT(outcome.log, ElementsAre(said("common_threadStartHandler", kInvalid)));
 }
 
 // Once.
 
 int once_calls = 0;
 
-TEST(CommonThreadRun, OnceRunsTheFunctionOnce)
+FRESH_TEST(CommonThreadRun, OnceRunsTheFunctionOnce)
 {
-    run_silently([] {
-        pthread_once_t control = PTHREAD_ONCE_INIT;
-        for (int i = 0; i < 3; ++i) {
-            EXPECT_EQ(COMMON_Thread_Once(&control, [] { ++once_calls; }), 0);
-        }
-        EXPECT_EQ(once_calls, 1);
-    });
+    pthread_once_t control = PTHREAD_ONCE_INIT;
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(COMMON_Thread_Once(&control, [] { ++once_calls; }), 0);
+    }
+    EXPECT_EQ(once_calls, 1);
 }
 
 // _exit() shows that the text was flushed.

@@ -22,11 +22,6 @@ using testing::IsEmpty;
 
 namespace {
 
-Report error_of(const char* function, const std::string& message)
-{
-    return said(COMMON_LogLevelError, "", "common_thread", function, message);
-}
-
 /// Sets everything that the start has a step for.
 void set_all_attributes(COMMON_Thread& thread)
 {
@@ -48,7 +43,7 @@ std::vector<std::string> trace_start(COMMON_Thread& thread)
                             Call::pthread_create}) {
         fault::on_call(call, 1, [&trace, call] { trace.emplace_back(fault::name(call)); });
     }
-    EXPECT_EQ(COMMON_Thread_Start(&thread), 100U);
+    EXPECT_EQ(COMMON_Thread_Start(&thread), STATUS_SUCCESS);
     return trace;
 }
 
@@ -113,14 +108,14 @@ TEST_P(CommonThreadStep, FailureIsReportedAndMakesNoThread)
         ParkedThread parked;
         set_all_attributes(parked.record);
         fault::fail(GetParam().call, 1, GetParam().error);
-        EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
+        EXPECT_EQ(COMMON_Thread_Start(&parked.record), STATUS_FAILED);
         EXPECT_EQ(fault::fired(), 1);
         EXPECT_EQ(fault::calls(Call::pthread_create), GetParam().call == Call::pthread_create);
         EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
         EXPECT_STREQ(COMMON_Thread_GetName(&parked.record), "");
         EXPECT_FALSE(parked.running.is_set());
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("COMMON_Thread_Start", GetParam().message)));
+    EXPECT_THAT(outcome.log, ElementsAre(said("COMMON_Thread_Start", GetParam().message)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, CommonThreadStep, testing::ValuesIn(kSteps),
@@ -131,7 +126,7 @@ TEST(CommonThreadStart, RecordCanBeStartedAfterAFailure)
     well([] {
         ParkedThread parked;
         fault::fail(Call::pthread_create);
-        EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
+        EXPECT_EQ(COMMON_Thread_Start(&parked.record), STATUS_FAILED);
         parked.start();
         parked.end();
     });
@@ -145,13 +140,13 @@ TEST(CommonThreadStart, RecordWhoseStartFailedIsOneWhoseThreadDoesNotRun)
         COMMON_Thread* const thread =
             COMMON_Thread_New(parked.record.entry, parked.record.argument);
         fault::fail(Call::pthread_create);
-        EXPECT_EQ(COMMON_Thread_Start(thread), 104U);
+        EXPECT_EQ(COMMON_Thread_Start(thread), STATUS_FAILED);
         EXPECT_EQ(COMMON_Thread_GetId(thread), pthread_t{});
-        EXPECT_EQ(COMMON_Thread_Join(thread), 100U);
-        EXPECT_EQ(COMMON_Thread_Cancel(thread), 120U);
-        EXPECT_EQ(COMMON_Thread_Kill(thread, 0), 104U);
-        EXPECT_EQ(COMMON_Thread_Detach(thread), 104U);
-        EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
+        EXPECT_EQ(COMMON_Thread_Join(thread), STATUS_SUCCESS);
+        EXPECT_EQ(COMMON_Thread_Cancel(thread), STATUS_INVALID_PARAM);
+        EXPECT_EQ(COMMON_Thread_Kill(thread, 0), STATUS_FAILED);
+        EXPECT_EQ(COMMON_Thread_Detach(thread), STATUS_FAILED);
+        EXPECT_EQ(COMMON_Thread_Delete(thread), STATUS_SUCCESS);
     });
 }
 
@@ -161,27 +156,27 @@ TEST(CommonThreadStart, AttributesThatThePlatformRefusesAreReported)
     const Outcome outcome = well([] {
         ParkedThread parked;
         COMMON_Thread_SetSchedule(&parked.record, 99);
-        EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
+        EXPECT_EQ(COMMON_Thread_Start(&parked.record), STATUS_FAILED);
         // The default priority is set whatever the policy, and this one has no priorities.
         COMMON_Thread_SetSchedule(&parked.record, COMMON_ThreadScheduleOther);
-        EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
+        EXPECT_EQ(COMMON_Thread_Start(&parked.record), STATUS_FAILED);
         COMMON_Thread_SetSchedule(&parked.record, COMMON_ThreadScheduleRoundRobin);
         COMMON_Thread_SetPriority(&parked.record, 200);
-        EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
+        EXPECT_EQ(COMMON_Thread_Start(&parked.record), STATUS_FAILED);
         COMMON_Thread_SetPriority(&parked.record, COMMON_ThreadPriorityDefault);
         COMMON_Thread_SetStackSize(&parked.record, 1);
-        EXPECT_EQ(COMMON_Thread_Start(&parked.record), 104U);
+        EXPECT_EQ(COMMON_Thread_Start(&parked.record), STATUS_FAILED);
         EXPECT_EQ(fault::calls(Call::pthread_create), 0);
     });
     EXPECT_THAT(outcome.log,
-                ElementsAre(error_of("COMMON_Thread_Start", kSteps[1].message),
-                            error_of("COMMON_Thread_Start", "Failed to set the scheduling "
-                                                            "parameters with error: Invalid "
-                                                            "argument (22)"),
-                            error_of("COMMON_Thread_Start", "Failed to set the scheduling "
-                                                            "parameters with error: Invalid "
-                                                            "argument (22)"),
-                            error_of("COMMON_Thread_Start", kSteps[5].message)));
+                ElementsAre(said("COMMON_Thread_Start", kSteps[1].message),
+                            said("COMMON_Thread_Start", "Failed to set the scheduling "
+                                                        "parameters with error: Invalid "
+                                                        "argument (22)"),
+                            said("COMMON_Thread_Start", "Failed to set the scheduling "
+                                                        "parameters with error: Invalid "
+                                                        "argument (22)"),
+                            said("COMMON_Thread_Start", kSteps[5].message)));
 }
 
 // Create.
@@ -195,13 +190,14 @@ TEST(CommonThreadStart, CreateWhoseStartFailsFreesTheRecordAndKeepsItsAddress)
         ParkedThread parked;
         COMMON_Thread* thread = nullptr;
         fault::fail(Call::pthread_create);
-        EXPECT_EQ(COMMON_Thread_Create(parked.record.entry, "name", &parked, &thread), 104U);
+        EXPECT_EQ(COMMON_Thread_Create(parked.record.entry, "name", &parked, &thread),
+                  STATUS_FAILED);
         EXPECT_NE(thread, nullptr);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
     EXPECT_THAT(outcome.log,
-                ElementsAre(error_of("COMMON_Thread_Start", kSteps[6].message),
-                            error_of("COMMON_Thread_Create", "Failed to start a new thread")));
+                ElementsAre(said("COMMON_Thread_Start", kSteps[6].message),
+                            said("COMMON_Thread_Create", "Failed to start a new thread")));
 }
 
 FRESH_TEST(CommonThreadStart, CreateStoresTheRecordBeforeTheStart)
@@ -210,12 +206,12 @@ FRESH_TEST(CommonThreadStart, CreateStoresTheRecordBeforeTheStart)
     COMMON_Thread* thread = nullptr;
     bool stored = false;
     fault::on_call(Call::pthread_attr_init, 1, [&] { stored = thread != nullptr; });
-    EXPECT_EQ(COMMON_Thread_Create(parked.record.entry, "name", &parked, &thread), 100U);
+    EXPECT_EQ(COMMON_Thread_Create(parked.record.entry, "name", &parked, &thread), STATUS_SUCCESS);
     EXPECT_TRUE(stored);
     ASSERT_TRUE(parked.running.wait());
     parked.end();
     ASSERT_TRUE(has_ended(*thread));
-    EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
+    EXPECT_EQ(COMMON_Thread_Delete(thread), STATUS_SUCCESS);
 }
 
 TEST(CommonThreadStart, RecordWithoutMemoryEndsTheProcess)
@@ -250,23 +246,29 @@ void PrintTo(const Platform& platform, std::ostream* stream)
 }
 
 const Platform kPlatformCalls[] = {
-    {"JoinInvalid", Call::pthread_join, EINVAL, COMMON_LogLevelError, 104, "COMMON_Thread_Join",
-     "Failed to join '", " with error: Invalid argument (22)", COMMON_Thread_Join},
-    {"JoinDenied", Call::pthread_join, EPERM, COMMON_LogLevelError, 104, "COMMON_Thread_Join",
-     "Failed to join '", " with error: Operation not permitted (1)", COMMON_Thread_Join},
-    {"JoinGone", Call::pthread_join, ESRCH, COMMON_LogLevelWarn, 100, "COMMON_Thread_Join",
-     "Failed to join '", " with error: No such process (3)", COMMON_Thread_Join},
-    {"JoinDeadlock", Call::pthread_join, EDEADLK, COMMON_LogLevelWarn, 100, "COMMON_Thread_Join",
-     "Failed to join '", " with error: Resource deadlock avoided (35)", COMMON_Thread_Join},
-    {"DetachInvalid", Call::pthread_detach, EINVAL, COMMON_LogLevelError, 104,
+    {"JoinInvalid", Call::pthread_join, EINVAL, COMMON_LogLevelError, STATUS_FAILED,
+     "COMMON_Thread_Join", "Failed to join '", " with error: Invalid argument (22)",
+     COMMON_Thread_Join},
+    {"JoinDenied", Call::pthread_join, EPERM, COMMON_LogLevelError, STATUS_FAILED,
+     "COMMON_Thread_Join", "Failed to join '", " with error: Operation not permitted (1)",
+     COMMON_Thread_Join},
+    {"JoinGone", Call::pthread_join, ESRCH, COMMON_LogLevelWarn, STATUS_SUCCESS,
+     "COMMON_Thread_Join", "Failed to join '", " with error: No such process (3)",
+     COMMON_Thread_Join},
+    {"JoinDeadlock", Call::pthread_join, EDEADLK, COMMON_LogLevelWarn, STATUS_SUCCESS,
+     "COMMON_Thread_Join", "Failed to join '", " with error: Resource deadlock avoided (35)",
+     COMMON_Thread_Join},
+    {"DetachInvalid", Call::pthread_detach, EINVAL, COMMON_LogLevelError, STATUS_FAILED,
      "COMMON_Thread_Detach", "Failed to detach '", " with error: Invalid argument (22)",
      COMMON_Thread_Detach},
-    {"DetachGone", Call::pthread_detach, ESRCH, COMMON_LogLevelError, 104, "COMMON_Thread_Detach",
-     "Failed to detach '", " with error: No such process (3)", COMMON_Thread_Detach},
-    {"CancelGone", Call::pthread_cancel, ESRCH, COMMON_LogLevelError, 104, "COMMON_Thread_Cancel",
-     "Failed to cancel '", " with error: No such process (3)", COMMON_Thread_Cancel},
-    {"KillGone", Call::pthread_kill, ESRCH, COMMON_LogLevelError, 104, "COMMON_Thread_Kill",
-     "Failed to send the signal to '", " with error: No such process (3)",
+    {"DetachGone", Call::pthread_detach, ESRCH, COMMON_LogLevelError, STATUS_FAILED,
+     "COMMON_Thread_Detach", "Failed to detach '", " with error: No such process (3)",
+     COMMON_Thread_Detach},
+    {"CancelGone", Call::pthread_cancel, ESRCH, COMMON_LogLevelError, STATUS_FAILED,
+     "COMMON_Thread_Cancel", "Failed to cancel '", " with error: No such process (3)",
+     COMMON_Thread_Cancel},
+    {"KillGone", Call::pthread_kill, ESRCH, COMMON_LogLevelError, STATUS_FAILED,
+     "COMMON_Thread_Kill", "Failed to send the signal to '", " with error: No such process (3)",
      [](COMMON_Thread* thread) { return COMMON_Thread_Kill(thread, 0); }},
 };
 
@@ -288,8 +290,9 @@ TEST_P(CommonThreadPlatform, FailureIsReported)
     });
     EXPECT_THAT(
         outcome.log,
-        ElementsAre(said(platform.level, "", "common_thread", platform.function,
-                         platform.before + ("100% busy' thread " + outcome.out) + platform.after)));
+        ElementsAre(said(platform.function,
+                         platform.before + ("100% busy' thread " + outcome.out) + platform.after,
+                         platform.level)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, CommonThreadPlatform, testing::ValuesIn(kPlatformCalls),
@@ -300,7 +303,7 @@ FRESH_TEST(CommonThreadStart, JoinWaitsForTheThread)
     ParkedThread parked;
     parked.start();
     fault::on_call(Call::pthread_join, 1, [&] { parked.go.set(); });
-    EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
+    EXPECT_EQ(COMMON_Thread_Join(&parked.record), STATUS_SUCCESS);
     EXPECT_EQ(COMMON_Thread_GetId(&parked.record), pthread_t{});
     EXPECT_EQ(fault::calls(Call::pthread_join), 1);
 }
@@ -309,9 +312,9 @@ TEST(CommonThreadStart, ThreadThatDoesNotRunIsNotHandedToThePlatform)
 {
     well([] {
         ParkedThread parked;
-        EXPECT_EQ(COMMON_Thread_Join(&parked.record), 100U);
-        EXPECT_EQ(COMMON_Thread_Cancel(&parked.record), 120U);
-        EXPECT_EQ(COMMON_Thread_Detach(&parked.record), 104U);
+        EXPECT_EQ(COMMON_Thread_Join(&parked.record), STATUS_SUCCESS);
+        EXPECT_EQ(COMMON_Thread_Cancel(&parked.record), STATUS_INVALID_PARAM);
+        EXPECT_EQ(COMMON_Thread_Detach(&parked.record), STATUS_FAILED);
         EXPECT_EQ(fault::calls(Call::pthread_join), 0);
         EXPECT_EQ(fault::calls(Call::pthread_detach), 0);
         EXPECT_EQ(fault::calls(Call::pthread_cancel), 0);

@@ -16,7 +16,6 @@
 using namespace harness;
 using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
@@ -30,7 +29,7 @@ char argument_area;
 COMMON_Thread initialised_record()
 {
     COMMON_Thread thread;
-    EXPECT_EQ(COMMON_Thread_Initialize(&thread, no_work, &argument_area), 100U);
+    EXPECT_EQ(COMMON_Thread_Initialize(&thread, no_work, &argument_area), STATUS_SUCCESS);
     return thread;
 }
 
@@ -56,7 +55,7 @@ TEST(CommonThread, InitializeOverwritesTheWholeRecord)
 {
     COMMON_Thread thread;
     std::memset(&thread, 0xEE, sizeof thread);
-    EXPECT_EQ(COMMON_Thread_Initialize(&thread, no_work, &argument_area), 100U);
+    EXPECT_EQ(COMMON_Thread_Initialize(&thread, no_work, &argument_area), STATUS_SUCCESS);
     EXPECT_EQ(thread.id, pthread_t{});
     EXPECT_EQ(thread.schedule, 2U);
     EXPECT_EQ(thread.detachState, 0U);
@@ -75,28 +74,25 @@ TEST(CommonThread, InitializeWithoutAnEntryLeavesTheRecordAlone)
         return std::string(reinterpret_cast<const char*>(&thread), sizeof thread);
     };
     well([&] {
-        EXPECT_EQ(COMMON_Thread_Initialize(&thread, nullptr, nullptr), 120U);
+        EXPECT_EQ(COMMON_Thread_Initialize(&thread, nullptr, nullptr), STATUS_INVALID_PARAM);
         EXPECT_EQ(bytes(), std::string(sizeof thread, '\xEE'));
     });
 }
 
-TEST(CommonThread, NewGivesAnInitialisedRecordThatDeleteFrees)
+FRESH_TEST(CommonThread, NewGivesAnInitialisedRecordThatDeleteFrees)
 {
-    const Outcome outcome = well([] {
-        COMMON_Thread* const thread = COMMON_Thread_New(no_work, &argument_area);
-        ASSERT_NE(thread, nullptr);
-        const COMMON_Thread expected = initialised_record();
-        EXPECT_EQ(thread->id, pthread_t{});
-        EXPECT_EQ(thread->schedule, expected.schedule);
-        EXPECT_EQ(thread->detachState, expected.detachState);
-        EXPECT_EQ(thread->priority, expected.priority);
-        EXPECT_EQ(thread->stackSize, expected.stackSize);
-        EXPECT_EQ(thread->entry, no_work);
-        EXPECT_EQ(thread->argument, &argument_area);
-        EXPECT_STREQ(thread->name, "");
-        EXPECT_EQ(COMMON_Thread_Delete(thread), 100U);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    COMMON_Thread* const thread = COMMON_Thread_New(no_work, &argument_area);
+    ASSERT_NE(thread, nullptr);
+    const COMMON_Thread expected = initialised_record();
+    EXPECT_EQ(thread->id, pthread_t{});
+    EXPECT_EQ(thread->schedule, expected.schedule);
+    EXPECT_EQ(thread->detachState, expected.detachState);
+    EXPECT_EQ(thread->priority, expected.priority);
+    EXPECT_EQ(thread->stackSize, expected.stackSize);
+    EXPECT_EQ(thread->entry, no_work);
+    EXPECT_EQ(thread->argument, &argument_area);
+    EXPECT_STREQ(thread->name, "");
+    EXPECT_EQ(COMMON_Thread_Delete(thread), STATUS_SUCCESS);
 }
 
 TEST(CommonThread, GettersGiveTheDefaults)
@@ -104,10 +100,10 @@ TEST(CommonThread, GettersGiveTheDefaults)
     const COMMON_Thread thread = initialised_record();
     EXPECT_EQ(COMMON_Thread_GetId(&thread), pthread_t{});
     EXPECT_EQ(COMMON_Thread_GetName(&thread), thread.name);
-    EXPECT_EQ(COMMON_Thread_GetDetachState(&thread), 0U);
-    EXPECT_EQ(COMMON_Thread_GetPriority(&thread), 10U);
-    EXPECT_EQ(COMMON_Thread_GetSchedule(&thread), 2U);
-    EXPECT_EQ(COMMON_Thread_GetStackSize(&thread), 65535U);
+    EXPECT_EQ(COMMON_Thread_GetDetachState(&thread), COMMON_ThreadDetachJoinable);
+    EXPECT_EQ(COMMON_Thread_GetPriority(&thread), COMMON_ThreadPriorityDefault);
+    EXPECT_EQ(COMMON_Thread_GetSchedule(&thread), COMMON_ThreadScheduleDefault);
+    EXPECT_EQ(COMMON_Thread_GetStackSize(&thread), COMMON_ThreadStackSizeDefault);
 }
 
 TEST(CommonThread, WordsAreStoredUnchecked)
@@ -146,7 +142,7 @@ TEST(CommonThread, NamesAreCutAt128Characters)
     std::memset(thread.name, 0xEE, sizeof thread.name);
     for (const std::size_t length : {200U, 129U, 128U, 127U, 1U, 0U, 128U}) {
         const std::string name(length, length % 2 == 0 ? 'e' : 'o');
-        EXPECT_EQ(COMMON_Thread_SetName(&thread, name.c_str()), 100U);
+        EXPECT_EQ(COMMON_Thread_SetName(&thread, name.c_str()), STATUS_SUCCESS);
         EXPECT_EQ(COMMON_Thread_GetName(&thread), name.substr(0, 128)) << length;
     }
 }
@@ -155,17 +151,14 @@ TEST(CommonThread, OwnNameCanBeSet)
 {
     COMMON_Thread thread = initialised_record();
     COMMON_Thread_SetName(&thread, "some name");
-    EXPECT_EQ(COMMON_Thread_SetName(&thread, thread.name), 100U);
+    EXPECT_EQ(COMMON_Thread_SetName(&thread, thread.name), STATUS_SUCCESS);
     EXPECT_STREQ(COMMON_Thread_GetName(&thread), "some name");
-    EXPECT_EQ(COMMON_Thread_SetName(&thread, thread.name + 5), 100U);
+    EXPECT_EQ(COMMON_Thread_SetName(&thread, thread.name + 5), STATUS_SUCCESS);
     EXPECT_STREQ(COMMON_Thread_GetName(&thread), "name");
 }
 
 TEST(CommonThread, SchedulesHaveTexts)
 {
-    static_assert(COMMON_ThreadScheduleOther == SCHED_OTHER);
-    static_assert(COMMON_ThreadScheduleFifo == SCHED_FIFO);
-    static_assert(COMMON_ThreadScheduleRoundRobin == SCHED_RR);
     EXPECT_STREQ(COMMON_ThreadSchedule_ToString(0), "Other");
     EXPECT_STREQ(COMMON_ThreadSchedule_ToString(1), "First In, First Out (FIFO)");
     EXPECT_STREQ(COMMON_ThreadSchedule_ToString(2), "Round Robin");
@@ -217,52 +210,64 @@ void PrintTo(const NullCall& call, std::ostream* stream)
 
 const NullCall kNullCalls[] = {
     {"Initialize", "Thread",
-     [] { EXPECT_EQ(COMMON_Thread_Initialize(kNoThread, no_work, nullptr), 120U); }},
+     [] {
+         EXPECT_EQ(COMMON_Thread_Initialize(kNoThread, no_work, nullptr), STATUS_INVALID_PARAM);
+     }},
     {"Initialize", "Entry",
      [] {
          COMMON_Thread thread;
-         EXPECT_EQ(COMMON_Thread_Initialize(&thread, nullptr, nullptr), 120U);
+         EXPECT_EQ(COMMON_Thread_Initialize(&thread, nullptr, nullptr), STATUS_INVALID_PARAM);
      }},
     {"Initialize", "All",
-     [] { EXPECT_EQ(COMMON_Thread_Initialize(kNoThread, nullptr, nullptr), 120U); }},
+     [] {
+         EXPECT_EQ(COMMON_Thread_Initialize(kNoThread, nullptr, nullptr), STATUS_INVALID_PARAM);
+     }},
     {"New", "Entry", [] { EXPECT_EQ(COMMON_Thread_New(nullptr, &argument_area), nullptr); }},
-    {"Start", "Thread", [] { EXPECT_EQ(COMMON_Thread_Start(kNoThread), 120U); }},
+    {"Start", "Thread", [] { EXPECT_EQ(COMMON_Thread_Start(kNoThread), STATUS_INVALID_PARAM); }},
     {"Create", "Entry",
      [] {
          COMMON_Thread* thread = &idle_record();
-         EXPECT_EQ(COMMON_Thread_Create(nullptr, "name", nullptr, &thread), 120U);
+         EXPECT_EQ(COMMON_Thread_Create(nullptr, "name", nullptr, &thread), STATUS_INVALID_PARAM);
          EXPECT_EQ(thread, &idle_record());
      }},
     {"Create", "Name",
      [] {
          COMMON_Thread* thread = &idle_record();
-         EXPECT_EQ(COMMON_Thread_Create(no_work, nullptr, nullptr, &thread), 120U);
+         EXPECT_EQ(COMMON_Thread_Create(no_work, nullptr, nullptr, &thread), STATUS_INVALID_PARAM);
          EXPECT_EQ(thread, &idle_record());
      }},
     {"Create", "Record",
-     [] { EXPECT_EQ(COMMON_Thread_Create(no_work, "name", nullptr, nullptr), 120U); }},
-    {"Delete", "Thread", [] { EXPECT_EQ(COMMON_Thread_Delete(kNoThread), 120U); }},
-    {"Join", "Thread", [] { EXPECT_EQ(COMMON_Thread_Join(kNoThread), 120U); }},
-    {"Detach", "Thread", [] { EXPECT_EQ(COMMON_Thread_Detach(kNoThread), 120U); }},
-    {"Cancel", "Thread", [] { EXPECT_EQ(COMMON_Thread_Cancel(kNoThread), 120U); }},
-    {"Cancel", "Id", [] { EXPECT_EQ(COMMON_Thread_Cancel(&idle_record()), 120U); }},
-    {"Kill", "Thread", [] { EXPECT_EQ(COMMON_Thread_Kill(kNoThread, 0), 120U); }},
-    {"Exit", "Thread", [] { EXPECT_EQ(COMMON_Thread_Exit(kNoThread, &argument_area), 120U); }},
+     [] {
+         EXPECT_EQ(COMMON_Thread_Create(no_work, "name", nullptr, nullptr), STATUS_INVALID_PARAM);
+     }},
+    {"Delete", "Thread", [] { EXPECT_EQ(COMMON_Thread_Delete(kNoThread), STATUS_INVALID_PARAM); }},
+    {"Join", "Thread", [] { EXPECT_EQ(COMMON_Thread_Join(kNoThread), STATUS_INVALID_PARAM); }},
+    {"Detach", "Thread", [] { EXPECT_EQ(COMMON_Thread_Detach(kNoThread), STATUS_INVALID_PARAM); }},
+    {"Cancel", "Thread", [] { EXPECT_EQ(COMMON_Thread_Cancel(kNoThread), STATUS_INVALID_PARAM); }},
+    {"Cancel", "Id", [] { EXPECT_EQ(COMMON_Thread_Cancel(&idle_record()), STATUS_INVALID_PARAM); }},
+    {"Kill", "Thread", [] { EXPECT_EQ(COMMON_Thread_Kill(kNoThread, 0), STATUS_INVALID_PARAM); }},
+    {"Exit", "Thread",
+     [] { EXPECT_EQ(COMMON_Thread_Exit(kNoThread, &argument_area), STATUS_INVALID_PARAM); }},
     {"GetId", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetId(kNoThread), pthread_t{}); }},
     {"GetName", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetName(kNoThread), nullptr); }},
-    {"GetDetachState", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetDetachState(kNoThread), 0U); }},
-    {"GetPriority", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetPriority(kNoThread), 10U); }},
-    {"GetSchedule", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetSchedule(kNoThread), 2U); }},
-    {"GetStackSize", "Thread", [] { EXPECT_EQ(COMMON_Thread_GetStackSize(kNoThread), 65535U); }},
+    {"GetDetachState", "Thread",
+     [] { EXPECT_EQ(COMMON_Thread_GetDetachState(kNoThread), COMMON_ThreadDetachJoinable); }},
+    {"GetPriority", "Thread",
+     [] { EXPECT_EQ(COMMON_Thread_GetPriority(kNoThread), COMMON_ThreadPriorityDefault); }},
+    {"GetSchedule", "Thread",
+     [] { EXPECT_EQ(COMMON_Thread_GetSchedule(kNoThread), COMMON_ThreadScheduleDefault); }},
+    {"GetStackSize", "Thread",
+     [] { EXPECT_EQ(COMMON_Thread_GetStackSize(kNoThread), COMMON_ThreadStackSizeDefault); }},
     {"SetDetachState", "Thread", [] { COMMON_Thread_SetDetachState(kNoThread, 1); }},
     {"SetPriority", "Thread", [] { COMMON_Thread_SetPriority(kNoThread, 1); }},
     {"SetSchedule", "Thread", [] { COMMON_Thread_SetSchedule(kNoThread, 1); }},
     {"SetStackSize", "Thread", [] { COMMON_Thread_SetStackSize(kNoThread, 1); }},
-    {"SetName", "Thread", [] { EXPECT_EQ(COMMON_Thread_SetName(kNoThread, "name"), 120U); }},
+    {"SetName", "Thread",
+     [] { EXPECT_EQ(COMMON_Thread_SetName(kNoThread, "name"), STATUS_INVALID_PARAM); }},
     {"SetName", "Name",
      [] {
          COMMON_Thread_SetName(&idle_record(), "kept");
-         EXPECT_EQ(COMMON_Thread_SetName(&idle_record(), nullptr), 120U);
+         EXPECT_EQ(COMMON_Thread_SetName(&idle_record(), nullptr), STATUS_INVALID_PARAM);
      }},
 };
 
@@ -286,7 +291,7 @@ TEST(CommonThread, NullNameKeepsTheOldOne)
     well([] {
         COMMON_Thread thread = initialised_record();
         COMMON_Thread_SetName(&thread, "kept");
-        EXPECT_EQ(COMMON_Thread_SetName(&thread, nullptr), 120U);
+        EXPECT_EQ(COMMON_Thread_SetName(&thread, nullptr), STATUS_INVALID_PARAM);
         EXPECT_STREQ(COMMON_Thread_GetName(&thread), "kept");
     });
 }

@@ -15,7 +15,7 @@ namespace {
 TEST(MutexHandler, NullRecordEndsTheProcess)
 {
     const Outcome outcome =
-        run_fresh([] { common::common_mutexHandler(nullptr, pthread_mutex_lock); });
+        run_fresh([] { common::mutex::common_mutexHandler(nullptr, pthread_mutex_lock); });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err,
                 assertion_text("common_mutex", "common_mutexHandler", "((void *)0) != mutex"));
@@ -25,7 +25,7 @@ TEST(MutexHandler, NullOperationEndsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
         COMMON_Mutex mutex{};
-        common::common_mutexHandler(&mutex, nullptr);
+        common::mutex::common_mutexHandler(&mutex, nullptr);
     });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err, assertion_text("common_mutex", "common_mutexHandler",
@@ -35,7 +35,7 @@ TEST(MutexHandler, NullOperationEndsTheProcess)
 TEST(MonitorHandler, NullRecordEndsTheProcess)
 {
     const Outcome outcome =
-        run_fresh([] { common::common_monitorHandler(nullptr, pthread_cond_signal); });
+        run_fresh([] { common::monitor::common_monitorHandler(nullptr, pthread_cond_signal); });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err, assertion_text("common_monitor", "common_monitorHandler",
                                             "((void *)0) != monitor"));
@@ -45,7 +45,7 @@ TEST(MonitorHandler, NullNotificationEndsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
         COMMON_Monitor monitor{};
-        common::common_monitorHandler(&monitor, nullptr);
+        common::monitor::common_monitorHandler(&monitor, nullptr);
     });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err,

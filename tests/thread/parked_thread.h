@@ -9,7 +9,19 @@
 #include <pthread.h>
 
 #include "common_thread.h"
+#include "log_expect.h"
 #include "wait_until.h"
+
+namespace harness {
+
+/// What a record of the threads says.
+inline Report said(const std::string& function, const std::string& message,
+                   COMMON_LogLevel_t level = COMMON_LogLevelError)
+{
+    return said(level, "", "common_thread", function, message);
+}
+
+}  // namespace harness
 
 /// The id of a thread as records show it.
 inline std::string shown_id(pthread_t id)
@@ -31,7 +43,7 @@ public:
     /// Starts the thread and waits until it runs.
     void start()
     {
-        ASSERT_EQ(COMMON_Thread_Start(&record), 100U);
+        ASSERT_EQ(COMMON_Thread_Start(&record), STATUS_SUCCESS);
         ASSERT_TRUE(running.wait());
     }
 

@@ -17,6 +17,7 @@
 #include "timer/common_wdm_queue.h"
 #include "watched.h"
 
+namespace wdm = common::wdm;
 using namespace harness;
 using testing::ElementsAre;
 
@@ -40,9 +41,9 @@ public:
     ~Queue()
     {
         for (auto* node = watchdog.head; node != nullptr;) {
-            auto* const next = common::next_of(*node);
+            auto* const next = wdm::next_of(*node);
             if (node->subscriber != nullptr) {
-                common::release(node->subscriber, 1);
+                wdm::release(node->subscriber, 1);
                 std::free(node);
             }
             node = next;
@@ -55,7 +56,7 @@ public:
     {
         std::vector<COMMON_wdm_Subscriber*> all;
         COMMON_wdm_Node* last = nullptr;
-        for (auto* node = watchdog.head; node != nullptr; node = common::next_of(*node)) {
+        for (auto* node = watchdog.head; node != nullptr; node = wdm::next_of(*node)) {
             all.push_back(node->subscriber);
             last = node;
         }
@@ -98,7 +99,7 @@ protected:
         COMMON_wdm_Unsubscribe(subscriber);
     }
 
-    void collect() { common::wdm_GarbageCollect(queue->watchdog); }
+    void collect() { wdm::collect_garbage(queue->watchdog); }
 
     std::vector<COMMON_wdm_Subscriber*> order() const { return queue->order(); }
 
@@ -110,17 +111,17 @@ protected:
 
 TEST_F(CommonWdmQueue, RemainingTimeOfNobodyIsTheLargestSignedNumber)
 {
-    EXPECT_EQ(common::wdm_CalcTime(nullptr, 0), 2'147'483'647U);
-    EXPECT_EQ(common::wdm_CalcTime(nullptr, 1000), 2'147'483'647U);
+    EXPECT_EQ(wdm::seconds_left(nullptr, 0), 2'147'483'647U);
+    EXPECT_EQ(wdm::seconds_left(nullptr, 1000), 2'147'483'647U);
 }
 
 TEST_F(CommonWdmQueue, RemainingTimeCountsDownAndWraps)
 {
     auto* const subscriber = subscribed();
     subscriber->deadline = 1100;
-    EXPECT_EQ(common::wdm_CalcTime(subscriber, 1000), 100U);
-    EXPECT_EQ(common::wdm_CalcTime(subscriber, 1100), 0U);
-    EXPECT_EQ(common::wdm_CalcTime(subscriber, 1105), UINT32_MAX - 4);
+    EXPECT_EQ(wdm::seconds_left(subscriber, 1000), 100U);
+    EXPECT_EQ(wdm::seconds_left(subscriber, 1100), 0U);
+    EXPECT_EQ(wdm::seconds_left(subscriber, 1105), UINT32_MAX - 4);
 }
 
 TEST_F(CommonWdmQueue, TickleMovesTheDeadline)
@@ -150,7 +151,7 @@ TEST_F(CommonWdmQueue, SubscribersAreAppended)
 
 TEST_F(CommonWdmQueue, AppendingWakesAMonitorThatSleepsForWantOfSubscribers)
 {
-    queue->watchdog.anchor.next = common::kAsleep;
+    queue->watchdog.anchor.next = wdm::kAsleep;
     auto* const subscriber = subscribed();
     EXPECT_EQ(queue->wake_posts(), 1);
     EXPECT_THAT(order(), ElementsAre(nullptr, subscriber));
@@ -162,7 +163,7 @@ TEST_F(CommonWdmQueue, AppendingWakesAMonitorThatWaitsAtTheTail)
     queue->watchdog.waiting = 1;
     std::thread monitor([&] {
         // Also when the append comes first, as the word has changed then.
-        common::futex_wait(common::futex_word(queue->watchdog.anchor), 0, timespec{600, 0});
+        common::futex_wait(wdm::futex_word(queue->watchdog.anchor), 0, timespec{600, 0});
         woken = true;
     });
     subscribed();
@@ -173,21 +174,21 @@ TEST_F(CommonWdmQueue, AppendingWakesAMonitorThatWaitsAtTheTail)
 TEST_F(CommonWdmQueue, LinksAreSeenByTheirLowHalf)
 {
     COMMON_wdm_Node node{1, nullptr};
-    EXPECT_EQ(*common::futex_word(node), 1U);
-    node.next = common::kAsleep;
-    EXPECT_EQ(*common::futex_word(node), UINT32_MAX);
+    EXPECT_EQ(*wdm::futex_word(node), 1U);
+    node.next = wdm::kAsleep;
+    EXPECT_EQ(*wdm::futex_word(node), UINT32_MAX);
 }
 
 TEST_F(CommonWdmQueue, AddressThatLooksNullToAFutexIsNoLink)
 {
-    EXPECT_TRUE(common::is_linkable(0x1000, 16));
-    EXPECT_FALSE(common::is_linkable(0, 16));
-    EXPECT_TRUE(common::is_linkable(0xFFFF'FF00U, 0x100));
+    EXPECT_TRUE(wdm::is_linkable(0x1000, 16));
+    EXPECT_FALSE(wdm::is_linkable(0, 16));
+    EXPECT_TRUE(wdm::is_linkable(0xFFFF'FF00U, 0x100));
 #if UINTPTR_MAX > UINT32_MAX
-    EXPECT_FALSE(common::is_linkable(0x7F00'0000'0000, 16));
-    EXPECT_FALSE(common::is_linkable(0x7EFF'FFFF'FFF0, 32)) << "one within the block";
-    EXPECT_TRUE(common::is_linkable(0x7EFF'FFFF'FFF0, 16));
-    EXPECT_TRUE(common::is_linkable(0x7F00'0000'0010, 16));
+    EXPECT_FALSE(wdm::is_linkable(0x7F00'0000'0000, 16));
+    EXPECT_FALSE(wdm::is_linkable(0x7EFF'FFFF'FFF0, 32)) << "one within the block";
+    EXPECT_TRUE(wdm::is_linkable(0x7EFF'FFFF'FFF0, 16));
+    EXPECT_TRUE(wdm::is_linkable(0x7F00'0000'0010, 16));
 #endif
 }
 
@@ -198,13 +199,13 @@ TEST_F(CommonWdmQueue, BlockWithSuchAnAddressIsKeptUntilThereIsAnother)
         sizeof(void*) == 4 ? UINTPTR_MAX - 7 : UINTPTR_MAX & ~std::uintptr_t{UINT32_MAX};
     void* const unfit = std::bit_cast<void*>(low_half_is_zero);
     scripted_blocks = {unfit, unfit};
-    void* const block = common::allocate_linkable(16);
+    void* const block = wdm::allocate_linkable(16);
     EXPECT_NE(block, unfit);
     EXPECT_TRUE(scripted_blocks.empty());
     EXPECT_EQ(freed_scripted_blocks, 2);
     std::free(block);
     scripted_blocks = {unfit, nullptr};
-    EXPECT_EQ(common::allocate_linkable(16), nullptr) << "without memory for another";
+    EXPECT_EQ(wdm::allocate_linkable(16), nullptr) << "without memory for another";
     EXPECT_EQ(freed_scripted_blocks, 3);
 }
 
@@ -226,7 +227,7 @@ TEST_F(CommonWdmQueue, FiredOneInTheMiddleIsTakenOutAndStaysItsClients)
     fired->fired = 1;
     collect();
     EXPECT_THAT(order(), ElementsAre(nullptr, first, last));
-    EXPECT_EQ(fired->holders, common::kClientHold);
+    EXPECT_EQ(fired->holders, wdm::kClientHold);
 }
 
 TEST_F(CommonWdmQueue, LastOneIsTakenOutWithTheFirstNodeMovedBehindIt)
@@ -286,9 +287,9 @@ TEST_F(CommonWdmQueue, NodeWhoseLinkIsStillMissingIsWaitedFor)
     ASSERT_EQ(before->subscriber, fired);
 
     std::thread monitor([&] { collect(); });
-    EXPECT_TRUE(wait_until([&] { return common::next_of(*node) == &queue->watchdog.anchor; }));
-    common::link(*before).exchange(reinterpret_cast<std::uintptr_t>(node));
-    common::futex_wake_one(common::futex_word(*before));
+    EXPECT_TRUE(wait_until([&] { return wdm::next_of(*node) == &queue->watchdog.anchor; }));
+    wdm::link(*before).exchange(reinterpret_cast<std::uintptr_t>(node));
+    common::futex_wake_one(wdm::futex_word(*before));
     monitor.join();
     EXPECT_THAT(order(), ElementsAre(first, late, nullptr));
 }
@@ -304,7 +305,7 @@ TEST_F(CommonWdmQueue, AllNodesOfAFiredSubscriberGo)
     twice->fired = 1;
     collect();
     EXPECT_THAT(order(), ElementsAre(other, nullptr));
-    EXPECT_EQ(twice->holders, common::kClientHold);
+    EXPECT_EQ(twice->holders, wdm::kClientHold);
 }
 
 TEST_F(CommonWdmQueue, RecordWithTwoNodesIsFreedWithTheLastOfThem)
@@ -324,7 +325,7 @@ TEST_F(CommonWdmQueue, WatchedSubscriberKeepsItsNodes)
     COMMON_wdm_Subscribe(&queue->watchdog, twice, 1);
     collect();
     EXPECT_THAT(order(), ElementsAre(nullptr, twice, other, twice));
-    EXPECT_EQ(twice->holders, common::kClientHold + 2);
+    EXPECT_EQ(twice->holders, wdm::kClientHold + 2);
 }
 
 TEST_F(CommonWdmQueue, SubscriberOfTwoWatchdogsStaysInBothAndIsFreedByTheLast)
@@ -333,7 +334,7 @@ TEST_F(CommonWdmQueue, SubscriberOfTwoWatchdogsStaysInBothAndIsFreedByTheLast)
     auto* const shared = subscribed();
     COMMON_wdm_Subscribe(&another->watchdog, shared, kLong_s);
     collect();
-    common::wdm_GarbageCollect(another->watchdog);
+    wdm::collect_garbage(another->watchdog);
     EXPECT_THAT(order(), ElementsAre(nullptr, shared));
     EXPECT_THAT(another->order(), ElementsAre(nullptr, shared));
     unsubscribe(shared);
@@ -359,11 +360,11 @@ TEST_F(CommonWdmQueue, TickleToAnEarlierTimeAppendsNothing)
     COMMON_wdm_Tickle(subscriber, 5);
     EXPECT_LE(subscriber->deadline, now_s() + 5);
     EXPECT_THAT(order(), ElementsAre(nullptr, subscriber));
-    EXPECT_EQ(subscriber->holders, common::kClientHold + 1);
+    EXPECT_EQ(subscriber->holders, wdm::kClientHold + 1);
 }
 
-/** Whatever is done, the queue holds the anchor and each watched subscriber as often as it was
- * subscribed after a collection. */
+/// Whatever is done, the queue holds the anchor and each watched subscriber as often as it was
+/// subscribed after a collection.
 TEST_F(CommonWdmQueue, RandomLifeCyclesKeepTheQueueWhole)
 {
     std::mt19937 random(20);

@@ -70,8 +70,8 @@ public:
         }
     }
 
-    /** Once no handler can be on its way any more: those who must not fire have not, the others
-     * once at most or, when all had their time, exactly once. How many have. */
+    /// Once no handler can be on its way any more: those who must not fire have not, the others
+    /// once at most or, when all had their time, exactly once. How many have.
     int count_fired(bool all_had_time) const
     {
         int fired = 0;
@@ -121,54 +121,51 @@ private:
 
 TEST(CommonWdmSoak, SubscribeTickleAndUnsubscribeFromSeveralThreads)
 {
-    EXPECT_THAT(run_race([](std::chrono::milliseconds time) {
-                    const int threads = thread_count();
-                    COMMON_wdm* const watchdog = COMMON_wdm_Init();
-                    std::deque<Client> clients;
-                    std::vector<std::function<void()>> steps;
-                    for (unsigned i = 0; i < 4; ++i) {
-                        Client& client = clients.emplace_back(i);
-                        steps.emplace_back([&client, watchdog] { client.step(watchdog); });
-                    }
-                    race(time, steps);
-                    EXPECT_TRUE(wait_until([&] {
-                        return std::ranges::count_if(clients, &Client::have_fired) ==
-                               std::ssize(clients);
-                    }));
-                    COMMON_wdm_Destroy(watchdog);
-                    EXPECT_TRUE(has_threads(threads)) << "handlers have come to their end";
-                    for (Client& client : clients) {
-                        client.release();
-                        EXPECT_GT(client.count_fired(true), 0);
-                    }
-                }),
-                exited(0));
+    run_race([](std::chrono::milliseconds time) {
+        const int threads = thread_count();
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        std::deque<Client> clients;
+        std::vector<std::function<void()>> steps;
+        for (unsigned i = 0; i < 4; ++i) {
+            Client& client = clients.emplace_back(i);
+            steps.emplace_back([&client, watchdog] { client.step(watchdog); });
+        }
+        race(time, steps);
+        EXPECT_TRUE(wait_until([&] {
+            return std::ranges::count_if(clients, &Client::have_fired) == std::ssize(clients);
+        }));
+        COMMON_wdm_Destroy(watchdog);
+        EXPECT_TRUE(has_threads(threads)) << "handlers have come to their end";
+        for (Client& client : clients) {
+            client.release();
+            EXPECT_GT(client.count_fired(true), 0);
+        }
+    });
 }
 
 TEST(CommonWdmSoak, DestroyWithSubscribersFromSeveralThreads)
 {
-    EXPECT_THAT(run_race([](std::chrono::milliseconds time) {
-                    const int threads = thread_count();
-                    std::deque<Client> clients;
-                    std::vector<std::function<void()>> steps;
-                    for (unsigned i = 0; i < 3; ++i) {
-                        Client& client = clients.emplace_back(i);
-                        steps.emplace_back([&client, numbers = std::mt19937(i)]() mutable {
-                            COMMON_wdm* const watchdog = COMMON_wdm_Init();
-                            for (auto left = numbers() % 50; left > 0; --left) {
-                                client.step(watchdog);
-                            }
-                            COMMON_wdm_Destroy(watchdog);
-                            client.release();
-                        });
-                    }
-                    race(time, steps);
-                    EXPECT_TRUE(has_threads(threads)) << "handlers have come to their end";
-                    for (const Client& client : clients) {
-                        client.count_fired(false);
-                    }
-                }),
-                exited(0));
+    run_race([](std::chrono::milliseconds time) {
+        const int threads = thread_count();
+        std::deque<Client> clients;
+        std::vector<std::function<void()>> steps;
+        for (unsigned i = 0; i < 3; ++i) {
+            Client& client = clients.emplace_back(i);
+            steps.emplace_back([&client, numbers = std::mt19937(i)]() mutable {
+                COMMON_wdm* const watchdog = COMMON_wdm_Init();
+                for (auto left = numbers() % 50; left > 0; --left) {
+                    client.step(watchdog);
+                }
+                COMMON_wdm_Destroy(watchdog);
+                client.release();
+            });
+        }
+        race(time, steps);
+        EXPECT_TRUE(has_threads(threads)) << "handlers have come to their end";
+        for (const Client& client : clients) {
+            client.count_fired(false);
+        }
+    });
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "timer/common_wdm_queue.h"
 #include "wdm_simulation.h"
 
+namespace wdm = common::wdm;
 using namespace harness;
 using testing::Contains;
 using testing::ElementsAre;
@@ -133,7 +134,7 @@ TEST_F(CommonWdmTime, LeftAloneItFiresOnceAndTickledItDoesNot)
     EXPECT_THAT(started(), ElementsAre(&left_alone));
     EXPECT_THAT(seconds(), ElementsAre(3));
     EXPECT_EQ(left_alone.subscriber->fired, 1U);
-    EXPECT_EQ(left_alone.subscriber->holders, common::kClientHold);
+    EXPECT_EQ(left_alone.subscriber->holders, wdm::kClientHold);
     EXPECT_EQ(tickled.subscriber->fired, 0U);
 }
 
@@ -209,7 +210,7 @@ TEST_F(CommonWdmTime, HandlersStartWhenTheQueueIsClear)
         Client& each = client();
         each.on_start = [&] {
             EXPECT_THAT(simulation.order(), Not(Contains(each.subscriber)));
-            EXPECT_EQ(each.subscriber->holders, common::kClientHold);
+            EXPECT_EQ(each.subscriber->holders, wdm::kClientHold);
             EXPECT_EQ(each.subscriber->fired, 1U);
         };
     }

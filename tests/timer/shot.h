@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <ctime>
+#include <functional>
 
 #include <dirent.h>
 #include <gmock/gmock.h>
@@ -61,6 +62,33 @@ struct Shot {
     std::uint32_t start(TMR* timer, std::uint32_t interval_ms)
     {
         return TMR_Start(timer, call, this, interval_ms);
+    }
+};
+
+/// A callback that starts its timer again until it has been called often enough.
+struct Periodic {
+    TMR* timer;
+    int wanted;
+    std::function<void()> before_start = [] {};
+    std::atomic<int> calls{0};
+    harness::Event done{};
+
+    static void call(void* argument)
+    {
+        auto* const self = static_cast<Periodic*>(argument);
+        if (++self->calls == self->wanted) {
+            self->done.set();
+            return;
+        }
+        self->before_start();
+        EXPECT_EQ(TMR_Start(self->timer, call, self, 1), 1U);
+    }
+
+    /// Waits for the last call.
+    void run()
+    {
+        EXPECT_EQ(TMR_Start(timer, call, this, 1), 1U);
+        EXPECT_TRUE(done.wait());
     }
 };
 

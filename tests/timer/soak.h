@@ -17,8 +17,7 @@ inline std::chrono::milliseconds soak_time()
                            : std::chrono::milliseconds(1000 * std::strtol(text, nullptr, 10));
 }
 
-/** Runs the steps of a race again and again, each in a thread of its own, until its time is over.
- */
+/// Runs the steps of a race again and again, each in a thread of its own, until its time is over.
 inline void race(std::chrono::milliseconds time, const std::vector<std::function<void()>>& steps)
 {
     const auto end = std::chrono::steady_clock::now() + time;
@@ -35,9 +34,9 @@ inline void race(std::chrono::milliseconds time, const std::vector<std::function
     }
 }
 
-/// Runs a race in a fresh process, which must hold nothing more in the end.
-inline harness::Outcome run_race(const std::function<void(std::chrono::milliseconds)>& body)
+/// Runs a race in a fresh process that must end well and hold nothing more in the end.
+inline void run_race(const std::function<void(std::chrono::milliseconds)>& body)
 {
     const auto time = soak_time();
-    return harness::run_fresh({.time_limit = 2 * time + harness::kTimeLimit}, [&] { body(time); });
+    harness::well({.time_limit = 2 * time + harness::kTimeLimit}, [&] { body(time); });
 }

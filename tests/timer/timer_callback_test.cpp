@@ -12,30 +12,11 @@ namespace {
 
 // The callback's own timer.
 
-struct Periodic {
-    TMR* timer;
-    int wanted;
-    std::atomic<int> calls{0};
-    Event done;
-
-    static void call(void* argument)
-    {
-        auto* const self = static_cast<Periodic*>(argument);
-        if (++self->calls < self->wanted) {
-            EXPECT_EQ(TMR_Start(self->timer, call, self, 2), 1U);
-            EXPECT_EQ(TMR_InUse(self->timer), 1U);
-        } else {
-            self->done.set();
-        }
-    }
-};
-
 FRESH_TEST(TimerCallback, StartsItsOwnTimer)
 {
     TMR* const timer = TMR_New();
-    Periodic periodic{timer, 50, {}, {}};
-    EXPECT_EQ(TMR_Start(timer, Periodic::call, &periodic, 2), 1U);
-    ASSERT_TRUE(periodic.done.wait());
+    Periodic periodic{.timer = timer, .wanted = 50};
+    periodic.run();
     TMR_Delete(timer);
     EXPECT_EQ(periodic.calls, 50);
 }
@@ -50,10 +31,11 @@ FRESH_TEST(TimerCallback, StartsStopsAndRestartsItsOwnTimer)
     const auto call = [](void* argument) {
         auto* const self = static_cast<Record*>(argument);
         EXPECT_EQ(self->shot.start(self->timer, kLong_ms), 1U);
-        EXPECT_EQ(TMR_Restart(self->timer), 0U);
-        EXPECT_EQ(TMR_Stop(self->timer), 0U);
-        EXPECT_EQ(TMR_Stop(self->timer), 2U);
-        EXPECT_EQ(TMR_Restart(self->timer), 2U);
+        EXPECT_EQ(TMR_InUse(self->timer), 1U);
+        EXPECT_EQ(TMR_Restart(self->timer), TMR_ReturnSuccess);
+        EXPECT_EQ(TMR_Stop(self->timer), TMR_ReturnSuccess);
+        EXPECT_EQ(TMR_Stop(self->timer), TMR_ReturnNotSet);
+        EXPECT_EQ(TMR_Restart(self->timer), TMR_ReturnNotSet);
         self->done.set();
     };
     EXPECT_EQ(TMR_Start(record.timer, call, &record, 5), 1U);
@@ -70,7 +52,7 @@ FRESH_TEST(TimerCallback, ThatBlocksDelaysNoLaterStart)
     EXPECT_EQ(TMR_Start(timer, BlockingShot::call, &blocking, 5), 1U);
     ASSERT_TRUE(blocking.called.wait());
     EXPECT_EQ(TMR_InUse(timer), 0U);
-    EXPECT_EQ(TMR_Stop(timer), 2U) << "while the callback runs";
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet) << "while the callback runs";
     EXPECT_EQ(shot.start(timer, 5), 1U);
     EXPECT_TRUE(shot.called.wait());
     EXPECT_FALSE(blocking.left.is_set());
@@ -189,7 +171,7 @@ FRESH_TEST(TimerTwice, IsInUseUntilTheLastDeadline)
     EXPECT_EQ(first.start(timer, 5), 1U);
     ASSERT_TRUE(first.called.wait());
     EXPECT_EQ(TMR_InUse(timer), 1U);
-    EXPECT_EQ(TMR_Stop(timer), 0U);
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnSuccess);
     EXPECT_EQ(TMR_InUse(timer), 0U);
     TMR_Delete(timer);
     EXPECT_EQ(second.calls, 0);
@@ -204,8 +186,8 @@ FRESH_TEST(TimerTwice, StopTakesAllDeadlinesBack)
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
     }
     EXPECT_EQ(thread_count(), threads + 5);
-    EXPECT_EQ(TMR_Stop(timer), 0U);
-    EXPECT_EQ(TMR_Stop(timer), 2U);
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnSuccess);
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
     EXPECT_TRUE(has_threads(threads)) << "idle threads leave after a while";
     EXPECT_EQ(shot.start(timer, 5), 1U);
     ASSERT_TRUE(shot.called.wait());
@@ -225,7 +207,7 @@ FRESH_TEST(TimerCondition, WakeUpThatNoStopAskedForIsTreatedLikeAStop)
     pthread_cond_signal(&timer->condition);
     pthread_mutex_unlock(&timer->mutex);
     EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
-    EXPECT_EQ(TMR_Stop(timer), 2U);
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
     EXPECT_EQ(shot.start(timer, 5), 1U);
     ASSERT_TRUE(shot.called.wait());
     TMR_Delete(timer);

@@ -4,27 +4,15 @@
 
 #include <gmock/gmock.h>
 #include <pthread.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "forked.h"
 #include "fresh_process.h"
 #include "shot.h"
 
 using namespace harness;
 
 namespace {
-
-/// Runs a piece in a child: whether it went well there.
-bool in_child(const std::function<void()>& body)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        body();
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
 
 FRESH_TEST(TimerFork, ChildFindsEveryTimerIdleAndUsable)
 {
@@ -36,25 +24,25 @@ FRESH_TEST(TimerFork, ChildFindsEveryTimerIdleAndUsable)
     EXPECT_EQ(shot.start(parked, 5), 1U);
     ASSERT_TRUE(shot.called.wait());
     pthread_mutex_lock(&locked->mutex);
-    EXPECT_TRUE(in_child([&] {
+    in_child([&] {
         EXPECT_EQ(TMR_InUse(armed), 0U);
-        EXPECT_EQ(TMR_Stop(armed), 2U);
-        EXPECT_EQ(TMR_Restart(parked), 2U);
+        EXPECT_EQ(TMR_Stop(armed), TMR_ReturnNotSet);
+        EXPECT_EQ(TMR_Restart(parked), TMR_ReturnNotSet);
         for (TMR* const timer : {armed, parked, locked}) {
             Shot in_child;
             EXPECT_EQ(in_child.start(timer, 5), 1U);
             EXPECT_TRUE(in_child.called.wait());
             TMR_Delete(timer);
         }
-    }));
-    EXPECT_TRUE(in_child([&] {
+    });
+    in_child([&] {
         for (TMR* const timer : {armed, parked, locked}) {
             TMR_Delete(timer);
         }
-    }));
+    });
     pthread_mutex_unlock(&locked->mutex);
     EXPECT_EQ(TMR_InUse(armed), 1U) << "in the parent all is as it was";
-    EXPECT_EQ(TMR_Stop(armed), 0U);
+    EXPECT_EQ(TMR_Stop(armed), TMR_ReturnSuccess);
     for (TMR* const timer : {armed, parked, locked}) {
         TMR_Delete(timer);
     }
@@ -109,9 +97,7 @@ void expect_child_ends(const std::function<void(Forking&)>& in_child, bool calls
         const bool forked = forking.forked.wait();
         pthread_mutex_unlock(&forking.timer->mutex);
         ASSERT_TRUE(forked);
-        int status = -1;
-        EXPECT_EQ(waitpid(forking.child, &status, 0), forking.child);
-        EXPECT_EQ(status, 0);
+        await_child(forking.child);
         EXPECT_EQ(forking.called_in_child.is_set(), calls_back);
         Shot shot;
         EXPECT_EQ(shot.start(forking.timer, 5), 1U);

@@ -12,12 +12,10 @@
 #include <unistd.h>
 
 #include "fresh_process.h"
-#include "log_expect.h"
 #include "shot.h"
 #include "timer/timer_thread.h"
 
 using namespace harness;
-using testing::IsEmpty;
 
 namespace {
 
@@ -66,7 +64,7 @@ bool are_idle(TMR& timer, int others = 0)
 {
     return wait_until([&] {
         return count_threads(timer, [](const TMR_Thread& thread) {
-                   return !thread.claimed || thread.armed || thread.calling;
+                   return thread.phase != common::timer::Phase::Waiting || thread.armed;
                }) == others;
     });
 }
@@ -79,14 +77,12 @@ void fire(TMR& timer, Shot& shot)
     ASSERT_TRUE(are_idle(timer));
 }
 
-TEST(TimerInternal, NullRecordEndsTheThread)
+FRESH_TEST(TimerInternal, NullRecordEndsTheThread)
 {
-    const Outcome outcome = well([] { EXPECT_EQ(common::TimerHandler(nullptr), nullptr); });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    EXPECT_EQ(common::timer::TimerHandler(nullptr), nullptr);
 }
 
-/** Starts timers, by a new thread and by a parked one, once the clock is in a part of its second.
- */
+/// Starts timers, by a new thread and by a parked one, once the clock is in a part of its second.
 void expect_deadline(std::uint32_t interval_ms, long from_ns, long to_ns_in_second,
                      std::time_t seconds, long nanoseconds)
 {
@@ -103,7 +99,7 @@ void expect_deadline(std::uint32_t interval_ms, long from_ns, long to_ns_in_seco
             ASSERT_EQ(shot.start(timer, interval_ms), 1U);
             const timespec after = now();
             const timespec deadline = awaited(*timer);
-            ASSERT_EQ(TMR_Stop(timer), 0U);
+            ASSERT_EQ(TMR_Stop(timer), TMR_ReturnSuccess);
             if (after.tv_sec != before.tv_sec || after.tv_nsec >= to_ns_in_second) {
                 continue;  // preempted
             }
@@ -246,26 +242,13 @@ FRESH_TEST(TimerInternal, IdleThreadServesOnlyStartsOfTheThreadThatHadItLaunched
 
 FRESH_TEST(TimerInternal, PeriodicTimerUsesTwoThreadsInTurn)
 {
-    struct Periodic {
-        TMR* timer = TMR_New();
-        int calls = 0;
-        Event done;
-
-        static void call(void* argument)
-        {
-            auto* const self = static_cast<Periodic*>(argument);
-            if (++self->calls == 20) {
-                self->done.set();
-                return;
-            }
-            EXPECT_TRUE(are_idle(*self->timer, 1)) << "all but this one";
-            EXPECT_EQ(TMR_Start(self->timer, call, self, 1), 1U);
-        }
-    } periodic;
-    EXPECT_EQ(TMR_Start(periodic.timer, Periodic::call, &periodic, 1), 1U);
-    ASSERT_TRUE(periodic.done.wait());
-    EXPECT_LE(count_threads(*periodic.timer, [](const auto&) { return true; }), 2);
-    TMR_Delete(periodic.timer);
+    TMR* const timer = TMR_New();
+    Periodic periodic{.timer = timer, .wanted = 20, .before_start = [timer] {
+                          EXPECT_TRUE(are_idle(*timer, 1)) << "all but this one";
+                      }};
+    periodic.run();
+    EXPECT_LE(count_threads(*timer, [](const auto&) { return true; }), 2);
+    TMR_Delete(timer);
 }
 
 FRESH_TEST(TimerInternal, WakeUpsDoNotDisturbAnIdleThread)
@@ -294,7 +277,7 @@ FRESH_TEST(TimerInternal, WakeUpOfOneOfTwoThreadsTakesItsDeadlineBack)
     pthread_cond_broadcast(&timer->condition);
     EXPECT_TRUE(wait_until([&] { return armed_threads(*timer) == 0; }));
     EXPECT_EQ(TMR_InUse(timer), 0U);
-    EXPECT_EQ(TMR_Stop(timer), 2U);
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
     TMR_Delete(timer);
     EXPECT_EQ(shot.calls, 0);
 }

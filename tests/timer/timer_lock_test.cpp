@@ -3,11 +3,11 @@
 #include <string>
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include "../thread/cancelled.h"
 #include "fault.h"
 #include "fault_sweep.h"
+#include "forked.h"
 #include "fresh_process.h"
 #include "log_expect.h"
 #include "shot.h"
@@ -19,12 +19,6 @@ using testing::ElementsAre;
 
 namespace {
 
-/// Waits until the thread of a first start has called back and waits again.
-bool is_idle()
-{
-    return wait_until([] { return fault::calls(Call::pthread_cond_timedwait) >= 2; });
-}
-
 // Locking.
 
 TEST(TimerLock, MutexThatCannotBeLockedFailsEachCall)
@@ -35,23 +29,23 @@ TEST(TimerLock, MutexThatCannotBeLockedFailsEachCall)
         fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
         EXPECT_EQ(shot.start(timer, 5), 0U);
         fault::fail(Call::pthread_mutex_lock, 1, EAGAIN);
-        EXPECT_EQ(TMR_Stop(timer), 1U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnFailed);
         fault::fail(Call::pthread_mutex_lock, 1, EPERM);
-        EXPECT_EQ(TMR_Restart(timer), 1U) << "the stop";
+        EXPECT_EQ(TMR_Restart(timer), TMR_ReturnFailed) << "the stop";
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         fault::fail(Call::pthread_mutex_lock, 2, EINVAL);
-        EXPECT_EQ(TMR_Restart(timer), 1U);
+        EXPECT_EQ(TMR_Restart(timer), TMR_ReturnFailed);
         EXPECT_EQ(TMR_InUse(timer), 0U);
         fault::fail(Call::pthread_mutex_lock, 2, EINVAL);
         TMR_Delete(timer);
         TMR_Delete(timer);  // it was kept
         EXPECT_EQ(shot.calls, 0);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not lock mutex: 22"),
-                                         error_of("TMR_Stop", "Could not lock mutex: 11"),
-                                         error_of("TMR_Stop", "Could not lock mutex: 1"),
-                                         error_of("TMR_Restart", "Could not lock mutex: 22"),
-                                         error_of("TMR_Delete", "Could not lock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Start", "Could not lock mutex: 22"),
+                                         said("TMR_Stop", "Could not lock mutex: 11"),
+                                         said("TMR_Stop", "Could not lock mutex: 1"),
+                                         said("TMR_Restart", "Could not lock mutex: 22"),
+                                         said("TMR_Delete", "Could not lock mutex: 22")));
 }
 
 TEST(TimerLock, TimerWithoutThreadsIsDeletedAlsoWhenItsMutexFails)
@@ -64,7 +58,7 @@ TEST(TimerLock, TimerWithoutThreadsIsDeletedAlsoWhenItsMutexFails)
         fault::reset();
         EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not lock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Stop", "Could not lock mutex: 22")));
 }
 
 TEST(TimerLock, ThreadThatCannotLockTheMutexFailsItsStart)
@@ -82,8 +76,8 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexFailsItsStart)
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22"),
-                                         error_of("TMR_Start", "Could not start timer")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22"),
+                                         said("TMR_Start", "Could not start timer")));
 }
 
 TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
@@ -107,7 +101,7 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
         EXPECT_TRUE(second.called.wait());
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22")));
 }
 
 TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
@@ -128,7 +122,7 @@ TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
         EXPECT_TRUE(has_threads(threads));
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not lock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22")));
 }
 
 // Unlocking.
@@ -139,36 +133,36 @@ TEST(TimerLock, MutexThatCannotBeUnlockedIsReported)
         TMR* const timer = TMR_New();
         Shot shot;
         fault::fail(Call::pthread_mutex_unlock, 1, EPERM);
-        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         fault::fail(Call::pthread_mutex_unlock, 1, EINVAL);
-        EXPECT_EQ(TMR_Stop(timer), 0U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnSuccess);
         EXPECT_EQ(TMR_InUse(timer), 0U);
         EXPECT_EQ(shot.start(timer, 5), 1U) << "it is not left locked";
         EXPECT_TRUE(shot.called.wait());
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not unlock mutex: 1"),
-                                         error_of("TMR_Stop", "Could not unlock mutex: 22")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Stop", "Could not unlock mutex: 1"),
+                                         said("TMR_Stop", "Could not unlock mutex: 22")));
 }
 
 TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
 {
     const Outcome outcome = well([] {
-        TMR* const timer = TMR_New();
-        Shot shot;
-        EXPECT_EQ(shot.start(timer, 5), 1U);
-        ASSERT_TRUE(shot.called.wait());
-        ASSERT_TRUE(is_idle());
-        // The first unlock is that of the start, the wait unlocks by itself.
-        Shot second;
-        fault::fail(Call::pthread_mutex_unlock, 2, EPERM);
-        EXPECT_EQ(second.start(timer, 5), 1U);
-        EXPECT_TRUE(second.called.wait());
-        TMR_Delete(timer);
-        EXPECT_EQ(second.calls, 1);
+        until_idle_thread_was_met([] {
+            TMR* const timer = TMR_New();
+            EXPECT_TRUE(has_idle_thread(timer));
+            // The first unlock is that of the start, the wait unlocks by itself.
+            Shot shot;
+            fault::fail(Call::pthread_mutex_unlock, 2, EPERM);
+            EXPECT_EQ(shot.start(timer, 5), 1U);
+            EXPECT_TRUE(shot.called.wait());
+            TMR_Delete(timer);
+            EXPECT_EQ(shot.calls, 1);
+            return fault::calls(Call::pthread_create) == 1;
+        });
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Could not unlock mutex")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not unlock mutex")));
 }
 
 // Signalling.
@@ -181,10 +175,10 @@ TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
         fault::fail_always(Call::pthread_cond_signal);
-        EXPECT_EQ(TMR_Stop(timer), 1U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnFailed);
         EXPECT_EQ(timer->stopRequested, 1U);
         EXPECT_EQ(TMR_InUse(timer), 0U);
-        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
         EXPECT_EQ(shot.start(timer, 5), 0U) << "nor can the thread be told of another deadline";
         fault::reset();
         Shot later;
@@ -194,8 +188,8 @@ TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)
         EXPECT_EQ(TMR_InUse(timer), 0U);
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Stop", "Could not signal timer"),
-                                         error_of("TMR_Start", "Could not start timer")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Stop", "Could not signal timer"),
+                                         said("TMR_Start", "Could not start timer")));
 }
 
 TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
@@ -203,18 +197,17 @@ TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
     const Outcome outcome = well([] {
         const int threads = thread_count();
         const long blocks = settled_blocks();
-        TMR* const timer = TMR_New();
-        Shot shot;
-        EXPECT_EQ(shot.start(timer, 5), 1U);
-        ASSERT_TRUE(shot.called.wait());
-        ASSERT_TRUE(is_idle());
-        fault::fail(Call::pthread_cond_signal);
-        TMR_Delete(timer);
+        until_idle_thread_was_met([] {
+            TMR* const timer = TMR_New();
+            EXPECT_TRUE(has_idle_thread(timer));
+            fault::fail(Call::pthread_cond_signal);
+            TMR_Delete(timer);
+            return fault::fired() == 1;
+        });
         EXPECT_TRUE(has_threads(threads)) << "it leaves when it wakes";
         EXPECT_LE(fault::outstanding_blocks(), blocks + 1) << "the log's record of this thread";
-        EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Delete", "Could not signal timer")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Delete", "Could not signal timer")));
 }
 
 // Waiting.
@@ -230,13 +223,13 @@ TEST(TimerLock, WaitThatFailsEndsTheThread)
         EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
         EXPECT_TRUE(has_threads(threads));
         EXPECT_EQ(shot.calls, 0);
-        EXPECT_EQ(TMR_Stop(timer), 2U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
         EXPECT_EQ(shot.start(timer, 5), 1U);
         EXPECT_TRUE(shot.called.wait());
         TMR_Delete(timer);
         EXPECT_EQ(shot.calls, 1);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Error waiting")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Error waiting")));
 }
 
 TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
@@ -251,7 +244,7 @@ TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
         EXPECT_TRUE(has_threads(threads));
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TimerHandler", "Error waiting")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Error waiting")));
 }
 
 FRESH_TEST(TimerLock, InterruptedWaitsForAThreadAreResumed)
@@ -271,27 +264,12 @@ FRESH_TEST(TimerLock, StartIsNotCancelledWhileItWaitsForItsThread)
 {
     TMR* const timer = TMR_New();
     Shot shot;
-    std::atomic<std::uint32_t> started{7};
-    pthread_t starter{};
-    struct Starter {
-        TMR* timer;
-        Shot& shot;
-        std::atomic<std::uint32_t>& started;
-    } record{timer, shot, started};
-    fault::on_call(Call::sem_wait, 1, [] { pthread_cancel(pthread_self()); });
-    ASSERT_EQ(pthread_create(
-                  &starter, nullptr,
-                  [](void* argument) -> void* {
-                      const auto* const self = static_cast<Starter*>(argument);
-                      self->started = self->shot.start(self->timer, 5);
-                      pthread_testcancel();
-                      return nullptr;
-                  },
-                  &record),
-              0);
-    void* result = nullptr;
-    EXPECT_EQ(pthread_join(starter, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED) << "afterwards";
+    std::uint32_t started = 0;
+    fault::on_call(Call::sem_wait, 1, cancel_oneself);
+    run_until_cancelled([&] {
+        started = shot.start(timer, 5);
+        pthread_testcancel();
+    });
     EXPECT_EQ(started, 1U);
     EXPECT_TRUE(shot.called.wait());
     TMR_Delete(timer);
@@ -305,28 +283,23 @@ TEST(TimerLock, ChildThatCannotMakeTheTimerAnewCanStillDeleteIt)
         TMR* const timer = TMR_New();
         Shot shot;
         EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
-        const auto child = fork();
-        if (child == 0) {
+        in_child([&] {
             fault::fail(Call::pthread_cond_init);
             EXPECT_EQ(shot.start(timer, 5), 0U);
             fault::fail(Call::pthread_mutex_init);
-            EXPECT_EQ(TMR_Stop(timer), 2U);
+            EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
             fault::fail(Call::sem_init);
             TMR_Delete(timer);
-            _exit(testing::Test::HasFailure() ? 1 : 0);
-        }
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
+        });
         TMR_Delete(timer);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(error_of("TMR_Start", "Could not start timer")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Start", "Could not start timer")));
 }
 
 // Every failure in turn.
 
-/** Not swept are the mutex and the signal, whose failure can leave a timer undeleted (above), and
- * the post of a semaphore, which cannot fail. */
+/// Not swept are the mutex and the signal, whose failure can leave a timer undeleted (above), and
+/// the post of a semaphore, which cannot fail.
 TEST(TimerLock, EveryFailureIsSurvived)
 {
     constexpr Call kCalls[] = {Call::malloc,

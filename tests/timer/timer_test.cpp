@@ -11,11 +11,12 @@
 
 using namespace harness;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
-Report error_of(const char* function, const std::string& message)
+using harness::said;
+
+Report said(const char* function, const std::string& message)
 {
     return said(COMMON_LogLevelError, "TIMER", "timer", function, message);
 }
@@ -33,24 +34,21 @@ FRESH_TEST(Timer, NewOneIsIdle)
     TMR_Delete(timer);
 }
 
-TEST(Timer, CallsOnceWithItsArgumentInAThreadOfItsOwn)
+FRESH_TEST(Timer, CallsOnceWithItsArgumentInAThreadOfItsOwn)
 {
-    const Outcome outcome = well([] {
-        TMR* const timer = TMR_New();
-        Shot shot;
-        const std::int64_t before = now_ms();
-        EXPECT_EQ(shot.start(timer, 30), 1U);
-        EXPECT_EQ(timer->argument, &shot);
-        EXPECT_EQ(timer->interval, 30U);
-        ASSERT_TRUE(shot.called.wait());
-        EXPECT_GE(shot.called_ms - before, 30);
-        EXPECT_EQ(pthread_equal(shot.thread, pthread_self()), 0);
-        EXPECT_EQ(TMR_InUse(timer), 0U);
-        EXPECT_EQ(TMR_Stop(timer), 2U) << "after expiry, and does not wait";
-        TMR_Delete(timer);
-        EXPECT_EQ(shot.calls, 1);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    TMR* const timer = TMR_New();
+    Shot shot;
+    const std::int64_t before = now_ms();
+    EXPECT_EQ(shot.start(timer, 30), 1U);
+    EXPECT_EQ(timer->argument, &shot);
+    EXPECT_EQ(timer->interval, 30U);
+    ASSERT_TRUE(shot.called.wait());
+    EXPECT_GE(shot.called_ms - before, 30);
+    EXPECT_EQ(pthread_equal(shot.thread, pthread_self()), 0);
+    EXPECT_EQ(TMR_InUse(timer), 0U);
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet) << "after expiry, and does not wait";
+    TMR_Delete(timer);
+    EXPECT_EQ(shot.calls, 1);
 }
 
 FRESH_TEST(Timer, IsInUseUntilItsCallback)
@@ -71,28 +69,25 @@ FRESH_TEST(Timer, IsInUseUntilItsCallback)
     EXPECT_EQ(TMR_Start(timer, look, &seen, 20), 1U);
     ASSERT_TRUE(seen.called.wait());
     EXPECT_EQ(seen.in_use, 0U);
-    EXPECT_EQ(seen.stop, 2U);
+    EXPECT_EQ(seen.stop, TMR_ReturnNotSet);
     Shot shot;
     EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
     EXPECT_EQ(TMR_InUse(timer), 1U);
     TMR_Delete(timer);
 }
 
-TEST(Timer, IntervalOfZeroAndNullsStartNothing)
+FRESH_TEST(Timer, IntervalOfZeroAndNullsStartNothing)
 {
-    const Outcome outcome = well([] {
-        const int threads = thread_count();
-        TMR* const timer = TMR_New();
-        Shot shot;
-        EXPECT_EQ(shot.start(timer, 0), 0U);
-        EXPECT_EQ(TMR_Start(timer, nullptr, &shot, 10), 0U);
-        EXPECT_EQ(TMR_Start(nullptr, Shot::call, &shot, 10), 0U);
-        EXPECT_EQ(TMR_InUse(timer), 0U);
-        EXPECT_EQ(timer->callback, nullptr);
-        EXPECT_EQ(thread_count(), threads);
-        TMR_Delete(timer);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    const int threads = thread_count();
+    TMR* const timer = TMR_New();
+    Shot shot;
+    EXPECT_EQ(shot.start(timer, 0), 0U);
+    EXPECT_EQ(TMR_Start(timer, nullptr, &shot, 10), 0U);
+    EXPECT_EQ(TMR_Start(nullptr, Shot::call, &shot, 10), 0U);
+    EXPECT_EQ(TMR_InUse(timer), 0U);
+    EXPECT_EQ(timer->callback, nullptr);
+    EXPECT_EQ(thread_count(), threads);
+    TMR_Delete(timer);
 }
 
 /// Starts a timer and stops it before its deadline: how often a busy machine was slower before.
@@ -101,35 +96,32 @@ int start_and_stop(TMR* timer, Shot& shot, std::uint32_t interval_ms)
     for (int expired = 0; expired < 20; ++expired) {
         EXPECT_EQ(shot.start(timer, interval_ms), 1U);
         const TMR_Return_t stopped = TMR_Stop(timer);
-        if (stopped == 0) {
+        if (stopped == TMR_ReturnSuccess) {
             return expired;
         }
-        EXPECT_EQ(stopped, 2U);
+        EXPECT_EQ(stopped, TMR_ReturnNotSet);
     }
     ADD_FAILURE() << "never in time";
     return 0;
 }
 
-TEST(Timer, StopTakesTheDeadlineBack)
+FRESH_TEST(Timer, StopTakesTheDeadlineBack)
 {
-    const Outcome outcome = well([] {
-        TMR* const timer = TMR_New();
-        Shot stopped;
-        Shot later;
-        EXPECT_EQ(TMR_Stop(timer), 2U) << "never started";
-        const int expired = start_and_stop(timer, stopped, 150);
-        EXPECT_EQ(TMR_InUse(timer), 0U);
-        EXPECT_EQ(timer->stopRequested, 1U);
-        EXPECT_EQ(TMR_Stop(timer), 2U);
-        // A second deadline, past the first one, which the thread still wakes for.
-        EXPECT_EQ(later.start(timer, 250), 1U);
-        EXPECT_EQ(timer->stopRequested, 0U);
-        ASSERT_TRUE(later.called.wait());
-        TMR_Delete(timer);
-        EXPECT_EQ(stopped.calls, expired);
-        EXPECT_EQ(later.calls, 1);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    TMR* const timer = TMR_New();
+    Shot stopped;
+    Shot later;
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet) << "never started";
+    const int expired = start_and_stop(timer, stopped, 150);
+    EXPECT_EQ(TMR_InUse(timer), 0U);
+    EXPECT_EQ(timer->stopRequested, 1U);
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
+    // A second deadline, past the first one, which the thread still wakes for.
+    EXPECT_EQ(later.start(timer, 250), 1U);
+    EXPECT_EQ(timer->stopRequested, 0U);
+    ASSERT_TRUE(later.called.wait());
+    TMR_Delete(timer);
+    EXPECT_EQ(stopped.calls, expired);
+    EXPECT_EQ(later.calls, 1);
 }
 
 FRESH_TEST(Timer, EarlierDeadlineThanTheStoppedOneIsMet)
@@ -138,7 +130,7 @@ FRESH_TEST(Timer, EarlierDeadlineThanTheStoppedOneIsMet)
     Shot stopped;
     Shot earlier;
     EXPECT_EQ(stopped.start(timer, kLong_ms), 1U);
-    EXPECT_EQ(TMR_Stop(timer), 0U);
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnSuccess);
     EXPECT_EQ(earlier.start(timer, 20), 1U);
     EXPECT_TRUE(earlier.called.wait());
     TMR_Delete(timer);
@@ -177,20 +169,17 @@ FRESH_TEST(Timer, DeleteStopsIt)
 
 // Restart.
 
-TEST(Timer, RestartOfAnIdleOneStartsNothing)
+FRESH_TEST(Timer, RestartOfAnIdleOneStartsNothing)
 {
-    const Outcome outcome = well([] {
-        TMR* const timer = TMR_New();
-        EXPECT_EQ(TMR_Restart(timer), 2U);
-        Shot shot;
-        EXPECT_EQ(shot.start(timer, 10), 1U);
-        ASSERT_TRUE(shot.called.wait());
-        EXPECT_EQ(TMR_Restart(timer), 2U);
-        EXPECT_EQ(TMR_InUse(timer), 0U);
-        TMR_Delete(timer);
-        EXPECT_EQ(shot.calls, 1);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    TMR* const timer = TMR_New();
+    EXPECT_EQ(TMR_Restart(timer), TMR_ReturnNotSet);
+    Shot shot;
+    EXPECT_EQ(shot.start(timer, 10), 1U);
+    ASSERT_TRUE(shot.called.wait());
+    EXPECT_EQ(TMR_Restart(timer), TMR_ReturnNotSet);
+    EXPECT_EQ(TMR_InUse(timer), 0U);
+    TMR_Delete(timer);
+    EXPECT_EQ(shot.calls, 1);
 }
 
 FRESH_TEST(Timer, RestartBeginsTheWholeIntervalAgain)
@@ -198,15 +187,15 @@ FRESH_TEST(Timer, RestartBeginsTheWholeIntervalAgain)
     TMR* const timer = TMR_New();
     std::deque<Shot> shots;  // several where the machine is busy
     std::int64_t before = 0;
-    TMR_Return_t restarted = 2;
-    while (restarted == 2 && shots.size() < 20) {
+    TMR_Return_t restarted = TMR_ReturnNotSet;
+    while (restarted == TMR_ReturnNotSet && shots.size() < 20) {
         EXPECT_EQ(shots.emplace_back().start(timer, 400), 1U);
         const std::int64_t start = now_ms();
         ASSERT_TRUE(wait_until([&] { return now_ms() - start >= 100; }));
         before = now_ms();
         restarted = TMR_Restart(timer);
     }
-    EXPECT_EQ(restarted, 0U);
+    EXPECT_EQ(restarted, TMR_ReturnSuccess);
     EXPECT_EQ(timer->stopRequested, 0U);
     ASSERT_TRUE(shots.back().called.wait());
     EXPECT_GE(shots.back().called_ms - before, 400);
@@ -218,10 +207,12 @@ FRESH_TEST(Timer, RestartBeginsTheWholeIntervalAgain)
 
 TEST(Timer, ResultsHaveTexts)
 {
-    EXPECT_STREQ(TMR_ReturnToStr(0), "Success");
-    EXPECT_STREQ(TMR_ReturnToStr(1), "Failed");
-    EXPECT_STREQ(TMR_ReturnToStr(2), "Not Set");
-    EXPECT_STREQ(TMR_ReturnToStr(3), "Invalid");
+    static_assert(TMR_ReturnSuccess == 0 && TMR_ReturnFailed == 1);
+    static_assert(TMR_ReturnNotSet == 2 && TMR_ReturnNullTimer == 3);
+    EXPECT_STREQ(TMR_ReturnToStr(TMR_ReturnSuccess), "Success");
+    EXPECT_STREQ(TMR_ReturnToStr(TMR_ReturnFailed), "Failed");
+    EXPECT_STREQ(TMR_ReturnToStr(TMR_ReturnNotSet), "Not Set");
+    EXPECT_STREQ(TMR_ReturnToStr(TMR_ReturnNullTimer), "Invalid");
     EXPECT_STREQ(TMR_ReturnToStr(4), "Invalid");
     EXPECT_STREQ(TMR_ReturnToStr(UINT32_MAX), "Invalid");
 }
@@ -229,14 +220,14 @@ TEST(Timer, ResultsHaveTexts)
 TEST(Timer, NullIsReportedButNotByStop)
 {
     const Outcome outcome = well([] {
-        EXPECT_EQ(TMR_Stop(nullptr), 3U);
-        EXPECT_EQ(TMR_Restart(nullptr), 3U);
+        EXPECT_EQ(TMR_Stop(nullptr), TMR_ReturnNullTimer);
+        EXPECT_EQ(TMR_Restart(nullptr), TMR_ReturnNullTimer);
         EXPECT_EQ(TMR_InUse(nullptr), 0U);
         TMR_Delete(nullptr);
     });
     EXPECT_THAT(outcome.log,
-                ElementsAre(error_of("TMR_Restart", kNullTimer), error_of("TMR_InUse", kNullTimer),
-                            error_of("TMR_Delete", kNullTimer)));
+                ElementsAre(said("TMR_Restart", kNullTimer), said("TMR_InUse", kNullTimer),
+                            said("TMR_Delete", kNullTimer)));
 }
 
 // Threads.
@@ -245,14 +236,14 @@ FRESH_TEST(Timer, ThreadIsUsedAgainByTheNextStart)
 {
     const int threads = thread_count();
     TMR* const timer = TMR_New();
-    EXPECT_EQ(TMR_Stop(timer), 2U);
+    EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
     EXPECT_EQ(thread_count(), threads);
     Shot shot;
     EXPECT_EQ(shot.start(timer, 10), 1U);
     ASSERT_TRUE(shot.called.wait());
     for (int i = 0; i < 1000; ++i) {
         ASSERT_EQ(shot.start(timer, kLong_ms), 1U);
-        ASSERT_EQ(TMR_Stop(timer), 0U);
+        ASSERT_EQ(TMR_Stop(timer), TMR_ReturnSuccess);
     }
     EXPECT_LE(thread_count(), threads + 2) << "or there is one that had not yet left "
                                               "its callback";
@@ -281,7 +272,7 @@ FRESH_TEST(Timer, ArmedAndStoppedAHundredThousandTimesItDoesNotGrow)
     const auto cycle = [&](int count) {
         for (int i = 0; i < count; ++i) {
             ASSERT_EQ(shot.start(timer, 1000 + static_cast<unsigned>(i % 7)), 1U);
-            ASSERT_EQ(TMR_Stop(timer), 0U);
+            ASSERT_EQ(TMR_Stop(timer), TMR_ReturnSuccess);
         }
     };
     cycle(1000);

@@ -17,6 +17,8 @@
 
 namespace harness {
 
+namespace wdm = common::wdm;
+
 namespace {
 
 Simulation* running = nullptr;
@@ -33,9 +35,9 @@ Simulation::~Simulation()
 {
     running = nullptr;
     for (auto* node = watchdog->head; node != nullptr;) {
-        auto* const next = common::next_of(*node);
+        auto* const next = wdm::next_of(*node);
         if (node->subscriber != nullptr) {
-            common::release(node->subscriber, 1);
+            wdm::release(node->subscriber, 1);
             std::free(node);
         }
         node = next;
@@ -52,7 +54,7 @@ void Simulation::at(Time_ns time_ns, std::function<void()> event)
 
 void Simulation::run_until(Time_ns end_ns)
 {
-    at(end_ns, [this] { common::append(*watchdog, watchdog->end); });
+    at(end_ns, [this] { wdm::append(*watchdog, watchdog->end); });
     monitor_(monitor_argument_);
 }
 
@@ -61,7 +63,7 @@ std::vector<COMMON_wdm_Subscriber*> Simulation::order() const
     std::vector<COMMON_wdm_Subscriber*> all;
     for (auto* node = watchdog->head; node != nullptr;) {
         all.push_back(node->subscriber);
-        node = node->next == common::kAsleep ? nullptr : common::next_of(*node);
+        node = node->next == wdm::kAsleep ? nullptr : wdm::next_of(*node);
     }
     return all;
 }
