@@ -196,8 +196,8 @@ COMMON_OXAVar* COMMON_OXAVarCopy(COMMON_OXAVar* dst, const COMMON_OXAVar* src)
     if (dst == nullptr || src == nullptr) {
         return dst;
     }
-    // The destination counts as cleared before anything is copied, so that callers may empty a
-    // variant by copying it onto itself.
+    // Oddity: the destination counts as cleared before anything is copied, and callers empty a
+    // variant by copying it onto itself. Test: OXAVar.CopyOntoItselfIsEmpty.
     if (dst == src) {
         return COMMON_OXAVarClear(dst);
     }

@@ -21,8 +21,9 @@ void print_text(char* out, const char* text) noexcept
     if (text == nullptr) {
         std::snprintf(out, kSize, "(null)");
     } else if (strnlen(text, kSize) + 3 >= kSize) {
-        // The width is part of the format that readers of traces know: a text of 1021 or 1022
-        // characters stands at the right, behind blanks.
+        // Oddity: the width is part of the format that readers of traces know. A text of 1021 or
+        // 1022 characters stands at the right, behind blanks.
+        // Test: OXAVarText.LongTextsHaveNoQuotesAndAreCut.
         constexpr int kAll = kSize - 1;
         std::snprintf(out, kSize, "%*.*s", kAll, kAll, text);
     } else {
@@ -60,9 +61,12 @@ std::size_t least_length(const COMMON_OXAVar& var) noexcept
     return length("unknown (type=0)");
 }
 
-/// An element goes in if ten characters are left behind it. That keeps room for the separator and
-/// the brace, and is the point at which traces have always been cut. The texts of those that have
-/// no room are not made as far as that can be told before: an array may have a great many.
+/// The texts of elements that have no room are not made as far as that can be told before: an array
+/// may have a great many.
+///
+/// Oddity: an element goes in if ten characters are left behind it. That keeps room for the
+/// separator and the brace, and is the point at which readers of traces know them to be cut. Test:
+/// OXAVarText.ElementFitsWithTenCharactersToSpare.
 void print_array(char* out, const COMMON_OXAVar& array) noexcept
 {
     constexpr std::size_t kSpare = 10;
