@@ -55,7 +55,7 @@ bool is_worth_trying(const std::string& pattern)
 
 bool compiles(const std::string& pattern, int flags)
 {
-    char* const rewritten = regexp_rewrite(pattern.c_str());
+    char* const rewritten = common::regexp::rewrite(pattern.c_str());
     regex_t expression;
     const bool good = regcomp(&expression, rewritten, flags) == 0;
     if (good) {
