@@ -22,8 +22,7 @@ void PrintTo(const Result& result, std::ostream* stream)
 constexpr Result kTruncated{STATUS_FAILED, 0};
 constexpr Result kTooDeep{STATUS_NOT_SUPPORTED, 0};
 
-/** Reads from a block that has exactly these bytes, so that AddressSanitizer sees what is too far.
- */
+/// Reads from a block that has exactly these bytes, so that AddressSanitizer sees what is too far.
 Result read(const Bytes& bytes, COMMON_OXAVar* var)
 {
     const auto size = static_cast<std::uint32_t>(bytes.size());
