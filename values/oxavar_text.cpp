@@ -64,9 +64,9 @@ std::size_t least_length(const COMMON_OXAVar& var) noexcept
 /// The texts of elements that have no room are not made as far as that can be told before: an array
 /// may have a great many.
 ///
-/// Oddity: an element goes in if ten characters are left behind it. That keeps room for the
-/// separator and the brace, and is the point at which readers of traces know them to be cut. Test:
-/// OXAVarText.ElementFitsWithTenCharactersToSpare.
+/// Oddity: an element goes in if ten characters are left behind it. That keeps room for separator
+/// and brace, and is the point at which readers of traces know them to be cut.
+/// Test: OXAVarText.ElementFitsWithTenCharactersToSpare.
 void print_array(char* out, const COMMON_OXAVar& array) noexcept
 {
     constexpr std::size_t kSpare = 10;
