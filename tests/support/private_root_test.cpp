@@ -146,7 +146,7 @@ TEST(PrivateNetwork, IsNotTheMachines)
     const auto network = [] { return std::filesystem::read_symlink("/proc/self/ns/net"); };
     const auto machines = network();
     well([&] { EXPECT_EQ(network(), machines); });
-    well({.prepare = enter_private_network}, [&] { EXPECT_NE(network(), machines); });
+    well(FreshSetup{.prepare = enter_private_network}, [&] { EXPECT_NE(network(), machines); });
 }
 
 // A user namespace takes no process with two threads, and one of them is ThreadSanitizer's.

@@ -9,7 +9,6 @@
 #include <fstream>
 #include <functional>
 #include <set>
-#include <source_location>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,10 +42,9 @@ std::function<void()> on_target(const TargetSetup& setup, const std::function<vo
     };
 }
 
-Outcome play(const TargetSetup& setup, const std::function<void()>& body,
-             std::source_location caller = std::source_location::current())
+Outcome play(const TargetSetup& setup, const std::function<void()>& body)
 {
-    return well(on_target(setup, body), caller);
+    return well(on_target(setup, body));
 }
 
 /// The devices of both drivers.
