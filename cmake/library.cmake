@@ -36,6 +36,8 @@ add_library(
   foundation/status.cpp
   hsm/hsm.cpp
   hsm/hsm_diagram.cpp
+  hsm/hsm_dot.cpp
+  hsm/hsm_mermaid.cpp
   hsm/hsm_trace.cpp
   hsm/ls_hsm.cpp
   log/common_debug.cpp

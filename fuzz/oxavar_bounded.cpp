@@ -2,26 +2,19 @@
 // what is refused leaves nothing.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
 #include "mem_malloc.h"
 #include "oxavar.h"
+#include "support/input.h"
 
 namespace {
-
-void require(bool condition)
-{
-    if (!condition) {
-        std::abort();
-    }
-}
 
 std::vector<std::uint8_t> serialized(const COMMON_OXAVar& var)
 {
     std::vector<std::uint8_t> bytes(COMMON_OXAVarGetSerializedSize(&var));
     const auto size = static_cast<std::uint32_t>(bytes.size());
-    require(COMMON_OXAVarSerialize(bytes.data(), &var, size) == size);
+    FUZZ_CHECK(COMMON_OXAVarSerialize(bytes.data(), &var, size) == size);
     return bytes;
 }
 
@@ -34,27 +27,28 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const STATUS status =
         COMMON_OXAVarDeserializeBounded(data, static_cast<std::uint32_t>(size), &var, &consumed);
     if (status != STATUS_SUCCESS) {
-        require(var.type == 0 && var.count == 0 && var.value.word == 0 && consumed == 0);
+        FUZZ_CHECK(var.type == OXAVAR_TYPE_NONE && var.count == 0 && var.value.word == 0 &&
+                   consumed == 0);
         return 0;
     }
-    require(consumed >= 4 && consumed <= size);
+    FUZZ_CHECK(consumed >= 4 && consumed <= size);
     const std::vector<std::uint8_t> form = serialized(var);
-    require(form.size() <= consumed);
+    FUZZ_CHECK(form.size() <= consumed);
 
     COMMON_OXAVar trusted{};
-    require(COMMON_OXAVarDeserialize(data, &trusted) == consumed);
-    require(serialized(trusted) == form);
+    FUZZ_CHECK(COMMON_OXAVarDeserialize(data, &trusted) == consumed);
+    FUZZ_CHECK(serialized(trusted) == form);
 
     // What we wrote ourselves is read back as it is, and not with a byte less.
     const auto length = static_cast<std::uint32_t>(form.size());
-    require(COMMON_OXAVarDeserializeBounded(form.data(), length, &trusted, &consumed) ==
-            STATUS_SUCCESS);
-    require(consumed == length && serialized(trusted) == form);
-    require(COMMON_OXAVarDeserializeBounded(form.data(), length - 1, &trusted, nullptr) !=
-            STATUS_SUCCESS);
+    FUZZ_CHECK(COMMON_OXAVarDeserializeBounded(form.data(), length, &trusted, &consumed) ==
+               STATUS_SUCCESS);
+    FUZZ_CHECK(consumed == length && serialized(trusted) == form);
+    FUZZ_CHECK(COMMON_OXAVarDeserializeBounded(form.data(), length - 1, &trusted, nullptr) !=
+               STATUS_SUCCESS);
 
     COMMON_OXAVarCopy(&trusted, &var);
-    require(serialized(trusted) == form);
+    FUZZ_CHECK(serialized(trusted) == form);
     MEM_Free(COMMON_OXAVarToString(&var));
     COMMON_OXAVarClear(&trusted);
     COMMON_OXAVarClear(&var);

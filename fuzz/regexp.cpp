@@ -5,23 +5,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "mem_malloc.h"
 #include "regexp.h"
+#include "support/input.h"
 #include "values/regexp_shorthands.h"
 
 namespace {
-
-void require(bool condition)
-{
-    if (!condition) {
-        std::abort();
-    }
-}
 
 /// Takes what is in front of the next zero byte, and at most so much.
 std::string take(const std::uint8_t*& data, std::size_t& size, std::size_t most)
@@ -55,7 +48,7 @@ bool is_worth_trying(const std::string& pattern)
 
 bool compiles(const std::string& pattern, int flags)
 {
-    char* const rewritten = regexp_rewrite(pattern.c_str());
+    char* const rewritten = common::regexp::rewrite(pattern.c_str());
     regex_t expression;
     const bool good = regcomp(&expression, rewritten, flags) == 0;
     if (good) {
@@ -72,12 +65,12 @@ void step(RegExp* regexp, const std::string& text)
     for (SubExps* subexps = RegExp_MatchSubExp(regexp, text.c_str(), 0); subexps != nullptr;
          subexps = RegExp_MatchSubExp(regexp, text.c_str(), 1)) {
         const std::uint32_t count = SubExps_Size(subexps);
-        require(count >= 1 && count <= regexp->expression.re_nsub + 1);
+        FUZZ_CHECK(count >= 1 && count <= regexp->expression.re_nsub + 1);
         const std::string whole = SubExps_GetIndex(subexps, 0);
-        require(regexp->position <= text.size() && regexp->position >= before + whole.size());
-        require(text.compare(regexp->position - whole.size(), whole.size(), whole) == 0);
-        require(SubExps_GetIndex(subexps, count - 1) != nullptr);
-        require(SubExps_GetIndex(subexps, count) == nullptr);
+        FUZZ_CHECK(regexp->position <= text.size() && regexp->position >= before + whole.size());
+        FUZZ_CHECK(text.compare(regexp->position - whole.size(), whole.size(), whole) == 0);
+        FUZZ_CHECK(SubExps_GetIndex(subexps, count - 1) != nullptr);
+        FUZZ_CHECK(SubExps_GetIndex(subexps, count) == nullptr);
         if (regexp->position == before) {
             return;
         }
@@ -122,13 +115,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     RegExp* const regexp = RegExp_New(pattern.c_str(), case_sensitive);
     const bool matches = RegExp_Match(regexp, text.c_str()) != 0;
     const bool stepped = RegExp_MatchSubExp(regexp, text.c_str(), 0) != nullptr;
-    require(matches || !stepped);
+    FUZZ_CHECK(matches || !stepped);
     // With groups, the C library fails to find a few matches when it is asked for them.
-    require(matches == stepped || text.empty() || regexp->expression.re_nsub != 0);
+    FUZZ_CHECK(matches == stepped || text.empty() || regexp->expression.re_nsub != 0);
     step(regexp, text);
     for (const std::uint32_t all : {0U, 1U}) {
-        require(RegExp_Replace(regexp, text.c_str(), replacement.c_str(), all) ==
-                replaced(*regexp, text, replacement, all == 1));
+        FUZZ_CHECK(RegExp_Replace(regexp, text.c_str(), replacement.c_str(), all) ==
+                   replaced(*regexp, text, replacement, all == 1));
     }
     RegExp_Delete(regexp);
     return 0;

@@ -31,20 +31,20 @@ constexpr std::size_t kPathSlots = 8;
 
 void tell(const Hsm& machine, HsmCause cause, HsmEvent event) noexcept
 {
-    common::tell_transition({.engine = HsmEngineHsm,
-                             .cause = cause,
-                             .machine = &machine,
-                             .machineName = machine.name,
-                             .from = machine.source,
-                             .to = machine.next,
-                             .event = event});
+    common::hsm::tell({.engine = HsmEngineHsm,
+                       .cause = cause,
+                       .machine = &machine,
+                       .machineName = machine.name,
+                       .from = machine.source,
+                       .to = machine.next,
+                       .event = event});
 }
 
 /// The second half of a transition, after its handler has returned: enters the states below the
 /// current one down to the target.
 inline void enter_next(Hsm* machine, HsmCause cause, HsmEvent event)
 {
-    if (common::hsm_is_traced()) [[unlikely]] {
+    if (common::hsm::is_traced()) [[unlikely]] {
         tell(*machine, cause, event);
     }
     State* path[kPathSlots];
@@ -133,7 +133,8 @@ void HsmOnEvent(Hsm* machine, HsmEvent event)
             }
             return;
         }
-        // The superstate gets what the substate made of the event.
+        // Oddity: the superstate gets what the substate made of the event.
+        // Test: Hsm.SuperstateGetsWhatTheSubstateReturned.
         event = result;
     }
 }
@@ -178,6 +179,8 @@ std::uint8_t HsmToLCA_(Hsm* machine, State* target)
     const State* other = target;
     std::size_t source_levels = levels(source);
     std::size_t other_levels = levels(other);
+    // Oddity: callers keep the count in 8 bits, and 256 states up is 0 states up.
+    // Test: Hsm.ToLcaCountWraps.
     std::uint8_t count = 0;
     for (; source_levels > other_levels; --source_levels) {
         source = source->super;

@@ -8,19 +8,19 @@
 #include "hsm/trace_hook.h"
 #include "ls_hsm.h"
 
-namespace common {
+namespace common::hsm {
 
-constinit std::atomic<HsmTrace*> hsm_trace{nullptr};
+constinit std::atomic<HsmTrace*> trace{nullptr};
 
-void tell_transition(const HsmTransition& transition) noexcept
+void tell(const HsmTransition& transition) noexcept
 {
-    HsmTrace* trace = hsm_trace.load(std::memory_order_acquire);
-    for (; trace != nullptr; trace = trace->next) {
-        trace->transition(trace, &transition);
+    HsmTrace* told = trace.load(std::memory_order_acquire);
+    for (; told != nullptr; told = told->next) {
+        told->transition(told, &transition);
     }
 }
 
-}  // namespace common
+}  // namespace common::hsm
 
 namespace {
 
@@ -97,7 +97,7 @@ extern "C" {
 
 HsmTrace* HsmTraceSet(HsmTrace* trace)
 {
-    return common::hsm_trace.exchange(trace, std::memory_order_acq_rel);
+    return common::hsm::trace.exchange(trace, std::memory_order_acq_rel);
 }
 
 const char* HsmTraceStateName(HsmEngine engine, const void* state)

@@ -59,13 +59,13 @@ int call_hook(ls_hsm_t& machine, std::uint32_t code, ls_hsm_state_t* state,
 
 void tell(const ls_hsm_t& machine, const Request& request) noexcept
 {
-    common::tell_transition({.engine = HsmEngineLsHsm,
-                             .cause = request.cause,
-                             .machine = &machine,
-                             .machineName = machine.name,
-                             .from = request.from,
-                             .to = machine.target,
-                             .event = request.value});
+    common::hsm::tell({.engine = HsmEngineLsHsm,
+                       .cause = request.cause,
+                       .machine = &machine,
+                       .machineName = machine.name,
+                       .from = request.from,
+                       .to = machine.target,
+                       .event = request.value});
 }
 
 /// Changes the current state. Atomically, and all that was written to the state before it: a thread
@@ -117,6 +117,9 @@ void set_current(ls_hsm_t& machine, ls_hsm_state_t* state) noexcept
             set_current(machine, current);
         } else if (step->parent != nullptr) {
             if (++last == slots) {
+                // Oddity: the machine stays in the ancestor reached, and that is no failure: an
+                // immediate transition offers the event there, as callers expect.
+                // Test: LsHsmTransition.ImmediateTransitionTooDeepOffersTheEventWhereItCame.
                 call_hook(machine, LS_HSM_HOOK_DEPTH, current, kExit, 0);
                 return kDone;
             }
@@ -144,7 +147,8 @@ void set_current(ls_hsm_t& machine, ls_hsm_state_t* state) noexcept
 /// Carries out the pending transition that a state has asked for while it was offered an event.
 int carry_out(ls_hsm_t& machine, const ls_hsm_state_t* from, const ls_hsm_event_t& event)
 {
-    // Nothing happens, and the target stays set: callers rely on a self-transition to do nothing.
+    // Oddity: a transition to the current state does nothing, and the target stays set. Callers
+    // rely on both. Test: LsHsmTransition.TransitionToTheCurrentStateDoesNothingAndKeepsTheTarget.
     if (machine.target == machine.current) {
         return kDone;
     }
@@ -152,7 +156,7 @@ int carry_out(ls_hsm_t& machine, const ls_hsm_state_t* from, const ls_hsm_event_
     Request request{from, event.type == LS_HSM_EVENT_USER ? HsmCauseEvent : HsmCauseStart,
                     event.value};
     for (;;) {
-        if (common::hsm_is_traced()) [[unlikely]] {
+        if (common::hsm::is_traced()) [[unlikely]] {
             tell(machine, request);
         }
         const Result result = run_round(machine);

@@ -5,18 +5,18 @@
 
 #include "hsm_trace.h"
 
-namespace common {
+namespace common::hsm {
 
 /// Who is told, or null. No lock: HsmTraceSet() exchanges it. A child of fork() inherits it.
-extern std::atomic<HsmTrace*> hsm_trace;
+extern std::atomic<HsmTrace*> trace;
 
 /// Whether anybody is told: one plain load, for the engines to ask before they compose anything.
-inline bool hsm_is_traced() noexcept
+inline bool is_traced() noexcept
 {
-    return hsm_trace.load(std::memory_order_relaxed) != nullptr;
+    return trace.load(std::memory_order_relaxed) != nullptr;
 }
 
 /// Tells a transition to all who listen.
-[[gnu::cold]] void tell_transition(const HsmTransition& transition) noexcept;
+[[gnu::cold]] void tell(const HsmTransition& transition) noexcept;
 
-}  // namespace common
+}  // namespace common::hsm

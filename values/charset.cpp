@@ -6,21 +6,21 @@
 
 namespace {
 
-using common::kCharsetNames;
-using common::kCharsetPlaces;
-using common::kCharsetRuns;
+using common::charset::kNames;
+using common::charset::kPlaces;
+using common::charset::kRuns;
 
-static_assert(kCharsetRuns[0].first == 0 && kCharsetRuns[0].last == 119);
-static_assert(std::end(kCharsetRuns)[-1].last == 2259);
+static_assert(kRuns[0].first == 0 && kRuns[0].last == 119);
+static_assert(std::end(kRuns)[-1].last == 2259);
 
 }  // namespace
 
 extern "C" const char* CHARSET_GetName(uint32_t mib)
 {
-    for (const auto& run : kCharsetRuns) {
+    for (const auto& run : kRuns) {
         if (mib >= run.first && mib <= run.last) {
-            return kCharsetNames + kCharsetPlaces[run.index + mib - run.first];
+            return kNames + kPlaces[run.index + mib - run.first];
         }
     }
-    return kCharsetNames;
+    return kNames;
 }

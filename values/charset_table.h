@@ -4,24 +4,24 @@
 #include <cstdint>
 
 // clang-format off
-namespace common {
+namespace common::charset {
 
 /// Numbers that follow each other, and where their names' places are.
-struct CharsetRun {
+struct Run {
     std::uint16_t first;
     std::uint16_t last;
     std::uint16_t index;
 };
 
-inline constexpr CharsetRun kCharsetRuns[] = {
+inline constexpr Run kRuns[] = {
     {0, 119, 0},
     {1000, 1020, 120},
     {2000, 2107, 141},
     {2250, 2259, 249},
 };
 
-/// Where in kCharsetNames each name begins. 0 is the name of what has none.
-inline constexpr std::uint16_t kCharsetPlaces[] = {
+/// Where in kNames each name begins. 0 is the name of what has none.
+inline constexpr std::uint16_t kPlaces[] = {
     8, 8, 8, 17, 32, 48, 64, 80, 96, 112, 128, 144,
     160, 176, 188, 203, 213, 226, 236, 282, 326, 334, 347, 350,
     353, 363, 373, 385, 401, 420, 430, 447, 457, 471, 481, 495,
@@ -47,7 +47,7 @@ inline constexpr std::uint16_t kCharsetPlaces[] = {
 };
 
 /// The names, each with its terminator. In one piece, so that nothing has to be relocated.
-inline constexpr char kCharsetNames[] =
+inline constexpr char kNames[] =
     "Invalid\0"
     "Reserved\0"
     "ANSI_X3.4-1968\0"
@@ -305,4 +305,4 @@ inline constexpr char kCharsetNames[] =
     "windows-1258\0"
     "TIS-620\0";
 
-}  // namespace common
+}  // namespace common::charset

@@ -39,7 +39,8 @@ uint32_t COMMON_UUID_Equals(const COMMON_UUID* uuid1, const COMMON_UUID* uuid2)
 {
     COMMON_ASSERT(kSource, uuid1 != nullptr, "((void *)0) != uuid1");
     COMMON_ASSERT(kSource, uuid2 != nullptr, "((void *)0) != uuid2");
-    // Without the sizes: callers compare identifiers of different lengths.
+    // Oddity: the sizes do not count, as callers compare identifiers of different lengths.
+    // Test: CommonUuid.AllBytesAreComparedAndNoSize.
     return std::memcmp(uuid1->bytes, uuid2->bytes, sizeof uuid1->bytes) == 0 ? 1 : 0;
 }
 

@@ -56,37 +56,41 @@ Number convert_any(const char* text) noexcept
     return static_cast<Number>(number);
 }
 
+STATUS refuse(const char* reason, common::Here here) noexcept
+{
+    common::report(kSource, COMMON_LogLevelWarn, here, "%s", reason);
+    return STATUS_INVALID_PARAM;
+}
+
 /// Everything but the conversion of plain digits. Never inlined, so that these cost no more than
 /// they need.
 template <typename Number>
 [[gnu::noinline]] STATUS convert_carefully(const char* text, Number* value_out,
-                                           const char* function) noexcept
+                                           common::Here here) noexcept
 {
-    const auto refuse = [function](std::int32_t line, const char* reason) {
-        common::report(kSource, COMMON_LogLevelWarn, {function, line}, "%s", reason);
-        return STATUS{STATUS_INVALID_PARAM};
-    };
     if (text == nullptr) {
-        return refuse(__LINE__, "String Value is NULL");
+        return refuse("String Value is NULL", here);
     }
     if (value_out == nullptr) {
-        return refuse(__LINE__, "Destination Pointer is NULL");
+        return refuse("Destination Pointer is NULL", here);
     }
     const Number value = convert_any<Number>(text);
-    // Not cleared before: callers know that an earlier failure of the thread counts, too.
+    // Oddity: errno is not cleared before, so an earlier failure of the thread makes any text
+    // invalid. Callers rely on that. Test: Convert.EarlierErrorNumberMakesEveryTextInvalid.
     if (errno != 0) {
-        return refuse(__LINE__, "Invalid String Value");
+        return refuse("Invalid String Value", here);
     }
     *value_out = value;
     return STATUS_SUCCESS;
 }
 
 template <typename Number>
-STATUS convert(const char* text, Number* value_out, const char* function) noexcept
+STATUS convert(const char* text, Number* value_out,
+               common::Here here = common::Here::now()) noexcept
 {
     Number value = 0;
     if (text == nullptr || value_out == nullptr || !convert_plain(text, value) || errno != 0) {
-        return convert_carefully(text, value_out, function);
+        return convert_carefully(text, value_out, here);
     }
     *value_out = value;
     return STATUS_SUCCESS;
@@ -98,12 +102,12 @@ extern "C" {
 
 STATUS CONVERT_HexStrToU32(const char* text, uint32_t* valueOut)
 {
-    return convert(text, valueOut, __func__);
+    return convert(text, valueOut);
 }
 
 STATUS CONVERT_HexStrToU64(const char* text, uint64_t* valueOut)
 {
-    return convert(text, valueOut, __func__);
+    return convert(text, valueOut);
 }
 
 }  // extern "C"

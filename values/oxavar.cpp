@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "mem_malloc.h"
+#include "values/variant_types.h"
 
 // Callers reach count and the element block themselves.
 static_assert(offsetof(COMMON_OXAVar, type) == 0);
@@ -15,6 +16,8 @@ static_assert(sizeof(COMMON_OXAVar) == 8 + sizeof(void*));
 static_assert(sizeof(COMMON_OXAVar::value) == sizeof(void*));
 
 namespace {
+
+using common::variant::Type;
 
 /// The bytes of so many elements; 0 when no block can be that large, or for none.
 std::uint32_t block_size(std::uint32_t count) noexcept
@@ -28,11 +31,21 @@ std::uint32_t block_size(std::uint32_t count) noexcept
 void release(const COMMON_OXAVar* vars, std::uint32_t count) noexcept
 {
     for (const COMMON_OXAVar* var = vars; var != vars + count; ++var) {
-        if (var->type == OXAVAR_TYPE_STRING) {
+        switch (Type{var->type}) {
+        case Type::None:
+        case Type::Int:
+        case Type::Float:
+        case Type::Pointer:
+            break;
+        case Type::Text:
             MEM_Free(var->value.text);
-        } else if (var->type == OXAVAR_TYPE_ARRAY && var->value.elements != nullptr) {
-            release(var->value.elements, var->count);
-            MEM_Free(var->value.elements);
+            break;
+        case Type::Array:
+            if (var->value.elements != nullptr) {
+                release(var->value.elements, var->count);
+                MEM_Free(var->value.elements);
+            }
+            break;
         }
     }
 }
@@ -50,38 +63,45 @@ COMMON_OXAVar make_array(std::uint32_t count) noexcept
     return array;
 }
 
-COMMON_OXAVar copy_of_array(const COMMON_OXAVar& source) noexcept;
+/// Gives variants whose words were copied a copy of what the words own.
+void own_copies(COMMON_OXAVar* vars, std::uint32_t count) noexcept;
 
-/// Copies to where nothing is yet.
-void copy(COMMON_OXAVar* to, const COMMON_OXAVar* from, std::uint32_t count) noexcept
+void own_elements(COMMON_OXAVar& array) noexcept
 {
-    for (const COMMON_OXAVar* const end = from + count; from != end; ++from, ++to) {
-        if (from->type == OXAVAR_TYPE_ARRAY) {
-            *to = copy_of_array(*from);
-            continue;
-        }
-        *to = *from;
-        if (from->type == OXAVAR_TYPE_STRING) {
-            to->value.text = COMMON_OXA_strdup(from->value.text);
-        }
-    }
-}
-
-COMMON_OXAVar copy_of_array(const COMMON_OXAVar& source) noexcept
-{
-    const std::uint32_t size = block_size(source.count);
-    if (size == 0 || source.value.elements == nullptr) {
-        return make_array(source.count);
+    const COMMON_OXAVar* const source = array.value.elements;
+    const std::uint32_t size = block_size(array.count);
+    if (size == 0 || source == nullptr) {
+        array = make_array(array.count);
+        return;
     }
     // Every element is copied over: no need for zeroes.
     auto* const elements = static_cast<COMMON_OXAVar*>(MEM_Malloc(size));
     if (elements == nullptr) {
-        return make_array(0);
+        array = make_array(0);
+        return;
     }
-    copy(elements, source.value.elements, source.count);
-    COMMON_OXAVar array = source;
+    std::memcpy(elements, source, size);
+    own_copies(elements, array.count);
     array.value.elements = elements;
-    return array;
+}
+
+void own_copies(COMMON_OXAVar* vars, std::uint32_t count) noexcept
+{
+    for (COMMON_OXAVar* var = vars; var != vars + count; ++var) {
+        switch (Type{var->type}) {
+        case Type::None:
+        case Type::Int:
+        case Type::Float:
+        case Type::Pointer:
+            break;
+        case Type::Text:
+            var->value.text = COMMON_OXA_strdup(var->value.text);
+            break;
+        case Type::Array:
+            own_elements(*var);
+            break;
+        }
+    }
 }
 
 /// Gives a variant a new content. The old one goes last: the new one may have been made from it.
@@ -176,13 +196,13 @@ COMMON_OXAVar* COMMON_OXAVarCopy(COMMON_OXAVar* dst, const COMMON_OXAVar* src)
     if (dst == nullptr || src == nullptr) {
         return dst;
     }
-    // The destination counts as cleared before anything is copied, so that callers may empty a
-    // variant by copying it onto itself.
+    // Oddity: the destination counts as cleared before anything is copied, and callers empty a
+    // variant by copying it onto itself. Test: OXAVar.CopyOntoItselfIsEmpty.
     if (dst == src) {
         return COMMON_OXAVarClear(dst);
     }
-    COMMON_OXAVar content;
-    copy(&content, src, 1);
+    COMMON_OXAVar content = *src;
+    own_copies(&content, 1);
     return replace(dst, content);
 }
 

@@ -6,8 +6,14 @@
 
 #include "mem_malloc.h"
 #include "oxavar.h"
+#include "values/variant_types.h"
 
 namespace {
+
+using common::variant::Form;
+using common::variant::form_of;
+using common::variant::has_form;
+using common::variant::Type;
 
 constexpr std::size_t kWord = 4;
 constexpr std::size_t kHead = 2 * kWord;  // the type, and a value, a length or a count
@@ -46,11 +52,6 @@ private:
     unsigned next_ = 0;
 };
 
-constexpr bool is_plain(std::uint32_t type) noexcept
-{
-    return type == OXAVAR_TYPE_INT || type == OXAVAR_TYPE_FLOAT || type == OXAVAR_TYPE_PVOID;
-}
-
 /// The elements of an array; none when it has no block.
 std::span<const COMMON_OXAVar> elements_of(const COMMON_OXAVar& array) noexcept
 {
@@ -61,14 +62,19 @@ std::uint64_t serialized_size(std::span<const COMMON_OXAVar> vars, TextLengths& 
 {
     std::uint64_t size = 0;
     for (const COMMON_OXAVar& var : vars) {
-        if (is_plain(var.type)) {
-            size += kHead;
-        } else if (var.type == OXAVAR_TYPE_STRING) {
-            size += kHead + padded(lengths.find(var));
-        } else if (var.type == OXAVAR_TYPE_ARRAY) {
-            size += kHead + serialized_size(elements_of(var), lengths);
-        } else {
+        switch (form_of(var.type)) {
+        case Form::Empty:
             size += kWord;
+            break;
+        case Form::Word:
+            size += kHead;
+            break;
+        case Form::Text:
+            size += kHead + padded(lengths.find(var));
+            break;
+        case Form::Array:
+            size += kHead + serialized_size(elements_of(var), lengths);
+            break;
         }
     }
     return size;
@@ -83,7 +89,7 @@ unsigned char* write_word(unsigned char* at, std::uint32_t word) noexcept
 /// Of a pointer the low 32 bits, so that both word sizes write the same.
 std::uint32_t value_word(const COMMON_OXAVar& var) noexcept
 {
-    if (var.type == OXAVAR_TYPE_PVOID) {
+    if (Type{var.type} == Type::Pointer) {
         return static_cast<std::uint32_t>(var.value.word);
     }
     std::uint32_t word = 0;
@@ -109,15 +115,20 @@ unsigned char* write(unsigned char* at, std::span<const COMMON_OXAVar> vars,
                      TextLengths& lengths) noexcept
 {
     for (const COMMON_OXAVar& var : vars) {
-        if (is_plain(var.type)) {
+        switch (form_of(var.type)) {
+        case Form::Empty:
+            at = write_word(at, OXAVAR_TYPE_NONE);
+            break;
+        case Form::Word:
             at = write_word(write_word(at, var.type), value_word(var));
-        } else if (var.type == OXAVAR_TYPE_STRING) {
+            break;
+        case Form::Text:
             at = write_text(write_word(at, var.type), var.value.text, lengths.next(var));
-        } else if (var.type == OXAVAR_TYPE_ARRAY) {
+            break;
+        case Form::Array:
             at = write_word(write_word(at, var.type), var.count);
             at = write(at, elements_of(var), lengths);
-        } else {
-            at = write_word(at, OXAVAR_TYPE_NONE);
+            break;
         }
     }
     return at;
@@ -136,7 +147,7 @@ std::uint32_t word_at(const unsigned char* at) noexcept
 void read_plain(COMMON_OXAVar& empty, std::uint32_t type, std::uint32_t word) noexcept
 {
     empty.type = type;
-    if (type == OXAVAR_TYPE_PVOID) {
+    if (Type{type} == Type::Pointer) {
         empty.value.word = word;
     } else {
         std::memcpy(&empty.value, &word, kWord);
@@ -168,7 +179,7 @@ Read read_elements(const unsigned char* at, std::size_t size, const COMMON_OXAVa
     for (COMMON_OXAVar* element = array.value.elements; element != end; ++element) {
         const std::size_t room = kBounded ? spare + kWord : kUnknown;
         std::size_t bytes = kHead;
-        if (room >= kHead && is_plain(word_at(at))) {
+        if (room >= kHead && has_form(word_at(at), Form::Word)) {
             read_plain(*element, word_at(at), word_at(at + kWord));
         } else {
             const Read result = read<kBounded>(at, room, *element, depth);
@@ -181,6 +192,18 @@ Read read_elements(const unsigned char* at, std::size_t size, const COMMON_OXAVa
         spare -= kBounded ? bytes - kWord : 0;
     }
     return {static_cast<std::size_t>(at - begin)};
+}
+
+template <bool kBounded>
+Read read_text(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty) noexcept
+{
+    const std::uint32_t length = word_at(at + kWord);
+    const std::uint64_t room = padded(length);
+    if (kBounded && room > size - kHead) {
+        return {0, STATUS_FAILED};
+    }
+    COMMON_OXAVarSetStringN(&empty, reinterpret_cast<const char*>(at + kHead), length);
+    return {static_cast<std::size_t>(kHead + room)};
 }
 
 template <bool kBounded>
@@ -213,26 +236,22 @@ Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty, unsig
         return {0, STATUS_FAILED};
     }
     const std::uint32_t type = word_at(at);
-    if (type < OXAVAR_TYPE_INT || type > OXAVAR_TYPE_ARRAY) {
-        return {kWord};
-    }
-    if (kBounded && size < kHead) {
+    const Form form = form_of(type);
+    if (kBounded && form != Form::Empty && size < kHead) {
         return {0, STATUS_FAILED};
     }
-    if (type == OXAVAR_TYPE_ARRAY) {
+    switch (form) {
+    case Form::Empty:
+        break;
+    case Form::Word:
+        read_plain(empty, type, word_at(at + kWord));
+        return {kHead};
+    case Form::Text:
+        return read_text<kBounded>(at, size, empty);
+    case Form::Array:
         return read_array<kBounded>(at, size, empty, depth);
     }
-    const std::uint32_t word = word_at(at + kWord);
-    if (is_plain(type)) {
-        read_plain(empty, type, word);
-        return {kHead};
-    }
-    const std::uint64_t room = padded(word);
-    if (kBounded && room > size - kHead) {
-        return {0, STATUS_FAILED};
-    }
-    COMMON_OXAVarSetStringN(&empty, reinterpret_cast<const char*>(at + kHead), word);
-    return {static_cast<std::size_t>(kHead + room)};
+    return {kWord};
 }
 
 }  // namespace

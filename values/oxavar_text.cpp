@@ -8,8 +8,11 @@
 
 #include "mem_malloc.h"
 #include "oxavar.h"
+#include "values/variant_types.h"
 
 namespace {
+
+using common::variant::Type;
 
 constexpr std::size_t kSize = OXAVAR_TEXT_SIZE;
 
@@ -18,8 +21,9 @@ void print_text(char* out, const char* text) noexcept
     if (text == nullptr) {
         std::snprintf(out, kSize, "(null)");
     } else if (strnlen(text, kSize) + 3 >= kSize) {
-        // The width is part of the format that readers of traces know: a text of 1021 or 1022
-        // characters stands at the right, behind blanks.
+        // Oddity: the width is part of the format that readers of traces know. A text of 1021 or
+        // 1022 characters stands at the right, behind blanks.
+        // Test: OXAVarText.LongTextsHaveNoQuotesAndAreCut.
         constexpr int kAll = kSize - 1;
         std::snprintf(out, kSize, "%*.*s", kAll, kAll, text);
     } else {
@@ -40,25 +44,29 @@ constexpr std::size_t length_of(std::int32_t number) noexcept
 std::size_t least_length(const COMMON_OXAVar& var) noexcept
 {
     constexpr auto length = [](std::string_view text) { return text.size(); };
-    switch (var.type) {
-    case OXAVAR_TYPE_INT:
+    switch (Type{var.type}) {
+    case Type::None:
+        break;
+    case Type::Int:
         return length_of(var.value.integer);
-    case OXAVAR_TYPE_FLOAT:
+    case Type::Float:
         return length(std::isfinite(var.value.real) ? "0.000000" : "inf");
-    case OXAVAR_TYPE_STRING:
+    case Type::Text:
         return var.value.text == nullptr ? length("(null)") : strnlen(var.value.text, kSize) + 2;
-    case OXAVAR_TYPE_PVOID:
+    case Type::Pointer:
         return length("0x1");
-    case OXAVAR_TYPE_ARRAY:
+    case Type::Array:
         return length("{}");
-    default:
-        return length("unknown (type=0)");
     }
+    return length("unknown (type=0)");
 }
 
-/// An element goes in if ten characters are left behind it. That keeps room for the separator and
-/// the brace, and is the point at which traces have always been cut. The texts of those that have
-/// no room are not made as far as that can be told before: an array may have a great many.
+/// The texts of elements that have no room are not made as far as that can be told before: an array
+/// may have a great many.
+///
+/// Oddity: an element goes in if ten characters are left behind it. That keeps room for separator
+/// and brace, and is the point at which readers of traces know them to be cut.
+/// Test: OXAVarText.ElementFitsWithTenCharactersToSpare.
 void print_array(char* out, const COMMON_OXAVar& array) noexcept
 {
     constexpr std::size_t kSpare = 10;
@@ -95,25 +103,25 @@ extern "C" char* COMMON_OXAVarToString(const COMMON_OXAVar* var)
     if (out == nullptr) {
         return nullptr;
     }
-    switch (var->type) {
-    case OXAVAR_TYPE_INT:
+    switch (Type{var->type}) {
+    case Type::None:
+        break;
+    case Type::Int:
         std::snprintf(out, kSize, "%d", static_cast<int>(var->value.integer));
-        break;
-    case OXAVAR_TYPE_FLOAT:
+        return out;
+    case Type::Float:
         std::snprintf(out, kSize, "%f", static_cast<double>(var->value.real));
-        break;
-    case OXAVAR_TYPE_STRING:
+        return out;
+    case Type::Text:
         print_text(out, var->value.text);
-        break;
-    case OXAVAR_TYPE_PVOID:
+        return out;
+    case Type::Pointer:
         std::snprintf(out, kSize, "%p", var->value.pointer);
-        break;
-    case OXAVAR_TYPE_ARRAY:
+        return out;
+    case Type::Array:
         print_array(out, *var);
-        break;
-    default:
-        std::snprintf(out, kSize, "unknown (type=%d)", static_cast<int>(var->type));
-        break;
+        return out;
     }
+    std::snprintf(out, kSize, "unknown (type=%d)", static_cast<int>(var->type));
     return out;
 }

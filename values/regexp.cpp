@@ -20,7 +20,8 @@ static_assert(sizeof(void*) == 8 || sizeof(RegExp) == sizeof(regex_t) + 12);
 
 namespace {
 
-constexpr common::Source kSource = common::kRegexpSource;
+using common::regexp::GrowingText;
+using common::regexp::kSource;
 
 /// Empties a list. Gives what was in it, to be released when nobody reads it any more.
 ListLight subexps_clear(ListLight* list) noexcept
@@ -36,7 +37,7 @@ void release(ListLight texts) noexcept
 
 char* copy_of(std::string_view piece) noexcept
 {
-    common::GrowingText text;
+    GrowingText text;
     text.append(piece);
     return text.take();
 }
@@ -95,7 +96,8 @@ bool match_next(RegExp& regexp, const char* text) noexcept
     if (regexec(&regexp.expression, rest, slots.size(), slots.begin(), 0) != 0) {
         return false;
     }
-    // Optional groups without a match are left out: callers count what took part.
+    // Oddity: optional groups without a match are left out, as callers count what took part.
+    // Test: RegExpStep.GroupsThatTookNoPartAreLeftOut.
     for (const regmatch_t& slot : slots) {
         if (slot.rm_so != -1 && slot.rm_eo != -1) {
             ListLight_PushBack(
@@ -115,7 +117,7 @@ RegExp* RegExp_New(const char* pattern, uint32_t case_sensitive)
 {
     COMMON_ASSERT(kSource, pattern != nullptr, "text");
     auto* const regexp = static_cast<RegExp*>(MEM_Salloc(sizeof(RegExp)));
-    char* const rewritten = regexp_rewrite(pattern);
+    char* const rewritten = common::regexp::rewrite(pattern);
     const int flags = case_sensitive != 0 ? REG_EXTENDED : REG_EXTENDED | REG_ICASE;
     const int ret = regcomp(&regexp->expression, rewritten, flags);
     COMMON_ASSERT(kSource, ret == 0, "0 == ret");
@@ -162,7 +164,7 @@ const char* RegExp_Replace(RegExp* regexp, const char* text, const char* replace
     COMMON_ASSERT(kSource, replacement != nullptr, "replacement");
     std::string_view rest(text);
     const std::string_view put_in(replacement);
-    common::GrowingText result;
+    GrowingText result;
     Slots slots(regexp->expression.re_nsub + 1);
     while (find(regexp->expression, rest, slots)) {
         const auto end = static_cast<std::size_t>(slots.begin()->rm_eo);
@@ -170,6 +172,7 @@ const char* RegExp_Replace(RegExp* regexp, const char* text, const char* replace
         result.append(put_in);
         rest.remove_prefix(end);
         // A match of nothing at the start would be found there for ever.
+        // Oddity: only 1 is all, any other number is the first one. Test: RegExpReplace.FirstOrAll.
         if (all != 1 || rest.empty() || end == 0) {
             break;
         }

@@ -1,5 +1,9 @@
 // The shorthands of patterns.
 #pragma once
 
+namespace common::regexp {
+
 /// Rewrites the shorthands of a pattern. Gives a new block, to be released with MEM_Free().
-char* regexp_rewrite(const char* pattern) noexcept;
+char* rewrite(const char* pattern) noexcept;
+
+}  // namespace common::regexp

@@ -11,9 +11,9 @@
 #include "mem_malloc.h"
 #include "platform/assertion.h"
 
-namespace common {
+namespace common::regexp {
 
-inline constexpr Source kRegexpSource{"regexp"};
+inline constexpr Source kSource{"regexp"};
 
 /// Takes time in proportion to what is appended. Whoever makes one takes the block from it.
 class GrowingText {
@@ -40,7 +40,7 @@ public:
 private:
     void grow(std::uint64_t size) noexcept
     {
-        COMMON_ASSERT(kRegexpSource, size <= UINT32_MAX, "size <= UINT32_MAX");
+        COMMON_ASSERT(kSource, size <= UINT32_MAX, "size <= UINT32_MAX");
         const std::uint64_t doubled = std::min<std::uint64_t>(2 * std::uint64_t{room_}, UINT32_MAX);
         room_ = static_cast<std::uint32_t>(std::max(size, doubled));
         text_ = static_cast<char*>(MEM_Realloc(text_, room_));
@@ -51,4 +51,4 @@ private:
     std::uint32_t room_ = 0;
 };
 
-}  // namespace common
+}  // namespace common::regexp

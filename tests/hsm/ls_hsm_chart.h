@@ -89,6 +89,25 @@ inline std::string text(const ls_hsm_event_t& event)
     return event.type < 3 ? kNames[event.type] : "bad type";
 }
 
+/// What the hook is told, in a word.
+inline std::string hook_text(std::uint32_t code)
+{
+    switch (code) {
+    case LS_HSM_HOOK_DEPTH:
+        return "too deep";
+    case LS_HSM_HOOK_REFUSED:
+        return "refused";
+    case LS_HSM_HOOK_UNHANDLED:
+        return "unhandled";
+    case LS_HSM_HOOK_NO_COMMON_ANCESTOR:
+        return "no ancestor";
+    case LS_HSM_HOOK_BUSY:
+        return "busy";
+    default:
+        return "bad code";
+    }
+}
+
 inline int Chart::offered(ls_hsm_state_t& called, const ls_hsm_event_t& event, const void* user,
                           const ls_hsm_state_t* state)
 {
@@ -131,7 +150,7 @@ inline int note_hook(ls_hsm_t* machine, std::uint32_t code, ls_hsm_state_t* stat
 {
     auto& chart = static_cast<Chart&>(*machine);
     EXPECT_EQ(user, &chart.does);
-    chart.calls.push_back("hook " + std::to_string(code) + " " + state->name + " " + text(*event));
+    chart.calls.push_back("hook: " + hook_text(code) + " " + state->name + " " + text(*event));
     return chart.hook_result;
 }
 

@@ -152,7 +152,7 @@ public:
         decider_.begin(0);
         is_.current = kMaster;
         if (!offer(kMaster, {LS_HSM_EVENT_ENTRY, 0}, true)) {
-            hook(2, kMaster, {LS_HSM_EVENT_ENTRY, 0});
+            hook(LS_HSM_HOOK_UNHANDLED, kMaster, {LS_HSM_EVENT_ENTRY, 0});
             return 77;
         }
         offer_event({LS_HSM_EVENT_INIT, 0});
@@ -207,7 +207,7 @@ private:
                 left_to_ask = lineage(parents_, is_.current);
             }
         }
-        hook(2, is_.current, event);
+        hook(LS_HSM_HOOK_UNHANDLED, is_.current, event);
         is_.target = -1;
     }
 
@@ -230,7 +230,7 @@ private:
         const int target = is_.target;
         const int state = is_.current;
         if (!offer(state, {type, 0}, true)) {
-            hook(1, state, {type, 0});
+            hook(LS_HSM_HOOK_REFUSED, state, {type, 0});
             return Outcome::Bad;
         }
         return is_.target == target ? Outcome::Good : Outcome::Again;
@@ -247,12 +247,12 @@ private:
         while (up[used - 1] != is_.current) {
             const bool outermost = is_.current == kMaster || is_.current == kForeign;
             if (used == up.size() && outermost) {
-                hook(3, is_.current, kExit);
+                hook(LS_HSM_HOOK_NO_COMMON_ANCESTOR, is_.current, kExit);
                 return Outcome::Bad;
             }
             if (outermost || depth(up[used - 1]) > depth(is_.current)) {
                 if (used == slots_) {
-                    hook(0, is_.current, kExit);
+                    hook(LS_HSM_HOOK_DEPTH, is_.current, kExit);
                     return Outcome::Good;
                 }
                 ++used;

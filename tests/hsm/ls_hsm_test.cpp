@@ -50,6 +50,11 @@ TEST(LsHsm, RecordsHaveTheirFieldsInOrder)
     EXPECT_EQ(LS_HSM_EVENT_ENTRY, 1);
     EXPECT_EQ(LS_HSM_EVENT_EXIT, 2);
     EXPECT_EQ(LS_HSM_EVENT_USER, 3);
+    EXPECT_EQ(LS_HSM_HOOK_DEPTH, 0);
+    EXPECT_EQ(LS_HSM_HOOK_REFUSED, 1);
+    EXPECT_EQ(LS_HSM_HOOK_UNHANDLED, 2);
+    EXPECT_EQ(LS_HSM_HOOK_NO_COMMON_ANCESTOR, 3);
+    EXPECT_EQ(LS_HSM_HOOK_BUSY, 4);
 }
 
 TEST(LsHsm, InitSetsEveryField)
@@ -132,7 +137,7 @@ TEST(LsHsm, RunThatTheMasterRefusesGivesTheResultOfTheHook)
     chart.hook_result = 55;
     chart.on("master", kEntry, [] { return 3; });
     EXPECT_EQ(ls_hsm_run(&chart), 55);
-    EXPECT_THAT(chart.calls, ElementsAre("master entry*", "hook 2 master entry"));
+    EXPECT_THAT(chart.calls, ElementsAre("master entry*", "hook: unhandled master entry"));
     EXPECT_EQ(chart.current, &chart.master);
 }
 
@@ -150,7 +155,8 @@ TEST(LsHsm, RunWhoseInitNobodyHandlesTellsTheHookAndReturnsOne)
     chart.hook_result = 55;
     chart.on("master", kInit, [] { return 3; });
     EXPECT_EQ(ls_hsm_run(&chart), 1);
-    EXPECT_THAT(chart.calls, ElementsAre("master entry*", "master init", "hook 2 master init"));
+    EXPECT_THAT(chart.calls,
+                ElementsAre("master entry*", "master init", "hook: unhandled master init"));
 }
 
 // User events.
@@ -169,9 +175,9 @@ TEST(LsHsm, EventThatNobodyHandlesIsToldWithTheCurrentState)
     Chart chart;
     chart.stand_at(chart.b);
     chart.hook_result = 55;
-    EXPECT_THAT(
-        chart.dispatch(UINT32_MAX),
-        ElementsAre("b 4294967295", "a 4294967295", "master 4294967295", "hook 2 b 4294967295"));
+    EXPECT_THAT(chart.dispatch(UINT32_MAX),
+                ElementsAre("b 4294967295", "a 4294967295", "master 4294967295",
+                            "hook: unhandled b 4294967295"));
     EXPECT_EQ(chart.current, &chart.b);
     Chart silent(6, false);
     silent.stand_at(silent.z);
@@ -186,7 +192,7 @@ TEST(LsHsm, EventThatNobodyHandlesClearsTheTarget)
         ls_hsm_transition(&chart, &chart.z);
         return 1;
     });
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "a 1", "master 1", "hook 2 b 1"));
+    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "a 1", "master 1", "hook: unhandled b 1"));
     EXPECT_EQ(chart.target, nullptr);
     EXPECT_EQ(chart.current, &chart.b);
 }
@@ -217,7 +223,7 @@ TEST(LsHsm, DispatchInACallbackIsRefused)
         EXPECT_EQ(chart.busy, 1U);
         return 0;
     });
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("c 1", "b 1", "hook 4 c 2"));
+    EXPECT_THAT(chart.dispatch(1), ElementsAre("c 1", "b 1", "hook: busy c 2"));
     EXPECT_EQ(chart.current, &chart.c);
     Chart silent(6, false);
     silent.stand_at(silent.c);
@@ -242,8 +248,8 @@ TEST(LsHsm, DispatchInEntryExitAndInitIsRefused)
     chart.on("b", kExit, dispatch);
     chart.on("b2", kEntry, dispatch);
     chart.on("b2", kInit, dispatch);
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "b exit*", "hook 4 b 2", "b2 entry*",
-                                               "hook 4 b2 2", "b2 init*", "hook 4 b2 2"));
+    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "b exit*", "hook: busy b 2", "b2 entry*",
+                                               "hook: busy b2 2", "b2 init*", "hook: busy b2 2"));
 }
 
 TEST(LsHsm, RunInACallbackIsRefusedAtItsInitEvent)
@@ -255,7 +261,7 @@ TEST(LsHsm, RunInACallbackIsRefusedAtItsInitEvent)
         EXPECT_EQ(ls_hsm_run(&chart), 55);
         return 0;
     });
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "master entry*", "hook 4 master init"));
+    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "master entry*", "hook: busy master init"));
 }
 
 TEST(LsHsm, DispatchFromAnotherThreadIsRefusedWhileOneRuns)

@@ -161,7 +161,8 @@ TEST(LsHsmTransition, RefusedExitStopsTheTransitionThere)
     chart.hook_result = 55;
     chart.on_transition("c", 1, chart.z);
     chart.on("b", kExit, [] { return 9; });
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("c 1", "c exit*", "b exit*", "hook 1 b exit"));
+    EXPECT_THAT(chart.dispatch(1),
+                ElementsAre("c 1", "c exit*", "b exit*", "hook: refused b exit"));
     EXPECT_EQ(chart.current, &chart.b);
     EXPECT_EQ(chart.origin, &chart.c);
     EXPECT_EQ(chart.target, &chart.z);
@@ -174,7 +175,7 @@ TEST(LsHsmTransition, RefusedEntryStopsTheTransitionThere)
     chart.on_transition("z", 1, chart.d);
     chart.on("b", kEntry, [] { return -9; });
     EXPECT_THAT(chart.dispatch(1),
-                ElementsAre("z 1", "z exit*", "a entry*", "b entry*", "hook 1 b entry"));
+                ElementsAre("z 1", "z exit*", "a entry*", "b entry*", "hook: refused b entry"));
     EXPECT_EQ(chart.current, &chart.b);
     EXPECT_EQ(chart.target, &chart.d);
 }
@@ -189,7 +190,7 @@ TEST(LsHsmTransition, RefusedInitStopsTheTransitionThere)
         return 9;
     });
     EXPECT_THAT(chart.dispatch(1),
-                ElementsAre("z 1", "z exit*", "a entry*", "a init*", "hook 1 a init"));
+                ElementsAre("z 1", "z exit*", "a entry*", "a init*", "hook: refused a init"));
     EXPECT_EQ(chart.current, &chart.a);
 }
 
@@ -211,7 +212,7 @@ TEST(LsHsmTransition, TransitionThatWentWrongIsMadeAgainByTheNextHandledEvent)
     int refusals = 1;
     chart.on_transition("b", 1, chart.b2);
     chart.on("b", kExit, [&] { return refusals-- > 0 ? 1 : 0; });
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "b exit*", "hook 1 b exit"));
+    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "b exit*", "hook: refused b exit"));
     chart.on("b", 2, [] { return 0; });
     EXPECT_THAT(chart.dispatch(2), ElementsAre("b 2", "b exit*", "b2 entry*", "b2 init*"));
 }
@@ -227,7 +228,7 @@ TEST(LsHsmTransition, PathOfExactlyTheDepthFits)
         EXPECT_EQ(ls_hsm_run(&chart), 1);
         if (depth == 5) {
             EXPECT_THAT(chart.calls,
-                        ElementsAre("master entry*", "master init", "hook 0 master exit"));
+                        ElementsAre("master entry*", "master init", "hook: too deep master exit"));
             EXPECT_EQ(chart.current, &chart.master);
             EXPECT_EQ(chart.target, &chart.e);
         } else {
@@ -244,7 +245,8 @@ TEST(LsHsmTransition, TooLongAPathLeavesTheMachineInTheAncestorReached)
     chart.stand_at(chart.c);
     chart.on_transition("c", 1, chart.c2);
     // c2 and b2 have a slot, the common ancestor a has none any more.
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("c 1", "c exit*", "b exit*", "hook 0 a exit"));
+    EXPECT_THAT(chart.dispatch(1),
+                ElementsAre("c 1", "c exit*", "b exit*", "hook: too deep a exit"));
     EXPECT_EQ(chart.current, &chart.a);
     EXPECT_EQ(chart.target, &chart.c2);
     EXPECT_EQ(chart.origin, &chart.c);
@@ -261,7 +263,7 @@ TEST(LsHsmTransition, DepthOfOneHasRoomForTheTargetOnly)
     chart.on_transition("b", 1, chart.a);
     EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "b exit*", "a init*"));
     chart.on_transition("a", 2, chart.b);
-    EXPECT_THAT(chart.dispatch(2), ElementsAre("a 2", "hook 0 a exit"));
+    EXPECT_THAT(chart.dispatch(2), ElementsAre("a 2", "hook: too deep a exit"));
 }
 
 // The depth says what is allowed. What a transition takes from the stack goes by its target.
@@ -327,7 +329,7 @@ TEST(LsHsmTransition, FortyLevelsAreLeftAndEnteredInOrder)
     // Back again, with a slot less than that takes.
     chart.depth = 40;
     chart.on_transition("b2", 1, from.back());
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("b2 1", "hook 0 b2 exit"));
+    EXPECT_THAT(chart.dispatch(1), ElementsAre("b2 1", "hook: too deep b2 exit"));
     EXPECT_EQ(chart.current, &chart.b2);
 }
 
@@ -364,7 +366,8 @@ TEST(LsHsmTransition, TargetInAnotherTreeLeavesEverythingAndIsTold)
     chart.hook_result = 55;
     chart.stand_at(chart.b);
     chart.on_transition("b", 1, chart.far);
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "b exit*", "a exit*", "hook 3 master exit"));
+    EXPECT_THAT(chart.dispatch(1),
+                ElementsAre("b 1", "b exit*", "a exit*", "hook: no ancestor master exit"));
     EXPECT_EQ(chart.current, &chart.master);
     EXPECT_EQ(chart.target, &chart.far);
     Chart silent(6, false);
@@ -407,14 +410,15 @@ TEST(LsHsmTransition, ImmediateTransitionThatFailsDropsTheEvent)
     chart.stand_at(chart.b);
     chart.on_immediate("b", 1, chart.b2);
     chart.on("b2", kEntry, [] { return 1; });
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("b 1", "b exit*", "b2 entry*", "hook 1 b2 entry"));
+    EXPECT_THAT(chart.dispatch(1),
+                ElementsAre("b 1", "b exit*", "b2 entry*", "hook: refused b2 entry"));
     EXPECT_EQ(chart.current, &chart.b2);
     EXPECT_EQ(chart.target, nullptr);
     EXPECT_EQ(chart.immediateTarget, nullptr);
     chart.stand_at(chart.c);
     chart.on_immediate("c", 2, chart.far);
-    EXPECT_THAT(chart.dispatch(2),
-                ElementsAre("c 2", "c exit*", "b exit*", "a exit*", "hook 3 master exit"));
+    EXPECT_THAT(chart.dispatch(2), ElementsAre("c 2", "c exit*", "b exit*", "a exit*",
+                                               "hook: no ancestor master exit"));
     EXPECT_EQ(chart.target, nullptr);
 }
 
@@ -426,8 +430,8 @@ TEST(LsHsmTransition, ImmediateTransitionTooDeepOffersTheEventWhereItCame)
     chart.on("master", 1, [] { return 0; });
     // The transition counts as made, so the event goes on, from the state that was reached; and as
     // the target stays set, handling the event makes the transition again.
-    EXPECT_THAT(chart.dispatch(1), ElementsAre("a 1", "a exit*", "hook 0 master exit", "master 1",
-                                               "hook 0 master exit"));
+    EXPECT_THAT(chart.dispatch(1), ElementsAre("a 1", "a exit*", "hook: too deep master exit",
+                                               "master 1", "hook: too deep master exit"));
     EXPECT_EQ(chart.current, &chart.master);
     EXPECT_EQ(chart.target, &chart.z);
 }

@@ -70,7 +70,7 @@ TEST(PrivateRoot, HasWhatAProcessNeeds)
 TEST(PrivateRoot, NothingIsSeenOutside)
 {
     const std::string name = "private-root-" + std::to_string(getpid());
-    const Outcome outcome = well([&] {
+    well([&] {
         for (const std::string folder :
              {"/tmp/", "/config/", "/config-mfg/", "/log/", "/oxa/", "/dev/", "/"}) {
             std::ofstream(folder + name) << "x";
@@ -91,36 +91,32 @@ TEST(PrivateRoot, NothingOfTheMachineIsSeenInTheFreshFolders)
     std::filesystem::remove(path);
 }
 
-TEST(PrivateRoot, TwoRootsAreApart)
+FRESH_TEST(PrivateRoot, TwoRootsAreApart)
 {
-    const Outcome outcome = well([] {
-        std::ofstream("/tmp/outer") << "x";
-        enter_private_root();
-        EXPECT_NE(access("/tmp/outer", F_OK), 0);
-    });
+    std::ofstream("/tmp/outer") << "x";
+    enter_private_root();
+    EXPECT_NE(access("/tmp/outer", F_OK), 0);
 }
 
-TEST(PrivateRoot, KeptFoldersStayReachable)
+FRESH_TEST(PrivateRoot, KeptFoldersStayReachable)
 {
-    const Outcome outcome = well([] {
-        std::filesystem::create_directories("/tmp/kept/inner");
-        std::filesystem::create_directories("/tmp/lost");
-        std::ofstream("/tmp/kept/inner/file") << "x";
-        enter_private_root({"/tmp/kept/inner", "/tmp/kept", "/tmp/missing", "/tmp", "relative"});
-        EXPECT_EQ(access("/tmp/kept/inner/file", F_OK), 0);
-        EXPECT_NE(access("/tmp/lost", F_OK), 0);
-        EXPECT_NE(access("/tmp/missing", F_OK), 0);
-    });
+    std::filesystem::create_directories("/tmp/kept/inner");
+    std::filesystem::create_directories("/tmp/lost");
+    std::ofstream("/tmp/kept/inner/file") << "x";
+    enter_private_root({"/tmp/kept/inner", "/tmp/kept", "/tmp/missing", "/tmp", "relative"});
+    EXPECT_EQ(access("/tmp/kept/inner/file", F_OK), 0);
+    EXPECT_NE(access("/tmp/lost", F_OK), 0);
+    EXPECT_NE(access("/tmp/missing", F_OK), 0);
 }
 
 TEST(PrivateRoot, CurrentFolderIsKeptIfItExists)
 {
-    const Outcome kept = well([] {
+    well([] {
         std::filesystem::current_path("/usr");
         enter_private_root();
         EXPECT_EQ(std::filesystem::current_path(), "/usr");
     });
-    const Outcome gone = well([] {
+    well([] {
         std::filesystem::create_directory("/tmp/gone");
         std::filesystem::current_path("/tmp/gone");
         enter_private_root();
@@ -128,25 +124,21 @@ TEST(PrivateRoot, CurrentFolderIsKeptIfItExists)
     });
 }
 
-TEST(PrivateRoot, FileModeMaskIsKept)
+FRESH_TEST(PrivateRoot, FileModeMaskIsKept)
 {
-    const Outcome outcome = well([] {
-        umask(027);
-        enter_private_root();
-        EXPECT_EQ(umask(0), 027u);
-    });
+    umask(027);
+    enter_private_root();
+    EXPECT_EQ(umask(0), 027u);
 }
 
-TEST(PrivateRoot, KnowsWhatIsPrivate)
+FRESH_TEST(PrivateRoot, KnowsWhatIsPrivate)
 {
-    const Outcome outcome = well([] {
-        EXPECT_TRUE(is_private("/config/a/b/c"));
-        EXPECT_TRUE(is_private("/tmp"));
-        EXPECT_TRUE(is_private("/new"));
-        EXPECT_FALSE(is_private("/usr/lib"));
-        EXPECT_FALSE(is_private("/usr/new/file"));
-        EXPECT_FALSE(is_private("/etc/../usr/new"));
-    });
+    EXPECT_TRUE(is_private("/config/a/b/c"));
+    EXPECT_TRUE(is_private("/tmp"));
+    EXPECT_TRUE(is_private("/new"));
+    EXPECT_FALSE(is_private("/usr/lib"));
+    EXPECT_FALSE(is_private("/usr/new/file"));
+    EXPECT_FALSE(is_private("/etc/../usr/new"));
 }
 
 TEST(PrivateNetwork, IsNotTheMachines)
@@ -154,9 +146,7 @@ TEST(PrivateNetwork, IsNotTheMachines)
     const auto network = [] { return std::filesystem::read_symlink("/proc/self/ns/net"); };
     const auto machines = network();
     well([&] { EXPECT_EQ(network(), machines); });
-    EXPECT_THAT(
-        run_fresh({.prepare = enter_private_network}, [&] { EXPECT_NE(network(), machines); }),
-        exited(0));
+    well(FreshSetup{.prepare = enter_private_network}, [&] { EXPECT_NE(network(), machines); });
 }
 
 // A user namespace takes no process with two threads, and one of them is ThreadSanitizer's.
@@ -176,35 +166,31 @@ void give_up_rights()
     ASSERT_EQ(prctl(PR_SET_DUMPABLE, 1), 0);
 }
 
-TEST(PrivateRoot, IsOpenToUsersWithoutRights)
+FRESH_TEST(PrivateRoot, IsOpenToUsersWithoutRights)
 {
-    const Outcome outcome = well([] {
-        give_up_rights();
-        const uid_t user = geteuid();
-        const gid_t group = getegid();
-        ASSERT_NE(user, 0u);
-        enter_private_root();
-        EXPECT_EQ(geteuid(), user);
-        EXPECT_EQ(getegid(), group);
-        check_root();
-    });
+    give_up_rights();
+    const uid_t user = geteuid();
+    const gid_t group = getegid();
+    ASSERT_NE(user, 0u);
+    enter_private_root();
+    EXPECT_EQ(geteuid(), user);
+    EXPECT_EQ(getegid(), group);
+    check_root();
 }
 
-TEST(PrivateRoot, FailureTellsWhatTheMachineMustAllow)
+FRESH_TEST(PrivateRoot, FailureTellsWhatTheMachineMustAllow)
 {
-    const Outcome outcome = well([] {
-        // A limit of 0 forbids both kinds of namespace to this process's user namespace only.
-        give_up_rights();
+    // A limit of 0 forbids both kinds of namespace to this process's user namespace only.
+    give_up_rights();
+    enter_private_root();
+    std::ofstream("/proc/sys/user/max_mnt_namespaces") << "0";
+    std::ofstream("/proc/sys/user/max_user_namespaces") << "0";
+    try {
         enter_private_root();
-        std::ofstream("/proc/sys/user/max_mnt_namespaces") << "0";
-        std::ofstream("/proc/sys/user/max_user_namespaces") << "0";
-        try {
-            enter_private_root();
-            ADD_FAILURE() << "entered";
-        } catch (const PrivateRootError& error) {
-            EXPECT_THAT(error.what(), testing::HasSubstr("user.max_user_namespaces"));
-        }
-    });
+        ADD_FAILURE() << "entered";
+    } catch (const PrivateRootError& error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr("user.max_user_namespaces"));
+    }
 }
 
 #endif

@@ -29,17 +29,22 @@ using testing::Not;
 
 namespace {
 
-/// Runs a body on a target, with checks that count.
-Outcome play(const TargetSetup& setup, const std::function<void()>& body)
+/// A body that runs on a target, with checks that count.
+std::function<void()> on_target(const TargetSetup& setup, const std::function<void()>& body)
 {
-    return run_fresh([&] {
+    return [=] {
         EXPECT_EQ(run_on_target(setup,
                                 [&] {
                                     body();
                                     return 0;
                                 }),
                   0);
-    });
+    };
+}
+
+Outcome play(const TargetSetup& setup, const std::function<void()>& body)
+{
+    return well(on_target(setup, body));
 }
 
 /// The devices of both drivers.
@@ -94,27 +99,25 @@ TEST(SimulatedTarget, IsFurnished)
             EXPECT_EQ(std::string(found != nullptr ? found : "missing"), value);
         }
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
 TEST(SimulatedTarget, ItsEnvironmentIsAsChosen)
 {
-    const Outcome outcome = play({.env = {{"FLASH_START_LOG_SIZE", std::nullopt},
-                                          {"FLASH_START_DRIVER_NAME", "my-driver"},
-                                          {"NAND_DRIVER_NAME", ""}}},
-                                 [] {
-                                     EXPECT_EQ(std::getenv("FLASH_START_LOG_SIZE"), nullptr);
-                                     EXPECT_EQ(devices(), kNor);
-                                     EXPECT_EQ(processes("my-driver").size(), 1U);
-                                     EXPECT_THAT(processes("nor-driver"), IsEmpty());
-                                 });
-    EXPECT_THAT(outcome, exited(0));
+    play({.env = {{"FLASH_START_LOG_SIZE", std::nullopt},
+                  {"FLASH_START_DRIVER_NAME", "my-driver"},
+                  {"NAND_DRIVER_NAME", ""}}},
+         [] {
+             EXPECT_EQ(std::getenv("FLASH_START_LOG_SIZE"), nullptr);
+             EXPECT_EQ(devices(), kNor);
+             EXPECT_EQ(processes("my-driver").size(), 1U);
+             EXPECT_THAT(processes("nor-driver"), IsEmpty());
+         });
 }
 
 TEST(SimulatedTarget, NothingOfTheMachineIsAmongItsProcesses)
 {
-    const Outcome outcome = play({.running = false}, [] {
+    play({.running = false}, [] {
         EXPECT_LE(getpid(), 10);
         EXPECT_EQ(devices(), std::set<std::string>{});
         const pid_t parent = getppid();
@@ -125,7 +128,6 @@ TEST(SimulatedTarget, NothingOfTheMachineIsAmongItsProcesses)
             }
         }
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(SimulatedTarget, TellsHowTheFunctionEnded)
@@ -143,7 +145,8 @@ TEST(SimulatedTarget, TellsHowTheFunctionEnded)
 
 TEST(SimulatedTarget, AFailedCheckIsNoticed)
 {
-    EXPECT_THAT(play({.running = false}, [] { ADD_FAILURE() << "on purpose"; }), Not(exited(0)));
+    EXPECT_THAT(run_fresh(on_target({.running = false}, [] { ADD_FAILURE() << "on purpose"; })),
+                Not(exited(0)));
 }
 
 TEST(SimulatedTarget, NeedsAPrivateRoot)
@@ -158,7 +161,7 @@ TEST(SimulatedTarget, NeedsAPrivateRoot)
 
 TEST(SimulatedTarget, NoProcessIsLeft)
 {
-    const Outcome outcome = well([] {
+    well([] {
         int ends[2];
         ASSERT_EQ(pipe(ends), 0);
         // A sleeper that nobody ends holds the pipe open.
@@ -175,7 +178,7 @@ TEST(SimulatedTarget, NoProcessIsLeft)
 
 TEST(SimulatedTarget, JournalHasExactCommandLines)
 {
-    const Outcome outcome = play({}, [] {
+    play({}, [] {
         EXPECT_EQ(shell("mount -u -w /config"), 0);
         EXPECT_EQ(shell("flashctl '' \"two words\" \"it's\" '$x' a=b,c/d:1.2+3@4%5_6-7"), 2);
         EXPECT_EQ(shell("pidin > /dev/null"), 0);
@@ -184,12 +187,11 @@ TEST(SimulatedTarget, JournalHasExactCommandLines)
                                 "flashctl '' 'two words' 'it'\\''s' '$x' a=b,c/d:1.2+3@4%5_6-7",
                                 "pidin"));
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(SimulatedTarget, MountTakesWhatIsThere)
 {
-    const Outcome outcome = play({}, [] {
+    play({}, [] {
         EXPECT_EQ(shell("mount -u -w /config && mount -u -r /"), 0);
         EXPECT_EQ(shell("mount -u -r /nowhere 2> /dev/null"), 1);
         EXPECT_EQ(shell("mount -u /config 2> /dev/null"), 2);
@@ -197,12 +199,11 @@ TEST(SimulatedTarget, MountTakesWhatIsThere)
         std::filesystem::remove("/dev/fs0");
         EXPECT_EQ(shell("mount -u -w /config 2> /dev/null"), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(SimulatedTarget, ProgramsBehaveAsTheyAreTold)
 {
-    const Outcome outcome = play({.behaviour = {{"mount", "exit=3"}}}, [] {
+    play({.behaviour = {{"mount", "exit=3"}}}, [] {
         EXPECT_EQ(shell("mount -u -w /config"), 3);
         set_behaviour("mount", "signal=9");
         EXPECT_EQ(shell("exec mount -u -w /config"), -9);
@@ -210,12 +211,11 @@ TEST(SimulatedTarget, ProgramsBehaveAsTheyAreTold)
         EXPECT_EQ(shell("mount -u -w /config"), 0);
         EXPECT_EQ(target_journal().size(), 3U);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(SimulatedTarget, FormattingEmptiesOnePartition)
 {
-    const Outcome outcome = play({}, [] {
+    play({}, [] {
         namespace fs = std::filesystem;
         fs::create_directories("/log/a/b");
         std::ofstream("/log/a/b/file") << "x";
@@ -234,13 +234,11 @@ TEST(SimulatedTarget, FormattingEmptiesOnePartition)
         fs::remove("/dev/fs0");
         EXPECT_EQ(shell("flashctl -o0K -l1K -p/dev/fs0 -vv -e 2> /dev/null"), 1);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(SimulatedTarget, PidinListsItsProcesses)
 {
     const Outcome outcome = play({}, [] { EXPECT_EQ(shell("pidin"), 0); });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.out, AllOf(HasSubstr(" 1 "), HasSubstr(" nor-driver\n"),
                                    HasSubstr(" nand-driver\n"), EndsWith(" pidin\n")));
 }
@@ -256,7 +254,7 @@ void end_driver(const std::string& name, int signal)
 
 TEST(SimulatedTarget, DevicesGoWithTheirDriver)
 {
-    const Outcome outcome = play({}, [] {
+    play({}, [] {
         end_driver("nor-driver", SIGTERM);
         EXPECT_EQ(devices(), kNand) << "at once";
         end_driver("nand-driver", SIGKILL);
@@ -265,12 +263,11 @@ TEST(SimulatedTarget, DevicesGoWithTheirDriver)
         EXPECT_EQ(devices(), kNor) << "at once";
         EXPECT_THAT(target_journal(), ElementsAre("nor-driver -x"));
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(SimulatedTarget, DriverIgnoresTerm)
 {
-    const Outcome outcome = play({.behaviour = {{"nor-driver", "ignore-term"}}}, [] {
+    play({.behaviour = {{"nor-driver", "ignore-term"}}}, [] {
         const pid_t driver = processes("nor-driver").at(0);
         EXPECT_EQ(kill(driver, SIGTERM), 0);
         EXPECT_FALSE(
@@ -279,22 +276,20 @@ TEST(SimulatedTarget, DriverIgnoresTerm)
         end_driver("nor-driver", SIGKILL);
         EXPECT_EQ(devices(), kNand);
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(SimulatedTarget, DriverTakesItsTimeToEnd)
 {
-    const Outcome outcome = play({.behaviour = {{"nor-driver", "slow-term=200"}}}, [] {
+    play({.behaviour = {{"nor-driver", "slow-term=200"}}}, [] {
         const auto start = std::chrono::steady_clock::now();
         end_driver("nor-driver", SIGTERM);
         EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{200});
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 TEST(SimulatedTarget, DriverComesLateOrNever)
 {
-    const Outcome outcome = play({.running = false}, [] {
+    play({.running = false}, [] {
         set_behaviour("nor-driver", "late=200");
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(shell("nor-driver"), 0);
@@ -315,7 +310,6 @@ TEST(SimulatedTarget, DriverComesLateOrNever)
         EXPECT_EQ(shell("nand-driver"), 4);
         EXPECT_THAT(processes("nand-driver"), IsEmpty());
     });
-    EXPECT_THAT(outcome, exited(0));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-#include <functional>
 #include <random>
 #include <string>
 
@@ -56,18 +55,12 @@ Converted<std::uint64_t> to_64(const std::string& text, int error_before = 0)
 constexpr Converted<std::uint32_t> kFailed32{STATUS_INVALID_PARAM, kUntouched32};
 constexpr Converted<std::uint64_t> kFailed64{STATUS_INVALID_PARAM, kUntouched64};
 
-Report warning(const char* function, const char* message)
+Report said(const char* function, const char* message)
 {
-    return {LOG_WARNING, "Warn", "COMMON", "convert", function, message};
+    return harness::said(COMMON_LogLevelWarn, "COMMON", "convert", function, message);
 }
 
-std::vector<Report> reports_of(const std::function<void()>& body)
-{
-    const Outcome outcome = well(body);
-    return reports(outcome);
-}
-
-TEST(Convert, TextsThatBothWidthsRead)
+FRESH_TEST(Convert, TextsThatBothWidthsRead)
 {
     const struct {
         const char* text;
@@ -102,17 +95,13 @@ TEST(Convert, TextsThatBothWidthsRead)
         {"- 1", 0},
         {"\xE4", 0},
     };
-    EXPECT_THAT(
-        reports_of([&] {
-            for (const auto& each : kCases) {
-                EXPECT_EQ(to_32(each.text), (Converted<std::uint32_t>{STATUS_SUCCESS, each.value}))
-                    << each.text;
-                EXPECT_EQ(to_64(each.text), (Converted<std::uint64_t>{STATUS_SUCCESS, each.value}))
-                    << each.text;
-                EXPECT_EQ(errno, 0);
-            }
-        }),
-        IsEmpty());
+    for (const auto& each : kCases) {
+        EXPECT_EQ(to_32(each.text), (Converted<std::uint32_t>{STATUS_SUCCESS, each.value}))
+            << each.text;
+        EXPECT_EQ(to_64(each.text), (Converted<std::uint64_t>{STATUS_SUCCESS, each.value}))
+            << each.text;
+        EXPECT_EQ(errno, 0);
+    }
 }
 
 TEST(Convert, MinusNegatesInTheResultsWidth)
@@ -124,105 +113,97 @@ TEST(Convert, MinusNegatesInTheResultsWidth)
     EXPECT_EQ(to_64("-ffffffffffffffff").value, 1U);
 }
 
-TEST(Convert, MinusIsSeenBehindAnyWhiteSpace)
+FRESH_TEST(Convert, MinusIsSeenBehindAnyWhiteSpace)
 {
-    EXPECT_THAT(reports_of([] {
-                    for (const std::string space : {" ", "\t", "\n", "\v", "\f", "\r", "\r\n \t"}) {
-                        EXPECT_EQ(to_32(space + "-1"),
-                                  (Converted<std::uint32_t>{STATUS_SUCCESS, UINT32_MAX}));
-                        EXPECT_EQ(to_32(space + "-0xffffffff"),
-                                  (Converted<std::uint32_t>{STATUS_SUCCESS, 1}));
-                        EXPECT_EQ(to_64(space + "-1"),
-                                  (Converted<std::uint64_t>{STATUS_SUCCESS, UINT64_MAX}));
-                    }
-                }),
-                IsEmpty());
+    for (const std::string space : {" ", "\t", "\n", "\v", "\f", "\r", "\r\n \t"}) {
+        EXPECT_EQ(to_32(space + "-1"), (Converted<std::uint32_t>{STATUS_SUCCESS, UINT32_MAX}));
+        EXPECT_EQ(to_32(space + "-0xffffffff"), (Converted<std::uint32_t>{STATUS_SUCCESS, 1}));
+        EXPECT_EQ(to_64(space + "-1"), (Converted<std::uint64_t>{STATUS_SUCCESS, UINT64_MAX}));
+    }
 }
 
 TEST(Convert, LargerThanTheResultIsInvalid)
 {
-    const auto invalid = warning("CONVERT_HexStrToU32", "Invalid String Value");
-    const auto invalid_64 = warning("CONVERT_HexStrToU64", "Invalid String Value");
-    EXPECT_THAT(
-        reports_of([] {
-            for (const char* const text :
-                 {"100000000", "0x100000000", "-100000000", "fffffffffffffffff",
-                  "-fffffffffffffffff", "-ffffffffffffffff"}) {
-                EXPECT_EQ(to_32(text), kFailed32) << text;
-                EXPECT_EQ(errno, ERANGE);
-            }
-            EXPECT_EQ(to_64("100000000"), (Converted<std::uint64_t>{STATUS_SUCCESS, 0x100000000}));
-            EXPECT_EQ(to_64("ffffffffffffffff"),
-                      (Converted<std::uint64_t>{STATUS_SUCCESS, UINT64_MAX}));
-            for (const char* const text : {"10000000000000000", "-10000000000000000"}) {
-                EXPECT_EQ(to_64(text), kFailed64) << text;
-                EXPECT_EQ(errno, ERANGE);
-            }
-        }),
-        ElementsAre(invalid, invalid, invalid, invalid, invalid, invalid, invalid_64, invalid_64));
+    const auto invalid = said("CONVERT_HexStrToU32", "Invalid String Value");
+    const auto invalid_64 = said("CONVERT_HexStrToU64", "Invalid String Value");
+    const Outcome outcome = well([] {
+        for (const char* const text :
+             {"100000000", "0x100000000", "-100000000", "fffffffffffffffff", "-fffffffffffffffff",
+              "-ffffffffffffffff"}) {
+            EXPECT_EQ(to_32(text), kFailed32) << text;
+            EXPECT_EQ(errno, ERANGE);
+        }
+        EXPECT_EQ(to_64("100000000"), (Converted<std::uint64_t>{STATUS_SUCCESS, 0x100000000}));
+        EXPECT_EQ(to_64("ffffffffffffffff"),
+                  (Converted<std::uint64_t>{STATUS_SUCCESS, UINT64_MAX}));
+        for (const char* const text : {"10000000000000000", "-10000000000000000"}) {
+            EXPECT_EQ(to_64(text), kFailed64) << text;
+            EXPECT_EQ(errno, ERANGE);
+        }
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(invalid, invalid, invalid, invalid, invalid, invalid,
+                                         invalid_64, invalid_64));
 }
 
 // Callers know that an error number left by anything earlier counts.
 TEST(Convert, EarlierErrorNumberMakesEveryTextInvalid)
 {
-    EXPECT_THAT(reports_of([] {
-                    for (const char* const text : {"1", "0x1", ""}) {
-                        EXPECT_EQ(to_32(text, ENOENT), kFailed32);
-                        EXPECT_EQ(errno, ENOENT);
-                        EXPECT_EQ(to_64(text, ENOENT), kFailed64);
-                        EXPECT_EQ(errno, ENOENT);
-                    }
-                }),
-                testing::SizeIs(6));
+    const Outcome outcome = well([] {
+        for (const char* const text : {"1", "0x1", ""}) {
+            EXPECT_EQ(to_32(text, ENOENT), kFailed32);
+            EXPECT_EQ(errno, ENOENT);
+            EXPECT_EQ(to_64(text, ENOENT), kFailed64);
+            EXPECT_EQ(errno, ENOENT);
+        }
+    });
+    EXPECT_THAT(outcome.log, testing::SizeIs(6));
 }
 
 TEST(Convert, NumberTooLargeSpoilsTheNextConversion)
 {
-    const auto invalid = warning("CONVERT_HexStrToU32", "Invalid String Value");
-    EXPECT_THAT(reports_of([] {
-                    std::uint32_t value = kUntouched32;
-                    errno = 0;
-                    EXPECT_EQ(CONVERT_HexStrToU32("100000000", &value), STATUS_INVALID_PARAM);
-                    EXPECT_EQ(CONVERT_HexStrToU32("1", &value), STATUS_INVALID_PARAM);
-                    EXPECT_EQ(value, kUntouched32);
-                    errno = 0;
-                    EXPECT_EQ(CONVERT_HexStrToU32("1", &value), STATUS_SUCCESS);
-                    EXPECT_EQ(value, 1U);
-                }),
-                ElementsAre(invalid, invalid));
+    const auto invalid = said("CONVERT_HexStrToU32", "Invalid String Value");
+    const Outcome outcome = well([] {
+        std::uint32_t value = kUntouched32;
+        errno = 0;
+        EXPECT_EQ(CONVERT_HexStrToU32("100000000", &value), STATUS_INVALID_PARAM);
+        EXPECT_EQ(CONVERT_HexStrToU32("1", &value), STATUS_INVALID_PARAM);
+        EXPECT_EQ(value, kUntouched32);
+        errno = 0;
+        EXPECT_EQ(CONVERT_HexStrToU32("1", &value), STATUS_SUCCESS);
+        EXPECT_EQ(value, 1U);
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(invalid, invalid));
 }
 
 TEST(Convert, NullIsReportedWhateverErrnoIs)
 {
-    EXPECT_THAT(reports_of([] {
-                    std::uint32_t value = kUntouched32;
-                    std::uint64_t value_64 = kUntouched64;
-                    for (const int error : {0, ENOENT}) {
-                        errno = error;
-                        EXPECT_EQ(CONVERT_HexStrToU32(nullptr, &value), STATUS_INVALID_PARAM);
-                        EXPECT_EQ(CONVERT_HexStrToU64(nullptr, &value_64), STATUS_INVALID_PARAM);
-                        EXPECT_EQ(CONVERT_HexStrToU32(nullptr, nullptr), STATUS_INVALID_PARAM);
-                        EXPECT_EQ(errno, error);
-                    }
-                    EXPECT_EQ(value, kUntouched32);
-                    EXPECT_EQ(value_64, kUntouched64);
-                }),
-                ElementsAre(warning("CONVERT_HexStrToU32", "String Value is NULL"),
-                            warning("CONVERT_HexStrToU64", "String Value is NULL"),
-                            warning("CONVERT_HexStrToU32", "String Value is NULL"),
-                            warning("CONVERT_HexStrToU32", "String Value is NULL"),
-                            warning("CONVERT_HexStrToU64", "String Value is NULL"),
-                            warning("CONVERT_HexStrToU32", "String Value is NULL")));
+    const Outcome outcome = well([] {
+        std::uint32_t value = kUntouched32;
+        std::uint64_t value_64 = kUntouched64;
+        for (const int error : {0, ENOENT}) {
+            errno = error;
+            EXPECT_EQ(CONVERT_HexStrToU32(nullptr, &value), STATUS_INVALID_PARAM);
+            EXPECT_EQ(CONVERT_HexStrToU64(nullptr, &value_64), STATUS_INVALID_PARAM);
+            EXPECT_EQ(CONVERT_HexStrToU32(nullptr, nullptr), STATUS_INVALID_PARAM);
+            EXPECT_EQ(errno, error);
+        }
+        EXPECT_EQ(value, kUntouched32);
+        EXPECT_EQ(value_64, kUntouched64);
+    });
+    const auto null = said("CONVERT_HexStrToU32", "String Value is NULL");
+    const auto null_64 = said("CONVERT_HexStrToU64", "String Value is NULL");
+    EXPECT_THAT(outcome.log, ElementsAre(null, null_64, null, null, null_64, null));
 }
 
 TEST(Convert, NoPlaceForTheResultIsReported)
 {
-    EXPECT_THAT(reports_of([] {
-                    EXPECT_EQ(CONVERT_HexStrToU32("1", nullptr), STATUS_INVALID_PARAM);
-                    EXPECT_EQ(CONVERT_HexStrToU64("1", nullptr), STATUS_INVALID_PARAM);
-                }),
-                ElementsAre(warning("CONVERT_HexStrToU32", "Destination Pointer is NULL"),
-                            warning("CONVERT_HexStrToU64", "Destination Pointer is NULL")));
+    const Outcome outcome = well([] {
+        EXPECT_EQ(CONVERT_HexStrToU32("1", nullptr), STATUS_INVALID_PARAM);
+        EXPECT_EQ(CONVERT_HexStrToU64("1", nullptr), STATUS_INVALID_PARAM);
+    });
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said("CONVERT_HexStrToU32", "Destination Pointer is NULL"),
+                            said("CONVERT_HexStrToU64", "Destination Pointer is NULL")));
 }
 
 TEST(Convert, FailsWithoutARecordToo)
@@ -239,7 +220,7 @@ void compare_with_the_c_library(unsigned seed)
 {
     static constexpr char kCharacters[] = "0123456789abcdefABCDEF0000xX+- \tgz";
     std::mt19937 random(seed);
-    const Outcome outcome = well({.env = {{"COMMON_LOG_LEVEL", "Fatal"}}}, [&] {
+    well({.env = {{"COMMON_LOG_LEVEL", "Fatal"}}}, [&] {
         for (int round = 0; round < 100'000; ++round) {
             std::string text;
             for (auto length = random() % 20; length > 0; --length) {

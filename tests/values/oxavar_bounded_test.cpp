@@ -22,8 +22,7 @@ void PrintTo(const Result& result, std::ostream* stream)
 constexpr Result kTruncated{STATUS_FAILED, 0};
 constexpr Result kTooDeep{STATUS_NOT_SUPPORTED, 0};
 
-/** Reads from a block that has exactly these bytes, so that AddressSanitizer sees what is too far.
- */
+/// Reads from a block that has exactly these bytes, so that AddressSanitizer sees what is too far.
 Result read(const Bytes& bytes, COMMON_OXAVar* var)
 {
     const auto size = static_cast<std::uint32_t>(bytes.size());
@@ -47,19 +46,13 @@ void expect_refused(const Bytes& bytes, const Result& expected)
 /// {1, "abcde", {0.5, {}}, empty}
 Bytes example()
 {
-    return joined({word(5),
-                   word(4),
-                   word(1),
-                   word(1),
-                   word(3),
-                   word(5),
+    return joined({head(OXAVAR_TYPE_ARRAY, 4),
+                   head(OXAVAR_TYPE_INT, 1),
+                   head(OXAVAR_TYPE_STRING, 5),
                    {'a', 'b', 'c', 'd', 'e', 0, 0, 0},
-                   word(5),
-                   word(2),
-                   word(2),
-                   word(0x3f000000),
-                   word(5),
-                   word(0),
+                   head(OXAVAR_TYPE_ARRAY, 2),
+                   head(OXAVAR_TYPE_FLOAT, 0x3f000000),
+                   head(OXAVAR_TYPE_ARRAY, 0),
                    word(0)});
 }
 
@@ -90,35 +83,40 @@ TEST(OXAVarBounded, EveryTruncationIsRefused)
 
 TEST(OXAVarBounded, MissingPaddingIsRefused)
 {
-    expect_refused(joined({word(3), word(1), {'a', 0, 0}}), kTruncated);
-    expect_refused(joined({word(3), word(1), {'a'}}), kTruncated);
+    expect_refused(joined({head(OXAVAR_TYPE_STRING, 1), {'a', 0, 0}}), kTruncated);
+    expect_refused(joined({head(OXAVAR_TYPE_STRING, 1), {'a'}}), kTruncated);
 }
 
 TEST(OXAVarBounded, LengthsAndCountsBeyondTheBytesAreRefused)
 {
     for (const std::uint32_t number : {5U, 8U, 0x40000001U, 0x7fffffffU, 0xfffffffcU, UINT32_MAX}) {
-        expect_refused(joined({word(3), word(number), {'a', 'b', 'c', 'd'}}), kTruncated);
-        expect_refused(joined({word(5), word(number), word(0), word(0), word(0), word(0)}),
+        expect_refused(joined({head(OXAVAR_TYPE_STRING, number), {'a', 'b', 'c', 'd'}}),
                        kTruncated);
+        expect_refused(
+            joined({head(OXAVAR_TYPE_ARRAY, number), word(0), word(0), word(0), word(0)}),
+            kTruncated);
     }
 }
 
 TEST(OXAVarBounded, ElementMayNotTakeWhatLaterOnesNeed)
 {
     // The first element's text would reach into the word of the second one.
-    expect_refused(joined({word(5), word(2), word(3), word(4), {'a', 'b', 'c', 'd'}}), kTruncated);
-    expect_refused(joined({word(5), word(2), word(5), word(1), word(0)}), kTruncated);
+    expect_refused(
+        joined({head(OXAVAR_TYPE_ARRAY, 2), head(OXAVAR_TYPE_STRING, 4), {'a', 'b', 'c', 'd'}}),
+        kTruncated);
+    expect_refused(joined({head(OXAVAR_TYPE_ARRAY, 2), head(OXAVAR_TYPE_ARRAY, 1), word(0)}),
+                   kTruncated);
 }
 
 /// Arrays inside one another, the innermost one empty.
 Bytes arrays(unsigned depth)
 {
-    const Bytes head = joined({word(5), word(1)});
+    const Bytes outer = head(OXAVAR_TYPE_ARRAY, 1);
     Bytes bytes;
     for (unsigned level = 1; level < depth; ++level) {
-        bytes.insert(bytes.end(), head.begin(), head.end());
+        bytes.insert(bytes.end(), outer.begin(), outer.end());
     }
-    return joined({bytes, word(5), word(0)});
+    return joined({bytes, head(OXAVAR_TYPE_ARRAY, 0)});
 }
 
 TEST(OXAVarBounded, DepthHasALimit)
@@ -134,7 +132,7 @@ TEST(OXAVarBounded, DepthHasALimit)
 TEST(OXAVarBounded, DepthCountsInsideNotSideBySide)
 {
     const Variant var = empty_variant();
-    Bytes bytes = joined({word(5), word(100)});
+    Bytes bytes = head(OXAVAR_TYPE_ARRAY, 100);
     for (int index = 0; index < 100; ++index) {
         bytes = joined({bytes, arrays(63)});
     }
@@ -145,7 +143,7 @@ TEST(OXAVarBounded, DepthCountsInsideNotSideBySide)
 TEST(OXAVarBounded, UnknownTypesAreEmptyElements)
 {
     const Variant var = empty_variant();
-    EXPECT_EQ(read(joined({word(5), word(2), word(77), word(UINT32_MAX)}), var.get()),
+    EXPECT_EQ(read(joined({head(OXAVAR_TYPE_ARRAY, 2), word(77), word(UINT32_MAX)}), var.get()),
               (Result{STATUS_SUCCESS, 16}));
     EXPECT_EQ(shown(*var), "{unknown (type=0), unknown (type=0)}");
 }
@@ -153,7 +151,7 @@ TEST(OXAVarBounded, UnknownTypesAreEmptyElements)
 TEST(OXAVarBounded, ZeroByteInATextEndsIt)
 {
     const Variant var = empty_variant();
-    EXPECT_EQ(read(joined({word(3), word(4), {'a', 0, 'b', 'c'}}), var.get()),
+    EXPECT_EQ(read(joined({head(OXAVAR_TYPE_STRING, 4), {'a', 0, 'b', 'c'}}), var.get()),
               (Result{STATUS_SUCCESS, 12}));
     EXPECT_STREQ(COMMON_OXAVarGetString(var.get()), "a");
 }

@@ -52,36 +52,34 @@ TEST(OXAVarFault, RunningOutOfMemoryEndsTheProcess)
     }
 }
 
-TEST(OXAVarFault, EveryBlockIsGivenBack)
+FRESH_TEST(OXAVarFault, EveryBlockIsGivenBack)
 {
-    const Outcome outcome = well([] {
-        const long blocks = fault::outstanding_blocks();
-        {
-            const Variant var = array_variant(3);
-            COMMON_OXAVarSetString(&var->value.elements[0], std::string(1015, 'x').c_str());
-            COMMON_OXAVarArrayAllocAt(&var->value.elements[1], 2);
-            COMMON_OXAVarSetString(&var->value.elements[1].value.elements[1], "text");
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 5);
-            EXPECT_EQ(shown(*var), "{{unknown (type=0), \"text\"}, unknown (type=0)}");
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 5) << "also what had no room";
+    const long blocks = fault::outstanding_blocks();
+    {
+        const Variant var = array_variant(3);
+        COMMON_OXAVarSetString(&var->value.elements[0], std::string(1015, 'x').c_str());
+        COMMON_OXAVarArrayAllocAt(&var->value.elements[1], 2);
+        COMMON_OXAVarSetString(&var->value.elements[1].value.elements[1], "text");
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 5);
+        EXPECT_EQ(shown(*var), "{{unknown (type=0), \"text\"}, unknown (type=0)}");
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 5) << "also what had no room";
 
-            const Bytes form = serialized(*var);
-            const Variant back = empty_variant();
-            COMMON_OXAVarDeserialize(form.data(), back.get());
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 10);
-            EXPECT_EQ(COMMON_OXAVarDeserializeBounded(form.data(),
-                                                      static_cast<std::uint32_t>(form.size() - 1),
-                                                      back.get(), nullptr),
-                      STATUS{STATUS_FAILED});
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 6) << "what was read before is gone";
+        const Bytes form = serialized(*var);
+        const Variant back = empty_variant();
+        COMMON_OXAVarDeserialize(form.data(), back.get());
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 10);
+        EXPECT_EQ(COMMON_OXAVarDeserializeBounded(form.data(),
+                                                  static_cast<std::uint32_t>(form.size() - 1),
+                                                  back.get(), nullptr),
+                  STATUS{STATUS_FAILED});
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 6) << "what was read before is gone";
 
-            COMMON_OXAVarArrayRealloc(var.get(), 1);
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 4);
-            COMMON_OXAVarClear(var.get());
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 2);
-        }
-        EXPECT_EQ(fault::outstanding_blocks(), blocks);
-    });
+        COMMON_OXAVarArrayRealloc(var.get(), 1);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 4);
+        COMMON_OXAVarClear(var.get());
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 2);
+    }
+    EXPECT_EQ(fault::outstanding_blocks(), blocks);
 }
 
 /// How many elements with texts of one length have room in the text of an array.
@@ -131,22 +129,20 @@ TEST(OXAVarFault, TextsOfElementsWithoutRoomAreNotMade)
 
 // Every array announces as many elements as the bytes behind it could be. If each got its block,
 // they would be 64 times the size of the first one.
-TEST(OXAVarFault, ArraysInsideOneAnotherShareTheBytes)
+FRESH_TEST(OXAVarFault, ArraysInsideOneAnotherShareTheBytes)
 {
     constexpr std::size_t kSize = 4096;
     Bytes bytes;
     for (std::size_t level = 0; level < OXAVAR_DEPTH_MAX; ++level) {
         const std::size_t left = kSize - (level + 1) * 8;
-        bytes = joined({bytes, word(5), word(static_cast<std::uint32_t>(left / 4))});
+        bytes = joined({bytes, head(OXAVAR_TYPE_ARRAY, static_cast<std::uint32_t>(left / 4))});
     }
     bytes.resize(kSize);
-    const Outcome outcome = well([&] {
-        COMMON_OXAVar var{};
-        fault::reset();
-        EXPECT_EQ(COMMON_OXAVarDeserializeBounded(bytes.data(), kSize, &var, nullptr),
-                  STATUS{STATUS_FAILED});
-        EXPECT_EQ(fault::calls(Call::malloc), 1) << "the outermost array only";
-    });
+    COMMON_OXAVar var{};
+    fault::reset();
+    EXPECT_EQ(COMMON_OXAVarDeserializeBounded(bytes.data(), kSize, &var, nullptr),
+              STATUS{STATUS_FAILED});
+    EXPECT_EQ(fault::calls(Call::malloc), 1) << "the outermost array only";
 }
 
 }  // namespace

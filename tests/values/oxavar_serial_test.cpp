@@ -12,7 +12,7 @@ namespace {
 
 Bytes text_form(const std::string& text)
 {
-    Bytes form = joined({word(3), word(static_cast<std::uint32_t>(text.size()))});
+    Bytes form = head(OXAVAR_TYPE_STRING, static_cast<std::uint32_t>(text.size()));
     form.insert(form.end(), text.begin(), text.end());
     while (form.size() % 4 != 0) {
         form.push_back(0);
@@ -62,7 +62,7 @@ TEST(OXAVarSerial, EveryBitOfAFloatTravels)
 {
     for (const std::uint32_t bits : {0x7f800001U, 0xff812345U, 0x7fc00000U, 0x80000000U, 1U}) {
         COMMON_OXAVar var{};
-        const Bytes form = joined({word(2), word(bits)});
+        const Bytes form = head(OXAVAR_TYPE_FLOAT, bits);
         COMMON_OXAVarDeserialize(form.data(), &var);
         EXPECT_EQ(serialized(var), form) << bits;
     }
@@ -72,9 +72,9 @@ TEST(OXAVarSerial, OfAPointerTheLow32BitsTravel)
 {
     COMMON_OXAVar var{};
     COMMON_OXAVarSetPVoid(&var, pointer_of(static_cast<std::uintptr_t>(0x123489abcdefULL)));
-    EXPECT_EQ(serialized(var), joined({word(4), word(0x89abcdef)}));
+    EXPECT_EQ(serialized(var), head(OXAVAR_TYPE_PVOID, 0x89abcdef));
     COMMON_OXAVarSetPVoid(&var, pointer_of(UINTPTR_MAX));
-    COMMON_OXAVarDeserialize(joined({word(4), word(0x89abcdef)}).data(), &var);
+    COMMON_OXAVarDeserialize(head(OXAVAR_TYPE_PVOID, 0x89abcdef).data(), &var);
     EXPECT_EQ(COMMON_OXAVarGetPVoid(&var), pointer_of(0x89abcdef));
 }
 
@@ -141,10 +141,10 @@ Variant nested()
 
 TEST(OXAVarSerial, ArraysAreWrittenElementByElement)
 {
-    expect_form(*array_variant(0), joined({word(5), word(0)}));
-    expect_form(*array_variant(2), joined({word(5), word(2), word(0), word(0)}));
-    const Bytes form =
-        joined({word(5), word(3), word(1), word(1), text_form("a"), word(5), word(0)});
+    expect_form(*array_variant(0), head(OXAVAR_TYPE_ARRAY, 0));
+    expect_form(*array_variant(2), joined({head(OXAVAR_TYPE_ARRAY, 2), word(0), word(0)}));
+    const Bytes form = joined({head(OXAVAR_TYPE_ARRAY, 3), head(OXAVAR_TYPE_INT, 1), text_form("a"),
+                               head(OXAVAR_TYPE_ARRAY, 0)});
     EXPECT_EQ(form.size(), 36U);
     expect_form(*nested(), form);
     const Variant back = empty_variant();
@@ -156,13 +156,13 @@ TEST(OXAVarSerial, ArrayWithoutItsBlockHasOnlyItsHead)
 {
     const COMMON_OXAVar var{.type = OXAVAR_TYPE_ARRAY, .count = 3, .value = {.word = 0}};
     EXPECT_EQ(COMMON_OXAVarGetSerializedSize(&var), 8U);
-    EXPECT_EQ(serialized(var), joined({word(5), word(3)}));
+    EXPECT_EQ(serialized(var), head(OXAVAR_TYPE_ARRAY, 3));
 }
 
 TEST(OXAVarSerial, ManyTextsKeepTheirLengths)
 {
     const Variant var = array_variant(40);
-    Bytes form = joined({word(5), word(40)});
+    Bytes form = head(OXAVAR_TYPE_ARRAY, 40);
     for (std::uint32_t index = 0; index < 40; ++index) {
         const std::string text(index * 7 % 40, 'x');
         COMMON_OXAVarSetString(&var->value.elements[index], text.c_str());
@@ -232,7 +232,7 @@ TEST(OXAVarSerial, BufferNeedsNoAlignment)
 
 TEST(OXAVarSerial, ZeroByteInATextEndsIt)
 {
-    const Bytes form = joined({word(3), word(6), {'a', 'b', 0, 'c', 'd', 'e', 0, 0}});
+    const Bytes form = joined({head(OXAVAR_TYPE_STRING, 6), {'a', 'b', 0, 'c', 'd', 'e', 0, 0}});
     const Variant var = empty_variant();
     EXPECT_EQ(COMMON_OXAVarDeserialize(form.data(), var.get()), 16U);
     EXPECT_STREQ(COMMON_OXAVarGetString(var.get()), "ab");
@@ -241,7 +241,8 @@ TEST(OXAVarSerial, ZeroByteInATextEndsIt)
 
 TEST(OXAVarSerial, ArrayTooLargeForABlockIsReadAsAnEmptyOne)
 {
-    const Bytes form = joined({word(5), word(2), word(5), word(UINT32_MAX), word(1), word(9)});
+    const Bytes form = joined({head(OXAVAR_TYPE_ARRAY, 2), head(OXAVAR_TYPE_ARRAY, UINT32_MAX),
+                               head(OXAVAR_TYPE_INT, 9)});
     const Variant var = empty_variant();
     EXPECT_EQ(COMMON_OXAVarDeserialize(form.data(), var.get()), form.size());
     EXPECT_EQ(shown(*var), "{{}, 9}") << "its elements are not read";

@@ -83,7 +83,8 @@ TEST(OXAVarText, NullTextIsPrintedAsSuch)
 TEST(OXAVarText, Arrays)
 {
     EXPECT_EQ(shown(*array_variant(0)), "{}");
-    EXPECT_EQ(shown(COMMON_OXAVar{.type = 5, .count = 2, .value = {.word = 0}}), "{}");
+    EXPECT_EQ(shown(COMMON_OXAVar{.type = OXAVAR_TYPE_ARRAY, .count = 2, .value = {.word = 0}}),
+              "{}");
     const Variant var = array_variant(3);
     COMMON_OXAVarSetInt(&var->value.elements[0], 1);
     COMMON_OXAVarArrayAllocAt(&var->value.elements[1], 0);

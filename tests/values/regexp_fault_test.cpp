@@ -23,29 +23,25 @@ TEST(RegExpFault, ExpressionThatCannotBeCompiledEndsTheProcess)
     EXPECT_THAT(outcome.err, assertion_text("regexp", "RegExp_New", "0 == ret"));
 }
 
-TEST(RegExpFault, SearchThatFailsFindsNothing)
+FRESH_TEST(RegExpFault, SearchThatFailsFindsNothing)
 {
-    const Outcome outcome = well([] {
-        const Expression regexp = expression("a");
-        fault::fail_always(Call::regexec);
-        EXPECT_EQ(RegExp_Match(regexp.get(), "a"), 0U);
-        EXPECT_EQ(RegExp_MatchSubExp(regexp.get(), "a", 0), nullptr);
-        EXPECT_STREQ(RegExp_Replace(regexp.get(), "a", "b", 1), "a");
-        EXPECT_EQ(fault::fired(), 3);
-    });
+    const Expression regexp = expression("a");
+    fault::fail_always(Call::regexec);
+    EXPECT_EQ(RegExp_Match(regexp.get(), "a"), 0U);
+    EXPECT_EQ(RegExp_MatchSubExp(regexp.get(), "a", 0), nullptr);
+    EXPECT_STREQ(RegExp_Replace(regexp.get(), "a", "b", 1), "a");
+    EXPECT_EQ(fault::fired(), 3);
 }
 
-TEST(RegExpFault, ReplacingTakesOneSearchForEachMatchAndOneMore)
+FRESH_TEST(RegExpFault, ReplacingTakesOneSearchForEachMatchAndOneMore)
 {
-    const Outcome outcome = well([] {
-        const Expression regexp = expression("o");
-        EXPECT_STREQ(RegExp_Replace(regexp.get(), "foo boo", "0", 0), "f0o boo");
-        EXPECT_EQ(fault::calls(Call::regexec), 1);
-        EXPECT_STREQ(RegExp_Replace(regexp.get(), "foo boot", "0", 1), "f00 b00t");
-        EXPECT_EQ(fault::calls(Call::regexec), 6);
-        EXPECT_STREQ(RegExp_Replace(regexp.get(), "oo", "0", 1), "00");
-        EXPECT_EQ(fault::calls(Call::regexec), 8) << "nothing is looked for in nothing";
-    });
+    const Expression regexp = expression("o");
+    EXPECT_STREQ(RegExp_Replace(regexp.get(), "foo boo", "0", 0), "f0o boo");
+    EXPECT_EQ(fault::calls(Call::regexec), 1);
+    EXPECT_STREQ(RegExp_Replace(regexp.get(), "foo boot", "0", 1), "f00 b00t");
+    EXPECT_EQ(fault::calls(Call::regexec), 6);
+    EXPECT_STREQ(RegExp_Replace(regexp.get(), "oo", "0", 1), "00");
+    EXPECT_EQ(fault::calls(Call::regexec), 8) << "nothing is looked for in nothing";
 }
 
 TEST(RegExpFault, RunningOutOfMemoryEndsTheProcess)
@@ -63,23 +59,21 @@ TEST(RegExpFault, RunningOutOfMemoryEndsTheProcess)
                 exited(1));
 }
 
-TEST(RegExpFault, EveryBlockIsGivenBack)
+FRESH_TEST(RegExpFault, EveryBlockIsGivenBack)
 {
-    const Outcome outcome = well([] {
-        const long blocks = fault::outstanding_blocks();
-        {
-            const Expression regexp = expression("(\\w)(\\d)?");
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 2) << "the record and the list";
-            RegExp_MatchSubExp(regexp.get(), "a1", 0);
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 8) << "three nodes with texts";
-            RegExp_MatchSubExp(regexp.get(), "a", 0);
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 6);
-            (void)RegExp_Replace(regexp.get(), "a b", "", 1);
-            (void)RegExp_Replace(regexp.get(), "a b", "c", 1);
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 7) << "one result";
-        }
-        EXPECT_EQ(fault::outstanding_blocks(), blocks);
-    });
+    const long blocks = fault::outstanding_blocks();
+    {
+        const Expression regexp = expression("(\\w)(\\d)?");
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 2) << "the record and the list";
+        RegExp_MatchSubExp(regexp.get(), "a1", 0);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 8) << "three nodes with texts";
+        RegExp_MatchSubExp(regexp.get(), "a", 0);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 6);
+        (void)RegExp_Replace(regexp.get(), "a b", "", 1);
+        (void)RegExp_Replace(regexp.get(), "a b", "c", 1);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 7) << "one result";
+    }
+    EXPECT_EQ(fault::outstanding_blocks(), blocks);
 }
 
 }  // namespace

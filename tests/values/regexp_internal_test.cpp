@@ -15,7 +15,7 @@ namespace {
 
 std::string rewritten(const char* pattern)
 {
-    char* const text = regexp_rewrite(pattern);
+    char* const text = common::regexp::rewrite(pattern);
     std::string copy(text);
     MEM_Free(text);
     return copy;
@@ -64,7 +64,7 @@ TEST(RegExpText, FourGigabytesEndTheProcess)
 {
     // Without touching them: the piece that would make it too long is never read.
     const Outcome outcome = run_fresh([] {
-        common::GrowingText text;
+        common::regexp::GrowingText text;
         text.append("abc");
         text.append({"", std::size_t{UINT32_MAX} - 3});
     });

@@ -34,7 +34,7 @@ inline Variant text_variant(const std::string& text)
 
 inline bool is_empty(const COMMON_OXAVar& var)
 {
-    return var.type == 0 && var.count == 0 && var.value.word == 0;
+    return var.type == OXAVAR_TYPE_NONE && var.count == 0 && var.value.word == 0;
 }
 
 /// An opaque pointer with these bits.
@@ -60,6 +60,12 @@ inline Bytes joined(std::initializer_list<Bytes> pieces)
         all.insert(all.end(), piece.begin(), piece.end());
     }
     return all;
+}
+
+/// What a form begins with: its type, and its value, length or count.
+inline Bytes head(std::uint32_t type, std::uint32_t number)
+{
+    return joined({word(type), word(number)});
 }
 
 /// The serialised form, written into a buffer that has exactly its size.
