@@ -158,8 +158,8 @@ TEST(AbstractSetInternal, UnknownMovementIsReported)
     const Outcome outcome = well([] {
         LocalSet set{1, 2};
         set.go_to(1);
-        for (const common::Position position : {-6, common::kCursor, 0, 1}) {
-            EXPECT_EQ(common::absset_SetIndex(&set, position), AbsSET_UnknownPosition);
+        for (const common::set::Position position : {-6, common::set::kCursor, 0, 1}) {
+            EXPECT_EQ(common::set::absset_SetIndex(&set, position), AbsSET_UnknownPosition);
         }
         EXPECT_EQ(set.at_cursor(), value(2));
     });
