@@ -126,13 +126,13 @@ TEST(DataHexInternal, LongTextsGoByVectorsWhereTheProcessorHasThem)
 {
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_cpu_init();
-    EXPECT_EQ(common::hex_uses_vectors(64), __builtin_cpu_supports("avx2") != 0);
-    EXPECT_EQ(common::hex_uses_vectors(1'000'000), common::hex_uses_vectors(64));
+    EXPECT_EQ(common::data::hex_uses_vectors(64), __builtin_cpu_supports("avx2") != 0);
+    EXPECT_EQ(common::data::hex_uses_vectors(1'000'000), common::data::hex_uses_vectors(64));
 #else
-    EXPECT_FALSE(common::hex_uses_vectors(1'000'000));
+    EXPECT_FALSE(common::data::hex_uses_vectors(1'000'000));
 #endif
-    EXPECT_FALSE(common::hex_uses_vectors(63));
-    EXPECT_FALSE(common::hex_uses_vectors(0));
+    EXPECT_FALSE(common::data::hex_uses_vectors(63));
+    EXPECT_FALSE(common::data::hex_uses_vectors(0));
 }
 
 TEST(DataHexInternal, VectorsNeedTheProcessorAndTheKernel)
@@ -142,13 +142,13 @@ TEST(DataHexInternal, VectorsNeedTheProcessorAndTheKernel)
     constexpr std::uint32_t kXmm = 2;
     constexpr std::uint32_t kYmm = 4;
     constexpr std::uint32_t kAvx2 = 1U << 5;
-    EXPECT_TRUE(common::avx2_can_be_used(kOsxsave | kAvx, kXmm | kYmm, kAvx2));
-    EXPECT_TRUE(common::avx2_can_be_used(UINT32_MAX, UINT32_MAX, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(~kOsxsave, UINT32_MAX, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(~kAvx, UINT32_MAX, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(UINT32_MAX, ~kXmm, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(UINT32_MAX, ~kYmm, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(UINT32_MAX, UINT32_MAX, ~kAvx2));
+    EXPECT_TRUE(common::data::avx2_can_be_used(kOsxsave | kAvx, kXmm | kYmm, kAvx2));
+    EXPECT_TRUE(common::data::avx2_can_be_used(UINT32_MAX, UINT32_MAX, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(~kOsxsave, UINT32_MAX, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(~kAvx, UINT32_MAX, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(UINT32_MAX, ~kXmm, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(UINT32_MAX, ~kYmm, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(UINT32_MAX, UINT32_MAX, ~kAvx2));
 }
 
 }  // namespace
