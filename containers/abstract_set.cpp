@@ -58,7 +58,7 @@ AbsSET_Entry* absset_EntryGet(AbsSET* set, Position position) noexcept
         break;
     }
     // Oddity: without a full stop, unlike the same texts of a push, as filters match them.
-    // Test: Calls/AbstractSetMisuse.IsReported/EntryGetIndexBeforeTheFront.
+    // Test: AbstractSetMisuse.IsReported.
     if (position < 0) {
         COMMON_REPORT(kSource, Error, "Invalid index: %d", position);
         return nullptr;

@@ -216,7 +216,9 @@ uint32_t LIST_Sort(LIST list, LIST_Compare_t compare)
     if (good != 0) {
         std::qsort(values, count, sizeof(void*), compare);
         const AbsSET_Release_t release = list->release;
-        const std::uint32_t code = AbsSET_Initialize(list);  // abandons the records
+        // Oddity: abandons the records, which callers may have kept.
+        // Test: List.SortAbandonsTheOldRecords.
+        const std::uint32_t code = AbsSET_Initialize(list);
         list->release = release;
         if (code != AbsSET_Success) {
             COMMON_REPORT(kSource, Error, "AbsSET_Initialize({%p:%p}) failed:%d",
