@@ -144,9 +144,9 @@ uint32_t BlockQ_Add(BlockQ* q, const void* data, uint32_t len)
         const LockScope ring_is_ours(q->bufferMutex);
         stored = ringWriteData(&q->ring, data, len);
     }
-    // Oddity: a part wakes nobody, but nothing at all does: a reader that knows how long messages
-    // are does not get to see a cut one by being woken for it. Test:
-    // QueueWait.PartialAddWakesNobody.
+    // Oddity: a part wakes nobody, but a length of 0 does: a reader that knows how long messages
+    // are does not get to see a cut one by being woken for it.
+    // Test: QueueWait.PartialAddWakesNobody.
     if (stored == len) {
         pthread_cond_signal(&q->condition);
     }

@@ -64,11 +64,11 @@ TEST(DescriptorSearch, NoNumberLeftIsAPanic)
         (void)Allocate_Descriptor();
     });
     EXPECT_THAT(outcome, exited(1));
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(Report{LOG_ERR, "Error", "CLDES", "client_descriptor",
-                                   "Allocate_Descriptor", "Out of descriptors"},
-                            Report{LOG_CRIT, "Critical", "CLDES", "client_descriptor",
-                                   "CommonPanic", "*** Common Panic: critical failure ***"}));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(COMMON_LogLevelError, "CLDES", "client_descriptor",
+                                 "Allocate_Descriptor", "Out of descriptors"),
+                            said(COMMON_LogLevelCritical, "CLDES", "client_descriptor",
+                                 "CommonPanic", "*** Common Panic: critical failure ***")));
 }
 
 }  // namespace
