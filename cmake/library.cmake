@@ -5,7 +5,8 @@ set(COMMON_EXPORTS ${PROJECT_SOURCE_DIR}/cmake/libcommon.map)
 add_library(
   common_objects OBJECT
   containers/abstract_set.cpp
-  containers/abstract_set_whole.cpp
+  containers/abstract_set_new.cpp
+  containers/abstract_set_walk.cpp
   containers/blockq.cpp
   containers/client_descriptor.cpp
   containers/client_nodes.cpp

@@ -2,12 +2,27 @@
 #pragma once
 
 #include "abstract_set.h"
-#include "foundation/source.h"
+#include "log/report.h"
 #include "mem_malloc.h"
 
-namespace common {
+namespace common::set {
 
-inline constexpr Source kAbstractSet{"abstract_set", Module::Common};
+inline constexpr Source kSource{"abstract_set", Module::Common};
+
+[[gnu::cold, gnu::noinline]] inline void report_bad_arguments(Here here) noexcept
+{
+    report(kSource, COMMON_LogLevelError, here, "Bad arguments.");
+}
+
+/// Whether arguments are bad, which is reported: to refuse them is one statement.
+inline bool refused(bool bad, Here here = Here::now()) noexcept
+{
+    if (!bad) [[likely]] {
+        return false;
+    }
+    report_bad_arguments(here);
+    return true;
+}
 
 /// Selects a position. From 0 on it is an index counted from the front.
 using Position = std::int32_t;
@@ -43,9 +58,16 @@ std::uint32_t absset_EntryInfo(const AbsSET_Entry* entry) noexcept;
 // The usual way of the hot operations, inlined into the exported functions of the set and the list.
 // They fail without a trace, and the caller then goes the full way, which tells what is wrong.
 
-/// Inserts a value in a new record between two neighbours.
-inline bool push_quickly(AbsSET* set, AbsSET_Entry* prev, AbsSET_Entry* next, void* value) noexcept
+/// Inserts a value in a new record at an end: kFront or kBack.
+template <Position kEnd>
+inline bool push_quickly(AbsSET* set, void* value) noexcept
 {
+    static_assert(kEnd == kFront || kEnd == kBack);
+    if (set == nullptr) {
+        return false;
+    }
+    AbsSET_Entry* const prev = kEnd == kFront ? &set->sentinel : set->sentinel.blink;
+    AbsSET_Entry* const next = kEnd == kFront ? set->sentinel.flink : &set->sentinel;
     if (prev == nullptr || next == nullptr || value == nullptr || set->size >= kMostEntries) {
         return false;
     }
@@ -60,9 +82,15 @@ inline bool push_quickly(AbsSET* set, AbsSET_Entry* prev, AbsSET_Entry* next, vo
     return true;
 }
 
-/// Takes an entry out, frees its record and gives its value; null when it did nothing.
-inline void* pop_quickly(AbsSET* set, AbsSET_Entry* entry) noexcept
+/// Takes the entry at an end out, frees its record and gives its value; null when it did nothing.
+template <Position kEnd>
+inline void* pop_quickly(AbsSET* set) noexcept
 {
+    static_assert(kEnd == kFront || kEnd == kBack);
+    if (set == nullptr) {
+        return nullptr;
+    }
+    AbsSET_Entry* const entry = kEnd == kFront ? set->sentinel.flink : set->sentinel.blink;
     // Also passes the sentinel by, which has no value.
     if (entry == nullptr || entry->value == nullptr || entry->flink == nullptr ||
         entry->blink == nullptr) {
@@ -87,4 +115,4 @@ inline bool step_quickly(AbsSET* set) noexcept
     return true;
 }
 
-}  // namespace common
+}  // namespace common::set

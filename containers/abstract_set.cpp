@@ -17,10 +17,11 @@ static_assert(offsetof(AbsSET, size) == 4 * sizeof(void*));
 static_assert(offsetof(AbsSET, release) == 5 * sizeof(void*));
 static_assert(sizeof(AbsSET) == 6 * sizeof(void*));
 
-namespace common {
+namespace common::set {
 namespace {
 
-constexpr Source kSource = kAbstractSet;
+constexpr char kNoEntry[] = "absset_EntryGet() failed.";
+constexpr char kNoIndex[] = "Invalid index.";
 
 /// The records between which a new one goes.
 struct Gap {
@@ -43,8 +44,7 @@ AbsSET_Entry* entry_at(const AbsSET& set, std::uint32_t index) noexcept
 
 AbsSET_Entry* absset_EntryGet(AbsSET* set, Position position) noexcept
 {
-    if (set == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr)) {
         return nullptr;
     }
     switch (position) {
@@ -57,7 +57,8 @@ AbsSET_Entry* absset_EntryGet(AbsSET* set, Position position) noexcept
     default:
         break;
     }
-    // Without a full stop, unlike the same texts of a push: filters match them as they are.
+    // Oddity: without a full stop, unlike the same texts of a push, as filters match them.
+    // Test: AbstractSetMisuse.IsReported.
     if (position < 0) {
         COMMON_REPORT(kSource, Error, "Invalid index: %d", position);
         return nullptr;
@@ -67,25 +68,22 @@ AbsSET_Entry* absset_EntryGet(AbsSET* set, Position position) noexcept
         COMMON_REPORT(kSource, Error, "The index %d exceeds the size: %u", position, set->size);
         return nullptr;
     }
-    // From the front, even when the back is nearer: the size may be lower than the number of
-    // entries (a pop at the end counts down, a record linked by hand is not counted), and then a
-    // walk from the back would come to another entry.
+    // Oddity: from the front, even when the back is nearer: the size may be lower than the number
+    // of entries (a pop at the end counts down, a record linked by hand is not counted), and then a
+    // walk from the back would come to another entry. Test: AbstractSet.PopAtTheEndOnlyCountsDown.
     AbsSET_Entry* const entry = entry_at(*set, index);
-    if (entry == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
-    }
-    return entry;
+    return refused(entry == nullptr) ? nullptr : entry;
 }
 
-AbsSET_Entry* absset_EntryPop(AbsSET* set, Position position) noexcept
+/// Not inlined: the four pops of entries would each have a copy.
+[[gnu::noinline]] AbsSET_Entry* absset_EntryPop(AbsSET* set, Position position) noexcept
 {
-    if (set == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr)) {
         return nullptr;
     }
     AbsSET_Entry* const entry = absset_EntryGet(set, position);
     if (entry == nullptr || entry->flink == nullptr || entry->blink == nullptr) {
-        COMMON_REPORT(kSource, Error, "absset_EntryGet() failed.");
+        COMMON_REPORT(kSource, Error, kNoEntry);
         return nullptr;
     }
     // The sentinel stays where it is, or nothing would lead to the entries any more.
@@ -94,8 +92,8 @@ AbsSET_Entry* absset_EntryPop(AbsSET* set, Position position) noexcept
         entry->blink->flink = entry->flink;
     }
     set->cursor = entry->flink;
-    // The sentinel counts, too: callers recognise a pop from an empty set by the size that wraps to
-    // 4294967295.
+    // Oddity: the sentinel counts, too: callers recognise a pop from an empty set by the size that
+    // wraps to 4294967295. Test: AbstractSet.PopOfAnEmptySetWrapsTheSize.
     --set->size;
     return entry;
 }
@@ -103,8 +101,7 @@ AbsSET_Entry* absset_EntryPop(AbsSET* set, Position position) noexcept
 std::uint32_t absset_EntryPush(AbsSET* set, AbsSET_Entry* entry, void* value,
                                Position position) noexcept
 {
-    if (set == nullptr || value == nullptr || set->size >= kMostEntries) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr || value == nullptr || set->size >= kMostEntries)) {
         return AbsSET_BadArguments;
     }
     Gap gap{};
@@ -114,7 +111,7 @@ std::uint32_t absset_EntryPush(AbsSET* set, AbsSET_Entry* entry, void* value,
         gap = {&set->sentinel, set->sentinel.flink};
     } else if (position == kCursor) {
         if (set->cursor == nullptr) {
-            COMMON_REPORT(kSource, Error, "Invalid index.");
+            COMMON_REPORT(kSource, Error, kNoIndex);
             return AbsSET_InvalidPosition;
         }
         gap = {set->cursor, set->cursor->flink};
@@ -130,20 +127,18 @@ std::uint32_t absset_EntryPush(AbsSET* set, AbsSET_Entry* entry, void* value,
         }
         gap.prev = entry_at(*set, index - 1);
         gap.next = gap.prev == nullptr ? nullptr : gap.prev->flink;
-        if (gap.next == nullptr) {
-            COMMON_REPORT(kSource, Error, "Bad arguments.");
+        if (refused(gap.next == nullptr)) {
             return AbsSET_BadArguments;
         }
     }
 
-    AbsSET_Entry* const record =
-        entry == nullptr ? static_cast<AbsSET_Entry*>(MEM_Malloc(sizeof *record)) : entry;
-    const std::uint32_t code = AbsSET_InitializeEntry(record, gap.next, gap.prev, value);
+    auto* const made =
+        static_cast<AbsSET_Entry*>(entry == nullptr ? MEM_Malloc(sizeof(AbsSET_Entry)) : nullptr);
+    const std::uint32_t code =
+        AbsSET_InitializeEntry(made == nullptr ? entry : made, gap.next, gap.prev, value);
     if (code != AbsSET_Success) {
         COMMON_REPORT(kSource, Error, "AbsSET_InitializeEntry() failed - %u", code);
-        if (entry == nullptr) {
-            MEM_Free(record);
-        }
+        MEM_Free(made);
         return code;
     }
     ++set->size;
@@ -154,7 +149,7 @@ void* absset_ValueGet(AbsSET* set, Position position) noexcept
 {
     const AbsSET_Entry* const entry = absset_EntryGet(set, position);
     if (entry == nullptr) {
-        COMMON_REPORT(kSource, Error, "absset_EntryGet() failed.");
+        COMMON_REPORT(kSource, Error, kNoEntry);
         return nullptr;
     }
     return entry->value;
@@ -176,8 +171,7 @@ void* absset_ValuePop(AbsSET* set, Position position) noexcept
 
 std::uint32_t absset_SetIndex(AbsSET* set, Position position) noexcept
 {
-    if (set == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr)) {
         return AbsSET_BadArguments;
     }
     switch (position) {
@@ -190,7 +184,7 @@ std::uint32_t absset_SetIndex(AbsSET* set, Position position) noexcept
     case kNext:
     case kPrevious:
         if (set->cursor == &set->sentinel || set->cursor == nullptr) {
-            COMMON_REPORT(kSource, Error, "Invalid index.");
+            COMMON_REPORT(kSource, Error, kNoIndex);
             return AbsSET_InvalidPosition;
         }
         set->cursor = position == kNext ? set->cursor->flink : set->cursor->blink;
@@ -201,16 +195,15 @@ std::uint32_t absset_SetIndex(AbsSET* set, Position position) noexcept
     }
 }
 
-}  // namespace common
+}  // namespace common::set
 
-using namespace common;
+using namespace common::set;
 
 extern "C" {
 
 uint32_t AbsSET_Initialize(AbsSET* set)
 {
-    if (set == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr)) {
         return AbsSET_BadArguments;
     }
     set->sentinel = {nullptr, &set->sentinel, &set->sentinel};
@@ -222,8 +215,7 @@ uint32_t AbsSET_Initialize(AbsSET* set)
 
 uint32_t AbsSET_InitializeEx(AbsSET* set, AbsSET_Release_t release)
 {
-    if (set == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr)) {
         return AbsSET_BadArguments;
     }
     AbsSET_Initialize(set);
@@ -234,8 +226,7 @@ uint32_t AbsSET_InitializeEx(AbsSET* set, AbsSET_Release_t release)
 uint32_t AbsSET_InitializeEntry(AbsSET_Entry* entry, AbsSET_Entry* next, AbsSET_Entry* prev,
                                 void* value)
 {
-    if (entry == nullptr || next == nullptr || prev == nullptr || value == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(entry == nullptr || next == nullptr || prev == nullptr || value == nullptr)) {
         return AbsSET_BadArguments;
     }
     *entry = {value, next, prev};
@@ -246,8 +237,7 @@ uint32_t AbsSET_InitializeEntry(AbsSET_Entry* entry, AbsSET_Entry* next, AbsSET_
 
 uint32_t AbsSET_Clear(AbsSET* set)
 {
-    if (set == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr)) {
         return AbsSET_BadArguments;
     }
     while (set->size != 0) {
@@ -265,8 +255,7 @@ uint32_t AbsSET_Push(AbsSET* set, AbsSET_Entry* entry, void* value)
 
 uint32_t AbsSET_PushFront(AbsSET* set, AbsSET_Entry* entry, void* value)
 {
-    if (set != nullptr && entry == nullptr &&
-        push_quickly(set, &set->sentinel, set->sentinel.flink, value)) {
+    if (set != nullptr && entry == nullptr && push_quickly<kFront>(set, value)) {
         return AbsSET_Success;
     }
     return absset_EntryPush(set, entry, value, kFront);
@@ -274,8 +263,7 @@ uint32_t AbsSET_PushFront(AbsSET* set, AbsSET_Entry* entry, void* value)
 
 uint32_t AbsSET_PushBack(AbsSET* set, AbsSET_Entry* entry, void* value)
 {
-    if (set != nullptr && entry == nullptr &&
-        push_quickly(set, set->sentinel.blink, &set->sentinel, value)) {
+    if (set != nullptr && entry == nullptr && push_quickly<kBack>(set, value)) {
         return AbsSET_Success;
     }
     return absset_EntryPush(set, entry, value, kBack);
@@ -353,22 +341,14 @@ void* AbsSET_ValuePop(AbsSET* set)
 
 void* AbsSET_ValuePopFront(AbsSET* set)
 {
-    if (set != nullptr) {
-        if (void* const value = pop_quickly(set, set->sentinel.flink); value != nullptr) {
-            return value;
-        }
-    }
-    return absset_ValuePop(set, kFront);
+    void* const value = pop_quickly<kFront>(set);
+    return value != nullptr ? value : absset_ValuePop(set, kFront);
 }
 
 void* AbsSET_ValuePopBack(AbsSET* set)
 {
-    if (set != nullptr) {
-        if (void* const value = pop_quickly(set, set->sentinel.blink); value != nullptr) {
-            return value;
-        }
-    }
-    return absset_ValuePop(set, kBack);
+    void* const value = pop_quickly<kBack>(set);
+    return value != nullptr ? value : absset_ValuePop(set, kBack);
 }
 
 void* AbsSET_ValuePopIndex(AbsSET* set, int32_t index)
@@ -388,10 +368,7 @@ uint32_t AbsSET_IndexLast(AbsSET* set)
 
 uint32_t AbsSET_IndexNext(AbsSET* set)
 {
-    if (step_quickly(set)) {
-        return AbsSET_Success;
-    }
-    return absset_SetIndex(set, kNext);
+    return step_quickly(set) ? std::uint32_t{AbsSET_Success} : absset_SetIndex(set, kNext);
 }
 
 uint32_t AbsSET_IndexPrevious(AbsSET* set)
@@ -401,8 +378,7 @@ uint32_t AbsSET_IndexPrevious(AbsSET* set)
 
 uint32_t AbsSET_IsEnd(const AbsSET* set)
 {
-    if (set == nullptr || set->cursor == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr || set->cursor == nullptr)) {
         return 1;
     }
     return set->cursor == &set->sentinel ? 1 : 0;
@@ -410,8 +386,7 @@ uint32_t AbsSET_IsEnd(const AbsSET* set)
 
 uint32_t AbsSET_Size(const AbsSET* set)
 {
-    if (set == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr)) {
         return 0;
     }
     return set->size;
@@ -419,8 +394,7 @@ uint32_t AbsSET_Size(const AbsSET* set)
 
 uint32_t AbsSET_IsEmpty(const AbsSET* set)
 {
-    if (set == nullptr) {
-        COMMON_REPORT(kSource, Error, "Bad arguments.");
+    if (refused(set == nullptr)) {
         return 1;
     }
     return set->size == 0 ? 1 : 0;

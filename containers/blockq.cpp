@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "containers/ring_space.h"
 #include "platform/lock_scope.h"
 #include "platform/no_exceptions.h"
 #include "platform/short_look.h"
@@ -24,8 +25,7 @@ static_assert(offsetof(BlockQ, bufferMutex) ==
 static_assert(sizeof(BlockQ) ==
               place_behind<BlockQ>(offsetof(BlockQ, bufferMutex) + sizeof(pthread_mutex_t)));
 
-using common::LockScope;
-
+namespace common::blockq {
 namespace {
 
 /// Holds the queue's mutex over a scope, like LockScope. As it is held for moments only, whoever
@@ -48,7 +48,7 @@ public:
 private:
     static bool is_had_shortly(pthread_mutex_t& mutex) noexcept
     {
-        return common::comes_true_shortly([&mutex] { return pthread_mutex_trylock(&mutex) == 0; });
+        return comes_true_shortly([&mutex] { return pthread_mutex_trylock(&mutex) == 0; });
     }
 
     pthread_mutex_t* mutex_;
@@ -75,8 +75,9 @@ void wait_for_add_locked(BlockQ& queue)
     pthread_cleanup_pop(0);
 }
 
-/// Reads by one of the ring's functions, waiting until that gives something. A length of 0 never
-/// does: callers use it as a wait without an end, and are cancelled.
+/// Reads by one of the ring's functions, waiting until that gives something.
+// Oddity: a length of 0 never does: callers use it as a wait without an end, and are cancelled.
+// Test: QueueWait.RemoveOfNothingNeverReturns.
 template <class Read>
 std::uint32_t read_waiting(BlockQ& queue, Read read)
 {
@@ -93,12 +94,11 @@ std::uint32_t read_waiting(BlockQ& queue, Read read)
     }
 }
 
-std::uint32_t capacity_of(const RingBuf& ring) noexcept
-{
-    return static_cast<std::uint32_t>(ring.end - ring.start);
-}
-
 }  // namespace
+}  // namespace common::blockq
+
+using namespace common::blockq;
+using common::LockScope;
 
 extern "C" {
 
@@ -144,8 +144,9 @@ uint32_t BlockQ_Add(BlockQ* q, const void* data, uint32_t len)
         const LockScope ring_is_ours(q->bufferMutex);
         stored = ringWriteData(&q->ring, data, len);
     }
-    // Also for a length of 0. A part wakes nobody: a reader that knows how long messages are does
-    // not get to see a cut one by being woken for it.
+    // Oddity: a part wakes nobody, but a length of 0 does: a reader that knows how long messages
+    // are does not get to see a cut one by being woken for it.
+    // Test: QueueWait.PartialAddWakesNobody.
     if (stored == len) {
         pthread_cond_signal(&q->condition);
     }
@@ -178,13 +179,13 @@ int32_t BlockQ_Flush(BlockQ* q)
 uint32_t BlockQ_Size(BlockQ* q)
 {
     const LockScope ring_is_ours(q->bufferMutex);
-    return capacity_of(q->ring);
+    return common::ring::capacity(q->ring);
 }
 
 uint32_t BlockQ_FreeSpace(BlockQ* q)
 {
     const LockScope ring_is_ours(q->bufferMutex);
-    return capacity_of(q->ring) - q->ring.count;
+    return common::ring::free_space(q->ring);
 }
 
 uint32_t BlockQ_Len(BlockQ* q)

@@ -9,9 +9,12 @@
 #include "log/process_locks.h"
 #include "log/report.h"
 
+namespace common::client {
 namespace {
 
-constexpr common::Source kSource{"client_descriptor", common::Module::Cldes};
+constexpr Source kSource{"client_descriptor", Module::Cldes};
+
+constexpr char kNoBuffer[] = "Couldn't reallocate descriptor buffer";
 
 /// No descriptor: it marks the end of what can be given out.
 constexpr std::int32_t kRemoved = INT32_MAX;
@@ -27,23 +30,26 @@ constinit std::int32_t DescriptorCount = 0;
     COMMON_System_Exit(1);
 }
 
+/// Reports what went wrong and ends the process.
+[[noreturn]] void panic(const char* what, Here here = Here::now()) noexcept
+{
+    report(kSource, COMMON_LogLevelError, here, "%s", what);
+    CommonPanic();
+}
+
 void LockDescriptor() noexcept
 {
     if (common::is_lost(common::ProcessLock::Descriptors) ||
         common::take(common::ProcessLock::Descriptors) != 0) {
-        COMMON_REPORT(kSource, Error, "Failed to lock descriptor mutex.");
-        CommonPanic();
+        panic("Failed to lock descriptor mutex.");
     }
 }
 
-std::int32_t UnlockDescriptor() noexcept
+void UnlockDescriptor() noexcept
 {
-    const int error = common::release(common::ProcessLock::Descriptors);
-    if (error != 0) {
-        COMMON_REPORT(kSource, Error, "Failed to unlock descriptor mutex.");
-        CommonPanic();
+    if (common::release(common::ProcessLock::Descriptors) != 0) {
+        panic("Failed to unlock descriptor mutex.");
     }
-    return error;
 }
 
 int Descriptor_Compare(const void* a, const void* b) noexcept
@@ -73,20 +79,21 @@ void move_locked(std::int32_t to, std::int32_t from, std::int32_t count) noexcep
 }
 
 }  // namespace
+}  // namespace common::client
+
+using namespace common::client;
 
 extern "C" {
 
 int32_t Allocate_Descriptor(void)
 {
     LockDescriptor();
-    const std::int32_t descriptor = common::lowest_gap(Descriptors, DescriptorCount);
+    const std::int32_t descriptor = lowest_gap(Descriptors, DescriptorCount);
     if (descriptor == kRemoved) {
-        COMMON_REPORT(kSource, Error, "Out of descriptors");
-        CommonPanic();
+        panic("Out of descriptors");
     }
     if (!resize_locked(DescriptorCount + 1)) {
-        COMMON_REPORT(kSource, Error, "Couldn't reallocate descriptor buffer");
-        CommonPanic();
+        panic(kNoBuffer);
     }
     ++DescriptorCount;
     const std::int32_t place = descriptor - 1;
@@ -110,11 +117,11 @@ int32_t Deallocate_Descriptor(int32_t descriptor)
         --DescriptorCount;
         move_locked(place, place + 1, DescriptorCount - place);
         if (!resize_locked(DescriptorCount)) {
-            COMMON_REPORT(kSource, Error, "Couldn't reallocate descriptor buffer");
-            CommonPanic();
+            panic(kNoBuffer);
         }
     }
-    return UnlockDescriptor();
+    UnlockDescriptor();
+    return 0;
 }
 
 }  // extern "C"

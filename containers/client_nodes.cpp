@@ -11,9 +11,10 @@
 constinit ClientNode* clientListHead = nullptr;
 constinit ClientNode* clientListEnd = nullptr;
 
+namespace common::client {
 namespace {
 
-constexpr common::Source kSource{"client_nodes"};
+constexpr Source kSource{"client_nodes"};
 
 static_assert(offsetof(ClientList, head) == 0);
 static_assert(offsetof(ClientList, tail) == sizeof(void*));
@@ -71,7 +72,9 @@ void remove(ClientNode*& head, ClientNode*& tail, std::uint32_t id) noexcept
     ClientNode* const client = find(head, id);
     if (client != nullptr) {
         unlink_node(head, tail, client);
-        std::free(client);  // its events stay: callers may still hold them
+        // Oddity: its events stay: callers may still hold them.
+        // Test: ClientNodes.DeletingAClientLeavesItsEvents.
+        std::free(client);
     }
 }
 
@@ -97,6 +100,9 @@ void add_event_to_all(const void* data, std::uint32_t size, ClientNode* client) 
 }
 
 }  // namespace
+}  // namespace common::client
+
+using namespace common::client;
 
 extern "C" {
 

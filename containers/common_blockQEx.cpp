@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "containers/ring_space.h"
 #include "log/report.h"
 #include "platform/no_exceptions.h"
 
@@ -11,9 +12,10 @@ static_assert(offsetof(COMMON_BlockQEx, ring) == 0);
 static_assert(offsetof(COMMON_BlockQEx, sync) == sizeof(RingBuf));
 static_assert(sizeof(COMMON_BlockQEx) == sizeof(RingBuf) + sizeof(COMMON_sync));
 
+namespace common::blockq {
 namespace {
 
-constexpr common::Source kSource{"common_blockQEx", common::Module::Common};
+constexpr Source kSource{"common_blockQEx", Module::Common};
 
 void signal_others(void* sync) noexcept
 {
@@ -59,12 +61,10 @@ private:
     COMMON_sync* sync_;
 };
 
-std::uint32_t capacity_of(const RingBuf& ring) noexcept
-{
-    return static_cast<std::uint32_t>(ring.end - ring.start);
-}
-
 }  // namespace
+}  // namespace common::blockq
+
+using namespace common::blockq;
 
 extern "C" {
 
@@ -102,7 +102,7 @@ uint32_t COMMON_BlockQEx_Add(COMMON_BlockQEx* q, const void* data, uint32_t len)
         return 0;
     }
     const std::uint32_t stored = ringWriteData(&q->ring, data, len);
-    // Also for a length of 0, but not for a part.
+    // Oddity: also for a length of 0, but not for a part. Test: QueueWait.PartialAddWakesNobody.
     if (stored == len && COMMON_sync_signal(&q->sync) != 0) {
         COMMON_REPORT(kSource, Error, "Failed to signal BlockQ\n");
     }
@@ -133,13 +133,13 @@ void COMMON_BlockQEx_Flush(COMMON_BlockQEx* q)
 uint32_t COMMON_BlockQEx_Size(COMMON_BlockQEx* q)
 {
     const SyncScope lock(q);
-    return lock ? capacity_of(q->ring) : 0;
+    return lock ? common::ring::capacity(q->ring) : 0;
 }
 
 uint32_t COMMON_BlockQEx_FreeSpace(COMMON_BlockQEx* q)
 {
     const SyncScope lock(q);
-    return lock ? capacity_of(q->ring) - q->ring.count : 0;
+    return lock ? common::ring::free_space(q->ring) : 0;
 }
 
 uint32_t COMMON_BlockQEx_Len(COMMON_BlockQEx* q)

@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "foundation/hex_text.h"
+
 #if defined(__x86_64__) || defined(__i386__)
 #define COMMON_HEX_BY_VECTORS 1
 #include <cpuid.h>
@@ -14,7 +16,7 @@
 #define COMMON_HEX_BY_VECTORS 0
 #endif
 
-namespace common {
+namespace common::data {
 namespace {
 
 std::uint8_t value_of(char digit) noexcept
@@ -194,4 +196,4 @@ void hex_decode(const char* digits, std::size_t count, std::uint8_t* bytes) noex
     }
 }
 
-}  // namespace common
+}  // namespace common::data

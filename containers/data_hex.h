@@ -1,36 +1,10 @@
 // Bytes to hexadecimal digits and back, many at a time.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 
-namespace common {
-
-/// What hex_digit_value has for a character that is no hexadecimal digit.
-inline constexpr std::uint8_t kNoHexDigit = 0xFF;
-
-/// The value of each character as a hexadecimal digit, in either case.
-inline constexpr auto hex_digit_value = [] {
-    std::array<std::uint8_t, 256> values{};
-    values.fill(kNoHexDigit);
-    for (std::uint8_t i = 0; i < 10; ++i) {
-        values['0' + i] = i;
-    }
-    for (std::uint8_t i = 0; i < 6; ++i) {
-        values['A' + i] = values['a' + i] = static_cast<std::uint8_t>(10 + i);
-    }
-    return values;
-}();
-
-/// The two upper-case digits of each byte.
-inline constexpr auto hex_pair = [] {
-    std::array<std::array<char, 2>, 256> pairs{};
-    for (unsigned byte = 0; byte != 256; ++byte) {
-        pairs[byte] = {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
-    }
-    return pairs;
-}();
+namespace common::data {
 
 /// Whether a conversion of so many characters goes by vectors, which this processor then has.
 bool hex_uses_vectors(std::size_t characters) noexcept;
@@ -57,4 +31,4 @@ bool hex_is_valid(const char* text, std::size_t count) noexcept;
 /// Writes the `count` bytes that 2 * count hexadecimal digits stand for.
 void hex_decode(const char* digits, std::size_t count, std::uint8_t* bytes) noexcept;
 
-}  // namespace common
+}  // namespace common::data

@@ -1,6 +1,6 @@
 #include "containers/descriptor_search.h"
 
-namespace common {
+namespace common::client {
 
 std::int32_t lowest_gap(const std::int32_t* table, std::int32_t count) noexcept
 {
@@ -19,4 +19,4 @@ std::int32_t lowest_gap(const std::int32_t* table, std::int32_t count) noexcept
     return complete + 1;
 }
 
-}  // namespace common
+}  // namespace common::client

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
-namespace common {
+namespace common::client {
 
 /// The lowest positive number that is not among the `count` ones of the table; its place is the one
 /// before that number.
 std::int32_t lowest_gap(const std::int32_t* table, std::int32_t count) noexcept;
 
-}  // namespace common
+}  // namespace common::client

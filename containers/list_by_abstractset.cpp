@@ -6,27 +6,34 @@
 #include "log/report.h"
 #include "mem_malloc.h"
 
+namespace common::list {
 namespace {
 
-constexpr common::Source kSource{"list_by_abstractset", common::Module::Common};
+constexpr Source kSource{"list_by_abstractset", Module::Common};
 
-[[gnu::cold, gnu::noinline]] std::uint32_t report_code(std::uint32_t code, const char* callee,
-                                                       const char* function,
-                                                       std::int32_t line) noexcept
+/// Each function of the list is the set's of the same name, so its own name tells which one failed.
+[[gnu::cold, gnu::noinline]] std::uint32_t report_code(std::uint32_t code, Here here) noexcept
 {
-    common::report(kSource, COMMON_LogLevelError, {function, line}, "%s() failed - %u.", callee,
-                   code);
+    const char* const name = here.function + (sizeof "LIST_" - 1);
+    report(kSource, COMMON_LogLevelError, here, "AbsSET_%s() failed - %u.", name, code);
     return 0;
 }
 
-}  // namespace
+/// Turns a code of the set into the list's 1 or 0, and reports a failure.
+std::uint32_t done(std::uint32_t code, Here here = Here::now()) noexcept
+{
+    return code == AbsSET_Success ? 1 : report_code(code, here);
+}
 
-// Turns the set's code into the list's 1 or 0, and reports a failure.
-#define LIST_RESULT(callee, arguments)                                                      \
-    do {                                                                                    \
-        const std::uint32_t code = callee arguments;                                        \
-        return code == AbsSET_Success ? 1 : report_code(code, #callee, __func__, __LINE__); \
-    } while (false)
+}  // namespace
+}  // namespace common::list
+
+using namespace common::list;
+using common::set::kBack;
+using common::set::kFront;
+using common::set::pop_quickly;
+using common::set::push_quickly;
+using common::set::step_quickly;
 
 extern "C" {
 
@@ -44,12 +51,12 @@ LIST LIST_NewEx(AbsSET_Release_t release)
 
 uint32_t LIST_Clear(LIST list)
 {
-    LIST_RESULT(AbsSET_Clear, (list));
+    return done(AbsSET_Clear(list));
 }
 
 uint32_t LIST_Delete(LIST list)
 {
-    LIST_RESULT(AbsSET_Delete, (list));
+    return done(AbsSET_Delete(list));
 }
 
 void* LIST_Get(LIST list)
@@ -82,22 +89,14 @@ void* LIST_Pop(LIST list)
 
 void* LIST_PopFront(LIST list)
 {
-    if (list != nullptr) {
-        if (void* const value = common::pop_quickly(list, list->sentinel.flink); value != nullptr) {
-            return value;
-        }
-    }
-    return AbsSET_ValuePopFront(list);
+    void* const value = pop_quickly<kFront>(list);
+    return value != nullptr ? value : AbsSET_ValuePopFront(list);
 }
 
 void* LIST_PopBack(LIST list)
 {
-    if (list != nullptr) {
-        if (void* const value = common::pop_quickly(list, list->sentinel.blink); value != nullptr) {
-            return value;
-        }
-    }
-    return AbsSET_ValuePopBack(list);
+    void* const value = pop_quickly<kBack>(list);
+    return value != nullptr ? value : AbsSET_ValuePopBack(list);
 }
 
 void* LIST_PopIndex(LIST list, int32_t index)
@@ -107,63 +106,52 @@ void* LIST_PopIndex(LIST list, int32_t index)
 
 uint32_t LIST_PopValue(LIST list, const void* value)
 {
-    LIST_RESULT(AbsSET_PopValue, (list, value));
+    return done(AbsSET_PopValue(list, value));
 }
 
 uint32_t LIST_Push(LIST list, void* value)
 {
-    LIST_RESULT(AbsSET_Push, (list, nullptr, value));
+    return done(AbsSET_Push(list, nullptr, value));
 }
 
 uint32_t LIST_PushBack(LIST list, void* value)
 {
-    if (list != nullptr &&
-        common::push_quickly(list, list->sentinel.blink, &list->sentinel, value)) {
-        return 1;
-    }
-    LIST_RESULT(AbsSET_PushBack, (list, nullptr, value));
+    return push_quickly<kBack>(list, value) ? 1 : done(AbsSET_PushBack(list, nullptr, value));
 }
 
 uint32_t LIST_PushFront(LIST list, void* value)
 {
-    if (list != nullptr &&
-        common::push_quickly(list, &list->sentinel, list->sentinel.flink, value)) {
-        return 1;
-    }
-    LIST_RESULT(AbsSET_PushFront, (list, nullptr, value));
+    return push_quickly<kFront>(list, value) ? 1 : done(AbsSET_PushFront(list, nullptr, value));
 }
 
 uint32_t LIST_PushIndex(LIST list, void* value, int32_t index)
 {
-    LIST_RESULT(AbsSET_PushIndex, (list, nullptr, value, index));
+    return done(AbsSET_PushIndex(list, nullptr, value, index));
 }
 
 uint32_t LIST_IndexBegin(LIST list)
 {
-    LIST_RESULT(AbsSET_IndexBegin, (list));
+    return done(AbsSET_IndexBegin(list));
 }
 
 uint32_t LIST_IndexLast(LIST list)
 {
-    LIST_RESULT(AbsSET_IndexLast, (list));
+    return done(AbsSET_IndexLast(list));
 }
 
 uint32_t LIST_IndexNext(LIST list)
 {
-    if (common::step_quickly(list)) {
-        return 1;
-    }
-    LIST_RESULT(AbsSET_IndexNext, (list));
+    return step_quickly(list) ? 1 : done(AbsSET_IndexNext(list));
 }
 
 uint32_t LIST_IndexPrevious(LIST list)
 {
-    LIST_RESULT(AbsSET_IndexPrevious, (list));
+    return done(AbsSET_IndexPrevious(list));
 }
 
 uint32_t LIST_Info(LIST list)
 {
-    LIST_RESULT(AbsSET_Info, (list));
+    return done(AbsSET_Info(list));
 }
 
 uint32_t LIST_IsEmpty(LIST list)
@@ -195,8 +183,9 @@ LIST LIST_Copy(LIST source)
             return copy;
         }
     }
-    // The wrong way round, and to stay so: callers rely on the null, and on the values being freed
-    // by the deletion, because the copy has no release function.
+    // Oddity: the wrong way round: callers rely on the null, and on the values being freed by the
+    // deletion, because the copy has no release function. Test:
+    // List.CopyIsNeverHandedOutAndFreesTheValues.
     LIST_Delete(copy);
     return nullptr;
 }
@@ -213,34 +202,36 @@ uint32_t LIST_Sort(LIST list, LIST_Compare_t compare)
     if (values == nullptr) {
         return 0;
     }
-    std::uint32_t done = LIST_IndexBegin(list);
-    for (std::uint32_t i = 0; done != 0 && LIST_IsEnd(list) == 0; ++i) {
+    std::uint32_t good = LIST_IndexBegin(list);
+    for (std::uint32_t i = 0; good != 0 && LIST_IsEnd(list) == 0; ++i) {
         if (i >= count) {
             COMMON_REPORT(kSource, Error, "%u out of array boundaries [0..%u] should not happen", i,
                           count - 1);
-            done = 0;
+            good = 0;
         } else {
             values[i] = LIST_Get(list);
-            done = LIST_IndexNext(list);
+            good = LIST_IndexNext(list);
         }
     }
-    if (done != 0) {
+    if (good != 0) {
         std::qsort(values, count, sizeof(void*), compare);
         const AbsSET_Release_t release = list->release;
-        const std::uint32_t code = AbsSET_Initialize(list);  // abandons the records
+        // Oddity: abandons the records, which callers may have kept.
+        // Test: List.SortAbandonsTheOldRecords.
+        const std::uint32_t code = AbsSET_Initialize(list);
         list->release = release;
         if (code != AbsSET_Success) {
             COMMON_REPORT(kSource, Error, "AbsSET_Initialize({%p:%p}) failed:%d",
                           static_cast<void*>(list), static_cast<void*>(list),
                           static_cast<std::int32_t>(code));
-            done = 0;
+            good = 0;
         }
-        for (std::uint32_t i = 0; done != 0 && i < count; ++i) {
-            done = LIST_PushBack(list, values[i]);
+        for (std::uint32_t i = 0; good != 0 && i < count; ++i) {
+            good = LIST_PushBack(list, values[i]);
         }
     }
     MEM_Free(values);
-    return done;
+    return good;
 }
 
 }  // extern "C"

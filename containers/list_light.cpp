@@ -19,6 +19,7 @@ static_assert(offsetof(ListLight_Iterator, next) == sizeof(void*));
 static_assert(offsetof(ListLight_Iterator, previous) == 2 * sizeof(void*));
 static_assert(sizeof(ListLight_Iterator) == 3 * sizeof(void*));
 
+namespace common::light_list {
 namespace {
 
 /// Null for no memory, which only a replaced allocator gives.
@@ -47,6 +48,9 @@ void bridge(ListLight& list, ListLight_Iterator& it) noexcept
 }
 
 }  // namespace
+}  // namespace common::light_list
+
+using namespace common::light_list;
 
 extern "C" {
 
@@ -202,7 +206,8 @@ void ListLight_EraseEntry(ListLight* list, ListLight_Iterator* it, ListLight_Fre
     it->current->data = nullptr;
     MEM_Free(it->current);
     bridge(*list, *it);
-    // The size stays: callers rely on it counting what was erased, too.
+    // Oddity: the size stays: callers rely on it counting what was erased, too.
+    // Test: ListLight.EraseEntryDoesNotCountDown.
 }
 
 uint32_t ListLight_Insert(ListLight* list, ListLight_Iterator* it, void* data)
@@ -220,7 +225,8 @@ uint32_t ListLight_Insert(ListLight* list, ListLight_Iterator* it, void* data)
         *it = {list->tail, nullptr, last};
         return 1;
     }
-    // Callers rely on this failing before the first node: they then use ListLight_PushFront().
+    // Oddity: callers rely on this failing before the first node: they then use
+    // ListLight_PushFront(). Test: ListLight.InsertBeforeTheFirstNodeFails.
     if (it->previous == nullptr && (list->head != nullptr || list->tail != nullptr)) {
         return 0;
     }
@@ -262,6 +268,8 @@ void ListLight_Sort(ListLight* list, ListLight_Compare_t compare)
     if (words == nullptr) {
         return;
     }
+    // Oddity: what an erased entry left in the size is sorted in as null.
+    // Test: ListLight.SortFillsUpToTheSize.
     ListLight_Iterator it{};
     ListLight_Begin(list, &it);
     for (std::uint32_t i = 0; i < count && it.current != nullptr; ++i) {

@@ -12,6 +12,7 @@ static_assert(offsetof(Map_Pair, key) == 0);
 static_assert(offsetof(Map_Pair, value) == sizeof(void*));
 static_assert(sizeof(Map_Pair) == 2 * sizeof(void*));
 
+namespace common::map {
 namespace {
 
 /// Null for a node without a pair.
@@ -76,6 +77,9 @@ void* find_word(const ListLight_Node* node, const void* key) noexcept
 }
 
 }  // namespace
+}  // namespace common::map
+
+using namespace common::map;
 
 extern "C" {
 
@@ -147,7 +151,8 @@ void Map_Erase(Map* map, Map_Iterator* it)
 void Map_Clear(Map* map)
 {
     if (map != nullptr) {
-        // The pairs are not freed: callers keep pointers to them over a clear.
+        // Oddity: the pairs are not freed: callers keep pointers to them over a clear.
+        // Test: Map.ClearAbandonsThePairsAndDeleteFreesThem.
         ListLight_Clear(map->list, nullptr);
     }
 }

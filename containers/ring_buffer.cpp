@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "containers/ring_space.h"
+
 static_assert(offsetof(RingBuf, start) == 0);
 static_assert(offsetof(RingBuf, end) == sizeof(void*));
 static_assert(offsetof(RingBuf, read) == 2 * sizeof(void*));
@@ -12,12 +14,8 @@ static_assert(offsetof(RingBuf, write) == 3 * sizeof(void*));
 static_assert(offsetof(RingBuf, count) == 4 * sizeof(void*));
 static_assert(sizeof(RingBuf) == (sizeof(void*) == 4 ? 20 : 40));
 
+namespace common::ring {
 namespace {
-
-std::uint32_t distance(const std::uint8_t* from, const std::uint8_t* to) noexcept
-{
-    return static_cast<std::uint32_t>(to - from);
-}
 
 /// The position that lies `length` bytes behind another one; never the end.
 std::uint8_t* advanced(const RingBuf& ring, std::uint8_t* position, std::uint32_t length) noexcept
@@ -40,6 +38,9 @@ void copy_out(const RingBuf& ring, void* destination, std::uint32_t length) noex
 }
 
 }  // namespace
+}  // namespace common::ring
+
+using namespace common::ring;
 
 extern "C" {
 
@@ -59,7 +60,7 @@ void ringBufFlush(RingBuf* rb)
 
 uint32_t ringWriteData(RingBuf* rb, const void* src, uint32_t len)
 {
-    const std::uint32_t stored = std::min(len, distance(rb->start, rb->end) - rb->count);
+    const std::uint32_t stored = std::min(len, free_space(*rb));
     if (stored == 0) {
         return 0;  // also for a null source, which memcpy() must not get
     }

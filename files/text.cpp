@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "common.h"
+#include "foundation/hex_text.h"
 
 namespace {
 
@@ -18,19 +19,9 @@ bool is_space(char byte) noexcept
 /// Prints a line of a dump after a line feed.
 void print_line(const std::uint8_t* bytes, std::uint32_t count) noexcept
 {
-    char hex[3 * kLineBytes + 1];
-    char characters[kLineBytes + 1];
-    std::memset(hex, ' ', sizeof hex - 1);
-    hex[sizeof hex - 1] = '\0';
-    for (std::uint32_t index = 0; index < count; ++index) {
-        constexpr char kDigits[] = "0123456789ABCDEF";
-        const std::uint8_t byte = bytes[index];
-        hex[3 * index + 1] = kDigits[byte >> 4];
-        hex[3 * index + 2] = kDigits[byte & 0xF];
-        characters[index] = std::isprint(byte) != 0 ? static_cast<char>(byte) : '.';
-    }
-    characters[count] = '\0';
-    std::printf("\n%p:%s  %s", static_cast<const void*>(bytes), hex, characters);
+    char text[4 * kLineBytes + 3];
+    *common::write_dump_bytes(text, 3 * kLineBytes + 2, bytes, count) = '\0';
+    std::printf("\n%p:%s", static_cast<const void*>(bytes), text);
 }
 
 }  // namespace

@@ -4,13 +4,13 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
 
 #include "common_process.h"
 #include "common_system.h"
 #include "common_thread.h"
+#include "foundation/hex_text.h"
 #include "foundation/initialisation.h"
 #include "foundation/settings_text.h"
 #include "foundation/source.h"
@@ -139,12 +139,12 @@ void debugWrite(FILE* stream, const char* file, const char* function, std::int32
     va_end(args);
 }
 
-/// Where a dump puts what: each row takes (length + 4) * 4 characters.
+/// How a dump is cut into rows.
 struct DumpShape {
     std::uint32_t row_length;
     std::uint32_t rows;
 
-    std::uint32_t row_width() const noexcept { return (row_length + 4) * 4; }
+    std::uint32_t row_width() const noexcept { return common::dump_row_width(row_length); }
     std::uint32_t text_size() const noexcept { return row_width() * rows + 1; }
 };
 
@@ -156,27 +156,6 @@ DumpShape dump_shape(std::uint32_t length) noexcept
     const std::uint32_t rows = length / shape.row_length + (length % shape.row_length != 0 ? 1 : 0);
     shape.rows = std::min(rows, (UINT32_MAX - 1) / shape.row_width());
     return shape;
-}
-
-void dump_row(char* text, const std::uint8_t* bytes, std::uint32_t count, DumpShape shape) noexcept
-{
-    static constexpr char kDigits[] = "0123456789ABCDEF";
-    std::sprintf(text, "0x%08X:", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(bytes)));
-    char* hex = text + 11;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        *hex++ = ' ';
-        *hex++ = kDigits[bytes[i] >> 4];
-        *hex++ = kDigits[bytes[i] & 15];
-    }
-    char* characters = text + 11 + std::size_t{shape.row_length} * 3 + 4;
-    std::memset(hex, ' ', static_cast<std::size_t>(characters - hex));
-    for (std::uint32_t i = 0; i < count; ++i) {
-        *characters++ = std::isprint(bytes[i]) != 0 ? static_cast<char>(bytes[i]) : '.';
-    }
-    // A short last row ends right after its last character: readers find its end by that.
-    if (count == shape.row_length) {
-        *characters = '\n';
-    }
 }
 
 }  // namespace
@@ -230,8 +209,8 @@ void COMMON_Debug_HexDump(const char* file, const char* function, int32_t line,
     const auto* const bytes = static_cast<const std::uint8_t*>(address);
     for (std::uint32_t row = 0; row < shape.rows; ++row) {
         const std::uint32_t offset = row * shape.row_length;
-        dump_row(text + std::size_t{row} * shape.row_width(), bytes + offset,
-                 std::min(shape.row_length, length - offset), shape);
+        common::write_dump_row(text + std::size_t{row} * shape.row_width(), shape.row_length,
+                               bytes + offset, std::min(shape.row_length, length - offset));
     }
     debugWrite(stdout, file, function, line, "%u byte(s) at: \"%s\"\n%s", length, variableName,
                text);

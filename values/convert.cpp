@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "containers/data_hex.h"
+#include "foundation/hex_text.h"
 #include "log/report.h"
 
 namespace {

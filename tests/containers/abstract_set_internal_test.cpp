@@ -60,9 +60,10 @@ void* wrap_MEM_Malloc(std::uint32_t size)
 
 namespace {
 
-Outcome run_with(const char* step, void (*body)(LocalSet&))
+/// Runs a body that finds a step failing, and must end well.
+Outcome well_with(const char* step, void (*body)(LocalSet&))
 {
-    return run_fresh([=] {
+    return well([=] {
         LocalSet set{1, 2};
         failing = step;
         body(set);
@@ -73,84 +74,73 @@ Outcome run_with(const char* step, void (*body)(LocalSet&))
 TEST(AbstractSetInternal, NewWithoutMemoryIsNull)
 {
     const Outcome outcome =
-        run_with("Malloc", [](LocalSet& /*set*/) { EXPECT_EQ(AbsSET_New(), nullptr); });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(set_error("AbsSET_New", "Failed to allocate memory.")));
+        well_with("Malloc", [](LocalSet& /*set*/) { EXPECT_EQ(AbsSET_New(), nullptr); });
+    EXPECT_THAT(outcome.log, ElementsAre(said("AbsSET_New", "Failed to allocate memory.")));
 }
 
 // AddressSanitizer notices a header that is kept.
 TEST(AbstractSetInternal, NewThatCannotBeInitialisedIsNull)
 {
     const Outcome outcome =
-        run_with("Initialize", [](LocalSet& /*set*/) { EXPECT_EQ(AbsSET_New(), nullptr); });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log,
-                ElementsAre(set_error("AbsSET_New", "AbsSET_Initialize() failed - 7")));
+        well_with("Initialize", [](LocalSet& /*set*/) { EXPECT_EQ(AbsSET_New(), nullptr); });
+    EXPECT_THAT(outcome.log, ElementsAre(said("AbsSET_New", "AbsSET_Initialize() failed - 7")));
 }
 
 TEST(AbstractSetInternal, PushWithoutMemoryLeavesTheSet)
 {
-    const Outcome outcome = run_with("Malloc", [](LocalSet& set) {
+    const Outcome outcome = well_with("Malloc", [](LocalSet& set) {
         EXPECT_EQ(AbsSET_PushFront(&set, nullptr, value(3)), AbsSET_BadArguments);
         EXPECT_EQ(set.ring(), values({1, 2}));
         EXPECT_EQ(AbsSET_Size(&set), 2U);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
-                ElementsAre(set_error("AbsSET_InitializeEntry", "Bad arguments."),
-                            set_error("absset_EntryPush", "AbsSET_InitializeEntry() failed - 1")));
+                ElementsAre(said("AbsSET_InitializeEntry", "Bad arguments."),
+                            said("absset_EntryPush", "AbsSET_InitializeEntry() failed - 1")));
 }
 
 TEST(AbstractSetInternal, DeleteThatCannotClearKeepsTheHeader)
 {
-    const Outcome outcome = run_with("Clear", [](LocalSet& set) {
+    const Outcome outcome = well_with("Clear", [](LocalSet& set) {
         EXPECT_EQ(AbsSET_Delete(&set), 7U);
         EXPECT_EQ(set.ring(), values({1, 2}));
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(set_error("AbsSET_Delete", "AbsSET_Clear() failed - 7")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("AbsSET_Delete", "AbsSET_Clear() failed - 7")));
 }
 
 TEST(AbstractSetInternal, SearchesTellWhichStepFailed)
 {
-    const Outcome first = run_with("IndexBegin", [](LocalSet& set) {
+    const Outcome first = well_with("IndexBegin", [](LocalSet& set) {
         EXPECT_EQ(AbsSET_PopValue(&set, value(2)), 7U);
         EXPECT_EQ(AbsSET_PopEntry(&set, set.sentinel.blink), 7U);
         EXPECT_EQ(set.ring(), values({1, 2}));
     });
-    EXPECT_THAT(first, exited(0));
-    EXPECT_THAT(first.log,
-                ElementsAre(set_error("AbsSET_PopValue", "AbsSET_IndexBegin() failed - 7."),
-                            set_error("AbsSET_PopEntry", "AbsSET_IndexBegin() failed - 7.")));
+    EXPECT_THAT(first.log, ElementsAre(said("AbsSET_PopValue", "AbsSET_IndexBegin() failed - 7."),
+                                       said("AbsSET_PopEntry", "AbsSET_IndexBegin() failed - 7.")));
 
-    const Outcome second = run_with("IndexNext", [](LocalSet& set) {
+    const Outcome second = well_with("IndexNext", [](LocalSet& set) {
         EXPECT_EQ(AbsSET_PopValue(&set, value(2)), 7U);
         EXPECT_EQ(AbsSET_PopEntry(&set, set.sentinel.blink), 7U);
         EXPECT_EQ(set.ring(), values({1, 2}));
     });
-    EXPECT_THAT(second, exited(0));
-    EXPECT_THAT(second.log,
-                ElementsAre(set_error("AbsSET_PopValue", "AbsSET_IndexNext() failed - 7."),
-                            set_error("AbsSET_PopEntry", "AbsSET_IndexNext() failed - 7.")));
+    EXPECT_THAT(second.log, ElementsAre(said("AbsSET_PopValue", "AbsSET_IndexNext() failed - 7."),
+                                        said("AbsSET_PopEntry", "AbsSET_IndexNext() failed - 7.")));
 }
 
 TEST(AbstractSetInternal, DumpStopsAtAFailedStep)
 {
     const Outcome outcome =
-        run_with("IndexNext", [](LocalSet& set) { EXPECT_EQ(AbsSET_Info(&set), 7U); });
-    EXPECT_THAT(outcome, exited(0));
+        well_with("IndexNext", [](LocalSet& set) { EXPECT_EQ(AbsSET_Info(&set), 7U); });
     ASSERT_EQ(outcome.log.size(), 12U) << "size, title, sentinel, title, entry, error";
-    EXPECT_THAT(outcome.log.back(), set_error("AbsSET_Info", "AbsSET_IndexNext() failed - 7."));
+    EXPECT_THAT(outcome.log.back(), said("AbsSET_Info", "AbsSET_IndexNext() failed - 7."));
 }
 
 TEST(AbstractSetInternal, DumpStopsAtAMissingEntry)
 {
-    const Outcome outcome = run_with(
+    const Outcome outcome = well_with(
         "EntryGet", [](LocalSet& set) { EXPECT_EQ(AbsSET_Info(&set), AbsSET_BadArguments); });
-    EXPECT_THAT(outcome, exited(0));
     ASSERT_EQ(outcome.log.size(), 9U) << "size, title, sentinel, title, two errors";
-    EXPECT_THAT(outcome.log[7], set_error("absset_EntryInfo", "Bad arguments."));
-    EXPECT_THAT(outcome.log[8], set_error("AbsSET_Info", "absset_EntryInfo() failed - 1"));
+    EXPECT_THAT(outcome.log[7], said("absset_EntryInfo", "Bad arguments."));
+    EXPECT_THAT(outcome.log[8], said("AbsSET_Info", "absset_EntryInfo() failed - 1"));
 }
 
 TEST(AbstractSetInternal, UnknownMovementIsReported)
@@ -158,15 +148,15 @@ TEST(AbstractSetInternal, UnknownMovementIsReported)
     const Outcome outcome = well([] {
         LocalSet set{1, 2};
         set.go_to(1);
-        for (const common::Position position : {-6, common::kCursor, 0, 1}) {
-            EXPECT_EQ(common::absset_SetIndex(&set, position), AbsSET_UnknownPosition);
+        for (const common::set::Position position : {-6, common::set::kCursor, 0, 1}) {
+            EXPECT_EQ(common::set::absset_SetIndex(&set, position), AbsSET_UnknownPosition);
         }
         EXPECT_EQ(set.at_cursor(), value(2));
     });
-    EXPECT_THAT(outcome.log, ElementsAre(set_error("absset_SetIndex", "Unknown index: -6"),
-                                         set_error("absset_SetIndex", "Unknown index: -5"),
-                                         set_error("absset_SetIndex", "Unknown index: 0"),
-                                         set_error("absset_SetIndex", "Unknown index: 1")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("absset_SetIndex", "Unknown index: -6"),
+                                         said("absset_SetIndex", "Unknown index: -5"),
+                                         said("absset_SetIndex", "Unknown index: 0"),
+                                         said("absset_SetIndex", "Unknown index: 1")));
 }
 
 }  // namespace

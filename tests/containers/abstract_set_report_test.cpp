@@ -349,7 +349,7 @@ TEST_P(AbstractSetMisuse, IsReported)
     const Outcome outcome = well(GetParam().call);
     std::vector<Report> expected;
     for (const auto& [function, message] : GetParam().reports) {
-        expected.push_back(set_error(function, message));
+        expected.push_back(said(function, message));
     }
     EXPECT_THAT(outcome.log, ElementsAreArray(expected));
 }

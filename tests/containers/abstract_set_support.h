@@ -84,7 +84,10 @@ public:
     }
 };
 
-inline harness::Report set_error(const char* function, const std::string& message)
+/// What a function of the set reports, or one of the list.
+inline harness::Report said(const std::string& function, const std::string& message)
 {
-    return harness::said(COMMON_LogLevelError, "COMMON", "abstract_set", function, message);
+    const bool of_list = function.starts_with("LIST_");
+    return harness::said(COMMON_LogLevelError, "COMMON",
+                         of_list ? "list_by_abstractset" : "abstract_set", function, message);
 }

@@ -25,24 +25,21 @@ void note_release(void* released_value)
 
 // -------------------------------------------------------------------------------- a set's life
 
-TEST(AbstractSet, NewSetIsEmptyAndReportsNothing)
+FRESH_TEST(AbstractSet, NewSetIsEmptyAndReportsNothing)
 {
-    const Outcome outcome = well([] {
-        AbsSET* const set = AbsSET_New();
-        ASSERT_NE(set, nullptr);
-        EXPECT_EQ(AbsSET_Size(set), 0U);
-        EXPECT_EQ(AbsSET_IsEmpty(set), 1U);
-        EXPECT_EQ(AbsSET_IsEnd(set), 1U);
-        EXPECT_EQ(AbsSET_ValueGet(set), nullptr);
-        EXPECT_EQ(AbsSET_ValueGetFront(set), nullptr);
-        EXPECT_EQ(AbsSET_ValueGetBack(set), nullptr);
-        EXPECT_EQ(AbsSET_EntryGet(set), &set->sentinel);
-        EXPECT_EQ(AbsSET_EntryGetFront(set), &set->sentinel);
-        EXPECT_EQ(AbsSET_EntryGetBack(set), &set->sentinel);
-        EXPECT_EQ(set->release, nullptr);
-        EXPECT_EQ(AbsSET_Delete(set), AbsSET_Success);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    AbsSET* const set = AbsSET_New();
+    ASSERT_NE(set, nullptr);
+    EXPECT_EQ(AbsSET_Size(set), 0U);
+    EXPECT_EQ(AbsSET_IsEmpty(set), 1U);
+    EXPECT_EQ(AbsSET_IsEnd(set), 1U);
+    EXPECT_EQ(AbsSET_ValueGet(set), nullptr);
+    EXPECT_EQ(AbsSET_ValueGetFront(set), nullptr);
+    EXPECT_EQ(AbsSET_ValueGetBack(set), nullptr);
+    EXPECT_EQ(AbsSET_EntryGet(set), &set->sentinel);
+    EXPECT_EQ(AbsSET_EntryGetFront(set), &set->sentinel);
+    EXPECT_EQ(AbsSET_EntryGetBack(set), &set->sentinel);
+    EXPECT_EQ(set->release, nullptr);
+    EXPECT_EQ(AbsSET_Delete(set), AbsSET_Success);
 }
 
 TEST(AbstractSet, InitializeWritesEveryField)
@@ -167,18 +164,15 @@ TEST(AbstractSet, ReleaseFunctionOfTheMomentIsCalled)
 }
 
 // AddressSanitizer notices a value or a record that is kept, or freed twice.
-TEST(AbstractSet, WithoutAReleaseFunctionValuesAreFreed)
+FRESH_TEST(AbstractSet, WithoutAReleaseFunctionValuesAreFreed)
 {
-    const Outcome outcome = well([] {
-        AbsSET* const set = AbsSET_New();
-        for (int i = 0; i < 3; ++i) {
-            AbsSET_PushFront(set, nullptr, MEM_Malloc(8));
-        }
-        EXPECT_EQ(AbsSET_Clear(set), AbsSET_Success);
-        AbsSET_PushBack(set, nullptr, MEM_Malloc(8));
-        EXPECT_EQ(AbsSET_Delete(set), AbsSET_Success);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    AbsSET* const set = AbsSET_New();
+    for (int i = 0; i < 3; ++i) {
+        AbsSET_PushFront(set, nullptr, MEM_Malloc(8));
+    }
+    EXPECT_EQ(AbsSET_Clear(set), AbsSET_Success);
+    AbsSET_PushBack(set, nullptr, MEM_Malloc(8));
+    EXPECT_EQ(AbsSET_Delete(set), AbsSET_Success);
 }
 
 TEST(AbstractSet, DeleteReleasesWhatIsLeft)
@@ -366,13 +360,10 @@ TEST(AbstractSet, PopOfAnEmptySetWrapsTheSize)
     }
 }
 
-TEST(AbstractSet, PopOfAnEmptySetIsNotReported)
+FRESH_TEST(AbstractSet, PopOfAnEmptySetIsNotReported)
 {
-    const Outcome outcome = well([] {
-        LocalSet set;
-        EXPECT_EQ(AbsSET_ValuePopFront(&set), nullptr);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    LocalSet set;
+    EXPECT_EQ(AbsSET_ValuePopFront(&set), nullptr);
 }
 
 TEST(AbstractSet, WrappedSizeTakesNoPush)

@@ -24,22 +24,14 @@ namespace {
 using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
-Report error(const char* function, const char* message)
+Report said(const char* function, const char* message)
 {
-    return {LOG_ERR, "Error", "CLDES", "client_descriptor", function, message};
+    return harness::said(COMMON_LogLevelError, "CLDES", "client_descriptor", function, message);
 }
 
-const Report kPanic{LOG_CRIT,      "Critical",
-                    "CLDES",       "client_descriptor",
-                    "CommonPanic", "*** Common Panic: critical failure ***"};
-
-void expect_quiet(const std::function<void()>& body)
-{
-    const Outcome outcome = well(body);
-    EXPECT_THAT(outcome.log, IsEmpty());
-}
+const Report kPanic = harness::said(COMMON_LogLevelCritical, "CLDES", "client_descriptor",
+                                    "CommonPanic", "*** Common Panic: critical failure ***");
 
 void expect_panic(const Report& first, const std::function<void()>& body)
 {
@@ -49,69 +41,61 @@ void expect_panic(const Report& first, const std::function<void()>& body)
     });
     EXPECT_THAT(outcome, exited(1));
     EXPECT_EQ(outcome.out, "handler") << "exit handlers did not run";
-    ASSERT_THAT(reports(outcome), ElementsAre(first, kPanic));
+    ASSERT_THAT(outcome.log, ElementsAre(first, kPanic));
     EXPECT_THAT(outcome.log.back().raw,
                 testing::EndsWith("*** Common Panic: critical failure ***\n"));
 }
 
-TEST(ClientDescriptor, LowestNumberFirst)
+FRESH_TEST(ClientDescriptor, LowestNumberFirst)
 {
-    expect_quiet([] {
+    EXPECT_EQ(Allocate_Descriptor(), 1);
+    EXPECT_EQ(Allocate_Descriptor(), 2);
+    EXPECT_EQ(Allocate_Descriptor(), 3);
+    EXPECT_EQ(Deallocate_Descriptor(2), 0);
+    EXPECT_EQ(Allocate_Descriptor(), 2);
+    EXPECT_EQ(Allocate_Descriptor(), 4);
+    EXPECT_EQ(Deallocate_Descriptor(1), 0);
+    EXPECT_EQ(Allocate_Descriptor(), 1);
+}
+
+FRESH_TEST(ClientDescriptor, NumbersThatAreNotInUseAreIgnored)
+{
+    EXPECT_EQ(Deallocate_Descriptor(1), 0);
+    EXPECT_EQ(Allocate_Descriptor(), 1);
+    EXPECT_EQ(Allocate_Descriptor(), 2);
+    for (const std::int32_t unknown : {3, 0, -1, INT32_MIN, INT32_MAX, INT32_MAX - 1}) {
+        EXPECT_EQ(Deallocate_Descriptor(unknown), 0);
+    }
+    EXPECT_EQ(Deallocate_Descriptor(2), 0);
+    EXPECT_EQ(Deallocate_Descriptor(2), 0);
+    EXPECT_EQ(Allocate_Descriptor(), 2);
+    EXPECT_EQ(Allocate_Descriptor(), 3);
+}
+
+FRESH_TEST(ClientDescriptor, LastOneLeavesNothingBehind)
+{
+    const long blocks = fault::outstanding_blocks();
+    for (int round = 0; round < 3; ++round) {
         EXPECT_EQ(Allocate_Descriptor(), 1);
-        EXPECT_EQ(Allocate_Descriptor(), 2);
-        EXPECT_EQ(Allocate_Descriptor(), 3);
-        EXPECT_EQ(Deallocate_Descriptor(2), 0);
-        EXPECT_EQ(Allocate_Descriptor(), 2);
-        EXPECT_EQ(Allocate_Descriptor(), 4);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
         EXPECT_EQ(Deallocate_Descriptor(1), 0);
-        EXPECT_EQ(Allocate_Descriptor(), 1);
-    });
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    }
 }
 
-TEST(ClientDescriptor, NumbersThatAreNotInUseAreIgnored)
+FRESH_TEST(ClientDescriptor, TableChangesItsSizeWithEachCall)
 {
-    expect_quiet([] {
-        EXPECT_EQ(Deallocate_Descriptor(1), 0);
-        EXPECT_EQ(Allocate_Descriptor(), 1);
-        EXPECT_EQ(Allocate_Descriptor(), 2);
-        for (const std::int32_t unknown : {3, 0, -1, INT32_MIN, INT32_MAX, INT32_MAX - 1}) {
-            EXPECT_EQ(Deallocate_Descriptor(unknown), 0);
-        }
-        EXPECT_EQ(Deallocate_Descriptor(2), 0);
-        EXPECT_EQ(Deallocate_Descriptor(2), 0);
-        EXPECT_EQ(Allocate_Descriptor(), 2);
-        EXPECT_EQ(Allocate_Descriptor(), 3);
-    });
-}
-
-TEST(ClientDescriptor, LastOneLeavesNothingBehind)
-{
-    expect_quiet([] {
-        const long blocks = fault::outstanding_blocks();
-        for (int round = 0; round < 3; ++round) {
-            EXPECT_EQ(Allocate_Descriptor(), 1);
-            EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
-            EXPECT_EQ(Deallocate_Descriptor(1), 0);
-            EXPECT_EQ(fault::outstanding_blocks(), blocks);
-        }
-    });
-}
-
-TEST(ClientDescriptor, TableChangesItsSizeWithEachCall)
-{
-    expect_quiet([] {
-        for (int i = 1; i <= 100; ++i) {
-            (void)Allocate_Descriptor();
-            EXPECT_EQ(fault::calls(Call::realloc), i);
-        }
-        Deallocate_Descriptor(101);
-        EXPECT_EQ(fault::calls(Call::realloc), 100);
-        for (int i = 1; i <= 100; ++i) {
-            Deallocate_Descriptor(i);
-            EXPECT_EQ(fault::calls(Call::realloc), 100 + i);
-        }
-        EXPECT_EQ(fault::calls(Call::malloc), 0);
-    });
+    for (int i = 1; i <= 100; ++i) {
+        (void)Allocate_Descriptor();
+        EXPECT_EQ(fault::calls(Call::realloc), i);
+    }
+    Deallocate_Descriptor(101);
+    EXPECT_EQ(fault::calls(Call::realloc), 100);
+    for (int i = 1; i <= 100; ++i) {
+        Deallocate_Descriptor(i);
+        EXPECT_EQ(fault::calls(Call::realloc), 100 + i);
+    }
+    EXPECT_EQ(fault::calls(Call::malloc), 0);
 }
 
 // --------------------------------------------------------------------------------- against a model
@@ -130,7 +114,7 @@ std::int32_t lowest_missing(const std::set<std::int32_t>& in_use)
 
 void compare_with_a_set(unsigned seed)
 {
-    expect_quiet([seed] {
+    run_silently([seed] {
         std::mt19937 random(seed);
         std::set<std::int32_t> in_use;
         for (int step = 0; step < 20'000; ++step) {
@@ -164,82 +148,76 @@ TEST(ClientDescriptor, BehavesAsASetOfNumbers)
 
 // ----------------------------------------------------------------------------------------- threads
 
-TEST(ClientDescriptor, ThreadsGetDifferentNumbers)
+FRESH_TEST(ClientDescriptor, ThreadsGetDifferentNumbers)
 {
-    expect_quiet([] {
-        constexpr int kThreads = 4;
-        constexpr int kEach = 500;
-        std::vector<std::int32_t> numbers[kThreads];
-        std::vector<std::thread> threads;
-        for (auto& mine : numbers) {
-            threads.emplace_back([&mine] {
-                for (int i = 0; i < kEach; ++i) {
-                    mine.push_back(Allocate_Descriptor());
-                    if (i % 3 == 0) {
-                        Deallocate_Descriptor(mine.back());
-                        mine.pop_back();
-                    }
+    constexpr int kThreads = 4;
+    constexpr int kEach = 500;
+    std::vector<std::int32_t> numbers[kThreads];
+    std::vector<std::thread> threads;
+    for (auto& mine : numbers) {
+        threads.emplace_back([&mine] {
+            for (int i = 0; i < kEach; ++i) {
+                mine.push_back(Allocate_Descriptor());
+                if (i % 3 == 0) {
+                    Deallocate_Descriptor(mine.back());
+                    mine.pop_back();
                 }
-            });
-        }
-        for (auto& thread : threads) {
-            thread.join();
-        }
-        std::set<std::int32_t> all;
-        std::size_t count = 0;
-        for (const auto& mine : numbers) {
-            count += mine.size();
-            all.insert(mine.begin(), mine.end());
-        }
-        EXPECT_EQ(all.size(), count);
-        EXPECT_EQ(Allocate_Descriptor(), lowest_missing(all));
-    });
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    std::set<std::int32_t> all;
+    std::size_t count = 0;
+    for (const auto& mine : numbers) {
+        count += mine.size();
+        all.insert(mine.begin(), mine.end());
+    }
+    EXPECT_EQ(all.size(), count);
+    EXPECT_EQ(Allocate_Descriptor(), lowest_missing(all));
 }
 
-TEST(ClientDescriptor, ForkedChildGoesOnWithItsCopy)
+FRESH_TEST(ClientDescriptor, ForkedChildGoesOnWithItsCopy)
 {
-    expect_quiet([] {
-        (void)Allocate_Descriptor();
-        (void)Allocate_Descriptor();
-        Deallocate_Descriptor(1);
-        in_child([] {
-            EXPECT_EQ(Allocate_Descriptor(), 1);
-            EXPECT_EQ(Allocate_Descriptor(), 3);
-        });
+    (void)Allocate_Descriptor();
+    (void)Allocate_Descriptor();
+    Deallocate_Descriptor(1);
+    in_child([] {
         EXPECT_EQ(Allocate_Descriptor(), 1);
         EXPECT_EQ(Allocate_Descriptor(), 3);
     });
+    EXPECT_EQ(Allocate_Descriptor(), 1);
+    EXPECT_EQ(Allocate_Descriptor(), 3);
 }
 
 // Without an answer to fork, some child waits for ever for a lock that nobody holds.
-TEST(ClientDescriptor, ForkWhileOthersUseTheTable)
+FRESH_TEST(ClientDescriptor, ForkWhileOthersUseTheTable)
 {
-    expect_quiet([] {
-        std::atomic<bool> stop{false};
-        (void)Allocate_Descriptor();
-        std::thread busy([&] {
-            while (!stop) {
-                Deallocate_Descriptor(Allocate_Descriptor());
-            }
-        });
-        for (int i = 0; i < 100; ++i) {
-            in_child([] {
-                const std::int32_t first = Allocate_Descriptor();
-                const std::int32_t second = Allocate_Descriptor();
-                EXPECT_NE(first, second);
-                EXPECT_GT(std::min(first, second), 1);
-            });
+    std::atomic<bool> stop{false};
+    (void)Allocate_Descriptor();
+    std::thread busy([&] {
+        while (!stop) {
+            Deallocate_Descriptor(Allocate_Descriptor());
         }
-        stop = true;
-        busy.join();
     });
+    for (int i = 0; i < 100; ++i) {
+        in_child([] {
+            const std::int32_t first = Allocate_Descriptor();
+            const std::int32_t second = Allocate_Descriptor();
+            EXPECT_NE(first, second);
+            EXPECT_GT(std::min(first, second), 1);
+        });
+    }
+    stop = true;
+    busy.join();
 }
 
 // ---------------------------------------------------------------------------------------- failures
 
 TEST(ClientDescriptor, LockThatFailsIsAPanic)
 {
-    const auto failed = error("LockDescriptor", "Failed to lock descriptor mutex.");
+    const auto failed = said("LockDescriptor", "Failed to lock descriptor mutex.");
     expect_panic(failed, [] {
         fault::fail(Call::pthread_mutex_lock);
         (void)Allocate_Descriptor();
@@ -253,7 +231,7 @@ TEST(ClientDescriptor, LockThatFailsIsAPanic)
 
 TEST(ClientDescriptor, UnlockThatFailsIsAPanic)
 {
-    const auto failed = error("UnlockDescriptor", "Failed to unlock descriptor mutex.");
+    const auto failed = said("UnlockDescriptor", "Failed to unlock descriptor mutex.");
     expect_panic(failed, [] {
         fault::fail(Call::pthread_mutex_unlock);
         (void)Allocate_Descriptor();
@@ -266,12 +244,12 @@ TEST(ClientDescriptor, UnlockThatFailsIsAPanic)
 
 TEST(ClientDescriptor, NoMemoryIsAPanic)
 {
-    expect_panic(error("Allocate_Descriptor", "Couldn't reallocate descriptor buffer"), [] {
+    expect_panic(said("Allocate_Descriptor", "Couldn't reallocate descriptor buffer"), [] {
         (void)Allocate_Descriptor();
         fault::fail(Call::realloc);
         (void)Allocate_Descriptor();
     });
-    expect_panic(error("Deallocate_Descriptor", "Couldn't reallocate descriptor buffer"), [] {
+    expect_panic(said("Deallocate_Descriptor", "Couldn't reallocate descriptor buffer"), [] {
         (void)Allocate_Descriptor();
         (void)Allocate_Descriptor();
         fault::fail(Call::realloc);

@@ -46,17 +46,17 @@ namespace {
 using namespace harness;
 using testing::ElementsAre;
 
-Report error(const char* function, const char* message)
+Report said(const char* function, const char* message)
 {
-    return {LOG_ERR, "Error", "COMMON", "data", function, message};
+    return harness::said(COMMON_LogLevelError, "COMMON", "data", function, message);
 }
 
 constexpr char kNoMemory[] = "Failed allocating memory.";
 
-/// Runs a body in which the first `count` allocations succeed.
-Outcome run_granting(int count, const std::function<void()>& body)
+/// A body in which the first `count` allocations succeed, and that ends well.
+Outcome well_granted(int count, const std::function<void()>& body)
 {
-    return run_fresh([&] {
+    return well([&] {
         granted = count;
         body();
     });
@@ -65,59 +65,53 @@ Outcome run_granting(int count, const std::function<void()>& body)
 TEST(DataRefused, NoRecordOrNoStorage)
 {
     for (const int count : {0, 1}) {
-        const Outcome outcome = run_granting(count, [] { EXPECT_EQ(DATA_ArrayNew(16), nullptr); });
-        EXPECT_THAT(outcome, exited(0));  // the record is freed, or the leak is found
-        EXPECT_THAT(reports(outcome), ElementsAre(error("DATA_ArrayNew", kNoMemory)));
+        const Outcome outcome = well_granted(count, [] { EXPECT_EQ(DATA_ArrayNew(16), nullptr); });
+        // The record is freed, or the leak is found.
+        EXPECT_THAT(outcome.log, ElementsAre(said("DATA_ArrayNew", kNoMemory)));
     }
 }
 
 TEST(DataRefused, NoArrayForBytes)
 {
     for (const int count : {0, 1}) {
-        const Outcome outcome = run_granting(count, [] {
+        const Outcome outcome = well_granted(count, [] {
             EXPECT_EQ(DATA_ArrayNewWithDataLength(4, "abcd", 2), nullptr);
             granted = 0;
             EXPECT_EQ(DATA_ArrayNewWithData(4, "abcd"), nullptr);
         });
-        EXPECT_THAT(outcome, exited(0));
-        EXPECT_THAT(reports(outcome),
-                    ElementsAre(error("DATA_ArrayNew", kNoMemory),
-                                error("DATA_ArrayNewWithDataLength", "DATA_ArrayNew() failed."),
-                                error("DATA_ArrayNew", kNoMemory),
-                                error("DATA_ArrayNewWithDataLength", "DATA_ArrayNew() failed.")));
+        EXPECT_THAT(outcome.log,
+                    ElementsAre(said("DATA_ArrayNew", kNoMemory),
+                                said("DATA_ArrayNewWithDataLength", "DATA_ArrayNew() failed."),
+                                said("DATA_ArrayNew", kNoMemory),
+                                said("DATA_ArrayNewWithDataLength", "DATA_ArrayNew() failed.")));
     }
 }
 
 TEST(DataRefused, NoArrayForText)
 {
-    const Outcome outcome = run_granting(1, [] { EXPECT_EQ(DATA_AsciiToHex("00"), nullptr); });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(error("DATA_ArrayNew", kNoMemory),
-                            error("DATA_AsciiToHex", "Failed to create the array.")));
+    const Outcome outcome = well_granted(1, [] { EXPECT_EQ(DATA_AsciiToHex("00"), nullptr); });
+    EXPECT_THAT(outcome.log, ElementsAre(said("DATA_ArrayNew", kNoMemory),
+                                         said("DATA_AsciiToHex", "Failed to create the array.")));
 }
 
 // Callers get the reports of what is wrong with a text before memory is asked for.
 TEST(DataRefused, TextIsJudgedBeforeMemoryIsAskedFor)
 {
-    const Outcome outcome = run_granting(0, [] { EXPECT_EQ(DATA_AsciiToHex("0x"), nullptr); });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(
-        reports(outcome),
-        ElementsAre(error("DATA_AsciiToHex", "ascii[1] contains an invalid character: x (120)")));
+    const Outcome outcome = well_granted(0, [] { EXPECT_EQ(DATA_AsciiToHex("0x"), nullptr); });
+    EXPECT_THAT(outcome.log, ElementsAre(said("DATA_AsciiToHex",
+                                              "ascii[1] contains an invalid character: x (120)")));
 }
 
 TEST(DataRefused, NoText)
 {
-    const Outcome outcome = run_granting(0, [] {
+    const Outcome outcome = well_granted(0, [] {
         EXPECT_EQ(DATA_HexToAscii("a", 1), nullptr);
         EXPECT_EQ(DATA_HexDump("a", 1), nullptr);
         EXPECT_EQ(DATA_HexDumpPretty("a", 1), nullptr);
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(error("DATA_HexToAscii", kNoMemory), error("DATA_HexDump", kNoMemory),
-                            error("DATA_HexDumpPretty", kNoMemory)));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said("DATA_HexToAscii", kNoMemory), said("DATA_HexDump", kNoMemory),
+                            said("DATA_HexDumpPretty", kNoMemory)));
 }
 
 // Digits.
@@ -126,13 +120,13 @@ TEST(DataHexInternal, LongTextsGoByVectorsWhereTheProcessorHasThem)
 {
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_cpu_init();
-    EXPECT_EQ(common::hex_uses_vectors(64), __builtin_cpu_supports("avx2") != 0);
-    EXPECT_EQ(common::hex_uses_vectors(1'000'000), common::hex_uses_vectors(64));
+    EXPECT_EQ(common::data::hex_uses_vectors(64), __builtin_cpu_supports("avx2") != 0);
+    EXPECT_EQ(common::data::hex_uses_vectors(1'000'000), common::data::hex_uses_vectors(64));
 #else
-    EXPECT_FALSE(common::hex_uses_vectors(1'000'000));
+    EXPECT_FALSE(common::data::hex_uses_vectors(1'000'000));
 #endif
-    EXPECT_FALSE(common::hex_uses_vectors(63));
-    EXPECT_FALSE(common::hex_uses_vectors(0));
+    EXPECT_FALSE(common::data::hex_uses_vectors(63));
+    EXPECT_FALSE(common::data::hex_uses_vectors(0));
 }
 
 TEST(DataHexInternal, VectorsNeedTheProcessorAndTheKernel)
@@ -142,13 +136,13 @@ TEST(DataHexInternal, VectorsNeedTheProcessorAndTheKernel)
     constexpr std::uint32_t kXmm = 2;
     constexpr std::uint32_t kYmm = 4;
     constexpr std::uint32_t kAvx2 = 1U << 5;
-    EXPECT_TRUE(common::avx2_can_be_used(kOsxsave | kAvx, kXmm | kYmm, kAvx2));
-    EXPECT_TRUE(common::avx2_can_be_used(UINT32_MAX, UINT32_MAX, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(~kOsxsave, UINT32_MAX, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(~kAvx, UINT32_MAX, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(UINT32_MAX, ~kXmm, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(UINT32_MAX, ~kYmm, UINT32_MAX));
-    EXPECT_FALSE(common::avx2_can_be_used(UINT32_MAX, UINT32_MAX, ~kAvx2));
+    EXPECT_TRUE(common::data::avx2_can_be_used(kOsxsave | kAvx, kXmm | kYmm, kAvx2));
+    EXPECT_TRUE(common::data::avx2_can_be_used(UINT32_MAX, UINT32_MAX, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(~kOsxsave, UINT32_MAX, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(~kAvx, UINT32_MAX, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(UINT32_MAX, ~kXmm, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(UINT32_MAX, ~kYmm, UINT32_MAX));
+    EXPECT_FALSE(common::data::avx2_can_be_used(UINT32_MAX, UINT32_MAX, ~kAvx2));
 }
 
 }  // namespace

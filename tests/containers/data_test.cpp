@@ -19,14 +19,14 @@
 namespace {
 
 using namespace harness;
+using harness::said;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 using Bytes = std::vector<std::uint8_t>;
 
-Report error(const char* function, const std::string& message)
+Report said(const char* function, const std::string& message)
 {
-    return {LOG_ERR, "Error", "COMMON", "data", function, message};
+    return said(COMMON_LogLevelError, "COMMON", "data", function, message);
 }
 
 /// What a call that must return normally reports.
@@ -91,106 +91,94 @@ std::string lower(const Bytes& bytes)
 
 // ---------------------------------------------------------------------------------------- arrays
 
-TEST(DataArray, NewIsEmptyAndZero)
+FRESH_TEST(DataArray, NewIsEmptyAndZero)
 {
-    EXPECT_THAT(reports_of([] {
-                    for (const std::uint32_t capacity : {0U, 1U, 16U, 5000U}) {
-                        // Freed bytes that are not zero are likely to be handed out again.
-                        void* const dirty = MEM_Malloc(capacity);
-                        std::memset(dirty, 0xA5, capacity);
-                        MEM_Free(dirty);
-                        DATA_Array* const array = DATA_ArrayNew(capacity);
-                        ASSERT_NE(array, nullptr);
-                        ASSERT_NE(array->data, nullptr);
-                        EXPECT_EQ(array->length, 0U);
-                        EXPECT_EQ(array->capacity, capacity);
-                        EXPECT_EQ(Bytes(array->data, array->data + capacity), Bytes(capacity, 0));
-                        DATA_ArrayDelete(array);
-                    }
-                }),
-                IsEmpty());
+    for (const std::uint32_t capacity : {0U, 1U, 16U, 5000U}) {
+        // Freed bytes that are not zero are likely to be handed out again.
+        void* const dirty = MEM_Malloc(capacity);
+        std::memset(dirty, 0xA5, capacity);
+        MEM_Free(dirty);
+        DATA_Array* const array = DATA_ArrayNew(capacity);
+        ASSERT_NE(array, nullptr);
+        ASSERT_NE(array->data, nullptr);
+        EXPECT_EQ(array->length, 0U);
+        EXPECT_EQ(array->capacity, capacity);
+        EXPECT_EQ(Bytes(array->data, array->data + capacity), Bytes(capacity, 0));
+        DATA_ArrayDelete(array);
+    }
 }
 
-TEST(DataArray, NewWithDataLengthCopiesAndFillsUpWithZeros)
+FRESH_TEST(DataArray, NewWithDataLengthCopiesAndFillsUpWithZeros)
 {
-    EXPECT_THAT(reports_of([] {
-                    const Bytes bytes{1, 2, 3, 4};
-                    DATA_Array* const array = DATA_ArrayNewWithDataLength(6, bytes.data(), 4);
-                    ASSERT_NE(array, nullptr);
-                    EXPECT_NE(array->data, bytes.data());
-                    EXPECT_EQ(array->length, 4U);
-                    EXPECT_EQ(array->capacity, 6U);
-                    EXPECT_EQ(Bytes(array->data, array->data + 6), (Bytes{1, 2, 3, 4, 0, 0}));
-                    DATA_ArrayDelete(array);
-                    EXPECT_EQ(taken(DATA_ArrayNewWithDataLength(4, bytes.data(), 4)), bytes);
-                    EXPECT_EQ(taken(DATA_ArrayNewWithDataLength(4, bytes.data(), 0)), Bytes{});
-                }),
-                IsEmpty());
+    const Bytes bytes{1, 2, 3, 4};
+    DATA_Array* const array = DATA_ArrayNewWithDataLength(6, bytes.data(), 4);
+    ASSERT_NE(array, nullptr);
+    EXPECT_NE(array->data, bytes.data());
+    EXPECT_EQ(array->length, 4U);
+    EXPECT_EQ(array->capacity, 6U);
+    EXPECT_EQ(Bytes(array->data, array->data + 6), (Bytes{1, 2, 3, 4, 0, 0}));
+    DATA_ArrayDelete(array);
+    EXPECT_EQ(taken(DATA_ArrayNewWithDataLength(4, bytes.data(), 4)), bytes);
+    EXPECT_EQ(taken(DATA_ArrayNewWithDataLength(4, bytes.data(), 0)), Bytes{});
 }
 
-TEST(DataArray, NewWithDataIsFull)
+FRESH_TEST(DataArray, NewWithDataIsFull)
 {
-    EXPECT_THAT(reports_of([] {
-                    const Bytes bytes{9, 8, 7};
-                    DATA_Array* const array = DATA_ArrayNewWithData(3, bytes.data());
-                    ASSERT_NE(array, nullptr);
-                    EXPECT_EQ(array->length, 3U);
-                    EXPECT_EQ(array->capacity, 3U);
-                    EXPECT_EQ(taken(array), bytes);
-                    EXPECT_EQ(taken(DATA_ArrayNewWithData(0, bytes.data())), Bytes{});
-                }),
-                IsEmpty());
+    const Bytes bytes{9, 8, 7};
+    DATA_Array* const array = DATA_ArrayNewWithData(3, bytes.data());
+    ASSERT_NE(array, nullptr);
+    EXPECT_EQ(array->length, 3U);
+    EXPECT_EQ(array->capacity, 3U);
+    EXPECT_EQ(taken(array), bytes);
+    EXPECT_EQ(taken(DATA_ArrayNewWithData(0, bytes.data())), Bytes{});
 }
 
 TEST(DataArray, BytesThatAreNotThereOrDoNotFitAreRefused)
 {
     constexpr char kFunction[] = "DATA_ArrayNewWithDataLength";
-    EXPECT_THAT(reports_of([] {
-                    EXPECT_EQ(DATA_ArrayNewWithDataLength(4, nullptr, 4), nullptr);
-                    EXPECT_EQ(DATA_ArrayNewWithDataLength(4, nullptr, 0), nullptr);
-                    EXPECT_EQ(DATA_ArrayNewWithDataLength(4, "abcde", 5), nullptr);
-                    EXPECT_EQ(DATA_ArrayNewWithData(4, nullptr), nullptr);
-                }),
-                ElementsAre(error(kFunction, "Bad arguments."), error(kFunction, "Bad arguments."),
-                            error(kFunction, "Bad arguments."),
-                            error(kFunction, "Bad arguments.")));
+    const auto log = reports_of([] {
+        EXPECT_EQ(DATA_ArrayNewWithDataLength(4, nullptr, 4), nullptr);
+        EXPECT_EQ(DATA_ArrayNewWithDataLength(4, nullptr, 0), nullptr);
+        EXPECT_EQ(DATA_ArrayNewWithDataLength(4, "abcde", 5), nullptr);
+        EXPECT_EQ(DATA_ArrayNewWithData(4, nullptr), nullptr);
+    });
+    EXPECT_THAT(log,
+                ElementsAre(said(kFunction, "Bad arguments."), said(kFunction, "Bad arguments."),
+                            said(kFunction, "Bad arguments."), said(kFunction, "Bad arguments.")));
 }
 
-TEST(DataArray, ResizeKeepsWhatFits)
+FRESH_TEST(DataArray, ResizeKeepsWhatFits)
 {
-    EXPECT_THAT(reports_of([] {
-                    DATA_Array* const array = DATA_ArrayNewWithData(4, "abcd");
-                    EXPECT_EQ(DATA_ArrayResize(array, 100'000), array->data);
-                    EXPECT_EQ(array->capacity, 100'000U);
-                    EXPECT_EQ(array->length, 4U);
-                    std::memset(array->data + 4, 0xA5, 100'000 - 4);
-                    EXPECT_EQ(DATA_ArrayResize(array, 4), array->data);
-                    EXPECT_EQ(array->length, 4U);
-                    EXPECT_EQ(DATA_ArrayResize(array, 3), array->data);
-                    EXPECT_EQ(array->capacity, 3U);
-                    EXPECT_EQ(array->length, 3U) << "cut to the new capacity";
-                    EXPECT_EQ(taken(array), (Bytes{'a', 'b', 'c'}));
-                }),
-                IsEmpty());
+    DATA_Array* const array = DATA_ArrayNewWithData(4, "abcd");
+    EXPECT_EQ(DATA_ArrayResize(array, 100'000), array->data);
+    EXPECT_EQ(array->capacity, 100'000U);
+    EXPECT_EQ(array->length, 4U);
+    std::memset(array->data + 4, 0xA5, 100'000 - 4);
+    EXPECT_EQ(DATA_ArrayResize(array, 4), array->data);
+    EXPECT_EQ(array->length, 4U);
+    EXPECT_EQ(DATA_ArrayResize(array, 3), array->data);
+    EXPECT_EQ(array->capacity, 3U);
+    EXPECT_EQ(array->length, 3U) << "cut to the new capacity";
+    EXPECT_EQ(taken(array), (Bytes{'a', 'b', 'c'}));
 }
 
 TEST(DataArray, ResizeOfNothingIsReported)
 {
-    EXPECT_THAT(reports_of([] { DATA_ArrayResize(nullptr, 4); }),
-                ElementsAre(error("DATA_ArrayResize", "Bad arguments.")));
+    const auto log = reports_of([] { DATA_ArrayResize(nullptr, 4); });
+    EXPECT_THAT(log, ElementsAre(said("DATA_ArrayResize", "Bad arguments.")));
 }
 
 TEST(DataArray, ResizeToZeroLosesTheStorageAndFails)
 {
-    EXPECT_THAT(reports_of([] {
-                    DATA_Array* const array = DATA_ArrayNewWithData(4, "abcd");
-                    DATA_ArrayResize(array, 0);
-                    EXPECT_EQ(array->data, nullptr) << "what callers test";
-                    EXPECT_EQ(array->length, 4U);
-                    EXPECT_EQ(array->capacity, 4U);
-                    DATA_ArrayDelete(array);
-                }),
-                ElementsAre(error("DATA_ArrayResize", "Failed reallocating memory.")));
+    const auto log = reports_of([] {
+        DATA_Array* const array = DATA_ArrayNewWithData(4, "abcd");
+        DATA_ArrayResize(array, 0);
+        EXPECT_EQ(array->data, nullptr) << "what callers test";
+        EXPECT_EQ(array->length, 4U);
+        EXPECT_EQ(array->capacity, 4U);
+        DATA_ArrayDelete(array);
+    });
+    EXPECT_THAT(log, ElementsAre(said("DATA_ArrayResize", "Failed reallocating memory.")));
 }
 
 TEST(DataArray, ResizeOfAnArrayWithoutStorageAllocates)
@@ -205,38 +193,31 @@ TEST(DataArray, ResizeOfAnArrayWithoutStorageAllocates)
 
 TEST(DataArray, DeleteOfNothingIsAWarning)
 {
-    EXPECT_THAT(reports_of([] { DATA_ArrayDelete(nullptr); }),
-                ElementsAre(Report{LOG_WARNING, "Warn", "COMMON", "data", "DATA_ArrayDelete",
-                                   "array is NULL."}));
+    const auto log = reports_of([] { DATA_ArrayDelete(nullptr); });
+    EXPECT_THAT(log, ElementsAre(said(COMMON_LogLevelWarn, "COMMON", "data", "DATA_ArrayDelete",
+                                      "array is NULL.")));
 }
 
 // --------------------------------------------------------------------------------- text to bytes
 
-TEST(DataAsciiToHex, BothCasesHighNibbleFirst)
+FRESH_TEST(DataAsciiToHex, BothCasesHighNibbleFirst)
 {
-    EXPECT_THAT(reports_of([] {
-                    DATA_Array* const array = DATA_AsciiToHex("0aFf");
-                    ASSERT_NE(array, nullptr);
-                    EXPECT_EQ(array->length, 2U);
-                    EXPECT_EQ(array->capacity, 2U);
-                    EXPECT_EQ(taken(array), (Bytes{0x0A, 0xFF}));
-                    EXPECT_EQ(
-                        taken(DATA_AsciiToHex("1234567890abcdefABCDEF")),
-                        (Bytes{0x12, 0x34, 0x56, 0x78, 0x90, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF}));
-                }),
-                IsEmpty());
+    DATA_Array* const array = DATA_AsciiToHex("0aFf");
+    ASSERT_NE(array, nullptr);
+    EXPECT_EQ(array->length, 2U);
+    EXPECT_EQ(array->capacity, 2U);
+    EXPECT_EQ(taken(array), (Bytes{0x0A, 0xFF}));
+    EXPECT_EQ(taken(DATA_AsciiToHex("1234567890abcdefABCDEF")),
+              (Bytes{0x12, 0x34, 0x56, 0x78, 0x90, 0xAB, 0xCD, 0xEF, 0xAB, 0xCD, 0xEF}));
 }
 
-TEST(DataAsciiToHex, EmptyTextIsAnEmptyArray)
+FRESH_TEST(DataAsciiToHex, EmptyTextIsAnEmptyArray)
 {
-    EXPECT_THAT(reports_of([] {
-                    DATA_Array* const array = DATA_AsciiToHex("");
-                    ASSERT_NE(array, nullptr);
-                    EXPECT_EQ(array->length, 0U);
-                    EXPECT_EQ(array->capacity, 0U);
-                    DATA_ArrayDelete(array);
-                }),
-                IsEmpty());
+    DATA_Array* const array = DATA_AsciiToHex("");
+    ASSERT_NE(array, nullptr);
+    EXPECT_EQ(array->length, 0U);
+    EXPECT_EQ(array->capacity, 0U);
+    DATA_ArrayDelete(array);
 }
 
 TEST(DataAsciiToHex, EveryByteAtEveryLength)
@@ -252,27 +233,28 @@ TEST(DataAsciiToHex, EveryByteAtEveryLength)
 
 TEST(DataAsciiToHex, NullIsReported)
 {
-    EXPECT_THAT(reports_of([] { EXPECT_EQ(DATA_AsciiToHex(nullptr), nullptr); }),
-                ElementsAre(error("DATA_AsciiToHex", "Bad arguments.")));
+    const auto log = reports_of([] { EXPECT_EQ(DATA_AsciiToHex(nullptr), nullptr); });
+    EXPECT_THAT(log, ElementsAre(said("DATA_AsciiToHex", "Bad arguments.")));
 }
 
 TEST(DataAsciiToHex, OddLengthIsReportedBeforeTheCharacters)
 {
-    EXPECT_THAT(
-        reports_of([] {
-            EXPECT_EQ(DATA_AsciiToHex("abc"), nullptr);
-            EXPECT_EQ(DATA_AsciiToHex("x"), nullptr);
-        }),
-        ElementsAre(error("DATA_AsciiToHex", "The ASCII string contains an odd length: 3"),
-                    error("DATA_AsciiToHex", "The ASCII string contains an odd length: 1")));
+    const auto log = reports_of([] {
+        EXPECT_EQ(DATA_AsciiToHex("abc"), nullptr);
+        EXPECT_EQ(DATA_AsciiToHex("x"), nullptr);
+    });
+    EXPECT_THAT(log,
+                ElementsAre(said("DATA_AsciiToHex", "The ASCII string contains an odd length: 3"),
+                            said("DATA_AsciiToHex", "The ASCII string contains an odd length: 1")));
 }
 
 TEST(DataAsciiToHex, EveryInvalidCharacterIsReportedInOrder)
 {
+    const auto log = reports_of([] { EXPECT_EQ(DATA_AsciiToHex("0g1z"), nullptr); });
     EXPECT_THAT(
-        reports_of([] { EXPECT_EQ(DATA_AsciiToHex("0g1z"), nullptr); }),
-        ElementsAre(error("DATA_AsciiToHex", "ascii[1] contains an invalid character: g (103)"),
-                    error("DATA_AsciiToHex", "ascii[3] contains an invalid character: z (122)")));
+        log,
+        ElementsAre(said("DATA_AsciiToHex", "ascii[1] contains an invalid character: g (103)"),
+                    said("DATA_AsciiToHex", "ascii[3] contains an invalid character: z (122)")));
 }
 
 TEST(DataAsciiToHex, CodesAreSigned)
@@ -282,9 +264,9 @@ TEST(DataAsciiToHex, CodesAreSigned)
                                   "0"),
                   nullptr);
     });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(testing::Field(&Report::message,
-                                           "ascii[0] contains an invalid character: \xE4 (-28)")));
+    EXPECT_THAT(
+        outcome.log,
+        ElementsAre(said("DATA_AsciiToHex", "ascii[0] contains an invalid character: \xE4 (-28)")));
 }
 
 // Every character, at every place of a text that is long enough for several steps.
@@ -313,14 +295,11 @@ TEST(DataAsciiToHex, ExactlyTheHexadecimalDigitsAreAccepted)
 
 // --------------------------------------------------------------------------------- bytes to text
 
-TEST(DataHexToAscii, UpperCaseWithoutSeparators)
+FRESH_TEST(DataHexToAscii, UpperCaseWithoutSeparators)
 {
-    EXPECT_THAT(reports_of([] {
-                    const Bytes bytes{0x00, 0xAB};
-                    EXPECT_EQ(taken(DATA_HexToAscii(bytes.data(), 2)), "00AB");
-                    EXPECT_EQ(taken(DATA_HexToAscii(bytes.data(), 0)), "");
-                }),
-                IsEmpty());
+    const Bytes bytes{0x00, 0xAB};
+    EXPECT_EQ(taken(DATA_HexToAscii(bytes.data(), 2)), "00AB");
+    EXPECT_EQ(taken(DATA_HexToAscii(bytes.data(), 0)), "");
 }
 
 TEST(DataHexToAscii, EveryByteAtEveryLength)
@@ -341,27 +320,24 @@ TEST(DataHexToAscii, EveryByteAtEveryLength)
 
 TEST(DataHexToAscii, WholeArrayOrNothing)
 {
-    EXPECT_THAT(reports_of([] {
-                    DATA_Array* const array = DATA_ArrayNewWithDataLength(8, "JKL", 3);
-                    EXPECT_EQ(taken(DATA_HexToAsciiFromArray(array)), "4A4B4C");
-                    DATA_ArrayDelete(array);
-                    EXPECT_EQ(DATA_HexToAsciiFromArray(nullptr), nullptr);
-                    const DATA_Array lost{nullptr, 3, 3};
-                    EXPECT_EQ(DATA_HexToAsciiFromArray(&lost), nullptr);
-                }),
-                ElementsAre(error("DATA_HexToAsciiFromArray", "Bad arguments."),
-                            error("DATA_HexToAscii", "Bad arguments.")));
+    const auto log = reports_of([] {
+        DATA_Array* const array = DATA_ArrayNewWithDataLength(8, "JKL", 3);
+        EXPECT_EQ(taken(DATA_HexToAsciiFromArray(array)), "4A4B4C");
+        DATA_ArrayDelete(array);
+        EXPECT_EQ(DATA_HexToAsciiFromArray(nullptr), nullptr);
+        const DATA_Array lost{nullptr, 3, 3};
+        EXPECT_EQ(DATA_HexToAsciiFromArray(&lost), nullptr);
+    });
+    EXPECT_THAT(log, ElementsAre(said("DATA_HexToAsciiFromArray", "Bad arguments."),
+                                 said("DATA_HexToAscii", "Bad arguments.")));
 }
 
-TEST(DataHexDump, EveryByteWithABlankAfterIt)
+FRESH_TEST(DataHexDump, EveryByteWithABlankAfterIt)
 {
-    EXPECT_THAT(reports_of([] {
-                    EXPECT_EQ(taken(DATA_HexDump("\x7F", 1)), "7F ");
-                    EXPECT_EQ(taken(DATA_HexDump("\x7F", 0)), "");
-                    const Bytes bytes = random_bytes(1000);
-                    EXPECT_EQ(taken(DATA_HexDump(bytes.data(), 1000)), upper(bytes, " "));
-                }),
-                IsEmpty());
+    EXPECT_EQ(taken(DATA_HexDump("\x7F", 1)), "7F ");
+    EXPECT_EQ(taken(DATA_HexDump("\x7F", 0)), "");
+    const Bytes bytes = random_bytes(1000);
+    EXPECT_EQ(taken(DATA_HexDump(bytes.data(), 1000)), upper(bytes, " "));
 }
 
 /// One line of a pretty dump, by printf.
@@ -382,21 +358,17 @@ std::string pretty_line(const std::uint8_t* bytes, std::size_t count)
     return line + characters + (count == 16 ? "\n" : "");
 }
 
-TEST(DataHexDumpPretty, SixteenBytesAreALineOf80)
+FRESH_TEST(DataHexDumpPretty, SixteenBytesAreALineOf80)
 {
-    EXPECT_THAT(reports_of([] {
-                    const char bytes[] = "ABC\n\t ~\x7F\xE4"
-                                         "0123456789";
-                    const auto* const first = reinterpret_cast<const std::uint8_t*>(bytes);
-                    const std::string text = taken(DATA_HexDumpPretty(bytes, 16));
-                    EXPECT_EQ(text.size(), 80U);
-                    EXPECT_EQ(text.back(), '\n');
-                    EXPECT_EQ(text, pretty_line(first, 16));
-                    EXPECT_EQ(text.substr(10),
-                              ": 41 42 43 0A 09 20 7E 7F E4 30 31 32 33 34 35 36    "
-                              "ABC.. ~..0123456\n");
-                }),
-                IsEmpty());
+    const char bytes[] = "ABC\n\t ~\x7F\xE4"
+                         "0123456789";
+    const auto* const first = reinterpret_cast<const std::uint8_t*>(bytes);
+    const std::string text = taken(DATA_HexDumpPretty(bytes, 16));
+    EXPECT_EQ(text.size(), 80U);
+    EXPECT_EQ(text.back(), '\n');
+    EXPECT_EQ(text, pretty_line(first, 16));
+    EXPECT_EQ(text.substr(10), ": 41 42 43 0A 09 20 7E 7F E4 30 31 32 33 34 35 36    "
+                               "ABC.. ~..0123456\n");
 }
 
 TEST(DataHexDumpPretty, ShortLineEndsAfterItsLastCharacter)
@@ -425,31 +397,31 @@ TEST(DataHexDumpPretty, RestOfTheBufferIsZero)
 
 TEST(DataHexDumps, NullIsReported)
 {
-    EXPECT_THAT(reports_of([] {
-                    EXPECT_EQ(DATA_HexToAscii(nullptr, 1), nullptr);
-                    EXPECT_EQ(DATA_HexToAscii(nullptr, 0), nullptr);
-                    EXPECT_EQ(DATA_HexDump(nullptr, 1), nullptr);
-                    EXPECT_EQ(DATA_HexDumpPretty(nullptr, 0), nullptr);
-                }),
-                ElementsAre(error("DATA_HexToAscii", "Bad arguments."),
-                            error("DATA_HexToAscii", "Bad arguments."),
-                            error("DATA_HexDump", "Bad arguments."),
-                            error("DATA_HexDumpPretty", "Bad arguments.")));
+    const auto log = reports_of([] {
+        EXPECT_EQ(DATA_HexToAscii(nullptr, 1), nullptr);
+        EXPECT_EQ(DATA_HexToAscii(nullptr, 0), nullptr);
+        EXPECT_EQ(DATA_HexDump(nullptr, 1), nullptr);
+        EXPECT_EQ(DATA_HexDumpPretty(nullptr, 0), nullptr);
+    });
+    EXPECT_THAT(log, ElementsAre(said("DATA_HexToAscii", "Bad arguments."),
+                                 said("DATA_HexToAscii", "Bad arguments."),
+                                 said("DATA_HexDump", "Bad arguments."),
+                                 said("DATA_HexDumpPretty", "Bad arguments.")));
 }
 
 // The texts of these would be longer than a block can be; nothing is read or allocated.
 TEST(DataHexDumps, TextsOfFourGigabytesAreRefused)
 {
-    EXPECT_THAT(reports_of([] {
-                    EXPECT_EQ(DATA_HexToAscii("x", 0x80000000U), nullptr);
-                    EXPECT_EQ(DATA_HexDump("x", 1'431'655'765U), nullptr);
-                    EXPECT_EQ(DATA_HexDumpPretty("x", 858'993'457U), nullptr);
-                    EXPECT_EQ(DATA_HexDumpPretty("x", UINT32_MAX), nullptr);
-                }),
-                ElementsAre(error("DATA_HexToAscii", "Failed allocating memory."),
-                            error("DATA_HexDump", "Failed allocating memory."),
-                            error("DATA_HexDumpPretty", "Failed allocating memory."),
-                            error("DATA_HexDumpPretty", "Failed allocating memory.")));
+    const auto log = reports_of([] {
+        EXPECT_EQ(DATA_HexToAscii("x", 0x80000000U), nullptr);
+        EXPECT_EQ(DATA_HexDump("x", 1'431'655'765U), nullptr);
+        EXPECT_EQ(DATA_HexDumpPretty("x", 858'993'457U), nullptr);
+        EXPECT_EQ(DATA_HexDumpPretty("x", UINT32_MAX), nullptr);
+    });
+    EXPECT_THAT(log, ElementsAre(said("DATA_HexToAscii", "Failed allocating memory."),
+                                 said("DATA_HexDump", "Failed allocating memory."),
+                                 said("DATA_HexDumpPretty", "Failed allocating memory."),
+                                 said("DATA_HexDumpPretty", "Failed allocating memory.")));
 }
 
 TEST(DataHex, RoundTrip)
@@ -464,38 +436,35 @@ TEST(DataHex, RoundTrip)
 
 // ------------------------------------------------------------------------------ bits and nibbles
 
-TEST(DataBits, SetClearAndTested)
+FRESH_TEST(DataBits, SetClearAndTested)
 {
-    EXPECT_THAT(reports_of([] {
-                    for (std::uint32_t bit = 0; bit < 32; ++bit) {
-                        const std::uint32_t one = std::uint32_t{1} << bit;
-                        for (const std::uint32_t value : {0U, 0xA5A5A5A5U, UINT32_MAX}) {
-                            EXPECT_EQ(DATA_BitSet(value, bit), value | one);
-                            EXPECT_EQ(DATA_BitClear(value, bit), value & ~one);
-                            EXPECT_EQ(DATA_BitIsSet(value, bit), (value & one) != 0 ? 1U : 0U);
-                            EXPECT_EQ(DATA_BitIsClear(value, bit), (value & one) != 0 ? 0U : 1U);
-                        }
-                    }
-                    EXPECT_EQ(DATA_BitSet(0, 31), 0x80000000U);
-                }),
-                IsEmpty());
+    for (std::uint32_t bit = 0; bit < 32; ++bit) {
+        const std::uint32_t one = std::uint32_t{1} << bit;
+        for (const std::uint32_t value : {0U, 0xA5A5A5A5U, UINT32_MAX}) {
+            EXPECT_EQ(DATA_BitSet(value, bit), value | one);
+            EXPECT_EQ(DATA_BitClear(value, bit), value & ~one);
+            EXPECT_EQ(DATA_BitIsSet(value, bit), (value & one) != 0 ? 1U : 0U);
+            EXPECT_EQ(DATA_BitIsClear(value, bit), (value & one) != 0 ? 0U : 1U);
+        }
+    }
+    EXPECT_EQ(DATA_BitSet(0, 31), 0x80000000U);
 }
 
 TEST(DataBits, ThereIsNoBit32)
 {
     const auto invalid = [](const char* function, const char* bit) {
-        return error(function, std::string("Bad arguments. Invalid bit: ") + bit);
+        return said(function, std::string("Bad arguments. Invalid bit: ") + bit);
     };
-    EXPECT_THAT(reports_of([] {
-                    EXPECT_EQ(DATA_BitSet(0, 32), 0U);
-                    EXPECT_EQ(DATA_BitSet(7, UINT32_MAX), 0U);
-                    EXPECT_EQ(DATA_BitClear(7, 32), 0U);
-                    EXPECT_EQ(DATA_BitIsSet(UINT32_MAX, 33), 0U);
-                    EXPECT_EQ(DATA_BitIsClear(UINT32_MAX, 32), 1U);
-                }),
-                ElementsAre(invalid("DATA_BitSet", "32"), invalid("DATA_BitSet", "4294967295"),
-                            invalid("DATA_BitClear", "32"), invalid("DATA_BitIsSet", "33"),
-                            invalid("DATA_BitIsSet", "32")));
+    const auto log = reports_of([] {
+        EXPECT_EQ(DATA_BitSet(0, 32), 0U);
+        EXPECT_EQ(DATA_BitSet(7, UINT32_MAX), 0U);
+        EXPECT_EQ(DATA_BitClear(7, 32), 0U);
+        EXPECT_EQ(DATA_BitIsSet(UINT32_MAX, 33), 0U);
+        EXPECT_EQ(DATA_BitIsClear(UINT32_MAX, 32), 1U);
+    });
+    EXPECT_THAT(log, ElementsAre(invalid("DATA_BitSet", "32"), invalid("DATA_BitSet", "4294967295"),
+                                 invalid("DATA_BitClear", "32"), invalid("DATA_BitIsSet", "33"),
+                                 invalid("DATA_BitIsSet", "32")));
 }
 
 TEST(DataNibbles, HighIsNotMasked)

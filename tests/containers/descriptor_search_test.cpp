@@ -18,12 +18,13 @@ std::int32_t pretended_gap = 0;
 }  // namespace
 
 // The linker calls __wrap_NAME instead of a wrapped function, which is then __real_NAME; the name
-// is that of common::lowest_gap().
-extern "C" std::int32_t real_gap(const std::int32_t* table,
-                                 std::int32_t count) __asm__("__real__ZN6common10lowest_gapEPKii");
+// is that of common::client::lowest_gap().
+extern "C" std::int32_t
+real_gap(const std::int32_t* table,
+         std::int32_t count) __asm__("__real__ZN6common6client10lowest_gapEPKii");
 extern "C" std::int32_t
 gap_or_pretended(const std::int32_t* table,
-                 std::int32_t count) __asm__("__wrap__ZN6common10lowest_gapEPKii");
+                 std::int32_t count) __asm__("__wrap__ZN6common6client10lowest_gapEPKii");
 
 std::int32_t gap_or_pretended(const std::int32_t* table, std::int32_t count)
 {
@@ -48,10 +49,10 @@ TEST(DescriptorSearch, FindsTheLowestGap)
                 expected = number;
             }
         }
-        EXPECT_EQ(common::lowest_gap(table.data(), static_cast<std::int32_t>(table.size())),
+        EXPECT_EQ(common::client::lowest_gap(table.data(), static_cast<std::int32_t>(table.size())),
                   expected);
     }
-    EXPECT_EQ(common::lowest_gap(nullptr, 0), 1);
+    EXPECT_EQ(common::client::lowest_gap(nullptr, 0), 1);
 }
 
 // A table of two billion descriptors is more than a test should have.
@@ -63,11 +64,11 @@ TEST(DescriptorSearch, NoNumberLeftIsAPanic)
         (void)Allocate_Descriptor();
     });
     EXPECT_THAT(outcome, exited(1));
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(Report{LOG_ERR, "Error", "CLDES", "client_descriptor",
-                                   "Allocate_Descriptor", "Out of descriptors"},
-                            Report{LOG_CRIT, "Critical", "CLDES", "client_descriptor",
-                                   "CommonPanic", "*** Common Panic: critical failure ***"}));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(COMMON_LogLevelError, "CLDES", "client_descriptor",
+                                 "Allocate_Descriptor", "Out of descriptors"),
+                            said(COMMON_LogLevelCritical, "CLDES", "client_descriptor",
+                                 "CommonPanic", "*** Common Panic: critical failure ***")));
 }
 
 }  // namespace

@@ -55,9 +55,10 @@ void* wrap_MEM_Salloc(std::uint32_t size)
 
 namespace {
 
-Outcome run_with(const char* step, void (*body)(LocalList&))
+/// Runs a body that finds a step failing, and must end well.
+Outcome well_with(const char* step, void (*body)(LocalList&))
 {
-    return run_fresh([=] {
+    return well([=] {
         LocalList list{2, 1};
         failing = step;
         body(list);
@@ -67,69 +68,63 @@ Outcome run_with(const char* step, void (*body)(LocalList&))
 
 TEST(ListInternal, NewThatFailsIsNull)
 {
-    const Outcome outcome = run_with("New", [](LocalList& list) {
+    const Outcome outcome = well_with("New", [](LocalList& list) {
         EXPECT_EQ(LIST_New(), nullptr);
         EXPECT_EQ(LIST_Copy(list), nullptr);
         EXPECT_EQ(LIST_IsEnd(list), 1U) << "the walk has not begun";
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(ListInternal, NewExOfNothingIsReportedByTheSet)
 {
     const Outcome outcome =
-        run_with("New", [](LocalList& /*list*/) { EXPECT_EQ(LIST_NewEx(keep_value), nullptr); });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(set_error("AbsSET_InitializeEx", "Bad arguments.")));
+        well_with("New", [](LocalList& /*list*/) { EXPECT_EQ(LIST_NewEx(keep_value), nullptr); });
+    EXPECT_THAT(outcome.log, ElementsAre(said("AbsSET_InitializeEx", "Bad arguments.")));
 }
 
 TEST(ListInternal, DeleteThatCannotClearKeepsTheList)
 {
-    const Outcome outcome = run_with("Clear", [](LocalList& list) {
+    const Outcome outcome = well_with("Clear", [](LocalList& list) {
         EXPECT_EQ(LIST_Delete(list), 0U);
         EXPECT_EQ(LIST_Clear(list), 0U);
         EXPECT_EQ(list.ring(), values({2, 1}));
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(set_error("AbsSET_Delete", "AbsSET_Clear() failed - 7"),
-                                         list_error("LIST_Delete", "AbsSET_Delete() failed - 7."),
-                                         list_error("LIST_Clear", "AbsSET_Clear() failed - 7.")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("AbsSET_Delete", "AbsSET_Clear() failed - 7"),
+                                         said("LIST_Delete", "AbsSET_Delete() failed - 7."),
+                                         said("LIST_Clear", "AbsSET_Clear() failed - 7.")));
 }
 
 TEST(ListInternal, SortWithoutMemoryFailsInSilence)
 {
-    const Outcome outcome = run_with("Salloc", [](LocalList& list) {
+    const Outcome outcome = well_with("Salloc", [](LocalList& list) {
         EXPECT_EQ(LIST_Sort(list, by_address), 0U);
         EXPECT_EQ(list.ring(), values({2, 1}));
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 // AddressSanitizer notices the array when it is kept.
 TEST(ListInternal, SortThatCannotBeginLeavesTheList)
 {
-    const Outcome outcome = run_with("IndexBegin", [](LocalList& list) {
+    const Outcome outcome = well_with("IndexBegin", [](LocalList& list) {
         EXPECT_EQ(LIST_Sort(list, by_address), 0U);
         EXPECT_EQ(list.ring(), values({2, 1}));
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_THAT(outcome.log,
-                ElementsAre(list_error("LIST_IndexBegin", "AbsSET_IndexBegin() failed - 7.")));
+                ElementsAre(said("LIST_IndexBegin", "AbsSET_IndexBegin() failed - 7.")));
 }
 
 TEST(ListInternal, SortThatCannotInitializeTellsTheListTwice)
 {
-    const Outcome outcome = run_with("Initialize", [](LocalList& list) {
+    const Outcome outcome = well_with("Initialize", [](LocalList& list) {
         EXPECT_EQ(LIST_Sort(list, by_address), 0U);
         EXPECT_EQ(list->release, keep_value);
         EXPECT_EQ(list.ring(), values({2, 1}));
         const auto* const address = static_cast<void*>(static_cast<LIST>(list));
         std::printf("AbsSET_Initialize({%p:%p}) failed:7", address, address);
     });
-    EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.log, ElementsAre(list_error("LIST_Sort", outcome.out)));
+    EXPECT_THAT(outcome.log, ElementsAre(said("LIST_Sort", outcome.out)));
 }
 
 }  // namespace

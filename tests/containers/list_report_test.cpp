@@ -108,8 +108,8 @@ TEST_P(ListFailure, IsReportedByTheSetAndByTheList)
 {
     const Failure& failure = GetParam();
     const Outcome outcome = well([&] { EXPECT_EQ(failure.call(), 0U); });
-    EXPECT_THAT(outcome.log, ElementsAre(set_error(failure.set_function, failure.set_message),
-                                         list_error(failure.list_function, failure.list_message)));
+    EXPECT_THAT(outcome.log, ElementsAre(said(failure.set_function, failure.set_message),
+                                         said(failure.list_function, failure.list_message)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, ListFailure, testing::ValuesIn(kFailures),
@@ -128,18 +128,17 @@ TEST(ListReport, GettersPopsAndQuestionsReportThroughTheSetAlone)
         EXPECT_EQ(LIST_Size(nullptr), 0U);
         EXPECT_EQ(LIST_Sort(nullptr, by_address), 0U);
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(set_error("absset_EntryGet", "The index 1 exceeds the size: 1"),
-                            set_error("absset_ValueGet", "absset_EntryGet() failed."),
-                            set_error("absset_EntryGet", "The index 1 exceeds the size: 1"),
-                            set_error("absset_EntryPop", "absset_EntryGet() failed."),
-                            set_error("absset_ValuePop", "absset_EntryPop() failed."),
-                            set_error("absset_EntryGet", kBad),
-                            set_error("absset_ValueGet", "absset_EntryGet() failed."),
-                            set_error("absset_EntryPop", kBad),
-                            set_error("absset_ValuePop", "absset_EntryPop() failed."),
-                            set_error("AbsSET_IsEmpty", kBad), set_error("AbsSET_IsEnd", kBad),
-                            set_error("AbsSET_Size", kBad), set_error("AbsSET_Size", kBad)));
+    EXPECT_THAT(outcome.log, ElementsAre(said("absset_EntryGet", "The index 1 exceeds the size: 1"),
+                                         said("absset_ValueGet", "absset_EntryGet() failed."),
+                                         said("absset_EntryGet", "The index 1 exceeds the size: 1"),
+                                         said("absset_EntryPop", "absset_EntryGet() failed."),
+                                         said("absset_ValuePop", "absset_EntryPop() failed."),
+                                         said("absset_EntryGet", kBad),
+                                         said("absset_ValueGet", "absset_EntryGet() failed."),
+                                         said("absset_EntryPop", kBad),
+                                         said("absset_ValuePop", "absset_EntryPop() failed."),
+                                         said("AbsSET_IsEmpty", kBad), said("AbsSET_IsEnd", kBad),
+                                         said("AbsSET_Size", kBad), said("AbsSET_Size", kBad)));
 }
 
 TEST(ListReport, InfoWritesTheSet)

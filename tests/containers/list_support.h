@@ -64,8 +64,3 @@ inline int by_address(const void* first, const void* second)
     const char* const b = *static_cast<char* const*>(second);
     return a < b ? -1 : (a > b ? 1 : 0);
 }
-
-inline harness::Report list_error(const char* function, const std::string& message)
-{
-    return harness::said(COMMON_LogLevelError, "COMMON", "list_by_abstractset", function, message);
-}

@@ -111,28 +111,25 @@ TEST(List, CopyOfAnEmptyListIsNull)
     EXPECT_EQ(list.ring(), values({}));
 }
 
-TEST(List, CopyIsNeverHandedOutAndFreesTheValues)
+FRESH_TEST(List, CopyIsNeverHandedOutAndFreesTheValues)
 {
-    const Outcome outcome = well([] {
-        released.clear();
-        LIST list = LIST_NewEx(note_release);
-        const long before = fault::outstanding_blocks();
-        void* const first = MEM_Malloc(8);
-        void* const second = MEM_Malloc(8);
-        LIST_PushBack(list, first);
-        LIST_PushBack(list, second);
-        ASSERT_EQ(fault::outstanding_blocks(), before + 4) << "two values, two records";
+    released.clear();
+    LIST list = LIST_NewEx(note_release);
+    const long before = fault::outstanding_blocks();
+    void* const first = MEM_Malloc(8);
+    void* const second = MEM_Malloc(8);
+    LIST_PushBack(list, first);
+    LIST_PushBack(list, second);
+    ASSERT_EQ(fault::outstanding_blocks(), before + 4) << "two values, two records";
 
-        EXPECT_EQ(LIST_Copy(list), nullptr);
-        EXPECT_EQ(fault::outstanding_blocks(), before + 2) << "the values are freed";
-        EXPECT_THAT(released, IsEmpty()) << "but not by the source's function";
-        EXPECT_EQ(LIST_IsEnd(list), 1U);
-        EXPECT_EQ(LIST_Size(list), 2U);
-        EXPECT_EQ(LIST_PopFront(list), first) << "the source still leads to them";
-        EXPECT_EQ(LIST_PopFront(list), second);
-        LIST_Delete(list);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    EXPECT_EQ(LIST_Copy(list), nullptr);
+    EXPECT_EQ(fault::outstanding_blocks(), before + 2) << "the values are freed";
+    EXPECT_THAT(released, IsEmpty()) << "but not by the source's function";
+    EXPECT_EQ(LIST_IsEnd(list), 1U);
+    EXPECT_EQ(LIST_Size(list), 2U);
+    EXPECT_EQ(LIST_PopFront(list), first) << "the source still leads to them";
+    EXPECT_EQ(LIST_PopFront(list), second);
+    LIST_Delete(list);
 }
 
 TEST(List, CopyThatFailsToBeginIsEmpty)
@@ -144,8 +141,8 @@ TEST(List, CopyThatFailsToBeginIsEmpty)
         LIST_Delete(copy);
     });
     EXPECT_THAT(outcome.log,
-                ElementsAre(set_error("absset_SetIndex", "Bad arguments."),
-                            list_error("LIST_IndexBegin", "AbsSET_IndexBegin() failed - 1.")));
+                ElementsAre(said("absset_SetIndex", "Bad arguments."),
+                            said("LIST_IndexBegin", "AbsSET_IndexBegin() failed - 1.")));
 }
 
 TEST(List, CopyIsWhatWasCopiedBeforeAFailure)
@@ -162,9 +159,8 @@ TEST(List, CopyIsWhatWasCopiedBeforeAFailure)
         EXPECT_EQ(list->cursor, list.records()[2]);
         list.records()[2]->value = value(3);
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(set_error("absset_EntryPush", "Bad arguments."),
-                            list_error("LIST_PushBack", "AbsSET_PushBack() failed - 1.")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("absset_EntryPush", "Bad arguments."),
+                                         said("LIST_PushBack", "AbsSET_PushBack() failed - 1.")));
 }
 
 // ---------------------------------------------------------------------------------------- sort
@@ -187,16 +183,13 @@ TEST(List, SortOfOneKeepsIt)
     EXPECT_EQ(LIST_IsEnd(list), 1U);
 }
 
-TEST(List, SortWithNothingToSortOrByFails)
+FRESH_TEST(List, SortWithNothingToSortOrByFails)
 {
-    const Outcome outcome = well([] {
-        LocalList list;
-        EXPECT_EQ(LIST_Sort(list, by_address), 0U);
-        LIST_PushBack(list, value(1));
-        EXPECT_EQ(LIST_Sort(list, nullptr), 0U);
-        EXPECT_EQ(list.ring(), values({1}));
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    LocalList list;
+    EXPECT_EQ(LIST_Sort(list, by_address), 0U);
+    LIST_PushBack(list, value(1));
+    EXPECT_EQ(LIST_Sort(list, nullptr), 0U);
+    EXPECT_EQ(list.ring(), values({1}));
 }
 
 TEST(List, SortKeepsTheReleaseFunction)
@@ -269,8 +262,7 @@ TEST(List, SortOfMoreThanTheSizeIsReportedAndLeavesTheList)
         EXPECT_EQ(fault::outstanding_blocks(), before) << "the array is freed";
         EXPECT_EQ(list.ring(), values({3, 2, 1}));
     });
-    const auto report =
-        list_error("LIST_Sort", "2 out of array boundaries [0..1] should not happen");
+    const auto report = said("LIST_Sort", "2 out of array boundaries [0..1] should not happen");
     EXPECT_THAT(outcome.log, ElementsAre(report, report));
 }
 
@@ -284,21 +276,17 @@ TEST(List, SortStopsAtAPushThatFails)
         EXPECT_EQ(list.ring(), values({})) << "null is the lowest";
         EXPECT_EQ(LIST_Size(list), 0U);
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(set_error("absset_EntryPush", "Bad arguments."),
-                            list_error("LIST_PushBack", "AbsSET_PushBack() failed - 1.")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("absset_EntryPush", "Bad arguments."),
+                                         said("LIST_PushBack", "AbsSET_PushBack() failed - 1.")));
 }
 
 // Its array would be larger than what can be asked for: as if there were no memory for it.
-TEST(List, SortOfAWrappedSizeFailsInSilence)
+FRESH_TEST(List, SortOfAWrappedSizeFailsInSilence)
 {
-    const Outcome outcome = well([] {
-        LocalList list;
-        LIST_PopBack(list);
-        EXPECT_EQ(LIST_Sort(list, by_address), 0U);
-        EXPECT_EQ(LIST_Size(list), 4294967295U);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
+    LocalList list;
+    LIST_PopBack(list);
+    EXPECT_EQ(LIST_Sort(list, by_address), 0U);
+    EXPECT_EQ(LIST_Size(list), 4294967295U);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include "queues.h"
 
 #include <cerrno>
-#include <functional>
 #include <pthread.h>
 #include <string>
 #include <thread>
@@ -18,35 +17,64 @@
 using namespace harness;
 using fault::Call;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
-void run_silently(const std::function<void()>& body)
+Report said(const char* function, const char* message)
 {
-    const Outcome outcome = well(body);
-    EXPECT_THAT(outcome.log, IsEmpty());
+    return harness::said(COMMON_LogLevelError, "COMMON", "common_blockQEx", function, message);
 }
 
-Report error_of(const char* function, const std::string& message)
-{
-    return said(COMMON_LogLevelError, "COMMON", "common_blockQEx", function, message);
-}
+/// A queue of four bytes that the test destroys by itself.
+template <class Kind>
+struct Undestroyed : Kind::Record {
+    Undestroyed() { EXPECT_EQ(Kind::init(this, storage, sizeof storage), 0); }
+
+    char storage[4];
+};
+
+/// A thread that holds a mutex until it is told to let go.
+class Holder {
+public:
+    explicit Holder(pthread_mutex_t& mutex)
+        : thread_([this, &mutex] {
+              pthread_mutex_lock(&mutex);
+              holds_.set();
+              EXPECT_TRUE(told_.wait());
+              has_let_go_ = true;
+              pthread_mutex_unlock(&mutex);
+          })
+    {
+        EXPECT_TRUE(holds_.wait());
+    }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+    ~Holder() { thread_.join(); }
+
+    void let_go() { told_.set(); }
+    bool is_told() const { return told_.is_set(); }
+    /// Guarded by the mutex.
+    bool has_let_go() const { return has_let_go_; }
+
+private:
+    Event holds_;
+    Event told_;
+    bool has_let_go_ = false;
+    std::thread thread_;
+};
 
 // BlockQ.
 
-TEST(BlockQFault, EachFullAddSignalsOnce)
+FRESH_TEST(BlockQFault, EachFullAddSignalsOnce)
 {
-    run_silently([] {
-        Queue<BlockQKind> queue(4);
-        queue.add("ab");
-        queue.add("cd");
-        queue.add("");
-        EXPECT_EQ(fault::calls(Call::pthread_cond_signal), 3);
-        queue.add("e");
-        EXPECT_EQ(fault::calls(Call::pthread_cond_signal), 3);
-        EXPECT_EQ(fault::calls(Call::pthread_cond_broadcast), 0);
-    });
+    Queue<BlockQKind> queue(4);
+    queue.add("ab");
+    queue.add("cd");
+    queue.add("");
+    EXPECT_EQ(fault::calls(Call::pthread_cond_signal), 3);
+    queue.add("e");
+    EXPECT_EQ(fault::calls(Call::pthread_cond_signal), 3);
+    EXPECT_EQ(fault::calls(Call::pthread_cond_broadcast), 0);
 }
 
 /// Which of the queue's mutexes another thread finds locked.
@@ -66,117 +94,98 @@ std::string locked_ones(BlockQ& queue)
     return locked;
 }
 
-TEST(BlockQFault, LocksAreTakenInOrder)
+FRESH_TEST(BlockQFault, LocksAreTakenInOrder)
 {
-    run_silently([] {
-        Queue<BlockQKind> queue(4);
-        std::vector<std::string> seen;
-        const auto see_at = [&](Call call, int nth) {
-            fault::on_call(call, nth, [&] { seen.push_back(locked_ones(queue.record)); });
-        };
-        see_at(Call::pthread_mutex_trylock, 1);
-        see_at(Call::pthread_mutex_lock, 1);
+    Queue<BlockQKind> queue(4);
+    std::vector<std::string> seen;
+    const auto see_at = [&](Call call, int nth) {
+        fault::on_call(call, nth, [&] { seen.push_back(locked_ones(queue.record)); });
+    };
+    see_at(Call::pthread_mutex_trylock, 1);
+    see_at(Call::pthread_mutex_lock, 1);
+    see_at(Call::pthread_mutex_unlock, 1);
+    see_at(Call::pthread_cond_signal, 1);
+    queue.add("a");
+    EXPECT_THAT(seen, ElementsAre("", "queue ", "queue buffer ", "queue "));
+    seen.clear();
+    see_at(Call::pthread_mutex_lock, 1);
+    EXPECT_EQ(queue.remove(1), "a");
+    EXPECT_THAT(seen, ElementsAre("queue "));
+    // The others take the buffer's mutex only.
+    seen.clear();
+    for (const auto& look : {BlockQ_Size, BlockQ_FreeSpace, BlockQ_Len}) {
         see_at(Call::pthread_mutex_unlock, 1);
-        see_at(Call::pthread_cond_signal, 1);
-        queue.add("a");
-        EXPECT_THAT(seen, ElementsAre("", "queue ", "queue buffer ", "queue "));
-        seen.clear();
-        see_at(Call::pthread_mutex_lock, 1);
-        EXPECT_EQ(queue.remove(1), "a");
-        EXPECT_THAT(seen, ElementsAre("queue "));
-        // The others take the buffer's mutex only.
-        seen.clear();
-        for (const auto& look : {BlockQ_Size, BlockQ_FreeSpace, BlockQ_Len}) {
-            see_at(Call::pthread_mutex_unlock, 1);
-            look(&queue.record);
-        }
-        see_at(Call::pthread_mutex_unlock, 1);
-        BlockQ_Flush(&queue.record);
-        EXPECT_THAT(seen, ElementsAre("buffer ", "buffer ", "buffer ", "buffer "));
-    });
+        look(&queue.record);
+    }
+    see_at(Call::pthread_mutex_unlock, 1);
+    BlockQ_Flush(&queue.record);
+    EXPECT_THAT(seen, ElementsAre("buffer ", "buffer ", "buffer ", "buffer "));
 }
 
-TEST(BlockQFault, QueueThatStaysTakenIsWaitedFor)
+FRESH_TEST(BlockQFault, QueueThatStaysTakenIsWaitedFor)
 {
-    run_silently([] {
-        Queue<BlockQKind> queue(4);
-        Event holds;
-        Event let_go;
-        std::thread holder([&] {
-            pthread_mutex_lock(&queue.record.queueMutex);
-            holds.set();
-            EXPECT_TRUE(let_go.wait());
-            pthread_mutex_unlock(&queue.record.queueMutex);
-        });
-        EXPECT_TRUE(holds.wait());
+    Queue<BlockQKind> queue(4);
+    {
+        Holder holder(queue.record.queueMutex);
         fault::on_call(Call::pthread_mutex_lock, 1, [&] {
             EXPECT_GT(fault::calls(Call::pthread_mutex_trylock), 1) << "it did not look again";
-            let_go.set();
+            holder.let_go();
         });
         EXPECT_EQ(queue.add("a"), 1U);
-        EXPECT_TRUE(let_go.is_set());
-        holder.join();
-        EXPECT_EQ(queue.remove(1), "a");
-    });
+        EXPECT_TRUE(holder.is_told());
+    }
+    EXPECT_EQ(queue.remove(1), "a");
 }
 
-TEST(BlockQFault, WaitHoldsNoMutexOfTheBuffer)
+FRESH_TEST(BlockQFault, WaitHoldsNoMutexOfTheBuffer)
 {
-    run_silently([] {
-        Queue<BlockQKind> queue(4);
-        std::string seen = "?";
-        fault::on_call(Call::pthread_cond_wait, 1, [&] {
-            seen = locked_ones(queue.record);
-            (void)ringWriteData(&queue.record.ring, "a", 1);
-            fault::fail(Call::pthread_cond_wait, 0, EINVAL);
-        });
-        EXPECT_EQ(queue.remove(1), "a") << "a wait that fails is one that ends";
-        EXPECT_EQ(seen, "queue ");
+    Queue<BlockQKind> queue(4);
+    std::string seen = "?";
+    fault::on_call(Call::pthread_cond_wait, 1, [&] {
+        seen = locked_ones(queue.record);
+        (void)ringWriteData(&queue.record.ring, "a", 1);
+        fault::fail(Call::pthread_cond_wait, 0, EINVAL);
     });
+    EXPECT_EQ(queue.remove(1), "a") << "a wait that fails is one that ends";
+    EXPECT_EQ(seen, "queue ");
 }
 
-TEST(BlockQFault, FlushGivesTheResultOfTheUnlock)
+FRESH_TEST(BlockQFault, FlushGivesTheResultOfTheUnlock)
 {
-    run_silently([] {
-        Queue<BlockQKind> queue(4);
-        queue.add("abc");
-        fault::fail(Call::pthread_mutex_unlock, 1, EPERM);
-        EXPECT_EQ(BlockQ_Flush(&queue.record), EPERM);
-        EXPECT_EQ(queue.record.ring.count, 0U);
-        pthread_mutex_unlock(&queue.record.bufferMutex);
-        EXPECT_EQ(BlockQ_Flush(&queue.record), 0);
-    });
+    Queue<BlockQKind> queue(4);
+    queue.add("abc");
+    fault::fail(Call::pthread_mutex_unlock, 1, EPERM);
+    EXPECT_EQ(BlockQ_Flush(&queue.record), EPERM);
+    EXPECT_EQ(queue.record.ring.count, 0U);
+    pthread_mutex_unlock(&queue.record.bufferMutex);
+    EXPECT_EQ(BlockQ_Flush(&queue.record), 0);
 }
 
-TEST(BlockQFault, FailuresOfThePlatformAreNotTold)
+FRESH_TEST(BlockQFault, FailuresOfThePlatformAreNotTold)
 {
-    run_silently([] {
-        for (const Call call :
-             {Call::pthread_cond_init, Call::pthread_mutex_init, Call::pthread_mutex_lock,
-              Call::pthread_cond_signal, Call::pthread_cond_destroy}) {
-            char storage[4];
-            BlockQ queue{};
-            fault::reset();
-            fault::fail(call);
-            EXPECT_EQ(BlockQ_Init(&queue, storage, 4), 0) << fault::name(call);
-            EXPECT_EQ(BlockQ_Add(&queue, "ab", 2), 2U) << fault::name(call);
-            char text[2];
-            EXPECT_EQ(BlockQ_Remove(&queue, text, 2), 2U) << fault::name(call);
-            EXPECT_EQ(BlockQ_Destroy(&queue), 0) << fault::name(call);
-            EXPECT_EQ(fault::fired(), 1) << fault::name(call);
-        }
-    });
+    for (const Call call :
+         {Call::pthread_cond_init, Call::pthread_mutex_init, Call::pthread_mutex_lock,
+          Call::pthread_cond_signal, Call::pthread_cond_destroy}) {
+        char storage[4];
+        BlockQ queue{};
+        fault::reset();
+        fault::fail(call);
+        EXPECT_EQ(BlockQ_Init(&queue, storage, 4), 0) << fault::name(call);
+        EXPECT_EQ(BlockQ_Add(&queue, "ab", 2), 2U) << fault::name(call);
+        char text[2];
+        EXPECT_EQ(BlockQ_Remove(&queue, text, 2), 2U) << fault::name(call);
+        EXPECT_EQ(BlockQ_Destroy(&queue), 0) << fault::name(call);
+        EXPECT_EQ(fault::fired(), 1) << fault::name(call);
+    }
 }
 
-TEST(BlockQFault, InitMakesTheConditionAndBothMutexes)
+FRESH_TEST(BlockQFault, InitMakesTheConditionAndBothMutexes)
 {
-    run_silently([] {
-        Queue<BlockQKind> queue(4);
-        EXPECT_EQ(fault::calls(Call::pthread_cond_init), 1);
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_init), 2);
-        EXPECT_EQ(fault::calls(Call::pthread_mutexattr_init), 0);
-        EXPECT_EQ(fault::calls(Call::pthread_condattr_init), 0);
-    });
+    Queue<BlockQKind> queue(4);
+    EXPECT_EQ(fault::calls(Call::pthread_cond_init), 1);
+    EXPECT_EQ(fault::calls(Call::pthread_mutex_init), 2);
+    EXPECT_EQ(fault::calls(Call::pthread_mutexattr_init), 0);
+    EXPECT_EQ(fault::calls(Call::pthread_condattr_init), 0);
 }
 
 /// A mutex that the C library has destroyed refuses to be locked.
@@ -189,135 +198,100 @@ bool is_destroyed(pthread_mutex_t& mutex)
     return error == EINVAL;
 }
 
-TEST(BlockQFault, DestroyTakesTheBuffersMutexFirstAndTheConditionLast)
+FRESH_TEST(BlockQFault, DestroyTakesTheBuffersMutexFirstAndTheConditionLast)
 {
-    run_silently([] {
-        char storage[4];
-        BlockQ queue;
-        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
-        fault::on_call(Call::pthread_mutex_destroy, 2, [&] {
-            EXPECT_TRUE(is_destroyed(queue.bufferMutex));
-            EXPECT_FALSE(is_destroyed(queue.queueMutex));
-            EXPECT_EQ(fault::calls(Call::pthread_cond_destroy), 0);
-        });
-        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 2);
-        EXPECT_EQ(fault::calls(Call::pthread_cond_destroy), 1);
-        EXPECT_TRUE(is_destroyed(queue.queueMutex));
-    });
-}
-
-TEST(BlockQFault, DestroyTriesAgainAsLongAsAMutexIsBusy)
-{
-    run_silently([] {
-        char storage[4];
-        BlockQ queue;
-        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
-        fault::reset();
-        // Three times busy for the buffer's mutex: four attempts, and one for the other mutex.
-        fault::fail_from(Call::pthread_mutex_destroy, 1, EBUSY);
-        fault::on_call(Call::pthread_mutex_destroy, 4,
-                       [] { fault::fail(Call::pthread_mutex_destroy, 1'000); });
-        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
-        EXPECT_EQ(fault::fired(), 3);
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 5);
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_lock), 5) << "both for the ring";
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_unlock), 5);
+    Undestroyed<BlockQKind> queue;
+    fault::on_call(Call::pthread_mutex_destroy, 2, [&] {
         EXPECT_TRUE(is_destroyed(queue.bufferMutex));
-        EXPECT_TRUE(is_destroyed(queue.queueMutex));
+        EXPECT_FALSE(is_destroyed(queue.queueMutex));
+        EXPECT_EQ(fault::calls(Call::pthread_cond_destroy), 0);
     });
+    EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+    EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 2);
+    EXPECT_EQ(fault::calls(Call::pthread_cond_destroy), 1);
+    EXPECT_TRUE(is_destroyed(queue.queueMutex));
 }
 
-TEST(BlockQFault, DestroyDoesNotTryAgainAfterOtherErrors)
+FRESH_TEST(BlockQFault, DestroyTriesAgainAsLongAsAMutexIsBusy)
 {
-    run_silently([] {
-        char storage[4];
-        BlockQ queue;
-        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
-        fault::fail(Call::pthread_mutex_destroy, 1, EINVAL);
-        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
-        EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 2);
-    });
+    Undestroyed<BlockQKind> queue;
+    fault::reset();
+    // Three times busy for the buffer's mutex: four attempts, and one for the other mutex.
+    fault::fail_from(Call::pthread_mutex_destroy, 1, EBUSY);
+    fault::on_call(Call::pthread_mutex_destroy, 4,
+                   [] { fault::fail(Call::pthread_mutex_destroy, 1'000); });
+    EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+    EXPECT_EQ(fault::fired(), 3);
+    EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 5);
+    EXPECT_EQ(fault::calls(Call::pthread_mutex_lock), 5) << "both for the ring";
+    EXPECT_EQ(fault::calls(Call::pthread_mutex_unlock), 5);
+    EXPECT_TRUE(is_destroyed(queue.bufferMutex));
+    EXPECT_TRUE(is_destroyed(queue.queueMutex));
 }
 
-TEST(BlockQFault, DestroyWaitsForWhoHoldsAMutex)
+FRESH_TEST(BlockQFault, DestroyDoesNotTryAgainAfterOtherErrors)
 {
-    run_silently([] {
-        char storage[4];
-        BlockQ queue;
-        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
-        Event holds;
-        Event let_go;
-        bool has_let_go = false;
-        std::thread holder([&] {
-            pthread_mutex_lock(&queue.queueMutex);
-            holds.set();
-            EXPECT_TRUE(let_go.wait());
-            has_let_go = true;
-            pthread_mutex_unlock(&queue.queueMutex);
-        });
-        EXPECT_TRUE(holds.wait());
-        fault::on_call(Call::pthread_mutex_lock, 1, [&] {
-            EXPECT_FALSE(has_let_go);
-            let_go.set();
-        });
-        fault::on_call(Call::pthread_mutex_destroy, 1, [&] { EXPECT_TRUE(has_let_go); });
-        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
-        EXPECT_GE(fault::calls(Call::pthread_mutex_destroy), 2);
-        EXPECT_TRUE(is_destroyed(queue.queueMutex));
-        holder.join();
+    Undestroyed<BlockQKind> queue;
+    fault::fail(Call::pthread_mutex_destroy, 1, EINVAL);
+    EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+    EXPECT_EQ(fault::calls(Call::pthread_mutex_destroy), 2);
+}
+
+FRESH_TEST(BlockQFault, DestroyWaitsForWhoHoldsAMutex)
+{
+    Undestroyed<BlockQKind> queue;
+    Holder holder(queue.queueMutex);
+    fault::on_call(Call::pthread_mutex_lock, 1, [&] {
+        EXPECT_FALSE(holder.has_let_go());
+        holder.let_go();
     });
+    fault::on_call(Call::pthread_mutex_destroy, 1, [&] { EXPECT_TRUE(holder.has_let_go()); });
+    EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+    EXPECT_GE(fault::calls(Call::pthread_mutex_destroy), 2);
+    EXPECT_TRUE(is_destroyed(queue.queueMutex));
 }
 
 // The C library gives up its count of who uses a mutex before it gives the mutex free, so that it
 // may be destroyed while somebody is still at it.
-TEST(BlockQFault, DestroyWaitsForWhoIsInsideAnUnlock)
+FRESH_TEST(BlockQFault, DestroyWaitsForWhoIsInsideAnUnlock)
 {
-    run_silently([] {
-        char storage[4];
-        BlockQ queue;
-        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
-        Event destroys;
-        Event destroyed;
-        std::thread destroyer;
-        const auto unlock_slowly = [&] {
-            --queue.queueMutex.__data.__nusers;
-            fault::on_call(Call::pthread_mutex_lock, 1, [&] { destroys.set(); });
-            destroyer = std::thread([&] {
-                EXPECT_EQ(BlockQ_Destroy(&queue), 0);
-                destroyed.set();
-            });
-            EXPECT_TRUE(wait_until([&] { return destroys.is_set() || destroyed.is_set(); }));
-            EXPECT_FALSE(is_destroyed(queue.bufferMutex));
-            EXPECT_FALSE(destroyed.is_set());
-            ++queue.queueMutex.__data.__nusers;
-        };
-        // The buffer's mutex is unlocked first.
-        fault::on_call(Call::pthread_mutex_unlock, 2, unlock_slowly);
-        EXPECT_EQ(BlockQ_Add(&queue, "a", 1), 1U);
-        destroyer.join();
-        EXPECT_TRUE(is_destroyed(queue.queueMutex));
-    });
+    Undestroyed<BlockQKind> queue;
+    Event destroys;
+    Event destroyed;
+    std::thread destroyer;
+    const auto unlock_slowly = [&] {
+        --queue.queueMutex.__data.__nusers;
+        fault::on_call(Call::pthread_mutex_lock, 1, [&] { destroys.set(); });
+        destroyer = std::thread([&] {
+            EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+            destroyed.set();
+        });
+        EXPECT_TRUE(wait_until([&] { return destroys.is_set() || destroyed.is_set(); }));
+        EXPECT_FALSE(is_destroyed(queue.bufferMutex));
+        EXPECT_FALSE(destroyed.is_set());
+        ++queue.queueMutex.__data.__nusers;
+    };
+    // The buffer's mutex is unlocked first.
+    fault::on_call(Call::pthread_mutex_unlock, 2, unlock_slowly);
+    EXPECT_EQ(BlockQ_Add(&queue, "a", 1), 1U);
+    destroyer.join();
+    EXPECT_TRUE(is_destroyed(queue.queueMutex));
 }
 
-TEST(BlockQFault, DestroyEmptiesTheRingUnderBothLocks)
+FRESH_TEST(BlockQFault, DestroyEmptiesTheRingUnderBothLocks)
 {
-    run_silently([] {
-        char storage[4];
-        BlockQ queue;
-        ASSERT_EQ(BlockQ_Init(&queue, storage, 4), 0);
-        EXPECT_EQ(BlockQ_Add(&queue, "abc", 3), 3U);
-        fault::reset();
-        fault::on_call(Call::pthread_mutex_lock, 2, [&] {
-            EXPECT_EQ(locked_ones(queue), "queue ");
-            EXPECT_EQ(queue.ring.count, 3U);
-        });
-        fault::on_call(Call::pthread_mutex_unlock, 1, [&] {
-            EXPECT_EQ(locked_ones(queue), "queue buffer ");
-            EXPECT_EQ(queue.ring.count, 0U);
-        });
-        EXPECT_EQ(BlockQ_Destroy(&queue), 0);
+    Undestroyed<BlockQKind> queue;
+    EXPECT_EQ(BlockQ_Add(&queue, "abc", 3), 3U);
+    fault::reset();
+    fault::on_call(Call::pthread_mutex_lock, 2, [&] {
+        EXPECT_EQ(locked_ones(queue), "queue ");
+        EXPECT_EQ(queue.ring.count, 3U);
     });
+    fault::on_call(Call::pthread_mutex_unlock, 1, [&] {
+        EXPECT_EQ(locked_ones(queue), "queue buffer ");
+        EXPECT_EQ(queue.ring.count, 0U);
+    });
+    EXPECT_EQ(BlockQ_Destroy(&queue), 0);
 }
 
 // BlockQEx.
@@ -333,7 +307,7 @@ TEST(BlockQExFault, SyncObjectThatCannotBeMadeIsReported)
             EXPECT_EQ(queue.ring.end - queue.ring.start, 4) << "the ring comes first";
         });
         EXPECT_THAT(outcome.log,
-                    ElementsAre(error_of("COMMON_BlockQEx_Init", "COMMON_sync_init err: 28")));
+                    ElementsAre(said("COMMON_BlockQEx_Init", "COMMON_sync_init err: 28")));
     }
 }
 
@@ -347,96 +321,81 @@ TEST(BlockQExFault, SignalThatFailsIsReportedAndTheBytesAreThere)
         EXPECT_EQ(queue.add("d"), 1U);
         EXPECT_EQ(queue.remove(9), "abcd");
     });
-    EXPECT_THAT(outcome.log,
-                ElementsAre(error_of("COMMON_BlockQEx_Add", "Failed to signal BlockQ"),
-                            error_of("COMMON_BlockQEx_Add", "Failed to signal BlockQ")));
+    EXPECT_THAT(outcome.log, ElementsAre(said("COMMON_BlockQEx_Add", "Failed to signal BlockQ"),
+                                         said("COMMON_BlockQEx_Add", "Failed to signal BlockQ")));
     for (const LogRecord& sent : outcome.log) {
         EXPECT_THAT(sent.raw, testing::EndsWith(", Failed to signal BlockQ\n"));
     }
 }
 
-TEST(BlockQExFault, LockThatFailsLeavesTheQueueAsItIs)
+FRESH_TEST(BlockQExFault, LockThatFailsLeavesTheQueueAsItIs)
 {
-    run_silently([] {
-        Queue<BlockQExKind> queue(8);
-        queue.add("abc");
-        const auto fail_next = [] { fault::fail(Call::sem_wait, 1, EINTR); };
-        fail_next();
-        EXPECT_EQ(queue.add("d"), 0U);
-        fail_next();
-        EXPECT_EQ(queue.remove(9), "");
-        fail_next();
-        COMMON_BlockQEx_Flush(&queue.record);
-        fail_next();
-        EXPECT_EQ(COMMON_BlockQEx_Size(&queue.record), 0U);
-        fail_next();
-        EXPECT_EQ(COMMON_BlockQEx_FreeSpace(&queue.record), 0U);
-        fail_next();
-        EXPECT_EQ(COMMON_BlockQEx_Len(&queue.record), 0U);
-        EXPECT_EQ(fault::fired(), 6);
-        EXPECT_EQ(queue.remove(9), "abc");
-    });
+    Queue<BlockQExKind> queue(8);
+    queue.add("abc");
+    const auto fail_next = [] { fault::fail(Call::sem_wait, 1, EINTR); };
+    fail_next();
+    EXPECT_EQ(queue.add("d"), 0U);
+    fail_next();
+    EXPECT_EQ(queue.remove(9), "");
+    fail_next();
+    COMMON_BlockQEx_Flush(&queue.record);
+    fail_next();
+    EXPECT_EQ(COMMON_BlockQEx_Size(&queue.record), 0U);
+    fail_next();
+    EXPECT_EQ(COMMON_BlockQEx_FreeSpace(&queue.record), 0U);
+    fail_next();
+    EXPECT_EQ(COMMON_BlockQEx_Len(&queue.record), 0U);
+    EXPECT_EQ(fault::fired(), 6);
+    EXPECT_EQ(queue.remove(9), "abc");
 }
 
 // The sync object does not lock again after an interrupted wait; the queue does.
-TEST(BlockQExFault, InterruptedWaitGoesOnWithTheLock)
+FRESH_TEST(BlockQExFault, InterruptedWaitGoesOnWithTheLock)
 {
-    run_silently([] {
-        Queue<BlockQExKind> queue(8);
-        // Interrupted as it waits, and twice more while it locks again.
-        fault::fail_from(Call::sem_wait, 2, EINTR);
-        fault::on_call(Call::sem_wait, 5, [&] {
-            (void)ringWriteData(&queue.record.ring, "abc", 3);
-            fault::fail(Call::sem_wait, 1'000);
-        });
-        EXPECT_EQ(queue.remove(9), "abc");
-        EXPECT_EQ(fault::fired(), 3);
-        EXPECT_EQ(queue.len(), 0U) << "the lock was not given back";
+    Queue<BlockQExKind> queue(8);
+    // Interrupted as it waits, and twice more while it locks again.
+    fault::fail_from(Call::sem_wait, 2, EINTR);
+    fault::on_call(Call::sem_wait, 5, [&] {
+        (void)ringWriteData(&queue.record.ring, "abc", 3);
+        fault::fail(Call::sem_wait, 1'000);
     });
+    EXPECT_EQ(queue.remove(9), "abc");
+    EXPECT_EQ(fault::fired(), 3);
+    EXPECT_EQ(queue.len(), 0U) << "the lock was not given back";
 }
 
-TEST(BlockQExFault, WaitThatFailsEndsTheRemoveWithoutTheLock)
+FRESH_TEST(BlockQExFault, WaitThatFailsEndsTheRemoveWithoutTheLock)
 {
-    run_silently([] {
-        Queue<BlockQExKind> queue(8);
-        fault::fail(Call::sem_wait, 2, EINVAL);
-        EXPECT_EQ(queue.remove(9), "");
-        EXPECT_EQ(queue.add("abc"), 3U) << "the lock is still held";
-        EXPECT_EQ(queue.remove(9), "abc");
-    });
+    Queue<BlockQExKind> queue(8);
+    fault::fail(Call::sem_wait, 2, EINVAL);
+    EXPECT_EQ(queue.remove(9), "");
+    EXPECT_EQ(queue.add("abc"), 3U) << "the lock is still held";
+    EXPECT_EQ(queue.remove(9), "abc");
 }
 
-TEST(BlockQExFault, DestroyEndsWithTheLockHeld)
+FRESH_TEST(BlockQExFault, DestroyEndsWithTheLockHeld)
 {
-    run_silently([] {
-        char storage[4];
-        COMMON_BlockQEx queue;
-        ASSERT_EQ(COMMON_BlockQEx_Init(&queue, storage, 4), 0);
-        EXPECT_EQ(COMMON_BlockQEx_Add(&queue, "abc", 3), 3U);
-        fault::reset();
-        fault::on_call(Call::sem_wait, 1, [&] { EXPECT_EQ(queue.ring.count, 3U); });
-        fault::on_call(Call::sem_destroy, 1, [&] {
-            int value = -1;
-            EXPECT_EQ(sem_getvalue(&queue.sync.lock, &value), 0);
-            EXPECT_EQ(value, 0);
-            EXPECT_EQ(queue.ring.count, 0U);
-        });
-        EXPECT_EQ(COMMON_BlockQEx_Destroy(&queue), 0);
-        EXPECT_EQ(fault::calls(Call::sem_destroy), 2);
+    Undestroyed<BlockQExKind> queue;
+    EXPECT_EQ(COMMON_BlockQEx_Add(&queue, "abc", 3), 3U);
+    fault::reset();
+    fault::on_call(Call::sem_wait, 1, [&] { EXPECT_EQ(queue.ring.count, 3U); });
+    fault::on_call(Call::sem_destroy, 1, [&] {
+        int value = -1;
+        EXPECT_EQ(sem_getvalue(&queue.sync.lock, &value), 0);
+        EXPECT_EQ(value, 0);
+        EXPECT_EQ(queue.ring.count, 0U);
     });
+    EXPECT_EQ(COMMON_BlockQEx_Destroy(&queue), 0);
+    EXPECT_EQ(fault::calls(Call::sem_destroy), 2);
 }
 
-TEST(BlockQExFault, DestroyGoesOnWhateverFails)
+FRESH_TEST(BlockQExFault, DestroyGoesOnWhateverFails)
 {
-    run_silently([] {
-        char storage[4];
-        COMMON_BlockQEx queue;
-        ASSERT_EQ(COMMON_BlockQEx_Init(&queue, storage, 4), 0);
-        fault::fail(Call::sem_wait, 1, EINTR);
-        fault::fail_always(Call::sem_destroy, EBUSY);
-        EXPECT_EQ(COMMON_BlockQEx_Destroy(&queue), 0);
-        EXPECT_EQ(fault::calls(Call::sem_destroy), 2);
-    });
+    Undestroyed<BlockQExKind> queue;
+    fault::fail(Call::sem_wait, 1, EINTR);
+    fault::fail_always(Call::sem_destroy, EBUSY);
+    EXPECT_EQ(COMMON_BlockQEx_Destroy(&queue), 0);
+    EXPECT_EQ(fault::calls(Call::sem_destroy), 2);
 }
 
 }  // namespace

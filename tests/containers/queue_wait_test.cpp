@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <functional>
 #include <pthread.h>
 #include <string>
 #include <thread>
@@ -19,12 +18,6 @@ using namespace harness;
 using fault::Call;
 
 namespace {
-
-void run_silently(const std::function<void()>& body)
-{
-    const Outcome outcome = well(body);
-    EXPECT_THAT(outcome.log, testing::IsEmpty());
-}
 
 /// How a reader waits, and what wakes it.
 template <class Kind>
@@ -250,49 +243,45 @@ TYPED_TEST(QueueWait, ReaderThatIsCancelledDuringAnAddLeavesTheBytesToAnother)
     });
 }
 
-TEST(BlockQExWait, ReaderThatIsCancelledAsItLocksAgainLeavesTheSignal)
+FRESH_TEST(BlockQExWait, ReaderThatIsCancelledAsItLocksAgainLeavesTheSignal)
 {
-    run_silently([] {
-        Queue<BlockQExKind> queue(8);
-        sem_t& signal = queue.record.sync.signal;
-        // It takes the signal, is interrupted as it locks again, and cancelled as it tries once
-        // more.
-        fault::on_call(Call::sem_wait, 2, [&] {
-            sem_post(&signal);
-            fault::fail(Call::sem_wait, 1, EINTR);
-            fault::on_call(Call::sem_wait, 2, [] { pthread_cancel(pthread_self()); });
-        });
-        pthread_t reader{};
-        void* result = nullptr;
-        const auto read = [](void* record) -> void* {
-            char byte = 0;
-            (void)COMMON_BlockQEx_Remove(static_cast<COMMON_BlockQEx*>(record), &byte, 1);
-            return nullptr;
-        };
-        EXPECT_EQ(pthread_create(&reader, nullptr, read, &queue.record), 0);
-        EXPECT_EQ(pthread_join(reader, &result), 0);
-        EXPECT_EQ(result, PTHREAD_CANCELED);
-        EXPECT_EQ(fault::calls(Call::sem_wait), 4);
-        int pending = -1;
-        EXPECT_EQ(sem_getvalue(&signal, &pending), 0);
-        EXPECT_EQ(pending, 1);
+    Queue<BlockQExKind> queue(8);
+    sem_t& signal = queue.record.sync.signal;
+    // It takes the signal, is interrupted as it locks again, and cancelled as it tries once
+    // more.
+    fault::on_call(Call::sem_wait, 2, [&] {
+        sem_post(&signal);
+        fault::fail(Call::sem_wait, 1, EINTR);
+        fault::on_call(Call::sem_wait, 2, [] { pthread_cancel(pthread_self()); });
     });
+    pthread_t reader{};
+    void* result = nullptr;
+    const auto read = [](void* record) -> void* {
+        char byte = 0;
+        (void)COMMON_BlockQEx_Remove(static_cast<COMMON_BlockQEx*>(record), &byte, 1);
+        return nullptr;
+    };
+    EXPECT_EQ(pthread_create(&reader, nullptr, read, &queue.record), 0);
+    EXPECT_EQ(pthread_join(reader, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_EQ(fault::calls(Call::sem_wait), 4);
+    int pending = -1;
+    EXPECT_EQ(sem_getvalue(&signal, &pending), 0);
+    EXPECT_EQ(pending, 1);
 }
 
-TEST(BlockQWait, PeekOfNothingNeverReturns)
+FRESH_TEST(BlockQWait, PeekOfNothingNeverReturns)
 {
-    run_silently([] {
-        Queue<BlockQKind> queue(8);
-        queue.add("abc");
-        WaitingReader reader(&queue.record, 0, Call::pthread_cond_wait, 1,
-                             [](void* record, char* bytes, std::uint32_t wanted) {
-                                 return BlockQ_Peek(static_cast<BlockQ*>(record), bytes, wanted);
-                             });
-        queue.add("d");
-        EXPECT_TRUE(wait_until([] { return fault::calls(Call::pthread_cond_wait) > 1; }));
-        reader.cancel();
-        EXPECT_EQ(queue.remove(9), "abcd");
-    });
+    Queue<BlockQKind> queue(8);
+    queue.add("abc");
+    WaitingReader reader(&queue.record, 0, Call::pthread_cond_wait, 1,
+                         [](void* record, char* bytes, std::uint32_t wanted) {
+                             return BlockQ_Peek(static_cast<BlockQ*>(record), bytes, wanted);
+                         });
+    queue.add("d");
+    EXPECT_TRUE(wait_until([] { return fault::calls(Call::pthread_cond_wait) > 1; }));
+    reader.cancel();
+    EXPECT_EQ(queue.remove(9), "abcd");
 }
 
 }  // namespace
