@@ -41,6 +41,7 @@ add_library(
   log/common_debug.cpp
   log/common_debug_settings.cpp
   log/common_log.cpp
+  log/common_log_files.cpp
   log/common_log_handler.cpp
   log/common_log_layout.cpp
   log/common_log_parser.cpp

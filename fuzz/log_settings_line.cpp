@@ -2,7 +2,7 @@
 #include "log/logger.h"
 #include "support/input.h"
 
-using common::logger;
+using common::log::logger;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const bool at_initialisation : {true, false}) {
         const COMMON_LogFormat_t format = logger.format;
         const std::uint32_t legacy = logger.legacy;
-        common::parseVariable(line.get(), at_initialisation);
+        common::log::parseVariable(line.get(), at_initialisation);
         FUZZ_CHECK(at_initialisation || (logger.format == format && logger.legacy == legacy));
         FUZZ_CHECK(logger.cache <= 1 && logger.color <= 1 && logger.enable <= 1);
         FUZZ_CHECK(logger.strip <= 1 && logger.legacy <= 1);

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace common {
+namespace common::log {
 
 /// How many module ids have a fixed name: the ids from 0 on.
 inline constexpr std::uint32_t kFixedModuleCount = 219;
@@ -11,4 +11,4 @@ inline constexpr std::uint32_t kFixedModuleCount = 219;
 /// The fixed name of a module id below kFixedModuleCount.
 const char* fixed_module_name(std::uint32_t id) noexcept;
 
-}  // namespace common
+}  // namespace common::log

@@ -15,12 +15,12 @@ namespace {
 constexpr common::Source kSource{"oxa_logger"};
 constexpr char kConfigFile[] = "/oxa/slog/oxa_logger.cfg";
 constexpr std::uint32_t kModuleCapacity = 251;
-constexpr std::uint32_t kDynamicModuleCount = kModuleCapacity - common::kFixedModuleCount;
+constexpr std::uint32_t kDynamicModuleCount = kModuleCapacity - common::log::kFixedModuleCount;
 
 /// The names registered at run time, kept for the life of the process. A slot is filled before the
 /// count is raised, so readers need no lock; who registers is serialised by the caller.
 constinit const char* dynamic_names[kDynamicModuleCount]{};
-constinit std::atomic<std::uint32_t> LOG_ModuleId_FirstFreeDynamic{common::kFixedModuleCount};
+constinit std::atomic<std::uint32_t> LOG_ModuleId_FirstFreeDynamic{common::log::kFixedModuleCount};
 
 /// Guarded by module_config_lock.
 constinit bool config_read = false;
@@ -35,8 +35,8 @@ std::uint32_t modules_in_use() noexcept
 
 const char* name_of(std::uint32_t id) noexcept
 {
-    return id < common::kFixedModuleCount ? common::fixed_module_name(id)
-                                          : dynamic_names[id - common::kFixedModuleCount];
+    return id < common::log::kFixedModuleCount ? common::log::fixed_module_name(id)
+                                               : dynamic_names[id - common::log::kFixedModuleCount];
 }
 
 STATUS register_names(common::LineReader& file) noexcept
@@ -106,7 +106,7 @@ STATUS LOG_ModuleIdStore(const char* name, uint32_t* idOut, uint32_t allowDynami
     if (copy == nullptr) {
         return STATUS_FAILED;
     }
-    dynamic_names[count - common::kFixedModuleCount] = copy;
+    dynamic_names[count - common::log::kFixedModuleCount] = copy;
     *idOut = count;
     LOG_ModuleId_FirstFreeDynamic.store(count + 1, std::memory_order_release);
     return STATUS_SUCCESS;

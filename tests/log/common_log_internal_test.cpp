@@ -20,9 +20,9 @@ TEST(CommonLogInternal, LevelSetReportsAnInvalidPeakloadControl)
 {
     const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
-        common::logger.granularityPeakloadProcessing = 0;
+        common::log::logger.granularityPeakloadProcessing = 0;
         for (const std::uint32_t control : {3u, UINT32_MAX}) {
-            common::logger.peakloadControl = control;
+            common::log::logger.peakloadControl = control;
             COMMON_Log_LevelSet(COMMON_LogLevelError);
             EXPECT_EQ(levels(), (Levels{control, COMMON_LogLevelError, 5, 5}));
             EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelError), 1u);
@@ -40,10 +40,10 @@ TEST(CommonLogInternal, AnInvalidPeakloadControlIsDumpedAsInvalid)
 {
     const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
-        common::logger.granularityPeakloadProcessing = -5;
-        common::logger.peakloadControl = 3;
-        common::logger.level = 9;
-        common::publish_gate();
+        common::log::logger.granularityPeakloadProcessing = -5;
+        common::log::logger.peakloadControl = 3;
+        common::log::logger.level = 9;
+        common::log::publish_gate();
         COMMON_LogDumpLoggerStatus("");
     });
     const auto all = reports(outcome);
@@ -60,7 +60,7 @@ TEST(CommonLogInternal, ASecondInitialisationOnlySaysSo)
     const Outcome outcome = well({.env = kDebugOn}, [] {
         COMMON_Log_LevelSet(COMMON_LogLevelError);
         std::fflush(nullptr);
-        common::threadOnce();
+        common::log::threadOnce();
         EXPECT_EQ(COMMON_Log_LevelGet(), COMMON_LogLevelError);
     });
     const auto rows = row_texts(outcome.err);
@@ -123,7 +123,7 @@ TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
 
 TEST(CommonLogInternal, ParsingNothingEndsTheProcess)
 {
-    const Outcome outcome = run_fresh([] { common::parseVariable(nullptr, true); });
+    const Outcome outcome = run_fresh([] { common::log::parseVariable(nullptr, true); });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err,
                 assertion_text("common_log", "parseVariable", "((void *)0) != variable"));

@@ -87,7 +87,7 @@ std::string composed(COMMON_LogFormat_t format, const Fields& f)
     const std::string stamp = formatted("%03u.%s", f.day, f.time.c_str());
     const std::string identity = formatted("%d, %s, %d", static_cast<int>(f.process_id),
                                            f.process_name.c_str(), static_cast<int>(f.thread_id));
-    const common::RecordFields fields{
+    const common::log::RecordFields fields{
         .stamp = stamp,
         .time_of_day = std::string_view(stamp).substr(stamp.size() - f.time.size()),
         .nanoseconds = f.nanoseconds,
@@ -102,9 +102,9 @@ std::string composed(COMMON_LogFormat_t format, const Fields& f)
         .line = f.line,
         .message = f.message};
     constexpr char kUntouched = '\x5a';
-    const std::size_t capacity = common::record_capacity(fields);
+    const std::size_t capacity = common::log::record_capacity(fields);
     std::vector<char> text(capacity + 16, kUntouched);
-    common::compose_record(format, fields, text.data());
+    common::log::compose(format, fields, text.data());
     for (std::size_t i = capacity; i < text.size(); ++i) {
         EXPECT_EQ(text[i], kUntouched) << "written beyond the capacity";
     }
@@ -288,7 +288,7 @@ TEST(CommonLogInternal, LevelAboveSevenIsInvalidAtErrorPriority)
 {
     for (const COMMON_LogLevel_t level : {8u, 255u, 0x80000000u, ~0u}) {
         const Outcome outcome = well([level] {
-            common::logInternal(level, kZoneNumber, "ZONE", "a/file.c", "function", 1, "m");
+            common::log::logInternal({level, "ZONE", "a/file.c", "function", 1}, "m");
         });
         EXPECT_THAT(reports(outcome),
                     ElementsAre(Report{LOG_ERR, "Invalid", "ZONE", "file.c", "function", "m"}));
@@ -299,8 +299,7 @@ TEST(CommonLogInternal, DoesNotAskForTheLevel)
 {
     const Outcome outcome = well([] {
         COMMON_Log_LevelSet(COMMON_LogLevelFatal);
-        common::logInternal(COMMON_LogLevelVerbose, kZoneNumber, nullptr, nullptr, nullptr, 1, "%d",
-                            5);
+        common::log::logInternal({COMMON_LogLevelVerbose, nullptr, nullptr, nullptr, 1}, "%d", 5);
     });
     EXPECT_THAT(reports(outcome), ElementsAre(said(COMMON_LogLevelVerbose, "", "", "", "5")));
 }
@@ -308,10 +307,9 @@ TEST(CommonLogInternal, DoesNotAskForTheLevel)
 TEST(CommonLogInternal, NullFormatStopsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
-        void (*const log_internal)(COMMON_LogLevel_t, std::uint32_t, const char*, const char*,
-                                   const char*, std::int32_t, const char*, ...) =
-            common::logInternal;
-        log_internal(COMMON_LogLevelError, kZoneNumber, "", "", "", 1, nullptr);
+        void (*const log_internal)(const common::log::Call&, const char*, ...) =
+            common::log::logInternal;
+        log_internal({COMMON_LogLevelError, "", "", "", 1}, nullptr);
     });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err, assertion_text("common_log", "logInternal", "((void *)0) != format"));
@@ -321,7 +319,7 @@ TEST(CommonLogInternal, MissingHandlerStopsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
         COMMON_Log_LevelGet();
-        common::logger.handler = nullptr;
+        common::log::logger.handler = nullptr;
         log_message(COMMON_LogLevelError, "m");
     });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
@@ -334,8 +332,9 @@ TEST(CommonLogInternal, BypassesTheInstalledHandler)
 {
     const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
-        common::logger.handler = [](std::int32_t, const char*, const char*, const char*,
-                                    std::int32_t, const char*, va_list) { std::puts("handled"); };
+        common::log::logger.handler = [](std::int32_t, const char*, const char*, const char*,
+                                         std::int32_t, const char*,
+                                         va_list) { std::puts("handled"); };
         COMMON_Log_LevelSet(8);
         log_message(COMMON_LogLevelVerbose, "m");  // no level test in front of a handler
     });
