@@ -34,6 +34,7 @@ add_library(
   foundation/mem_malloc.cpp
   foundation/settings_text.cpp
   foundation/status.cpp
+  foundation/thread_state.cpp
   hsm/hsm.cpp
   hsm/hsm_diagram.cpp
   hsm/hsm_trace.cpp

@@ -35,7 +35,9 @@ void set_row_length(const char* text) noexcept
     const long number = std::clamp<long>(std::strtol(text, nullptr, 10), INT32_MIN, INT32_MAX);
     const auto value = static_cast<std::int32_t>(number);
     const auto bits = static_cast<std::uint32_t>(value);
-    // The lower bound is tested unsigned and the upper one signed: negative numbers pass both.
+    // Oddity: the lower bound is tested unsigned and the upper one signed, so negative numbers pass
+    // both; dumps then have the default length.
+    // Test: CommonDebugSettings.RowLengths.
     if (bits < kMinimumRowLength) {
         settings.rowLength = kMinimumRowLength;
         std::printf("Using minimum row length '%u' due to invalid value: %d\n", settings.rowLength,
@@ -70,7 +72,8 @@ void parse_variable(const char* variable) noexcept
         if (parse_boolean(value, enable)) {
             settings.enable = enable ? 1 : 0;
         } else {
-            // The name in this message is the one that integrators know it by.
+            // Oddity: the message has another name than the setting, the one that integrators know.
+            // Test: CommonDebugSettings.OtherValuesOfEnableAreToldUnderTheNameThatIntegratorsKnow.
             std::printf("Invalid COMMON_LOG_ENABLED: %s\n", value);
         }
     } else if (abbreviates(variable, length, kRowLengthName)) {

@@ -92,7 +92,8 @@ const char* COMMON_LogLevel_ToString(COMMON_LogLevel_t level)
 uint32_t COMMON_Log_Acceptable(COMMON_LogLevel_t level)
 {
     const std::uint32_t accepted = gate.load(std::memory_order_acquire);
-    // The highest level of all is never accepted, but its first call initialises as any other does.
+    // The highest number of all is never accepted, but its first call initialises as any other
+    // does.
     if (level >= accepted && level != kGateSlow) {
         return 0;
     }

@@ -9,7 +9,7 @@
 
 #include "common_system.h"
 #include "foundation/allocation.h"
-#include "foundation/initialisation.h"
+#include "foundation/thread_state.h"
 #include "log/common_log_layout.h"
 #include "log/levels.h"
 #include "log/logger.h"

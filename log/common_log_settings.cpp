@@ -165,7 +165,9 @@ STATUS COMMON_Log_LevelSetExtended(COMMON_LogLevel_t level, COMMON_LogPeakloadCo
         return STATUS_INVALID_PARAM;
     }
     const auto value = static_cast<std::uint8_t>(level);
-    // Only None touches the current level: the other two prepare a level for later.
+    // Oddity: only None touches the current level, the other two prepare one for later, and None
+    // prepares none.
+    // Test: CommonLogSettings.LevelSetExtendedSetsOneLevelWhateverTheControl.
     switch (option) {
     case COMMON_LogPeakloadControlNone:
         logger.level.store(value);
@@ -233,7 +235,8 @@ const char* COMMON_LogPeakloadControl_ToString(COMMON_LogPeakloadControl_t optio
 void COMMON_LogDumpLoggerStatus(const char* zoneName)
 {
     enter();
-    // At the current level each, so that every one passes the level test.
+    // Oddity: each at the current level, so that every one passes the level test.
+    // Test: CommonLogStatus.EveryRecordIsAtTheCurrentLevel.
 #define STATUS_LINE(...)                                                                   \
     COMMON_Log_Write(logger.level.load(), common::kZone, zoneName, kSource.name, __func__, \
                      __LINE__, __VA_ARGS__)

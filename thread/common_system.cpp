@@ -10,7 +10,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "foundation/initialisation.h"
+#include "foundation/thread_state.h"
 #include "log/process_locks.h"
 #include "log/report.h"
 #include "thread/clock.h"
