@@ -43,14 +43,10 @@ void expect_settings(const Variables& variables, const Settings& expected,
         add_to_environment(variables);
         EXPECT_EQ(settings(), expected);
     };
-    const Outcome quiet = run_fresh(compare);
-    EXPECT_THAT(quiet, exited(0)) << testing::PrintToString(variables);
-    EXPECT_EQ(quiet.out + quiet.err, "") << testing::PrintToString(variables);
-    EXPECT_THAT(quiet.log, IsEmpty()) << testing::PrintToString(variables);
-
-    const Outcome outcome = run_fresh({.env = kDebugOn}, compare);
-    EXPECT_THAT(outcome, exited(0)) << testing::PrintToString(variables);
-    EXPECT_EQ(complaints(outcome), expected_complaints) << testing::PrintToString(variables);
+    SCOPED_TRACE(testing::PrintToString(variables));
+    run_silently(compare);
+    const Outcome outcome = well({.env = kDebugOn}, compare);
+    EXPECT_EQ(complaints(outcome), expected_complaints);
 }
 
 /// Ways to write a value: compared without regard to case.
@@ -314,12 +310,11 @@ TEST(CommonLogEnvironment, GranularityInDecimalHexAndOctal)
     for (const auto& [value, number] : kGranularities) {
         auto env = kDebugOn;
         env["COMMON_LOG_PEAKLOAD_GRANULARITY"] = value;
-        const Outcome outcome = run_fresh({.env = env}, [] { EXPECT_EQ(settings(), Settings{}); });
-        EXPECT_THAT(outcome, exited(0)) << value;
+        SCOPED_TRACE(value);
+        const Outcome outcome = well({.env = env}, [] { EXPECT_EQ(settings(), Settings{}); });
         EXPECT_EQ(reported_peakload(outcome),
-                  std::string("peakload: None (0) //GranularityPeakloadProcessing:") + number)
-            << value;
-        EXPECT_THAT(complaints(outcome), IsEmpty()) << value;
+                  std::string("peakload: None (0) //GranularityPeakloadProcessing:") + number);
+        EXPECT_THAT(complaints(outcome), IsEmpty());
     }
 }
 
@@ -328,8 +323,8 @@ TEST(CommonLogEnvironment, ABadGranularityKeepsTheDefault)
     for (const char* value : {"", "-5", "+5", " 5", "x10", ".5", "/", ":"}) {
         auto env = kDebugOn;
         env["COMMON_LOG_PEAKLOAD_GRANULARITY"] = value;
-        const Outcome outcome = run_fresh({.env = env}, [] { COMMON_Log_LevelGet(); });
-        EXPECT_THAT(outcome, exited(0)) << value;
+        SCOPED_TRACE(value);
+        const Outcome outcome = well({.env = env}, [] { COMMON_Log_LevelGet(); });
         EXPECT_EQ(reported_peakload(outcome),
                   "peakload: None (0) //GranularityPeakloadProcessing:1000");
         EXPECT_THAT(complaints(outcome),
@@ -343,9 +338,9 @@ TEST(CommonLogEnvironment, OverridesTheFiles)
         const FreshSetup setup{
             .env = {{"COMMON_LOG_LEVEL", "Error"}},
             .files = {{path, "COMMON_LOG_LEVEL=Debug\nCOMMON_LOG_COLOR=True\n"}}};
-        const Outcome outcome = run_fresh(
+        SCOPED_TRACE(path);
+        const Outcome outcome = well(
             setup, [] { EXPECT_EQ(settings(), (Settings{.color = 1, .level = 2, .off = 2})); });
-        EXPECT_THAT(outcome, exited(0)) << path;
     }
 }
 

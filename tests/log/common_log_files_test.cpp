@@ -21,8 +21,8 @@ void expect_settings(const std::string& content, const Settings& expected,
                      const std::vector<std::string>& expected_complaints = {})
 {
     const FreshSetup setup{.env = kDebugOn, .files = {{kConfiguredFile, content}}};
-    const Outcome outcome = run_fresh(setup, [&] { EXPECT_EQ(settings(), expected); });
-    EXPECT_THAT(outcome, exited(0)) << testing::PrintToString(content);
+    SCOPED_TRACE(testing::PrintToString(content));
+    const Outcome outcome = well(setup, [&] { EXPECT_EQ(settings(), expected); });
     std::vector<std::string> complaints;
     for (const RowText& row : row_texts(outcome.err)) {
         if (row.function != "threadOnce") {
@@ -30,7 +30,7 @@ void expect_settings(const std::string& content, const Settings& expected,
             complaints.push_back(row.message);
         }
     }
-    EXPECT_EQ(complaints, expected_complaints) << testing::PrintToString(content);
+    EXPECT_EQ(complaints, expected_complaints);
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -88,13 +88,13 @@ TEST(CommonLogFiles, WhatIsNoRegularFileIsNotRead)
             other.put(kDebugFile.c_str());
             other.put("/oxa/slog/oxa_logger.cfg");
         };
-        const Outcome outcome = run_fresh(setup, [] {
+        SCOPED_TRACE(other.name);
+        const Outcome outcome = well(setup, [] {
             EXPECT_EQ(settings(), Settings{.strip = 0}) << "of the configured file";
             EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_NOT_FOUND);
             EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
         });
-        EXPECT_THAT(outcome, exited(0)) << other.name;
-        EXPECT_EQ(outcome.out + outcome.err, "") << other.name;
+        EXPECT_EQ(outcome.out + outcome.err, "");
     }
 }
 

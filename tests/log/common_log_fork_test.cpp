@@ -80,9 +80,9 @@ TEST_P(ForksInside, ChildGoesOn)
         initialising.join();
         log_message(kInfo, "parent");
     });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(written(kInfo, "child"), written(COMMON_LogLevelDebug, "child again"),
-                            written(kInfo, "parent's thread"), written(kInfo, "parent")));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(kInfo, "child"), said(COMMON_LogLevelDebug, "child again"),
+                            said(kInfo, "parent's thread"), said(kInfo, "parent")));
     EXPECT_THAT(row_texts(outcome.err),
                 Contains(log_row("stderr", "threadOnce", "The once handler was already called"))
                     .Times(place.shows_second_run ? 1 : 0));
@@ -142,9 +142,8 @@ TEST(CommonLogFork, ProgramMayLogUnderALockThatItsHandlersTake)
         in_child([] { log_message(kInfo, "child"); });
         logging.join();
     });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(written(kInfo, "first"), written(kInfo, "under the lock"),
-                            written(kInfo, "child")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "first"), said(kInfo, "under the lock"),
+                                         said(kInfo, "child")));
 }
 
 TEST(CommonLogFork, HandlersOfTheProgramMayLog)
@@ -156,12 +155,12 @@ TEST(CommonLogFork, HandlersOfTheProgramMayLog)
         const pid_t child = start_child([] { log_message(kInfo, "child"); });
         await_child(child);
     });
-    const auto all = reports(outcome);
+    const auto& all = outcome.log;
     ASSERT_THAT(all, testing::SizeIs(5));
-    EXPECT_EQ(all[0], written(kInfo, "first"));
-    EXPECT_EQ(all[1], written(kInfo, "before"));
+    EXPECT_EQ(all[0], said(kInfo, "first"));
+    EXPECT_EQ(all[1], said(kInfo, "before"));
     for (const char* message : {"parent", "child's handler", "child"}) {
-        EXPECT_THAT(all, Contains(written(kInfo, message)).Times(1));
+        EXPECT_THAT(all, Contains(said(kInfo, message)).Times(1));
     }
 }
 
@@ -287,8 +286,8 @@ TEST(HeldForTooLong, DescriptorTableEndsTheChildThatUsesIt)
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << "status " << status;
     });
     ASSERT_FALSE(outcome.log.empty());
-    EXPECT_EQ(reports(outcome)[0], said(COMMON_LogLevelError, "CLDES", "client_descriptor",
-                                        "LockDescriptor", "Failed to lock descriptor mutex."));
+    EXPECT_EQ(outcome.log[0], said(COMMON_LogLevelError, "CLDES", "client_descriptor",
+                                   "LockDescriptor", "Failed to lock descriptor mutex."));
 }
 
 TEST(HeldForTooLong, LocalTimeIsTheLastKnownOneInTheChild)
@@ -307,8 +306,7 @@ TEST(HeldForTooLong, LocalTimeIsTheLastKnownOneInTheChild)
             EXPECT_EQ(fault::calls(Call::localtime_r), asked);
         });
     });
-    ASSERT_THAT(reports(outcome),
-                ElementsAre(written(kInfo, "child"), written(kInfo, "grandchild")));
+    ASSERT_THAT(outcome.log, ElementsAre(said(kInfo, "child"), said(kInfo, "grandchild")));
     for (const auto& record : outcome.log) {
         EXPECT_EQ(fields_of(record).day, 11574);
         EXPECT_EQ(fields_of(record).time, "09:46:40");

@@ -163,10 +163,10 @@ TEST(CommonLogGate, WhatIsAcceptedIsWrittenAndNothingElse)
     for (COMMON_LogLevel_t current = 0; current <= COMMON_LogLevelVerbose; ++current) {
         for (COMMON_LogLevel_t level = 0; level <= current; ++level) {
             expected.push_back(
-                written(level, std::to_string(level) + " at " + std::to_string(current)));
+                said(level, std::to_string(level) + " at " + std::to_string(current)));
         }
     }
-    EXPECT_THAT(reports(outcome), testing::ElementsAreArray(expected));
+    EXPECT_THAT(outcome.log, testing::ElementsAreArray(expected));
 }
 
 }  // namespace

@@ -30,10 +30,10 @@ TEST(CommonLogInternal, LevelSetReportsAnInvalidPeakloadControl)
         }
     });
     const auto error = [](const char* message) {
-        return said_by_log(COMMON_LogLevelError, "COMMON_Log_LevelSet", message);
+        return said(COMMON_LogLevelError, "COMMON_Log_LevelSet", message);
     };
-    EXPECT_THAT(reports(outcome), ElementsAre(error("Invalid logger.peakloadControl 3"),
-                                              error("Invalid logger.peakloadControl -1")));
+    EXPECT_THAT(outcome.log, ElementsAre(error("Invalid logger.peakloadControl 3"),
+                                         error("Invalid logger.peakloadControl -1")));
 }
 
 TEST(CommonLogInternal, AnInvalidPeakloadControlIsDumpedAsInvalid)

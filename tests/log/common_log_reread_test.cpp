@@ -379,7 +379,7 @@ TEST(CommonLogReread, TheCacheCanBeTurnedOn)
         log_message(COMMON_LogLevelInfo, "cached");
         EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
     });
-    EXPECT_THAT(reports(outcome), testing::ElementsAre(written(COMMON_LogLevelInfo, "cached")));
+    EXPECT_THAT(outcome.log, testing::ElementsAre(said(COMMON_LogLevelInfo, "cached")));
 }
 
 }  // namespace

@@ -76,8 +76,8 @@ TEST(CommonLogErrno, OfTheCallerShowsInRecordAndEcho)
         });
         const std::string first = "failed: No such file or directory (1)";
         const std::string second = "failed: Invalid cross-device link (1)";
-        EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelFatal, first),
-                                                  written(COMMON_LogLevelFatal, second)));
+        EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelFatal, first),
+                                             said(COMMON_LogLevelFatal, second)));
         const auto rows = row_texts(outcome.err);
         EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", first}).Times(1));
         EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", second}).Times(1));
@@ -92,7 +92,7 @@ TEST(CommonLogErrno, OfTheCallerShowsAlsoWhereTheTimeZoneIsUnknown)
         errno = EXDEV;
         log_write(kInfo, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
     });
-    EXPECT_THAT(reports(record), ElementsAre(written(kInfo, "Invalid cross-device link")));
+    EXPECT_THAT(record.log, ElementsAre(said(kInfo, "Invalid cross-device link")));
 
     const Outcome row = well({.env = kDebugOn}, [] {
         void (*const write)(std::FILE*, const char*, const char*, std::int32_t, const char*, ...) =
@@ -168,7 +168,7 @@ TEST(CommonLogDaemon, GetsNoRecordThatIsLargerThanASocketSendsAtOnce)
         COMMON_Log_Write(kInfo, kZoneNumber, zone.c_str(), "file.c", "function", 7, "lost");
         log_message(kInfo, "next");
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "next")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "next")));
 }
 
 TEST(CommonLogDaemon, WithoutOneRecordsAreDropped)
@@ -215,7 +215,7 @@ public:
         }
     }
 
-    int written() const { return written_; }
+    int said() const { return written_; }
 
 private:
     std::atomic<bool> stop_{false};
@@ -235,26 +235,26 @@ TEST_P(ForkWhileLogging, EveryChildLogs)
     const Outcome outcome = well(setup, [] {
         const Hammer hammer(8);
         for (int i = 0; i < kForks; ++i) {
-            const int before = hammer.written();
+            const int before = hammer.said();
             in_child([i] {
                 log_message(kInfo, "child %d", i);
                 log_message(COMMON_LogLevelError, "child %d once more", i);
             });
-            EXPECT_TRUE(wait_until([&] { return hammer.written() > before; }));
+            EXPECT_TRUE(wait_until([&] { return hammer.said() > before; }));
         }
     });
-    std::vector<Report> children;
-    for (const auto& one : reports(outcome)) {
-        if (one != written(kInfo, "hammer")) {
+    std::vector<LogRecord> children;
+    for (const auto& one : outcome.log) {
+        if (one != said(kInfo, "hammer")) {
             children.push_back(one);
         }
     }
     ASSERT_THAT(children, SizeIs(2 * kForks));
     for (int i = 0; i < kForks; ++i) {
         const std::string name = "child " + std::to_string(i);
-        EXPECT_EQ(children[2 * static_cast<std::size_t>(i)], written(kInfo, name));
+        EXPECT_EQ(children[2 * static_cast<std::size_t>(i)], said(kInfo, name));
         EXPECT_EQ(children[2 * static_cast<std::size_t>(i) + 1],
-                  written(COMMON_LogLevelError, name + " once more"));
+                  said(COMMON_LogLevelError, name + " once more"));
     }
 }
 
@@ -367,7 +367,7 @@ TEST(CommonLogExec, NoDescriptorReachesTheProgram)
         ADD_FAILURE() << "cannot execute a shell";
     });
     EXPECT_THAT(outcome.out, testing::EndsWith("descriptors:\n0\n1\n2\n50\n"));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)

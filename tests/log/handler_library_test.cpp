@@ -87,7 +87,7 @@ TEST(HandlerLibrary, IsLoadedAndSeenByEveryone)
     EXPECT_THAT(row_texts(outcome.out), Contains(kLoaded).Times(1));
     EXPECT_THAT(row_texts(outcome.err), IsEmpty());
     EXPECT_THAT(outcome.out, Not(HasSubstr("handled")));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 TEST(HandlerLibrary, IsLoadedBetweenTheFirstTwoSteps)
@@ -118,20 +118,19 @@ TEST(HandlerLibrary, ThatCannotBeOpened)
          "/oxa/lib/liboxa.so: invalid ELF header"},
     };
     for (const auto& test : kCases) {
-        const Outcome outcome = run_fresh(test.setup, [] {
+        SCOPED_TRACE(test.name);
+        const Outcome outcome = well(test.setup, [] {
             EXPECT_EQ(COMMON_Log_LegacySet(0), 0);
             EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
             log_message(kInfo, "m");
         });
-        EXPECT_THAT(outcome, exited(0)) << test.name;
         EXPECT_THAT(row_texts(outcome.err),
                     ElementsAre(log_row("stderr", "threadOnce",
                                         std::string("Failed to load the library with error: ") +
                                             test.error),
-                                kNotLoaded))
-            << test.name;
-        EXPECT_THAT(outcome.out, Not(HasSubstr("Loaded:"))) << test.name;
-        EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m"))) << test.name;
+                                kNotLoaded));
+        EXPECT_THAT(outcome.out, Not(HasSubstr("Loaded:")));
+        EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
     }
 }
 
@@ -161,7 +160,7 @@ TEST(HandlerLibrary, WithoutItsEntryPointIsClosedAgain)
                                     "undefined symbol: COMMON_Log_writev"),
                             kNotLoaded));
     EXPECT_THAT(outcome.out, Not(HasSubstr("Loaded:")));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 TEST(HandlerLibrary, ThatCannotBeClosedIsGivenUpAllTheSame)
@@ -189,7 +188,7 @@ TEST(HandlerLibrary, SymbolThatCannotBeLookedUpIsAMissingOne)
                                                             "Failed to find the symbol with error: "
                                                             "forced failure of dlsym"),
                                                     kNotLoaded));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 TEST(HandlerLibrary, EntryPointOfTheValueZeroStopsTheProcess)
@@ -275,9 +274,8 @@ TEST(HandlerLibrary, DoesNotGetWhatTheFacilitySaysItself)
     EXPECT_THAT(row_texts(outcome.err), ElementsAre(kSetToLibrary));
     EXPECT_THAT(outcome.out, HasSubstr("handled 5|ZONE|file.c|function|7|"));
     EXPECT_THAT(outcome.out, Not(HasSubstr("No change")));
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(said_by_log(kWarn, "COMMON_Log_LevelSet",
-                                        "No change due to invalid level: Invalid (8)")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kWarn, "COMMON_Log_LevelSet",
+                                              "No change due to invalid level: Invalid (8)")));
 }
 
 TEST(HandlerLibrary, IsSwitchedToAndFrom)
@@ -301,8 +299,8 @@ TEST(HandlerLibrary, IsSwitchedToAndFrom)
         handled += row.message == "handled 5|ZONE|file.c|function|7|set %u|set 0" ? 1 : 0;
     }
     EXPECT_EQ(handled, 3u);
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "set 1"), written(kInfo, "set 2"),
-                                              written(kInfo, "set 4294967295")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "set 1"), said(kInfo, "set 2"),
+                                         said(kInfo, "set 4294967295")));
 }
 
 TEST(HandlerLibrary, LoggingFromItsConstructorGoesToTheBuiltInHandler)
@@ -313,8 +311,8 @@ TEST(HandlerLibrary, LoggingFromItsConstructorGoesToTheBuiltInHandler)
         const Outcome outcome = well(debug ? setup : quiet(setup), [] {
             COMMON_Log_Write(kInfo, kZoneNumber, "Z", "f", "g", 1, "to the library");
         });
-        EXPECT_THAT(reports(outcome), ElementsAre(said(kInfo, "LIBRARY", "liboxa.c", "constructor",
-                                                       "from the constructor")));
+        EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "LIBRARY", "liboxa.c", "constructor",
+                                                  "from the constructor")));
         EXPECT_THAT(outcome.out, HasSubstr("to the library"));
         EXPECT_EQ(outcome.err.find("a row") != std::string::npos, debug);
     }
@@ -358,9 +356,9 @@ TEST(HandlerLibrary, ThatIsMissingDoesNotMakeTheFirstCallWaitForAPlugIn)
         first.join();
         loading.join();
     });
-    EXPECT_THAT(reports(outcome),
+    EXPECT_THAT(outcome.log,
                 testing::UnorderedElementsAre(
-                    written(kInfo, "first"),
+                    said(kInfo, "first"),
                     said(kInfo, "LIBRARY", "liboxa.c", "constructor", "from the constructor")));
 }
 

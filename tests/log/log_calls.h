@@ -40,15 +40,15 @@ inline void log_message(COMMON_LogLevel_t level, const char* format, ...)
 }
 
 /// What log_message() says.
-inline Report written(COMMON_LogLevel_t level, std::string message)
+inline Report said(COMMON_LogLevel_t level, std::string message)
 {
-    return harness::said(level, "ZONE", "file.c", "function", std::move(message));
+    return said(level, "ZONE", "file.c", "function", std::move(message));
 }
 
 /// What the facility says about itself.
-inline Report said_by_log(COMMON_LogLevel_t level, std::string function, std::string message)
+inline Report said(COMMON_LogLevel_t level, std::string function, std::string message)
 {
-    return harness::said(level, "", "common_log", std::move(function), std::move(message));
+    return said(level, "", "common_log", std::move(function), std::move(message));
 }
 
 /// The row that the facility writes about itself.
