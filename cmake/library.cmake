@@ -52,6 +52,7 @@ add_library(
   log/oxa_logger.cpp
   log/process_locks.cpp
   log/report.cpp
+  log/thread_record.cpp
   platform/assertion.cpp
   platform/futex.cpp
   platform/line_reader.cpp

@@ -10,70 +10,15 @@
 #include "common_system.h"
 #include "foundation/allocation.h"
 #include "foundation/thread_state.h"
-#include "log/common_log_layout.h"
 #include "log/levels.h"
 #include "log/logger.h"
 #include "log/process_locks.h"
-#include "log/report.h"
+#include "log/thread_record.h"
 #include "platform/assertion.h"
 #include "platform/errno_keeper.h"
-#include "platform/thread_id.h"
-#include "thread/clock.h"
 
 namespace common::log {
 namespace {
-
-/// A record and what goes with it from one write of a thread to the next.
-struct ThreadRecord {
-    /// The forks that this process descends from, when the record was initialised.
-    std::uint32_t fork_count;
-    std::uint32_t identity_length;
-    /// The second that the stamp shows, plus one; 0 when it shows none.
-    std::uint64_t stamp_second;
-    /// "DDD.HH:MM:SS", and its length with and without the time of day.
-    std::uint32_t stamp_length;
-    std::uint32_t day_length;
-    char stamp[12 + kLocalTimeCapacity];
-    /// "process id, process name, thread id"
-    char identity[300];
-    /// What is sent, unless it is longer.
-    char text[2304];
-    COMMON_LogRecord record;
-};
-
-const char* captured_process_name() noexcept
-{
-    return logger.captured.load(std::memory_order_acquire) ? logger.process.name : "";
-}
-
-void initialise_record(ThreadRecord& own) noexcept
-{
-    own.record.processId = logger.captured.load(std::memory_order_acquire) ? logger.process.id : 0;
-    own.record.threadId = kernel_thread_id();
-    const char* const process = captured_process_name();
-    std::snprintf(own.record.message, sizeof own.record.message, "%s", process);
-    own.stamp_second = 0;
-    const int length = std::snprintf(own.identity, sizeof own.identity, "%d, %s, %d",
-                                     static_cast<int>(own.record.processId), process,
-                                     static_cast<int>(own.record.threadId));
-    own.identity_length = static_cast<std::uint32_t>(length);
-    own.fork_count = fork_count.load(std::memory_order_relaxed);
-}
-
-void threadOnceDestructor(void* record) noexcept
-{
-    if (record == nullptr) {
-        COMMON_ROW(kSource, stderr, "threadOnceDestructor() called with NULL parameter!");
-        return;
-    }
-    // Destructors of others may log after this one: they write from the stack.
-    thread_state.record_released = true;
-    std::free(record);
-    if (const int error = pthread_setspecific(logger.slot, nullptr); error != 0) {
-        COMMON_ROW(kSource, stderr, "Failed to clear the thread-specific value with error: %s (%d)",
-                   std::strerror(error), error);
-    }
-}
 
 void release_system_log(void* taken) noexcept
 {
@@ -243,52 +188,7 @@ __attribute__((cold, noinline)) void write_from_stack(const Call& call, const ch
     logWrite(&on_stack, call, format, args);
 }
 
-/// Makes the calling thread's record: null when that fails, which is reported in the name of the
-/// function that wants it.
-__attribute__((cold, noinline)) ThreadRecord*
-new_thread_record(const char* reporting_function) noexcept
-{
-    const ErrnoKeeper keep;
-    auto* const own = static_cast<ThreadRecord*>(try_allocate_zeroed(sizeof(ThreadRecord)));
-    if (own == nullptr) {
-        COMMON_LOG_REPORT_AS(reporting_function, Error, "Failed to allocate memory for log data");
-        return nullptr;
-    }
-    if (const int error = pthread_setspecific(logger.slot, own); error != 0) {
-        std::free(own);
-        COMMON_LOG_REPORT_AS(reporting_function, Error,
-                             "Failed to set the thread-specific key with error: %s (%d)",
-                             std::strerror(error), error);
-        return nullptr;
-    }
-    initialise_record(*own);
-    return own;
-}
-
-/// Makes the thread-specific slot, once: 0 or the error number.
-int create_slot() noexcept
-{
-    const ProcessLockScope lock(ProcessLock::Handler);
-    int error = 0;
-    if (!logger.slotCreated.load(std::memory_order_relaxed)) {
-        error = pthread_key_create(&logger.slot, threadOnceDestructor);
-        logger.slotCreated.store(error == 0, std::memory_order_release);
-    }
-    return error;
-}
-
 }  // namespace
-
-bool make_slot(Here here) noexcept
-{
-    const int error = create_slot();
-    if (error != 0) {
-        COMMON_Debug_Write(stderr, kSource.name, here.function, here.line,
-                           "Disabling caching due to failure creating the key with error: %s (%d)",
-                           std::strerror(error), error);
-    }
-    return error == 0;
-}
 
 void handlerLegacy(std::int32_t level, const char* zoneName, const char* file, const char* function,
                    std::int32_t line, const char* format, va_list args)

@@ -110,8 +110,10 @@ constexpr bool has_room(COMMON_LogFormat_t layout) noexcept
     return has_room_without && has_room(layout, fields);
 }
 
-#define HAS_ROOM(name, layout) \
-    static_assert(COMMON_LogFormat##name < std::size(kLayouts) && has_room(COMMON_LogFormat##name));
+#define HAS_ROOM(name, layout)                                                            \
+    static_assert(                                                                        \
+        COMMON_LogFormat##name < std::size(kLayouts) && has_room(COMMON_LogFormat##name), \
+        "layouts are numbered without a gap, and record_capacity() is enough for " #name);
 COMMON_LOG_LAYOUTS(HAS_ROOM)
 #undef HAS_ROOM
 

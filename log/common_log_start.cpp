@@ -95,6 +95,18 @@ void install_builtin_handler() noexcept
     logger.handler.store(handlerLegacy, std::memory_order_release);
 }
 
+/// Ends the process when a lock could not be taken or released.
+void must_succeed(int retval, const char* what, Here here = Here::now()) noexcept
+{
+    if (retval != 0) {
+        COMMON_Debug_Write(stderr, kSource.name, here.function, here.line,
+                           "Failed to %s with retval: %s (%d)", what, std::strerror(retval),
+                           retval);
+        assertion_failed("0 == retval", kSource.name, static_cast<unsigned>(here.line),
+                         here.function);
+    }
+}
+
 }  // namespace
 
 int legacySet(std::uint32_t value) noexcept
@@ -103,12 +115,7 @@ int legacySet(std::uint32_t value) noexcept
     // A row may report a failing clock: that must not read the settings files, which may want the
     // lock as well.
     const StateScope no_rereading(thread_state.rereading, true);
-    int retval = take(ProcessLock::Handler);
-    if (retval != 0) {
-        COMMON_ROW(kSource, stderr, "Failed to lock with retval: %s (%d)", std::strerror(retval),
-                   retval);
-        COMMON_ASSERT(kSource, retval == 0, "0 == retval");
-    }
+    must_succeed(take(ProcessLock::Handler), "lock");
     if (value != 0) {
         install_builtin_handler();
     } else if (logger.handlerLibrary != nullptr) {
@@ -123,12 +130,8 @@ int legacySet(std::uint32_t value) noexcept
         COMMON_ROW(kSource, stderr, "liboxa.so library was not loaded");
         install_builtin_handler();
     }
-    retval = release(ProcessLock::Handler);
-    if (retval != 0) {
-        COMMON_ROW(kSource, stderr, "Failed to unlock with retval: %s (%d)", std::strerror(retval),
-                   retval);
-        COMMON_ASSERT(kSource, retval == 0, "0 == retval");
-    }
+    const int retval = release(ProcessLock::Handler);
+    must_succeed(retval, "unlock");
     return retval;
 }
 
