@@ -92,9 +92,9 @@ TEST(CommonDebugFault, NoMemoryForADumpEndsTheProcess)
         COMMON_Debug_HexDump("f", "g", 1, "area", "bytes", 5);
     });
     EXPECT_THAT(outcome, exited(1));
-    EXPECT_THAT(outcome.log, testing::ElementsAre(said(
-                                 COMMON_LogLevelCritical, "MALLOC", "mem_malloc", "ErrorLog_Write",
-                                 testing::HasSubstr(") Could not allocate memory."))));
+    EXPECT_THAT(outcome.log,
+                testing::ElementsAre(said(kCritical, "MALLOC", "mem_malloc", "ErrorLog_Write",
+                                          testing::HasSubstr(") Could not allocate memory."))));
 }
 
 TEST(CommonDebugFault, ADumpReturnsItsMemory)

@@ -50,18 +50,17 @@ TEST(CommonLogFiles, TheConfiguredFileIsReadWhenThereIsNoSharedOne)
                      .enable = 0,
                      .strip = 0,
                      .format = COMMON_LogFormatLegacy,
-                     .control = COMMON_LogPeakloadControlOn,
-                     .level = COMMON_LogLevelWarn,
-                     .off = COMMON_LogLevelVerbose,
-                     .on = COMMON_LogLevelWarn});
+                     .control = kOn,
+                     .level = kWarn,
+                     .off = kVerbose,
+                     .on = kWarn});
 }
 
 TEST(CommonLogFiles, TheSharedFileKeepsTheConfiguredOneFromBeingRead)
 {
     const FreshSetup setup{.files = {{kConfiguredFile, "COMMON_LOG_STRIP=False\n"},
                                      {kSharedFile, "COMMON_LOG_LEVEL=Debug\n"}}};
-    const Outcome outcome =
-        well(setup, [] { EXPECT_EQ(settings(), (Settings{.level = 6, .off = 6})); });
+    well(setup, [] { EXPECT_EQ(settings(), (Settings{.level = kDebug, .off = kDebug})); });
 }
 
 /// Puts something that is no regular file in the place of one: reading a pipe or a device might
@@ -139,8 +138,8 @@ TEST(CommonLogFiles, FoldersInPlaceOfTheFilesDoNoHarm)
     }};
     const Outcome outcome = well(setup, [] {
         EXPECT_EQ(settings(), Settings{});
-        COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlOff);
-        EXPECT_EQ(settings(), Settings{.control = COMMON_LogPeakloadControlOff});
+        COMMON_Log_PeakloadControlSet(kOff);
+        EXPECT_EQ(settings(), Settings{.control = kOff});
     });
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
@@ -161,15 +160,15 @@ TEST(CommonLogFiles, TheFileOfTheProcessIsReadRightAfterTheStartUnderPeakloadCon
                                         "COMMON_LOG_LEVEL=Debug\nCOMMON_LOG_FORMAT=All\n", 1000);
                            }};
     well(setup, [] {
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelDebug), 1u);
-        EXPECT_EQ(settings(), (Settings{.control = 1, .level = 6, .off = 6}));
+        EXPECT_EQ(COMMON_Log_Acceptable(kDebug), 1u);
+        EXPECT_EQ(settings(), (Settings{.control = kOff, .level = kDebug, .off = kDebug}));
     });
 }
 
 TEST(CommonLogFiles, LaterLinesOverrideEarlierOnes)
 {
     expect_settings("COMMON_LOG_LEVEL=Debug\nCOMMON_LOG_STRIP=False\nCOMMON_LOG_LEV=Error\n",
-                    {.strip = 0, .level = 2, .off = 2});
+                    {.strip = 0, .level = kError, .off = kError});
 }
 
 TEST(CommonLogFiles, TheLastLineNeedsNoNewline)

@@ -27,9 +27,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-constexpr COMMON_LogLevel_t kError = COMMON_LogLevelError;
-constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
-
 /// The destructor of the last slot that was made, seen by the function below.
 void (*volatile last_key_destructor)(void*) = nullptr;
 
@@ -146,12 +143,12 @@ TEST(CommonLogThreadRecord, WithoutMemoryTheRecordIsWrittenAllTheSame)
 TEST(CommonLogThreadRecord, FailuresAreReportedOnlyWhereErrorsAreAcceptable)
 {
     const Outcome outcome = well([] {
-        COMMON_Log_LevelSet(COMMON_LogLevelCritical);
+        COMMON_Log_LevelSet(kCritical);
         fault::fail_always(Call::malloc);
-        log_message(COMMON_LogLevelCritical, "m");
+        log_message(kCritical, "m");
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelCritical, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kCritical, "m")));
 }
 
 TEST(CommonLogThreadRecord, ThatCannotBeStoredIsFreed)
@@ -372,7 +369,7 @@ const Cancelled kCancelled[] = {
      {{"COMMON_DEBUG_ENABLE", "True"}, {"COMMON_LOG_LEVEL", "Debug"}},
      do_nothing,
      log_something,
-     [] { EXPECT_EQ(COMMON_Log_LevelGet(), COMMON_LogLevelDebug); }},
+     [] { EXPECT_EQ(COMMON_Log_LevelGet(), kDebug); }},
     // The handler lock would stay taken.
     {"LegacySet",
      Call::pthread_mutex_lock,
@@ -412,7 +409,7 @@ INSTANTIATE_TEST_SUITE_P(All, CancelledInside, testing::ValuesIn(kCancelled),
 TEST_P(CancelledInside, LeavesNothingUndone)
 {
     const Cancelled& test = GetParam();
-    const Outcome outcome = well({.env = test.env}, [&] {
+    well({.env = test.env}, [&] {
         in_a_thread(test.prepare);
         const long blocks = fault::outstanding_blocks();
         fault::on_call(test.inside, 1, [] { pthread_cancel(pthread_self()); });

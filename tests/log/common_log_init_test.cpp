@@ -30,9 +30,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
-constexpr COMMON_LogLevel_t kFatal = COMMON_LogLevelFatal;
-
 const Report kClockFailure = said(kFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
                                   "Failed to get the CLOCK_REALTIME time with error: "
                                   "Invalid argument (22)");
@@ -89,8 +86,8 @@ TEST_P(Starts, WithoutMemory)
         });
         const auto& all = outcome.log;
         ASSERT_GE(all.size(), 2u);
-        EXPECT_EQ(all[all.size() - 2], said(COMMON_LogLevelError, "handlerLegacy",
-                                            "Failed to allocate memory for log data"));
+        EXPECT_EQ(all[all.size() - 2],
+                  said(kError, "handlerLegacy", "Failed to allocate memory for log data"));
         EXPECT_EQ(all.back(), said(kInfo, "last"));
     }
 }
@@ -195,7 +192,7 @@ TEST(CommonLogInit, ReportMadeMeanwhileGoesOutWithDefaultSettings)
     setup.env["COMMON_LOG_LEVEL"] = "Verbose";
     const Outcome outcome = well(setup, [] {
         fault::fail(Call::clock_gettime, 1, EINVAL);  // of the row "Initializing"
-        log_message(COMMON_LogLevelVerbose, "m");
+        log_message(kVerbose, "m");
         EXPECT_EQ(fault::fired(), 1);
     });
     ASSERT_THAT(outcome.log, SizeIs(2));

@@ -30,16 +30,14 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
-
 const struct {
     const char* name;
     void (*call)();
 } kCalls[] = {
     {"accepted", [] { log_message(kInfo, "m"); }},
-    {"rejected", [] { log_message(COMMON_LogLevelVerbose, "m"); }},
+    {"rejected", [] { log_message(kVerbose, "m"); }},
     {"long", [] { log_message(kInfo, "%s", std::string(5000, 'x').c_str()); }},
-    {"fatal", [] { log_message(COMMON_LogLevelFatal, "m"); }},
+    {"fatal", [] { log_message(kFatal, "m"); }},
     {"acceptable", [] { COMMON_Log_Acceptable(5); }},
     {"not acceptable", [] { COMMON_Log_Acceptable(6); }},
 };
@@ -70,14 +68,13 @@ TEST(CommonLogErrno, OfTheCallerShowsInRecordAndEcho)
             const UncheckedWrite log_write = COMMON_Log_Write;
             for (const int error : {ENOENT, EXDEV}) {  // the first record initialises
                 errno = error;
-                log_write(COMMON_LogLevelFatal, kZoneNumber, "ZONE", "file.c", "function", 7,
-                          "failed: %m (%d)", 1);
+                log_write(kFatal, kZoneNumber, "ZONE", "file.c", "function", 7, "failed: %m (%d)",
+                          1);
             }
         });
         const std::string first = "failed: No such file or directory (1)";
         const std::string second = "failed: Invalid cross-device link (1)";
-        EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelFatal, first),
-                                             said(COMMON_LogLevelFatal, second)));
+        EXPECT_THAT(outcome.log, ElementsAre(said(kFatal, first), said(kFatal, second)));
         const auto rows = row_texts(outcome.err);
         EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", first}).Times(1));
         EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", second}).Times(1));
@@ -114,7 +111,7 @@ TEST(CommonLogErrno, OfTheCallerShowsInTheEchoAlsoWhenTheDaemonIsGone)
         daemon.close();
         const UncheckedWrite log_write = COMMON_Log_Write;
         errno = EXDEV;
-        log_write(COMMON_LogLevelFatal, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
+        log_write(kFatal, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
     });
     EXPECT_THAT(
         row_texts(outcome.err),
@@ -238,7 +235,7 @@ TEST_P(ForkWhileLogging, EveryChildLogs)
             const int before = hammer.said();
             in_child([i] {
                 log_message(kInfo, "child %d", i);
-                log_message(COMMON_LogLevelError, "child %d once more", i);
+                log_message(kError, "child %d once more", i);
             });
             EXPECT_TRUE(wait_until([&] { return hammer.said() > before; }));
         }
@@ -253,8 +250,7 @@ TEST_P(ForkWhileLogging, EveryChildLogs)
     for (int i = 0; i < kForks; ++i) {
         const std::string name = "child " + std::to_string(i);
         EXPECT_EQ(children[2 * static_cast<std::size_t>(i)], said(kInfo, name));
-        EXPECT_EQ(children[2 * static_cast<std::size_t>(i) + 1],
-                  said(COMMON_LogLevelError, name + " once more"));
+        EXPECT_EQ(children[2 * static_cast<std::size_t>(i) + 1], said(kError, name + " once more"));
     }
 }
 
@@ -372,7 +368,7 @@ TEST(CommonLogExec, NoDescriptorReachesTheProgram)
 
 TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)
 {
-    const Outcome outcome = well(hanging_daemon_setup(), [] {
+    well(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
         const int records = HangingDaemon::more_than_the_queue();
         std::thread writer = daemon.start_blocked_writer(records);
@@ -384,7 +380,7 @@ TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)
 
 TEST(CommonLogHangingDaemon, CancelledWritersLeaveOthersAbleToLog)
 {
-    const Outcome outcome = well(hanging_daemon_setup(), [] {
+    well(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
         COMMON_Log_LevelGet();
         std::vector<pthread_t> writers(4);
@@ -433,7 +429,7 @@ TEST(CommonLogThreads, WriteWholeRecordsWhileSettingsChange)
                 COMMON_Log_FormatSet(i % 6);
                 COMMON_Log_StripSet(i % 2);
                 COMMON_Log_CacheSet(i / 2 % 2);
-                COMMON_Log_LevelSet(COMMON_LogLevelError + i % 5);
+                COMMON_Log_LevelSet(kError + i % 5);
                 COMMON_Log_LegacySet(i / 64 % 2);
                 COMMON_Log_EnableSet(1);
                 COMMON_Log_PeakloadControlSet(i % 3);
@@ -443,8 +439,8 @@ TEST(CommonLogThreads, WriteWholeRecordsWhileSettingsChange)
         for (int thread = 0; thread < kThreads; ++thread) {
             writers.emplace_back([thread] {
                 for (int i = 0; i < kRecords; ++i) {
-                    COMMON_Log_Write(COMMON_LogLevelCritical, kZoneNumber, "ZONE", "dir/file.c",
-                                     "function", 7, "<%d %d>", thread, i);
+                    COMMON_Log_Write(kCritical, kZoneNumber, "ZONE", "dir/file.c", "function", 7,
+                                     "<%d %d>", thread, i);
                 }
             });
         }

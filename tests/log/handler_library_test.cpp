@@ -33,8 +33,6 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
-constexpr COMMON_LogLevel_t kWarn = COMMON_LogLevelWarn;
 constexpr const char* kLibraryPath = "/oxa/lib/liboxa.so";
 
 const RowText kSetToLibrary = log_row("stderr", "legacySet", "The handler was set to liboxa.so");
@@ -208,11 +206,11 @@ TEST(HandlerLibrary, GetsExactlyWhatTheCallerGave)
         const UncheckedWrite log_write = COMMON_Log_Write;
         COMMON_Log_Write(kInfo, 123456789, "ZONE", "a/b/file.c", "function", 42, "%s %d", "text",
                          7);
-        log_write(COMMON_LogLevelError, 0, nullptr, nullptr, nullptr, -1, "m");
-        log_write(COMMON_LogLevelError, 0, "", "", "", 0, nullptr);
-        COMMON_Log_Write(COMMON_LogLevelFatal, 0, "Z", "f", "g", 1, "fatal");
+        log_write(kError, 0, nullptr, nullptr, nullptr, -1, "m");
+        log_write(kError, 0, "", "", "", 0, nullptr);
+        COMMON_Log_Write(kFatal, 0, "Z", "f", "g", 1, "fatal");
         // No level test in front of it, whatever the settings are.
-        COMMON_Log_Write(COMMON_LogLevelVerbose, 0, "Z", "f", "g", 1, "verbose");
+        COMMON_Log_Write(kVerbose, 0, "Z", "f", "g", 1, "verbose");
         COMMON_Log_Write(4711, 0, "Z", "f", "g", 1, "above");
         COMMON_Log_Write(~0u, 0, "Z", "f", "g", 1, "negative");
         COMMON_Log_EnableSet(0);
@@ -367,9 +365,9 @@ TEST(HandlerLibrary, GetsNoReportOfTheLibraryThatIsNotAcceptable)
     const Outcome outcome = well(quiet(with_library(RECORDING_HANDLER, kNotLegacy)), [] {
         char byte = 0;
         MEM_Set(&byte, 0, 0);
-        COMMON_Log_LevelSet(COMMON_LogLevelError);
+        COMMON_Log_LevelSet(kError);
         MEM_Set(&byte, 0, 0);
-        COMMON_Log_LevelSet(COMMON_LogLevelWarn);
+        COMMON_Log_LevelSet(kWarn);
         COMMON_Log_EnableSet(0);
         MEM_Set(&byte, 0, 0);
     });

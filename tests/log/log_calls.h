@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "common_log.h"
+#include "common_log_settings.h"
 #include "debug_rows.h"
 #include "fresh_process.h"
 #include "log_expect.h"
@@ -20,6 +21,19 @@
 namespace harness {
 
 inline constexpr std::uint32_t kZoneNumber = 4095;
+
+// The levels and the peakload controls for short.
+inline constexpr COMMON_LogLevel_t kFatal = COMMON_LogLevelFatal;
+inline constexpr COMMON_LogLevel_t kCritical = COMMON_LogLevelCritical;
+inline constexpr COMMON_LogLevel_t kError = COMMON_LogLevelError;
+inline constexpr COMMON_LogLevel_t kWarn = COMMON_LogLevelWarn;
+inline constexpr COMMON_LogLevel_t kNote = COMMON_LogLevelNote;
+inline constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
+inline constexpr COMMON_LogLevel_t kDebug = COMMON_LogLevelDebug;
+inline constexpr COMMON_LogLevel_t kVerbose = COMMON_LogLevelVerbose;
+inline constexpr COMMON_LogPeakloadControl_t kNone = COMMON_LogPeakloadControlNone;
+inline constexpr COMMON_LogPeakloadControl_t kOff = COMMON_LogPeakloadControlOff;
+inline constexpr COMMON_LogPeakloadControl_t kOn = COMMON_LogPeakloadControlOn;
 
 /// Turns debug output on.
 inline const std::map<std::string, std::string> kDebugOn{{"COMMON_DEBUG_ENABLE", "True"}};

@@ -18,7 +18,6 @@ using testing::IsEmpty;
 
 constexpr common::Source kSource{"source", common::Module::Timer};
 constexpr common::Source kWithoutModule{"source"};
-constexpr auto kError = COMMON_LogLevelError;
 
 constexpr char kNoFile[] = " with error: No such file or directory (2)";
 
@@ -79,16 +78,15 @@ TEST(Failed, HasTheZoneOfItsModuleOrNone)
 TEST(Failed, IsReportedAtItsLevelAndOnlyWhereThatIsAcceptable)
 {
     const Outcome outcome = well([] {
-        COMMON_Log_LevelSet(COMMON_LogLevelWarn);
-        for (COMMON_LogLevel_t level = 0; level <= COMMON_LogLevelVerbose; ++level) {
+        COMMON_Log_LevelSet(kWarn);
+        for (COMMON_LogLevel_t level = 0; level <= kVerbose; ++level) {
             EXPECT_TRUE(failed(kSource, level, ENOENT, "m", {"function", 1}));
         }
     });
     const auto at = [](COMMON_LogLevel_t level) {
         return said(level, "TIMER", "source", "function", "m" + std::string(kNoFile));
     };
-    EXPECT_THAT(outcome.log, ElementsAre(at(COMMON_LogLevelFatal), at(COMMON_LogLevelCritical),
-                                         at(COMMON_LogLevelError), at(COMMON_LogLevelWarn)));
+    EXPECT_THAT(outcome.log, ElementsAre(at(kFatal), at(kCritical), at(kError), at(kWarn)));
 }
 
 TEST(Failed, TakesWhatFailedForNoFormat)
@@ -119,7 +117,7 @@ TEST(Failed, KeepsErrno)
             opens(error);
             EXPECT_EQ(errno, EINTR) << error;
         }
-        COMMON_Log_LevelSet(COMMON_LogLevelFatal);
+        COMMON_Log_LevelSet(kFatal);
         errno = EINTR;
         opens(ENOENT);
         EXPECT_EQ(errno, EINTR);
@@ -129,10 +127,9 @@ TEST(Failed, KeepsErrno)
 TEST(ReportFailure, FormatsItsBeginning)
 {
     const Outcome outcome = well([] {
-        report_failure(kSource, COMMON_LogLevelWarn, {"function", 1}, ENOENT, "%s no. %d", "File",
-                       7);
+        report_failure(kSource, kWarn, {"function", 1}, ENOENT, "%s no. %d", "File", 7);
     });
-    EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelWarn, "TIMER", "source", "function",
+    EXPECT_THAT(outcome.log, ElementsAre(said(kWarn, "TIMER", "source", "function",
                                               "File no. 7" + std::string(kNoFile))));
 }
 
