@@ -35,6 +35,7 @@ add_library(
   foundation/mem_malloc.cpp
   foundation/settings_text.cpp
   foundation/status.cpp
+  foundation/thread_state.cpp
   hsm/hsm.cpp
   hsm/hsm_diagram.cpp
   hsm/hsm_dot.cpp
@@ -44,6 +45,7 @@ add_library(
   log/common_debug.cpp
   log/common_debug_settings.cpp
   log/common_log.cpp
+  log/common_log_files.cpp
   log/common_log_handler.cpp
   log/common_log_layout.cpp
   log/common_log_parser.cpp
@@ -53,6 +55,7 @@ add_library(
   log/oxa_logger.cpp
   log/process_locks.cpp
   log/report.cpp
+  log/thread_record.cpp
   platform/assertion.cpp
   platform/futex.cpp
   platform/line_reader.cpp

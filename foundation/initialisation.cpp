@@ -2,8 +2,6 @@
 
 namespace common {
 
-constinit thread_local ThreadState thread_state;
-
 bool may_initialise(InitRank rank) noexcept
 {
     const InitRank running = thread_state.initialising;

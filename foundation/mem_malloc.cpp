@@ -17,7 +17,9 @@ constexpr common::Source kSource{"mem_malloc", common::Module::Common};
 constexpr common::Source kAllocationSource{"mem_malloc", common::Module::Malloc};
 
 /// Logs who ran out of memory and ends the process. Everything is on the stack. The function's name
-/// only adds to the room; the record names the function that integrators filter for.
+/// only adds to the room.
+/// Oddity: the record names a function that does not exist, the one that integrators filter for.
+/// Test: MemMallocFailure.EndsTheProcessWithOneRecord.
 template <std::size_t MessageSize, std::size_t FunctionSize>
 [[noreturn]] void memory_allocationFailure(const char (&message)[MessageSize],
                                            const char (&)[FunctionSize]) noexcept
@@ -142,6 +144,8 @@ MEM_CompareResult MEM_Compare(const void* first, const void* second, uint32_t le
 {
     COMMON_ASSERT(kSource, first != nullptr, "((void *)0) != address1");
     COMMON_ASSERT(kSource, second != nullptr, "((void *)0) != address2");
+    // Oddity: an address equals itself before the length is looked at, as callers compare so.
+    // Test: MemMalloc.CompareOfAnAddressWithItselfIsEqualWhateverTheLength.
     if (first == second) {
         return MEM_CompareEqual;
     }

@@ -1,5 +1,6 @@
 #include "foundation/settings_text.h"
 
+#include <cstdio>
 #include <cstring>
 
 namespace common {
@@ -30,6 +31,15 @@ bool parse_boolean(const char* text, bool& value) noexcept
 bool abbreviates(const char* variable, std::size_t length, const char* name) noexcept
 {
     return std::strncmp(variable, name, length) == 0;
+}
+
+void close_settings(LineReader& file, const char* source, const char* path, Here here) noexcept
+{
+    if (const int error = file.close(); error != 0) {
+        COMMON_Debug_Write(stderr, source, here.function, here.line,
+                           "Failed to close the global log file \"%s\" with error: %s", path,
+                           std::strerror(error));
+    }
 }
 
 }  // namespace common

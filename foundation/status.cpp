@@ -14,8 +14,10 @@ struct StatusName {
     char text[22];
 };
 
-/// All statuses in ascending order, without a gap. 114 is a hole: its own symbol is not recognised
-/// as anything else, and it has no display text.
+/// All statuses in ascending order, without a gap.
+/// Oddity: 114 is what an unknown text gives, so its own symbol gives nothing else, and its display
+/// text is that of an unknown number.
+/// Test: Status.EveryStatusHasItsNumberAndTexts.
 constexpr StatusName kStatusNames[] = {
     {STATUS_SUCCESS, "STATUS_SUCCESS", "Success"},
     {STATUS_BUSY, "STATUS_BUSY", "Busy"},

@@ -4,15 +4,17 @@
 #include "log/debug_settings.h"
 #include "support/input.h"
 
+using common::debug::settings;
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const fuzz::Text line(data, size);
-    common::debug = {0, common::kDefaultRowLength};
-    common::parse_debug_variable(line.get());
-    FUZZ_CHECK(common::debug.enable <= 1);
-    const auto length = static_cast<std::int32_t>(common::debug.rowLength);
+    settings = {0, common::debug::kDefaultRowLength};
+    common::debug::parse_variable(line.get());
+    FUZZ_CHECK(settings.enable <= 1);
+    const auto length = static_cast<std::int32_t>(settings.rowLength);
     FUZZ_CHECK(length % 4 == 0);
-    FUZZ_CHECK(length <= 0 || common::debug.rowLength >= common::kMinimumRowLength);
-    FUZZ_CHECK(length <= static_cast<std::int32_t>(common::kMaximumRowLength));
+    FUZZ_CHECK(length <= 0 || settings.rowLength >= common::debug::kMinimumRowLength);
+    FUZZ_CHECK(length <= static_cast<std::int32_t>(common::debug::kMaximumRowLength));
     return 0;
 }

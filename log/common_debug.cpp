@@ -20,7 +20,7 @@
 #include "platform/errno_keeper.h"
 #include "thread/clock.h"
 
-using common::debug;
+using common::debug::settings;
 
 namespace {
 
@@ -42,19 +42,9 @@ void threadOnce() noexcept
     }
     once_called = true;
     const common::InitScope scope(common::InitRank::Debug);
-    common::LineReader file;
-    if (file.open(kSettingsFile)) {
-        if (const int error = common::for_each_setting(file, common::parse_debug_variable);
-            error != 0) {
-            COMMON_Debug_Write(stderr, kSource.name, __func__, __LINE__,
-                               "Failed to close the global log file \"%s\" with error: %s",
-                               kSettingsFile, std::strerror(error));
-        }
-    }
-    char** const environment = COMMON_System_Environment();
-    for (char** variable = environment; variable != nullptr && *variable != nullptr; ++variable) {
-        common::parse_debug_variable(*variable);
-    }
+    common::read_settings(kSettingsFile, common::debug::parse_variable, kSource.name,
+                          kSettingsFile);
+    common::read_environment(common::debug::parse_variable);
 }
 
 void initialise() noexcept
@@ -96,7 +86,7 @@ void debugWriteV(FILE* stream, const char* file, const char* function, std::int3
 {
     const common::ErrnoKeeper callers_errno;
     initialise();
-    if (debug.enable != 1) {
+    if (settings.enable != 1) {
         return;
     }
     COMMON_ASSERT(kSource, stream != nullptr, "((void *)0) != std");
@@ -150,9 +140,9 @@ struct DumpShape {
 
 DumpShape dump_shape(std::uint32_t length) noexcept
 {
-    const bool usable = debug.rowLength >= common::kMinimumRowLength &&
-                        debug.rowLength <= common::kMaximumRowLength;
-    DumpShape shape{usable ? debug.rowLength : common::kDefaultRowLength, 0};
+    const bool usable = settings.rowLength >= common::debug::kMinimumRowLength &&
+                        settings.rowLength <= common::debug::kMaximumRowLength;
+    DumpShape shape{usable ? settings.rowLength : common::debug::kDefaultRowLength, 0};
     const std::uint32_t rows = length / shape.row_length + (length % shape.row_length != 0 ? 1 : 0);
     shape.rows = std::min(rows, (UINT32_MAX - 1) / shape.row_width());
     return shape;
@@ -165,7 +155,7 @@ extern "C" {
 uint32_t COMMON_Debug_GetEnable(void)
 {
     initialise();
-    return debug.enable;
+    return settings.enable;
 }
 
 void COMMON_Debug_Write(FILE* stream, const char* file, const char* function, int32_t line,
@@ -191,7 +181,7 @@ void COMMON_Debug_HexDump(const char* file, const char* function, int32_t line,
     COMMON_ASSERT(kSource, file != nullptr, "((void *)0) != file");
     COMMON_ASSERT(kSource, function != nullptr, "((void *)0) != function");
     COMMON_ASSERT(kSource, variableName != nullptr, "((void *)0) != variable");
-    if (debug.enable != 1) {
+    if (settings.enable != 1) {
         return;
     }
     if (address == nullptr) {

@@ -9,9 +9,9 @@
 
 #include "foundation/settings_text.h"
 
-namespace common {
+namespace common::debug {
 
-constinit Debug debug{0, kDefaultRowLength};
+constinit Settings settings{0, kDefaultRowLength};
 
 namespace {
 
@@ -35,29 +35,31 @@ void set_row_length(const char* text) noexcept
     const long number = std::clamp<long>(std::strtol(text, nullptr, 10), INT32_MIN, INT32_MAX);
     const auto value = static_cast<std::int32_t>(number);
     const auto bits = static_cast<std::uint32_t>(value);
-    // The lower bound is tested unsigned and the upper one signed: negative numbers pass both.
+    // Oddity: the lower bound is tested unsigned and the upper one signed, so negative numbers pass
+    // both; dumps then have the default length.
+    // Test: CommonDebugSettings.RowLengths.
     if (bits < kMinimumRowLength) {
-        debug.rowLength = kMinimumRowLength;
-        std::printf("Using minimum row length '%u' due to invalid value: %d\n", debug.rowLength,
+        settings.rowLength = kMinimumRowLength;
+        std::printf("Using minimum row length '%u' due to invalid value: %d\n", settings.rowLength,
                     value);
     } else if (value > static_cast<std::int32_t>(kMaximumRowLength)) {
-        debug.rowLength = kMaximumRowLength;
-        std::printf("Using maximum row length '%u' due to invalid value: %d\n", debug.rowLength,
+        settings.rowLength = kMaximumRowLength;
+        std::printf("Using maximum row length '%u' due to invalid value: %d\n", settings.rowLength,
                     value);
     } else if (bits % 4 == 0) {
-        debug.rowLength = bits;
+        settings.rowLength = bits;
         return;
     } else {
-        debug.rowLength = bits + 4 - bits % 4;
+        settings.rowLength = bits + 4 - bits % 4;
         std::printf("Using address aligned row length '%u' due to invalid value: %d\n",
-                    debug.rowLength, value);
+                    settings.rowLength, value);
     }
     std::fflush(stdout);
 }
 
 }  // namespace
 
-void parse_debug_variable(const char* variable) noexcept
+void parse_variable(const char* variable) noexcept
 {
     const char* const equals = std::strchr(variable, '=');
     if (equals == nullptr || std::strncmp(variable, kPrefix, sizeof kPrefix - 1) != 0) {
@@ -68,9 +70,10 @@ void parse_debug_variable(const char* variable) noexcept
     if (abbreviates(variable, length, kEnableName)) {
         bool enable = false;
         if (parse_boolean(value, enable)) {
-            debug.enable = enable ? 1 : 0;
+            settings.enable = enable ? 1 : 0;
         } else {
-            // The name in this message is the one that integrators know it by.
+            // Oddity: the message has another name than the setting, the one that integrators know.
+            // Test: CommonDebugSettings.OtherValuesOfEnableAreToldUnderTheNameThatIntegratorsKnow.
             std::printf("Invalid COMMON_LOG_ENABLED: %s\n", value);
         }
     } else if (abbreviates(variable, length, kRowLengthName)) {
@@ -78,4 +81,4 @@ void parse_debug_variable(const char* variable) noexcept
     }
 }
 
-}  // namespace common
+}  // namespace common::debug

@@ -1,14 +1,13 @@
 #include "common_log.h"
 
-#include <iterator>
-
 #include "common_thread.h"
 #include "foundation/initialisation.h"
+#include "log/levels.h"
 #include "log/logger.h"
 #include "platform/assertion.h"
 #include "platform/errno_keeper.h"
 
-namespace common {
+namespace common::log {
 
 constinit Logger logger;
 constinit std::atomic<std::uint32_t> gate{kGateSlow};
@@ -66,44 +65,43 @@ bool acceptable_now(COMMON_LogLevel_t level) noexcept
            level <= logger.level.load(std::memory_order_relaxed);
 }
 
-}  // namespace common
+}  // namespace common::log
+
+using namespace common::log;
 
 extern "C" {
 
-const char COMMON_LogLevel_stringFatal[] = "Fatal";
-const char COMMON_LogLevel_stringCritical[] = "Critical";
-const char COMMON_LogLevel_stringError[] = "Error";
-const char COMMON_LogLevel_stringWarn[] = "Warn";
-const char COMMON_LogLevel_stringNote[] = "Note";
-const char COMMON_LogLevel_stringInfo[] = "Info";
-const char COMMON_LogLevel_stringDebug[] = "Debug";
-const char COMMON_LogLevel_stringVerbose[] = "Verbose";
+#define TEXT(level, priority) const char COMMON_LogLevel_string##level[] = #level;
+COMMON_LOG_LEVELS(TEXT)
+#undef TEXT
 const char COMMON_LogLevel_stringDefault[] = "Default";
 const char COMMON_Log_zoneDefault[] = "";
 
 const char* COMMON_LogLevel_ToString(COMMON_LogLevel_t level)
 {
-    static constexpr const char* kTexts[] = {
-        COMMON_LogLevel_stringFatal, COMMON_LogLevel_stringCritical, COMMON_LogLevel_stringError,
-        COMMON_LogLevel_stringWarn,  COMMON_LogLevel_stringNote,     COMMON_LogLevel_stringInfo,
-        COMMON_LogLevel_stringDebug, COMMON_LogLevel_stringVerbose,
-    };
-    static_assert(std::size(kTexts) == COMMON_LogLevelVerbose + 1);
-    return level < std::size(kTexts) ? kTexts[level] : "Invalid";
+#define TEXT(level, priority) COMMON_LogLevel_string##level,
+    static constexpr const char* kTexts[] = {COMMON_LOG_LEVELS(TEXT)};
+#undef TEXT
+#define AT_ITS_PLACE(level, priority) \
+    static_assert(kTexts[COMMON_LogLevel##level] == COMMON_LogLevel_string##level);
+    COMMON_LOG_LEVELS(AT_ITS_PLACE)
+#undef AT_ITS_PLACE
+    return is_level(level) ? kTexts[level] : "Invalid";
 }
 
 uint32_t COMMON_Log_Acceptable(COMMON_LogLevel_t level)
 {
-    const std::uint32_t accepted = common::gate.load(std::memory_order_acquire);
-    // The highest level of all is never accepted, but its first call initialises as any other does.
-    if (level >= accepted && level != common::kGateSlow) {
+    const std::uint32_t accepted = gate.load(std::memory_order_acquire);
+    // The highest number of all is never accepted, but its first call initialises as any other
+    // does.
+    if (level >= accepted && level != kGateSlow) {
         return 0;
     }
-    if (accepted != common::kGateSlow) {
+    if (accepted != kGateSlow) {
         return level < accepted ? 1 : 0;
     }
-    common::enter_slow();
-    return common::acceptable_now(level) ? 1 : 0;
+    enter_slow();
+    return acceptable_now(level) ? 1 : 0;
 }
 
 void COMMON_Log_Write(COMMON_LogLevel_t level, uint32_t zone, const char* zoneName,
@@ -123,9 +121,9 @@ void COMMON_Log_WriteV(COMMON_LogLevel_t level, uint32_t /*zone*/, const char* z
                        va_list args)
 {
     const common::ErrnoKeeper keep;
-    common::enter();
-    const COMMON_LogHandler_t handler = common::logger.handler.load(std::memory_order_acquire);
-    COMMON_ASSERT(common::kLogSource, handler != nullptr, "0 != logger.handler");
+    enter();
+    const COMMON_LogHandler_t handler = logger.handler.load(std::memory_order_acquire);
+    COMMON_ASSERT(kSource, handler != nullptr, "0 != logger.handler");
     handler(static_cast<std::int32_t>(level), zoneName, file, function, line, format, args);
 }
 

@@ -1,101 +1,21 @@
 #include "log/common_log_layout.h"
 
-#include <unistd.h>
+#include <iterator>
 
-#include <cstring>
+#include "log/composer.h"
 
-namespace common {
+namespace common::log {
 namespace {
 
-/// Appends to a text that has room for everything.
-class Composer {
-public:
-    explicit Composer(char* text) noexcept : end_(text) {}
-
-    Composer& operator<<(std::string_view part) noexcept
-    {
-        std::memcpy(end_, part.data(), part.size());
-        end_ += part.size();
-        return *this;
-    }
-
-    /// A literal, whose size the compiler knows.
-    template <std::size_t Size>
-    Composer& operator<<(const char (&part)[Size]) noexcept
-    {
-        std::memcpy(end_, part, Size - 1);
-        end_ += Size - 1;
-        return *this;
-    }
-
-    /// As "%-*s".
-    Composer& column(std::string_view part, std::size_t width) noexcept
-    {
-        *this << part;
-        return part.size() < width ? fill(' ', width - part.size()) : *this;
-    }
-
-    /// As "%*u", or "%0*u" with the filler '0'.
-    Composer& number(std::uint32_t value, std::size_t width = 1, char filler = ' ') noexcept
-    {
-        char digits[10];
-        std::size_t first = sizeof digits;
-        do {
-            digits[--first] = static_cast<char>('0' + value % 10);
-            value /= 10;
-        } while (value != 0);
-        const std::size_t count = sizeof digits - first;
-        if (count < width) {
-            fill(filler, width - count);
-        }
-        return *this << std::string_view(digits + first, count);
-    }
-
-    /// As "%d".
-    Composer& signed_number(std::int32_t value) noexcept
-    {
-        const auto bits = static_cast<std::uint32_t>(value);
-        return value < 0 ? (*this << "-").number(0U - bits) : number(bits);
-    }
-
-    /// As "%09u", for a number below 1,000,000,000.
-    Composer& nine_digits(std::uint32_t value) noexcept
-    {
-        // Three groups that do not wait for one another.
-        three_digits(end_, value / 1'000'000);
-        three_digits(end_ + 3, value / 1'000 % 1'000);
-        three_digits(end_ + 6, value % 1'000);
-        end_ += 9;
-        return *this;
-    }
-
-    void terminate() noexcept { *end_ = '\0'; }
-
-private:
-    static void three_digits(char* text, std::uint32_t value) noexcept
-    {
-        text[0] = static_cast<char>('0' + value / 100);
-        text[1] = static_cast<char>('0' + value / 10 % 10);
-        text[2] = static_cast<char>('0' + value % 10);
-    }
-
-    Composer& fill(char filler, std::size_t count) noexcept
-    {
-        std::memset(end_, filler, count);
-        end_ += count;
-        return *this;
-    }
-
-    char* end_;
-};
-
 /// "[%03u.%s.%09u]"
-Composer& bracketed_stamp(Composer& to, const RecordFields& fields) noexcept
+template <class To>
+constexpr To& bracketed_stamp(To& to, const RecordFields& fields) noexcept
 {
     return (to << "[" << fields.stamp << ".").nine_digits(fields.nanoseconds) << "]";
 }
 
-void legacy(Composer& to, const RecordFields& fields) noexcept
+template <class To>
+constexpr void legacy(To& to, const RecordFields& fields) noexcept
 {
     bracketed_stamp(to, fields) << " " << fields.zone << ": " << fields.level
                                 << " (file=" << fields.file << ",func=" << fields.function
@@ -103,7 +23,8 @@ void legacy(Composer& to, const RecordFields& fields) noexcept
     to.signed_number(fields.line) << ") " << fields.message;
 }
 
-void all(Composer& to, const RecordFields& fields) noexcept
+template <class To>
+constexpr void all(To& to, const RecordFields& fields) noexcept
 {
     (bracketed_stamp(to, fields) << " PID: ").number(fields.process_id);
     (to << ", TID: ").number(fields.thread_id);
@@ -113,7 +34,8 @@ void all(Composer& to, const RecordFields& fields) noexcept
     to.number(static_cast<std::uint32_t>(fields.line)) << ", Message: " << fields.message;
 }
 
-void columns(Composer& to, const RecordFields& fields) noexcept
+template <class To>
+constexpr void columns(To& to, const RecordFields& fields) noexcept
 {
     (to << fields.stamp << ".").nine_digits(fields.nanoseconds) << "   ";
     to.number(fields.thread_id, 2) << "  ";
@@ -124,14 +46,16 @@ void columns(Composer& to, const RecordFields& fields) noexcept
     to.number(static_cast<std::uint32_t>(fields.line), 4) << "  " << fields.message;
 }
 
-void syslogng(Composer& to, const RecordFields& fields) noexcept
+template <class To>
+constexpr void syslogng(To& to, const RecordFields& fields) noexcept
 {
-    (to << fields.time_of_day << ", " << fields.zone << ", ").signed_number(getpid());
+    (to << fields.time_of_day << ", " << fields.zone << ", ").own_process_id();
     to << ", " << fields.level << ", " << fields.file << ", " << fields.function << " ";
     to.signed_number(fields.line) << ", " << fields.message;
 }
 
-void syslogngext(Composer& to, const RecordFields& fields) noexcept
+template <class To>
+constexpr void syslogngext(To& to, const RecordFields& fields) noexcept
 {
     bracketed_stamp(to, fields) << ", " << fields.zone << ", " << fields.identity << ", "
                                 << fields.level << ", " << fields.file << ", " << fields.function
@@ -139,36 +63,67 @@ void syslogngext(Composer& to, const RecordFields& fields) noexcept
     to.signed_number(fields.line) << ", " << fields.message;
 }
 
-}  // namespace
-
-std::size_t record_capacity(const RecordFields& fields) noexcept
+/// Hands the fields to the layout of that number: All, unless it is one of the others.
+template <class To>
+constexpr void lay_out(COMMON_LogFormat_t number, To& to, const RecordFields& fields) noexcept
 {
-    return kBesidesTexts + fields.stamp.size() + fields.identity.size() +
-           fields.process_name.size() + fields.level.size() + fields.zone.size() +
-           fields.file.size() + fields.function.size() + fields.message.size();
+    using Layout = decltype(COMMON_LogFormatAll);  // so that the compiler misses a forgotten row
+    const Layout known =
+        number < std::size(kLayouts) ? static_cast<Layout>(number) : COMMON_LogFormatAll;
+    switch (known) {
+#define CASE(name, layout)       \
+    case COMMON_LogFormat##name: \
+        layout(to, fields);      \
+        break;
+        COMMON_LOG_LAYOUTS(CASE)
+#undef CASE
+    }
 }
 
-void compose_record(COMMON_LogFormat_t format, const RecordFields& fields, char* text) noexcept
+constexpr bool has_room(COMMON_LogFormat_t layout, const RecordFields& fields) noexcept
+{
+    Counter counter;
+    lay_out(layout, counter, fields);
+    return counter.with_terminator() <= record_capacity(fields);
+}
+
+constexpr char kBytes[2 * kBesidesTexts]{};
+constexpr std::string_view kText(kBytes, sizeof kBytes);
+
+/// Whether record_capacity() is enough for a layout: without texts, and with each of them so long
+/// that to show it twice would be too much.
+constexpr bool has_room(COMMON_LogFormat_t layout) noexcept
+{
+    using Fields = RecordFields;
+    for (std::string_view Fields::*const text :
+         {&Fields::identity, &Fields::process_name, &Fields::level, &Fields::zone, &Fields::file,
+          &Fields::function, &Fields::message}) {
+        RecordFields fields{};
+        fields.*text = kText;
+        if (!has_room(layout, fields)) {
+            return false;
+        }
+    }
+    RecordFields fields{};
+    const bool has_room_without = has_room(layout, fields);
+    fields.stamp = fields.time_of_day = kText;  // the one is part of the other
+    return has_room_without && has_room(layout, fields);
+}
+
+#define HAS_ROOM(name, layout)                                                            \
+    static_assert(                                                                        \
+        COMMON_LogFormat##name < std::size(kLayouts) && has_room(COMMON_LogFormat##name), \
+        "layouts are numbered without a gap, and record_capacity() is enough for " #name);
+COMMON_LOG_LAYOUTS(HAS_ROOM)
+#undef HAS_ROOM
+
+}  // namespace
+
+void compose(COMMON_LogFormat_t layout, const RecordFields& fields, char* text) noexcept
 {
     Composer to(text);
-    switch (format) {
-    case COMMON_LogFormatLegacy:
-        legacy(to, fields);
-        break;
-    case COMMON_LogFormatColumns:
-        columns(to, fields);
-        break;
-    case COMMON_LogFormatSyslogng:
-        syslogng(to, fields);
-        break;
-    case COMMON_LogFormatSyslogngext:
-        syslogngext(to, fields);
-        break;
-    default:
-        all(to, fields);
-        break;
-    }
+    lay_out(layout, to, fields);
     to.terminate();
 }
 
-}  // namespace common
+}  // namespace common::log

@@ -7,7 +7,17 @@
 
 #include "common_log.h"
 
-namespace common {
+/// X(name, layout): the layouts. The public constant and the text of the setting are made of the
+/// name; the layout is a function that composes a record (log/common_log_layout.cpp). A new one is
+/// a row here, that function, and a constant in include/common_log.h.
+#define COMMON_LOG_LAYOUTS(X) \
+    X(Legacy, legacy)         \
+    X(All, all)               \
+    X(Columns, columns)       \
+    X(Syslogng, syslogng)     \
+    X(Syslogngext, syslogngext)
+
+namespace common::log {
 
 /// The working buffer in which one record is assembled.
 struct COMMON_LogRecord {
@@ -26,6 +36,16 @@ static_assert(offsetof(COMMON_LogRecord, threadId) == offsetof(COMMON_LogRecord,
 static_assert(offsetof(COMMON_LogRecord, line) == offsetof(COMMON_LogRecord, time) + 16);
 static_assert(offsetof(COMMON_LogRecord, message) == offsetof(COMMON_LogRecord, time) + 20);
 static_assert(sizeof(COMMON_LogRecord) == (alignof(COMMON_LogRecord) == 4 ? 1048 : 1056));
+
+/// The layouts by the texts of the setting.
+inline constexpr struct {
+    COMMON_LogFormat_t layout;
+    char text[12];
+} kLayouts[] = {
+#define ROW(name, layout) {COMMON_LogFormat##name, #name},
+    COMMON_LOG_LAYOUTS(ROW)
+#undef ROW
+};
 
 /// The fields of a record as they are shown.
 struct RecordFields {
@@ -47,15 +67,21 @@ struct RecordFields {
     std::string_view message;
 };
 
-/// Bytes for the numbers, the layouts' own characters and what columns are filled up with.
+/// Bytes for the numbers, the layouts' own characters and what columns are filled up with; enough
+/// for each layout, or it does not compile.
 inline constexpr std::size_t kBesidesTexts = 256;
 
 /// Bytes that a record of these fields takes at most in any layout, with its terminating zero.
-std::size_t record_capacity(const RecordFields& fields) noexcept;
+constexpr std::size_t record_capacity(const RecordFields& fields) noexcept
+{
+    return kBesidesTexts + fields.stamp.size() + fields.identity.size() +
+           fields.process_name.size() + fields.level.size() + fields.zone.size() +
+           fields.file.size() + fields.function.size() + fields.message.size();
+}
 
-/// Writes a record in a layout. Composed by hand: this is what every record costs, and the printf
-/// family takes several times as long.
+/// Writes a record in a layout; a number that is none is All. Composed by hand: this is what every
+/// record costs, and the printf family takes several times as long.
 /// @param text room for record_capacity().
-void compose_record(COMMON_LogFormat_t format, const RecordFields& fields, char* text) noexcept;
+void compose(COMMON_LogFormat_t layout, const RecordFields& fields, char* text) noexcept;
 
-}  // namespace common
+}  // namespace common::log

@@ -1,14 +1,12 @@
 #include "common_log_settings.h"
 
-#include <cstdio>
-#include <cstring>
-
-#include "common_debug.h"
 #include "foundation/boolean_text.h"
+#include "log/levels.h"
 #include "log/logger.h"
 #include "log/report.h"
+#include "log/settings_list.h"
 
-namespace common {
+namespace common::log {
 
 void apply_peakload_level() noexcept
 {
@@ -44,100 +42,100 @@ T get(const std::atomic<T>& setting) noexcept
     return setting.load();
 }
 
-}  // namespace
-}  // namespace common
+/// Whether a number is no level, which is reported.
+bool is_refused(COMMON_LogLevel_t level, Here here = Here::now()) noexcept
+{
+    if (is_level(level)) {
+        return false;
+    }
+    COMMON_LOG_REPORT_AS(here.function, Warn, "No change due to invalid level: %s (%d)",
+                         COMMON_LogLevel_ToString(level), static_cast<int>(level));
+    return true;
+}
 
-using common::kLogSource;
-using common::logger;
+}  // namespace
+}  // namespace common::log
+
+using namespace common::log;
 
 extern "C" {
 
 uint32_t COMMON_Log_CacheGet(void)
 {
-    return common::get(logger.cache);
+    return get(logger.cache);
 }
 
 uint32_t COMMON_Log_ColorGet(void)
 {
-    return common::get(logger.color);
+    return get(logger.color);
 }
 
 uint32_t COMMON_Log_EnableGet(void)
 {
-    return common::get(logger.enable);
+    return get(logger.enable);
 }
 
 uint32_t COMMON_Log_LegacyGet(void)
 {
-    return common::get(logger.legacy);
+    return get(logger.legacy);
 }
 
 COMMON_LogFormat_t COMMON_Log_FormatGet(void)
 {
-    return common::get(logger.format);
+    return get(logger.format);
 }
 
 COMMON_LogPeakloadControl_t COMMON_Log_PeakloadControlGet(void)
 {
-    return common::get(logger.peakloadControl);
+    return get(logger.peakloadControl);
 }
 
 uint32_t COMMON_Log_StripGet(void)
 {
-    return common::get(logger.strip);
+    return get(logger.strip);
 }
 
 COMMON_LogLevel_t COMMON_Log_LevelGet(void)
 {
-    return common::get(logger.level);
+    return get(logger.level);
 }
 
 void COMMON_Log_CacheSet(uint32_t value)
 {
-    common::enter();
-    if (value == 1) {
-        if (const int error = common::create_slot(); error != 0) {
-            COMMON_LOG_ROW(stderr,
-                           "Disabling caching due to failure creating the key with error: %s (%d)",
-                           std::strerror(error), error);
-            value = 0;
-        }
-    }
-    logger.cache.store(value);
+    enter();
+    logger.cache.store(value == 1 && !make_slot() ? 0 : value);
 }
 
 void COMMON_Log_ColorSet(uint32_t value)
 {
-    common::set(logger.color, value);
+    set(logger.color, value);
 }
 
 void COMMON_Log_EnableSet(uint32_t value)
 {
-    common::set(logger.enable, value);
+    set(logger.enable, value);
 }
 
 void COMMON_Log_FormatSet(COMMON_LogFormat_t value)
 {
-    common::set(logger.format, value);
+    set(logger.format, value);
 }
 
 void COMMON_Log_StripSet(uint32_t value)
 {
-    common::set(logger.strip, value);
+    set(logger.strip, value);
 }
 
 int32_t COMMON_Log_LegacySet(uint32_t value)
 {
-    common::enter();
-    return common::legacySet(value);
+    enter();
+    return legacySet(value);
 }
 
 void COMMON_Log_LevelSet(COMMON_LogLevel_t level)
 {
-    common::enter();
-    if (level > COMMON_LogLevelVerbose) {
-        COMMON_LOG_REPORT(Warn, "No change due to invalid level: %s (%d)",
-                          COMMON_LogLevel_ToString(level), static_cast<int>(level));
+    enter();
+    if (is_refused(level)) {
         return;
     }
     const auto value = static_cast<std::uint8_t>(level);
@@ -157,19 +155,19 @@ void COMMON_Log_LevelSet(COMMON_LogLevel_t level)
         COMMON_LOG_REPORT(Error, "Invalid logger.peakloadControl %d", static_cast<int>(control));
         break;
     }
-    common::publish_gate();
+    publish_gate();
 }
 
 STATUS COMMON_Log_LevelSetExtended(COMMON_LogLevel_t level, COMMON_LogPeakloadControl_t option)
 {
-    common::enter();
-    if (level > COMMON_LogLevelVerbose) {
-        COMMON_LOG_REPORT(Warn, "No change due to invalid level: %s (%d)",
-                          COMMON_LogLevel_ToString(level), static_cast<int>(level));
+    enter();
+    if (is_refused(level)) {
         return STATUS_INVALID_PARAM;
     }
     const auto value = static_cast<std::uint8_t>(level);
-    // Only None touches the current level: the other two prepare a level for later.
+    // Oddity: only None touches the current level, the other two prepare one for later, and None
+    // prepares none.
+    // Test: CommonLogSettings.LevelSetExtendedSetsOneLevelWhateverTheControl.
     switch (option) {
     case COMMON_LogPeakloadControlNone:
         logger.level.store(value);
@@ -185,13 +183,13 @@ STATUS COMMON_Log_LevelSetExtended(COMMON_LogLevel_t level, COMMON_LogPeakloadCo
                           static_cast<int>(option));
         return STATUS_INVALID_PARAM;
     }
-    common::publish_gate();
+    publish_gate();
     return STATUS_SUCCESS;
 }
 
 COMMON_LogLevel_t COMMON_Log_LevelGetExtended(COMMON_LogPeakloadControl_t option)
 {
-    common::enter();
+    enter();
     switch (option) {
     case COMMON_LogPeakloadControlNone:
         break;
@@ -211,13 +209,13 @@ COMMON_LogLevel_t COMMON_Log_LevelGetExtended(COMMON_LogPeakloadControl_t option
 
 void COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControl_t option)
 {
-    common::enter();
+    enter();
     if (option > COMMON_LogPeakloadControlOn) {
         COMMON_LOG_REPORT(Warn, "No change due to invalid parameter: %d", static_cast<int>(option));
         return;
     }
-    common::set_peakload_control(option);
-    common::publish_gate();
+    set_peakload_control(option);
+    publish_gate();
 }
 
 const char* COMMON_LogPeakloadControl_ToString(COMMON_LogPeakloadControl_t option)
@@ -236,17 +234,15 @@ const char* COMMON_LogPeakloadControl_ToString(COMMON_LogPeakloadControl_t optio
 
 void COMMON_LogDumpLoggerStatus(const char* zoneName)
 {
-    common::enter();
-    // At the current level each, so that every one passes the level test.
-#define STATUS_LINE(...)                                                                      \
-    COMMON_Log_Write(logger.level.load(), common::kZone, zoneName, kLogSource.name, __func__, \
+    enter();
+    // Oddity: each at the current level, so that every one passes the level test.
+    // Test: CommonLogStatus.EveryRecordIsAtTheCurrentLevel.
+#define STATUS_LINE(...)                                                                   \
+    COMMON_Log_Write(logger.level.load(), common::kZone, zoneName, kSource.name, __func__, \
                      __LINE__, __VA_ARGS__)
-    STATUS_LINE("cache:    %s", common::boolean_text(logger.cache.load()));
-    STATUS_LINE("color:    %s", common::boolean_text(logger.color.load()));
-    STATUS_LINE("debug:    %s", common::boolean_text(logger.debug.load()));
-    STATUS_LINE("enable:   %s", common::boolean_text(logger.enable.load()));
-    STATUS_LINE("strip:    %s", common::boolean_text(logger.strip.load()));
-    STATUS_LINE("legacy:   %s", common::boolean_text(logger.legacy.load()));
+#define SWITCH_LINE(line, field) STATUS_LINE(line, common::boolean_text(logger.field.load()));
+    COMMON_LOG_SWITCHES(SWITCH_LINE)
+#undef SWITCH_LINE
     const COMMON_LogLevel_t level = logger.level.load();
     const COMMON_LogLevel_t off = logger.levelAtPeakloadOff.load();
     const COMMON_LogLevel_t on = logger.levelAtPeakloadOn.load();

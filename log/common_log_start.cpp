@@ -6,17 +6,16 @@
 #include <cstdio>
 #include <cstring>
 
-#include "common_debug.h"
-#include "common_process.h"
-#include "common_system.h"
 #include "foundation/boolean_text.h"
 #include "foundation/initialisation.h"
+#include "foundation/settings_text.h"
 #include "log/logger.h"
 #include "log/process_locks.h"
 #include "log/report.h"
+#include "log/settings_list.h"
 #include "platform/assertion.h"
 
-namespace common {
+namespace common::log {
 namespace {
 
 constexpr char kHandlerLibrary[] = "/oxa/lib/liboxa.so";
@@ -25,8 +24,7 @@ constexpr char kHandlerSymbol[] = "COMMON_Log_writev";
 constinit bool once_called = false;
 
 /// Rows of the initialisation show its function, whichever part of it writes them.
-#define START_ROW(stream, ...) \
-    COMMON_Debug_Write(stream, kLogSource.name, "threadOnce", __LINE__, __VA_ARGS__)
+#define START_ROW(stream, ...) COMMON_ROW_AS("threadOnce", kSource, stream, __VA_ARGS__)
 
 const char* dl_error_text() noexcept
 {
@@ -70,22 +68,11 @@ void load_handler_library() noexcept
     }
 }
 
-void parse_environment() noexcept
-{
-    char** const environment = COMMON_System_Environment();
-    for (char** variable = environment; variable != nullptr && *variable != nullptr; ++variable) {
-        parseVariable(*variable, true);
-    }
-}
-
 void write_settings() noexcept
 {
-    START_ROW(stdout, "cache:    %s", boolean_text(logger.cache.load()));
-    START_ROW(stdout, "color:    %s", boolean_text(logger.color.load()));
-    START_ROW(stdout, "debug:    %s", boolean_text(logger.debug.load()));
-    START_ROW(stdout, "enable:   %s", boolean_text(logger.enable.load()));
-    START_ROW(stdout, "strip:    %s", boolean_text(logger.strip.load()));
-    START_ROW(stdout, "legacy:   %s", boolean_text(logger.legacy.load()));
+#define SWITCH_ROW(line, field) START_ROW(stdout, line, boolean_text(logger.field.load()));
+    COMMON_LOG_SWITCHES(SWITCH_ROW)
+#undef SWITCH_ROW
     const COMMON_LogPeakloadControl_t control = logger.peakloadControl.load();
     START_ROW(stdout, "peakload: %s (%d) //GranularityPeakloadProcessing:%d",
               COMMON_LogPeakloadControl_ToString(control), static_cast<int>(control),
@@ -108,6 +95,18 @@ void install_builtin_handler() noexcept
     logger.handler.store(handlerLegacy, std::memory_order_release);
 }
 
+/// Ends the process when a lock could not be taken or released.
+void must_succeed(int retval, const char* what, Here here = Here::now()) noexcept
+{
+    if (retval != 0) {
+        COMMON_Debug_Write(stderr, kSource.name, here.function, here.line,
+                           "Failed to %s with retval: %s (%d)", what, std::strerror(retval),
+                           retval);
+        assertion_failed("0 == retval", kSource.name, static_cast<unsigned>(here.line),
+                         here.function);
+    }
+}
+
 }  // namespace
 
 int legacySet(std::uint32_t value) noexcept
@@ -116,16 +115,11 @@ int legacySet(std::uint32_t value) noexcept
     // A row may report a failing clock: that must not read the settings files, which may want the
     // lock as well.
     const StateScope no_rereading(thread_state.rereading, true);
-    int retval = take(ProcessLock::Handler);
-    if (retval != 0) {
-        COMMON_LOG_ROW(stderr, "Failed to lock with retval: %s (%d)", std::strerror(retval),
-                       retval);
-        COMMON_ASSERT(kLogSource, retval == 0, "0 == retval");
-    }
+    must_succeed(take(ProcessLock::Handler), "lock");
     if (value != 0) {
         install_builtin_handler();
     } else if (logger.handlerLibrary != nullptr) {
-        COMMON_LOG_ROW(stderr, "The handler was set to liboxa.so");
+        COMMON_ROW(kSource, stderr, "The handler was set to liboxa.so");
         if (logger.handlerDynamic != nullptr) {
             logger.handler.store(logger.handlerDynamic, std::memory_order_release);
             logger.legacy.store(0);
@@ -133,15 +127,11 @@ int legacySet(std::uint32_t value) noexcept
             install_builtin_handler();
         }
     } else {
-        COMMON_LOG_ROW(stderr, "liboxa.so library was not loaded");
+        COMMON_ROW(kSource, stderr, "liboxa.so library was not loaded");
         install_builtin_handler();
     }
-    retval = release(ProcessLock::Handler);
-    if (retval != 0) {
-        COMMON_LOG_ROW(stderr, "Failed to unlock with retval: %s (%d)", std::strerror(retval),
-                       retval);
-        COMMON_ASSERT(kLogSource, retval == 0, "0 == retval");
-    }
+    const int retval = release(ProcessLock::Handler);
+    must_succeed(retval, "unlock");
     return retval;
 }
 
@@ -150,31 +140,26 @@ void threadOnce() noexcept
     // A child forked while another thread was in here runs it again: it goes on with the settings
     // as they were.
     if (once_called) {
-        COMMON_LOG_ROW(stderr, "The once handler was already called");
+        COMMON_ROW(kSource, stderr, "The once handler was already called");
         initialised.store(true);
         publish_gate();
         return;
     }
     once_called = true;
     const InitScope scope(InitRank::Log);
-    COMMON_LOG_ROW(stdout, "Initializing");
+    COMMON_ROW(kSource, stdout, "Initializing");
     load_handler_library();
     if (logger.handlerLibrary != nullptr) {
-        COMMON_ASSERT(kLogSource, logger.handlerDynamic != nullptr, "0 != logger.handlerDynamic");
-        COMMON_LOG_ROW(stdout, "Loaded: %s", kHandlerLibrary);
+        COMMON_ASSERT(kSource, logger.handlerDynamic != nullptr, "0 != logger.handlerDynamic");
+        COMMON_ROW(kSource, stdout, "Loaded: %s", kHandlerLibrary);
     }
     COMMON_Process_Get(&logger.process);
     logger.captured.store(true, std::memory_order_release);
     common_log_process_settings_files(true);
-    parse_environment();
+    read_environment([](const char* variable) { parseVariable(variable, true); });
     logger.debug.store(COMMON_Debug_GetEnable());
-    if (logger.cache.load() == 1) {
-        if (const int error = create_slot(); error != 0) {
-            COMMON_LOG_ROW(stderr,
-                           "Disabling caching due to failure creating the key with error: %s (%d)",
-                           std::strerror(error), error);
-            logger.cache.store(0);
-        }
+    if (logger.cache.load() == 1 && !make_slot()) {
+        logger.cache.store(0);
     }
     legacySet(logger.legacy.load());
     write_settings();
@@ -182,4 +167,4 @@ void threadOnce() noexcept
     publish_gate();
 }
 
-}  // namespace common
+}  // namespace common::log

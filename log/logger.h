@@ -9,11 +9,11 @@
 #include "common_log.h"
 #include "common_log_settings.h"
 #include "common_process.h"
-#include "foundation/source.h"
+#include "log/report.h"
 
-namespace common {
+namespace common::log {
 
-inline constexpr Source kLogSource{"common_log"};
+inline constexpr Source kSource{"common_log"};
 
 /// The built-in handler.
 void handlerLegacy(std::int32_t level, const char* zoneName, const char* file, const char* function,
@@ -92,28 +92,33 @@ void set_peakload_control(COMMON_LogPeakloadControl_t option) noexcept;
 /// Installs a handler: the result of the final unlock.
 int legacySet(std::uint32_t value) noexcept;
 
-/// Makes the thread-specific slot, once: 0 or the error number.
-int create_slot() noexcept;
+/// Makes the thread-specific slot, once. False when that fails, which a row tells: there is no
+/// caching then.
+bool make_slot(Here here = Here::now()) noexcept;
+
+/// What a caller says of a record besides its message. The texts may be null.
+struct Call {
+    COMMON_LogLevel_t level;
+    const char* zone;
+    const char* file;
+    const char* function;
+    std::int32_t line;
+};
 
 /// Writes a record of the facility itself: through the built-in path, from the stack.
-void logInternal(COMMON_LogLevel_t level, std::uint32_t zone, const char* zoneName,
-                 const char* file, const char* function, std::int32_t line, const char* format, ...)
-    COMMON_PRINTF(7, 8);
+void logInternal(const Call& call, const char* format, ...) noexcept COMMON_PRINTF(2, 3);
 
-}  // namespace common
+}  // namespace common::log
 
 /// Reports a failure of the facility itself: COMMON_LOG_REPORT(Warn, "...", ...).
 #define COMMON_LOG_REPORT(level, ...) COMMON_LOG_REPORT_AS(__func__, level, __VA_ARGS__)
 
 /// The same in the name of another function.
-#define COMMON_LOG_REPORT_AS(function, level, ...)                                                 \
-    do {                                                                                           \
-        if (::common::acceptable_now(COMMON_LogLevel##level)) {                                    \
-            ::common::logInternal(COMMON_LogLevel##level, ::common::kZone, COMMON_Log_zoneDefault, \
-                                  ::common::kLogSource.name, function, __LINE__, __VA_ARGS__);     \
-        }                                                                                          \
+#define COMMON_LOG_REPORT_AS(function, level, ...)                                        \
+    do {                                                                                  \
+        if (::common::log::acceptable_now(COMMON_LogLevel##level)) {                      \
+            ::common::log::logInternal({COMMON_LogLevel##level, COMMON_Log_zoneDefault,   \
+                                        ::common::log::kSource.name, function, __LINE__}, \
+                                       __VA_ARGS__);                                      \
+        }                                                                                 \
     } while (false)
-
-/// Writes a debug row of the facility itself.
-#define COMMON_LOG_ROW(stream, ...) \
-    COMMON_Debug_Write(stream, ::common::kLogSource.name, __func__, __LINE__, __VA_ARGS__)

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-namespace common {
+namespace common::log {
 namespace {
 
 /// The table for integrators to fill in: one unique name a slot, at most 23 characters. The names
@@ -265,4 +265,4 @@ const char* fixed_module_name(std::uint32_t id) noexcept
     return kNames[id];
 }
 
-}  // namespace common
+}  // namespace common::log

@@ -12,17 +12,17 @@
 
 namespace {
 
+using namespace common::log;
+
 constexpr common::Source kSource{"oxa_logger"};
 constexpr char kConfigFile[] = "/oxa/slog/oxa_logger.cfg";
-constexpr std::uint32_t kModuleCapacity = 251;
-constexpr std::uint32_t kDynamicModuleCount = kModuleCapacity - common::kFixedModuleCount;
 
 /// The names registered at run time, kept for the life of the process. A slot is filled before the
 /// count is raised, so readers need no lock; who registers is serialised by the caller.
 constinit const char* dynamic_names[kDynamicModuleCount]{};
-constinit std::atomic<std::uint32_t> LOG_ModuleId_FirstFreeDynamic{common::kFixedModuleCount};
+constinit std::atomic<std::uint32_t> LOG_ModuleId_FirstFreeDynamic{kFixedModuleCount};
 
-/// Guarded by module_config_lock.
+/// Guarded by ProcessLock::ModuleConfig.
 constinit bool config_read = false;
 
 /// What LOG_BufferCreate() gives: only its address is used.
@@ -35,10 +35,11 @@ std::uint32_t modules_in_use() noexcept
 
 const char* name_of(std::uint32_t id) noexcept
 {
-    return id < common::kFixedModuleCount ? common::fixed_module_name(id)
-                                          : dynamic_names[id - common::kFixedModuleCount];
+    return id < kFixedModuleCount ? fixed_module_name(id) : dynamic_names[id - kFixedModuleCount];
 }
 
+// Oddity: a name that is refused ends the reading, also an empty line; integrators end their lists
+// so. Test: OxaLogger.AnEmptyConfiguredLineStopsTheReading.
 STATUS register_names(common::LineReader& file) noexcept
 {
     char name[32];
@@ -106,7 +107,7 @@ STATUS LOG_ModuleIdStore(const char* name, uint32_t* idOut, uint32_t allowDynami
     if (copy == nullptr) {
         return STATUS_FAILED;
     }
-    dynamic_names[count - common::kFixedModuleCount] = copy;
+    dynamic_names[count - kFixedModuleCount] = copy;
     *idOut = count;
     LOG_ModuleId_FirstFreeDynamic.store(count + 1, std::memory_order_release);
     return STATUS_SUCCESS;
@@ -154,7 +155,8 @@ void LOG_FatalError(uint32_t moduleId, uint32_t /*ignored*/, const char* file, c
 {
     va_list args;
     va_start(args, format);
-    // Critical, not Fatal: callers rely on it not being echoed to standard error.
+    // Oddity: Critical, not Fatal, as callers rely on it not being echoed to standard error.
+    // Test: OxaLoggerWrite.FatalErrorIsCriticalAndNotEchoed.
     COMMON_Log_WriteV(COMMON_LogLevelCritical, common::kZone, LOG_GetModuleName(moduleId), file,
                       function, line, format, args);
     va_end(args);
@@ -163,6 +165,8 @@ void LOG_FatalError(uint32_t moduleId, uint32_t /*ignored*/, const char* file, c
 void LOG_PrintTime(uint32_t /*ignored*/, const char* zoneName, const char* text,
                    const char* function, const char* file, int32_t line)
 {
+    // Oddity: callers hand over the function in front of the file, unlike everywhere else.
+    // Test: OxaLoggerWrite.PrintTimeTakesTheFunctionBeforeTheFile.
     COMMON_Log_Write(COMMON_LogLevelInfo, common::kZone, zoneName, file, function, line, "%s Time",
                      text);
 }
@@ -192,7 +196,8 @@ void LOG_BufferFlush(void* /*buffer*/) {}
 void LOG_BufferWrite(void* /*buffer*/, ...)
 {
     if (COMMON_Log_Acceptable(COMMON_LogLevelVerbose) != 0) {
-        // The empty format never reads the text, but a handler library can.
+        // Oddity: the empty format never reads the text, but a handler library can.
+        // Test: OxaLoggerWrite.BufferWriteWritesAnEmptyMessageAtVerbose.
         write_unchecked(COMMON_LogLevelVerbose, __func__, __LINE__, "", "Deprecated");
     }
 }

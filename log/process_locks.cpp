@@ -20,13 +20,18 @@ constexpr pthread_mutex_t fresh(ProcessLock lock) noexcept
     }
 }
 
+constexpr std::array<pthread_mutex_t, kProcessLockCount> all_fresh() noexcept
+{
+    std::array<pthread_mutex_t, kProcessLockCount> locks{};
+    for (std::size_t i = 0; i < locks.size(); ++i) {
+        locks[i] = fresh(static_cast<ProcessLock>(i));
+    }
+    return locks;
+}
+
 }  // namespace
 
-constinit pthread_mutex_t process_locks[kProcessLockCount] = {
-    fresh(ProcessLock::Descriptors), fresh(ProcessLock::ModuleConfig),
-    fresh(ProcessLock::ModuleNames), fresh(ProcessLock::Handler),
-    fresh(ProcessLock::LocalTime),   fresh(ProcessLock::SystemLog),
-};
+constinit std::array<pthread_mutex_t, kProcessLockCount> process_locks = all_fresh();
 constinit std::atomic<std::uint8_t> lost_locks{0};
 constinit std::atomic<std::uint32_t> fork_count{0};
 

@@ -3,11 +3,12 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 
-#include "foundation/initialisation.h"
+#include "foundation/thread_state.h"
 
 namespace common {
 
@@ -28,10 +29,13 @@ enum class ProcessLock : std::uint8_t {
     /// Held while the C library hands a record over, for the same reason. Nothing is taken under
     /// it.
     SystemLog,
+    /// How many there are.
+    Count,
 };
-inline constexpr std::size_t kProcessLockCount = 6;
+inline constexpr auto kProcessLockCount = static_cast<std::size_t>(ProcessLock::Count);
+static_assert(kProcessLockCount <= 8 * sizeof ThreadState::locks_for_fork, "one bit each");
 
-extern constinit pthread_mutex_t process_locks[kProcessLockCount];
+extern constinit std::array<pthread_mutex_t, kProcessLockCount> process_locks;
 
 constexpr std::uint8_t bit_of(ProcessLock lock) noexcept
 {

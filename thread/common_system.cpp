@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "foundation/initialisation.h"
+#include "foundation/thread_state.h"
 #include "log/process_locks.h"
 #include "log/report.h"
 #include "thread/clock.h"

@@ -54,10 +54,9 @@ Outcome dump(const void* address, std::uint32_t length, const std::string& row_l
 {
     auto env = kDebugOn;
     env["COMMON_DEBUG_ROW_LENGTH"] = row_length;
-    Outcome outcome = run_fresh({.env = env}, [&] {
+    Outcome outcome = well({.env = env}, [&] {
         COMMON_Debug_HexDump("file.c", "function", 77, "area", address, length);
     });
-    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.err, "");
     EXPECT_THAT(outcome.log, IsEmpty());
     return outcome;

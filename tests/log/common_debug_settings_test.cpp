@@ -41,20 +41,20 @@ TEST(CommonDebugSettings, EnableIsABooleanInAnyCase)
         for (const FreshSetup& setup :
              {FreshSetup{.env = {{"COMMON_DEBUG_ENABLE", value}}},
               FreshSetup{.files = {{kFile, std::string("COMMON_DEBUG_ENABLE=") + value}}}}) {
-            const Outcome outcome = run_fresh(setup, [] {
+            SCOPED_TRACE(value);
+            const Outcome outcome = well(setup, [] {
                 EXPECT_EQ(COMMON_Debug_GetEnable(), 1u);
                 COMMON_Debug_Write(stdout, "f", "g", 1, "row");
             });
-            EXPECT_THAT(outcome, exited(0)) << value;
-            EXPECT_EQ(debug_rows(outcome.out).size(), 1u) << value;
+            EXPECT_EQ(debug_rows(outcome.out).size(), 1u);
         }
     }
     for (const char* value : {"False", "false", "FALSE", "fAlSe"}) {
-        const Outcome outcome = run_fresh({.env = {{"COMMON_DEBUG_ENABLE", value}},
-                                           .files = {{kFile, "COMMON_DEBUG_ENABLE=True\n"}}},
-                                          [] { EXPECT_EQ(COMMON_Debug_GetEnable(), 0u); });
-        EXPECT_THAT(outcome, exited(0)) << value;
-        EXPECT_EQ(outcome.out + outcome.err, "") << value;
+        SCOPED_TRACE(value);
+        const Outcome outcome = well({.env = {{"COMMON_DEBUG_ENABLE", value}},
+                                      .files = {{kFile, "COMMON_DEBUG_ENABLE=True\n"}}},
+                                     [] { EXPECT_EQ(COMMON_Debug_GetEnable(), 0u); });
+        EXPECT_EQ(outcome.out + outcome.err, "");
     }
 }
 
@@ -104,18 +104,17 @@ TEST(CommonDebugSettings, ShortenedAndOtherNames)
         {"", 0},
     };
     for (const auto& [variable, enable] : kNames) {
-        const Outcome outcome = run_fresh([variable = variable, enable = enable] {
+        SCOPED_TRACE(variable);
+        const Outcome outcome = well([variable = variable, enable = enable] {
             add_to_environment({variable});
             EXPECT_EQ(COMMON_Debug_GetEnable(), enable) << variable;
         });
-        EXPECT_THAT(outcome, exited(0)) << variable;
-        EXPECT_EQ(outcome.out + outcome.err, "") << variable;
+        EXPECT_EQ(outcome.out + outcome.err, "");
         const Outcome from_file =
-            run_fresh({.files = {{kFile, variable}}}, [variable = variable, enable = enable] {
-                EXPECT_EQ(COMMON_Debug_GetEnable(), enable) << variable;
+            well({.files = {{kFile, variable}}}, [variable = variable, enable = enable] {
+                EXPECT_EQ(COMMON_Debug_GetEnable(), enable);
             });
-        EXPECT_THAT(from_file, exited(0)) << variable;
-        EXPECT_EQ(from_file.out + from_file.err, "") << variable;
+        EXPECT_EQ(from_file.out + from_file.err, "");
     }
 }
 
@@ -207,10 +206,10 @@ TEST(CommonDebugSettings, RowLengths)
     for (const auto& one : kLengths) {
         auto env = kDebugOn;
         env["COMMON_DEBUG_ROW_LENGTH"] = one.value;
-        const Outcome outcome = run_fresh({.env = env}, dump_area);
-        EXPECT_THAT(outcome, exited(0)) << one.value;
-        EXPECT_EQ(row_length_in(outcome.out, one.message), one.length) << one.value;
-        EXPECT_EQ(outcome.err, "") << one.value;
+        SCOPED_TRACE(one.value);
+        const Outcome outcome = well({.env = env}, dump_area);
+        EXPECT_EQ(row_length_in(outcome.out, one.message), one.length);
+        EXPECT_EQ(outcome.err, "");
     }
 }
 
@@ -262,11 +261,11 @@ TEST(CommonDebugSettings, TheFileIsReadInPieces)
         {"", 0},
     };
     for (const auto& [content, enable] : kContents) {
-        const Outcome outcome = run_fresh({.files = {{kFile, content}}}, [enable = enable] {
+        SCOPED_TRACE(testing::PrintToString(content));
+        const Outcome outcome = well({.files = {{kFile, content}}}, [enable = enable] {
             EXPECT_EQ(COMMON_Debug_GetEnable(), enable);
         });
-        EXPECT_THAT(outcome, exited(0)) << testing::PrintToString(content);
-        EXPECT_EQ(outcome.out + outcome.err, "") << testing::PrintToString(content);
+        EXPECT_EQ(outcome.out + outcome.err, "");
     }
 }
 
@@ -289,13 +288,12 @@ TEST(CommonDebugSettings, EveryFunctionInitialises)
         {"HexDump", [] { COMMON_Debug_HexDump("f", "g", 1, "x", nullptr, 0); }},
     };
     for (const auto& [name, call] : kCalls) {
-        const Outcome outcome =
-            run_fresh({.env = {{"COMMON_DEBUG_ROW_LENGTH", "bad"}}}, [call = call] {
-                call();
-                call();
-            });
-        EXPECT_THAT(outcome, exited(0)) << name;
-        EXPECT_EQ(outcome.out, "Invalid COMMON_DEBUG_ROW_LENGTH value: bad\n") << name;
+        SCOPED_TRACE(name);
+        const Outcome outcome = well({.env = {{"COMMON_DEBUG_ROW_LENGTH", "bad"}}}, [call = call] {
+            call();
+            call();
+        });
+        EXPECT_EQ(outcome.out, "Invalid COMMON_DEBUG_ROW_LENGTH value: bad\n");
     }
 }
 

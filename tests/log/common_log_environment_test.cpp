@@ -1,6 +1,7 @@
 // Settings variables in the environment: names, values, order, and complaints about bad values.
 #include <algorithm>
 
+#include "settings_files.h"
 #include "settings_seen.h"
 
 namespace {
@@ -12,9 +13,6 @@ using testing::IsEmpty;
 using testing::Not;
 
 using Variables = std::vector<std::string>;
-
-constexpr auto kOff = COMMON_LogPeakloadControlOff;
-constexpr auto kOn = COMMON_LogPeakloadControlOn;
 
 /// What the facility says about a bad value.
 RowText complaint(const std::string& name, const std::string& value)
@@ -43,14 +41,10 @@ void expect_settings(const Variables& variables, const Settings& expected,
         add_to_environment(variables);
         EXPECT_EQ(settings(), expected);
     };
-    const Outcome quiet = run_fresh(compare);
-    EXPECT_THAT(quiet, exited(0)) << testing::PrintToString(variables);
-    EXPECT_EQ(quiet.out + quiet.err, "") << testing::PrintToString(variables);
-    EXPECT_THAT(quiet.log, IsEmpty()) << testing::PrintToString(variables);
-
-    const Outcome outcome = run_fresh({.env = kDebugOn}, compare);
-    EXPECT_THAT(outcome, exited(0)) << testing::PrintToString(variables);
-    EXPECT_EQ(complaints(outcome), expected_complaints) << testing::PrintToString(variables);
+    SCOPED_TRACE(testing::PrintToString(variables));
+    run_silently(compare);
+    const Outcome outcome = well({.env = kDebugOn}, compare);
+    EXPECT_EQ(complaints(outcome), expected_complaints);
 }
 
 /// Ways to write a value: compared without regard to case.
@@ -83,35 +77,35 @@ TEST(CommonLogEnvironment, EveryAcceptedValueInAnyCase)
         {"COMMON_LOG_COLOR", "False", {}},
         {"COMMON_LOG_ENABLE", "True", {}},
         {"COMMON_LOG_ENABLE", "False", {.enable = 0}},
-        {"COMMON_LOG_FORMAT", "Legacy", {.format = 0}},
-        {"COMMON_LOG_FORMAT", "All", {.format = 1}},
-        {"COMMON_LOG_FORMAT", "Columns", {.format = 2}},
-        {"COMMON_LOG_FORMAT", "Syslogng", {.format = 3}},
-        {"COMMON_LOG_FORMAT", "Syslogngext", {.format = 4}},
+        {"COMMON_LOG_FORMAT", "Legacy", {.format = COMMON_LogFormatLegacy}},
+        {"COMMON_LOG_FORMAT", "All", {.format = COMMON_LogFormatAll}},
+        {"COMMON_LOG_FORMAT", "Columns", {.format = COMMON_LogFormatColumns}},
+        {"COMMON_LOG_FORMAT", "Syslogng", {.format = COMMON_LogFormatSyslogng}},
+        {"COMMON_LOG_FORMAT", "Syslogngext", {.format = COMMON_LogFormatSyslogngext}},
         {"COMMON_LOG_LEGACY", "True", {}},
         // There is no handler library: the built-in handler stays.
         {"COMMON_LOG_LEGACY", "False", {}},
-        {"COMMON_LOG_LEVEL", "Fatal", {.level = 0, .off = 0}},
-        {"COMMON_LOG_LEVEL", "Critical", {.level = 1, .off = 1}},
-        {"COMMON_LOG_LEVEL", "Error", {.level = 2, .off = 2}},
-        {"COMMON_LOG_LEVEL", "Warn", {.level = 3, .off = 3}},
-        {"COMMON_LOG_LEVEL", "Note", {.level = 4, .off = 4}},
+        {"COMMON_LOG_LEVEL", "Fatal", {.level = kFatal, .off = kFatal}},
+        {"COMMON_LOG_LEVEL", "Critical", {.level = kCritical, .off = kCritical}},
+        {"COMMON_LOG_LEVEL", "Error", {.level = kError, .off = kError}},
+        {"COMMON_LOG_LEVEL", "Warn", {.level = kWarn, .off = kWarn}},
+        {"COMMON_LOG_LEVEL", "Note", {.level = kNote, .off = kNote}},
         {"COMMON_LOG_LEVEL", "Info", {}},
         {"COMMON_LOG_LEVEL", "Default", {}},
-        {"COMMON_LOG_LEVEL", "Debug", {.level = 6, .off = 6}},
-        {"COMMON_LOG_LEVEL", "Verbose", {.level = 7, .off = 7}},
-        {"COMMON_LOG_LEVEL_PEAKLOAD", "Fatal", {.on = 0}},
-        {"COMMON_LOG_LEVEL_PEAKLOAD", "Critical", {.on = 1}},
-        {"COMMON_LOG_LEVEL_PEAKLOAD", "Error", {.on = 2}},
-        {"COMMON_LOG_LEVEL_PEAKLOAD", "Warn", {.on = 3}},
-        {"COMMON_LOG_LEVEL_PEAKLOAD", "Note", {.on = 4}},
+        {"COMMON_LOG_LEVEL", "Debug", {.level = kDebug, .off = kDebug}},
+        {"COMMON_LOG_LEVEL", "Verbose", {.level = kVerbose, .off = kVerbose}},
+        {"COMMON_LOG_LEVEL_PEAKLOAD", "Fatal", {.on = kFatal}},
+        {"COMMON_LOG_LEVEL_PEAKLOAD", "Critical", {.on = kCritical}},
+        {"COMMON_LOG_LEVEL_PEAKLOAD", "Error", {.on = kError}},
+        {"COMMON_LOG_LEVEL_PEAKLOAD", "Warn", {.on = kWarn}},
+        {"COMMON_LOG_LEVEL_PEAKLOAD", "Note", {.on = kNote}},
         {"COMMON_LOG_LEVEL_PEAKLOAD", "Info", {}},
         {"COMMON_LOG_LEVEL_PEAKLOAD", "Default", {}},
-        {"COMMON_LOG_LEVEL_PEAKLOAD", "Debug", {.on = 6}},
-        {"COMMON_LOG_LEVEL_PEAKLOAD", "Verbose", {.on = 7}},
+        {"COMMON_LOG_LEVEL_PEAKLOAD", "Debug", {.on = kDebug}},
+        {"COMMON_LOG_LEVEL_PEAKLOAD", "Verbose", {.on = kVerbose}},
         {"COMMON_LOG_PEAKLOAD_CONTROL", "None", {}},
-        {"COMMON_LOG_PEAKLOAD_CONTROL", "Off", {.control = 1}},
-        {"COMMON_LOG_PEAKLOAD_CONTROL", "On", {.control = 2}},
+        {"COMMON_LOG_PEAKLOAD_CONTROL", "Off", {.control = kOff}},
+        {"COMMON_LOG_PEAKLOAD_CONTROL", "On", {.control = kOn}},
         {"COMMON_LOG_STRIP", "True", {}},
         {"COMMON_LOG_STRIP", "False", {.strip = 0}},
     };
@@ -183,12 +177,12 @@ TEST(CommonLogEnvironment, ShortenedNamesAreTheFirstThatBeginsWithThem)
         {"COMMON_LOG_CACH=False", {.cache = 0}},
         {"COMMON_LOG_CO=True", {.color = 1}},
         {"COMMON_LOG_E=False", {.enable = 0}},
-        {"COMMON_LOG_F=All", {.format = 1}},
-        {"COMMON_LOG_LEV=Debug", {.level = 6, .off = 6}},
-        {"COMMON_LOG_LEVEL_=Debug", {.level = 6, .off = 6}},
-        {"COMMON_LOG_LEVEL_PEAK=Debug", {.level = 6, .off = 6}},
-        {"COMMON_LOG_LEVEL_PEAKLOA=Debug", {.level = 6, .off = 6}},
-        {"COMMON_LOG_LEVEL_PEAKLOAD=Debug", {.on = 6}},
+        {"COMMON_LOG_F=All", {.format = COMMON_LogFormatAll}},
+        {"COMMON_LOG_LEV=Debug", {.level = kDebug, .off = kDebug}},
+        {"COMMON_LOG_LEVEL_=Debug", {.level = kDebug, .off = kDebug}},
+        {"COMMON_LOG_LEVEL_PEAK=Debug", {.level = kDebug, .off = kDebug}},
+        {"COMMON_LOG_LEVEL_PEAKLOA=Debug", {.level = kDebug, .off = kDebug}},
+        {"COMMON_LOG_LEVEL_PEAKLOAD=Debug", {.on = kDebug}},
         {"COMMON_LOG_P=On", {.control = kOn}},
         {"COMMON_LOG_PEAK=Off", {.control = kOff}},
         {"COMMON_LOG_PEAKLOAD_=Off", {.control = kOff}},
@@ -264,18 +258,18 @@ TEST(CommonLogEnvironment, LevelsFollowTheControlInTheOrderOfTheVariables)
         Variables variables;
         Settings expected;
     } kSequences[] = {
-        {{level, peak}, {.level = 6, .off = 6, .on = 2}},
-        {{level, peak, none}, {.level = 6, .off = 6, .on = 6}},
-        {{none, level, peak}, {.level = 6, .off = 6, .on = 2}},
-        {{level, peak, off}, {.control = kOff, .level = 6, .off = 6, .on = 2}},
-        {{level, peak, on}, {.control = kOn, .level = 2, .off = 6, .on = 2}},
-        {{on, level}, {.control = kOn, .level = 5, .off = 6, .on = 5}},
-        {{on, peak}, {.control = kOn, .level = 2, .off = 5, .on = 2}},
-        {{on, level, peak}, {.control = kOn, .level = 2, .off = 6, .on = 2}},
-        {{off, peak}, {.control = kOff, .level = 5, .off = 5, .on = 2}},
-        {{off, level}, {.control = kOff, .level = 6, .off = 6, .on = 5}},
-        {{on, peak, none}, {.level = 5, .off = 5, .on = 5}},
-        {{on, peak, off, level}, {.control = kOff, .level = 6, .off = 6, .on = 2}},
+        {{level, peak}, {.level = kDebug, .off = kDebug, .on = kError}},
+        {{level, peak, none}, {.level = kDebug, .off = kDebug, .on = kDebug}},
+        {{none, level, peak}, {.level = kDebug, .off = kDebug, .on = kError}},
+        {{level, peak, off}, {.control = kOff, .level = kDebug, .off = kDebug, .on = kError}},
+        {{level, peak, on}, {.control = kOn, .level = kError, .off = kDebug, .on = kError}},
+        {{on, level}, {.control = kOn, .level = kInfo, .off = kDebug, .on = kInfo}},
+        {{on, peak}, {.control = kOn, .level = kError, .off = kInfo, .on = kError}},
+        {{on, level, peak}, {.control = kOn, .level = kError, .off = kDebug, .on = kError}},
+        {{off, peak}, {.control = kOff, .level = kInfo, .off = kInfo, .on = kError}},
+        {{off, level}, {.control = kOff, .level = kDebug, .off = kDebug, .on = kInfo}},
+        {{on, peak, none}, {.level = kInfo, .off = kInfo, .on = kInfo}},
+        {{on, peak, off, level}, {.control = kOff, .level = kDebug, .off = kDebug, .on = kError}},
     };
     for (const auto& one : kSequences) {
         expect_settings(one.variables, one.expected);
@@ -286,9 +280,10 @@ TEST(CommonLogEnvironment, LaterVariablesOverrideEarlierOnes)
 {
     expect_settings({"COMMON_LOG_STRIP=False", "COMMON_LOG_STRIP=True"}, {});
     expect_settings({"COMMON_LOG_STRIP=True", "COMMON_LOG_S=False"}, {.strip = 0});
-    expect_settings({"COMMON_LOG_FORMAT=All", "COMMON_LOG_FORMAT=Columns"}, {.format = 2});
-    expect_settings({"COMMON_LOG_LEVEL=Debug", "COMMON_LOG_LEVEL=bad"}, {.level = 6, .off = 6},
-                    {complaint("COMMON_LOG_LEVEL", "bad")});
+    expect_settings({"COMMON_LOG_FORMAT=All", "COMMON_LOG_FORMAT=Columns"},
+                    {.format = COMMON_LogFormatColumns});
+    expect_settings({"COMMON_LOG_LEVEL=Debug", "COMMON_LOG_LEVEL=bad"},
+                    {.level = kDebug, .off = kDebug}, {complaint("COMMON_LOG_LEVEL", "bad")});
     expect_settings({"COMMON_LOG_CACHE=a", "COMMON_LOG_COLOR=b", "COMMON_LOG_CACHE=c"}, {},
                     {complaint("COMMON_LOG_CACHE", "a"), complaint("COMMON_LOG_COLOR", "b"),
                      complaint("COMMON_LOG_CACHE", "c")});
@@ -314,12 +309,11 @@ TEST(CommonLogEnvironment, GranularityInDecimalHexAndOctal)
     for (const auto& [value, number] : kGranularities) {
         auto env = kDebugOn;
         env["COMMON_LOG_PEAKLOAD_GRANULARITY"] = value;
-        const Outcome outcome = run_fresh({.env = env}, [] { EXPECT_EQ(settings(), Settings{}); });
-        EXPECT_THAT(outcome, exited(0)) << value;
+        SCOPED_TRACE(value);
+        const Outcome outcome = well({.env = env}, [] { EXPECT_EQ(settings(), Settings{}); });
         EXPECT_EQ(reported_peakload(outcome),
-                  std::string("peakload: None (0) //GranularityPeakloadProcessing:") + number)
-            << value;
-        EXPECT_THAT(complaints(outcome), IsEmpty()) << value;
+                  std::string("peakload: None (0) //GranularityPeakloadProcessing:") + number);
+        EXPECT_THAT(complaints(outcome), IsEmpty());
     }
 }
 
@@ -328,8 +322,8 @@ TEST(CommonLogEnvironment, ABadGranularityKeepsTheDefault)
     for (const char* value : {"", "-5", "+5", " 5", "x10", ".5", "/", ":"}) {
         auto env = kDebugOn;
         env["COMMON_LOG_PEAKLOAD_GRANULARITY"] = value;
-        const Outcome outcome = run_fresh({.env = env}, [] { COMMON_Log_LevelGet(); });
-        EXPECT_THAT(outcome, exited(0)) << value;
+        SCOPED_TRACE(value);
+        const Outcome outcome = well({.env = env}, [] { COMMON_Log_LevelGet(); });
         EXPECT_EQ(reported_peakload(outcome),
                   "peakload: None (0) //GranularityPeakloadProcessing:1000");
         EXPECT_THAT(complaints(outcome),
@@ -339,13 +333,13 @@ TEST(CommonLogEnvironment, ABadGranularityKeepsTheDefault)
 
 TEST(CommonLogEnvironment, OverridesTheFiles)
 {
-    for (const char* path : {"/config/common/log/settings.txt", "/tmp/common/log/settings.txt"}) {
+    for (const std::string& path : {kConfiguredFile, kSharedFile}) {
         const FreshSetup setup{
             .env = {{"COMMON_LOG_LEVEL", "Error"}},
             .files = {{path, "COMMON_LOG_LEVEL=Debug\nCOMMON_LOG_COLOR=True\n"}}};
-        const Outcome outcome = run_fresh(
-            setup, [] { EXPECT_EQ(settings(), (Settings{.color = 1, .level = 2, .off = 2})); });
-        EXPECT_THAT(outcome, exited(0)) << path;
+        SCOPED_TRACE(path);
+        well(setup,
+             [] { EXPECT_EQ(settings(), (Settings{.color = 1, .level = kError, .off = kError})); });
     }
 }
 

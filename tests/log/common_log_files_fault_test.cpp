@@ -62,8 +62,7 @@ Outcome run_held(const std::function<void()>& body)
     };
     const Outcome quiet = well(setup_with(false), held_body);
     EXPECT_EQ(quiet.out + quiet.err, "");
-    Outcome outcome = run_fresh(setup_with(true), held_body);
-    EXPECT_THAT(outcome, exited(0));
+    Outcome outcome = well(setup_with(true), held_body);
     EXPECT_THAT(outcome.log, IsEmpty());
     return outcome;
 }
@@ -74,9 +73,9 @@ TEST(CommonLogFilesFault, AFailingClockOnlyPutsTheReadingOff)
         put_file(kSharedFile, kDebugLevel, kWritten);
         move_clock(kGranularity);
         fault::fail(fault::Call::clock_gettime);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
         EXPECT_EQ(fault::fired(), 1);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
     });
     EXPECT_THAT(files_rows(outcome), ElementsAre(files_row("Failed to get current ftime")));
 }
@@ -119,17 +118,17 @@ TEST(CommonLogFilesFault, AClockThatGoesBackwardsStartsTheGranularityAnew)
     const Outcome outcome = run_held([] {
         put_file(kSharedFile, kDebugLevel, kWritten);
         move_clock(-1ms);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
         move_clock(kGranularity - 1ms);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
         move_clock(1ms);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
         move_clock(-24h);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
         touch(kSharedFile, kWritten + 1);
-        COMMON_Log_LevelSet(COMMON_LogLevelError);
+        COMMON_Log_LevelSet(kError);
         move_clock(kGranularity);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
     });
     EXPECT_THAT(files_rows(outcome),
                 ElementsAre(files_row("The current time before the previous time"),
@@ -143,7 +142,7 @@ TEST(CommonLogFilesFault, ClosingFailuresNameTheConfiguredFileWhicheverItIs)
         const FreshSetup setup{.env = kDebugOn, .files = {{path, kDebugLevel}}};
         const Outcome outcome = well(setup, [] {
             fault::fail_always(fault::Call::close, EIO);
-            EXPECT_EQ(COMMON_Log_LevelGet(), 6u) << "it was read all the same";
+            EXPECT_EQ(COMMON_Log_LevelGet(), kDebug) << "it was read all the same";
         });
         EXPECT_THAT(files_rows(outcome), ElementsAre(kNotClosed)) << path;
     }
@@ -152,7 +151,7 @@ TEST(CommonLogFilesFault, ClosingFailuresNameTheConfiguredFileWhicheverItIs)
             put_file(own ? own_file() : kSharedFile, kDebugLevel, kWritten);
             move_clock(kGranularity);
             fault::fail(fault::Call::close, 1, EIO);
-            EXPECT_EQ(COMMON_Log_LevelGet(), 6u) << "it was read all the same";
+            EXPECT_EQ(COMMON_Log_LevelGet(), kDebug) << "it was read all the same";
             EXPECT_EQ(fault::fired(), 1);
         });
         EXPECT_THAT(files_rows(outcome), ElementsAre(kNotClosed)) << own;
@@ -164,7 +163,7 @@ TEST(CommonLogFilesFault, AClosingFailureIsSilentWhileDebugOutputIsOff)
     const FreshSetup setup{.files = {{kConfiguredFile, kDebugLevel}}};
     const Outcome outcome = well(setup, [] {
         fault::fail_always(fault::Call::close, EIO);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
         EXPECT_GE(fault::fired(), 1);
     });
     EXPECT_EQ(outcome.out + outcome.err, "");
@@ -197,13 +196,13 @@ TEST(CommonLogFilesFault, AFileThatCannotBeOpenedWaitsForItsNextChange)
         put_file(kSharedFile, kDebugLevel, kWritten);
         move_clock(kGranularity);
         fault::fail(fault::Call::open, 1, EMFILE);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
         EXPECT_EQ(fault::fired(), 1);
         move_clock(kGranularity);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u) << "its time was seen";
+        EXPECT_EQ(COMMON_Log_LevelGet(), kInfo) << "its time was seen";
         touch(kSharedFile, kWritten + 1);
         move_clock(kGranularity);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
     });
     EXPECT_THAT(files_rows(outcome), IsEmpty());
 }
@@ -215,7 +214,7 @@ TEST(CommonLogFilesFault, AnInterruptedOpenOrReadIsTakenUpAgain)
             put_file(kSharedFile, kDebugLevel, kWritten);
             move_clock(kGranularity);
             fault::fail(call, 1, EINTR);
-            EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+            EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
             EXPECT_EQ(fault::fired(), 1);
         });
         EXPECT_THAT(files_rows(outcome), IsEmpty());
@@ -228,23 +227,21 @@ TEST(CommonLogFilesFault, AReadErrorEndsTheFile)
         put_file(kSharedFile, kDebugLevel, kWritten);
         move_clock(kGranularity);
         fault::fail(fault::Call::read, 1, EIO);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
         EXPECT_EQ(fault::fired(), 1);
     });
     EXPECT_THAT(files_rows(outcome), IsEmpty());
 }
 
-TEST(CommonLogFilesFault, NoTimeIsAskedForWithoutPeakloadControlOrGranularity)
+FRESH_TEST(CommonLogFilesFault, NoTimeIsAskedForWithoutPeakloadControlOrGranularity)
 {
-    const Outcome outcome = well([] {
-        COMMON_Log_LevelGet();
-        const int before = fault::calls(fault::Call::clock_gettime);
-        const int looks = fault::calls(fault::Call::stat);
-        COMMON_Log_LevelGet();
-        COMMON_Log_Acceptable(COMMON_LogLevelInfo);
-        EXPECT_EQ(fault::calls(fault::Call::clock_gettime), before);
-        EXPECT_EQ(fault::calls(fault::Call::stat), looks);
-    });
+    COMMON_Log_LevelGet();
+    const int before = fault::calls(fault::Call::clock_gettime);
+    const int looks = fault::calls(fault::Call::stat);
+    COMMON_Log_LevelGet();
+    COMMON_Log_Acceptable(kInfo);
+    EXPECT_EQ(fault::calls(fault::Call::clock_gettime), before);
+    EXPECT_EQ(fault::calls(fault::Call::stat), looks);
 }
 
 TEST(CommonLogFilesFault, TheCacheTurnedOnByAFileNeedsItsSlot)

@@ -21,8 +21,8 @@ void expect_settings(const std::string& content, const Settings& expected,
                      const std::vector<std::string>& expected_complaints = {})
 {
     const FreshSetup setup{.env = kDebugOn, .files = {{kConfiguredFile, content}}};
-    const Outcome outcome = run_fresh(setup, [&] { EXPECT_EQ(settings(), expected); });
-    EXPECT_THAT(outcome, exited(0)) << testing::PrintToString(content);
+    SCOPED_TRACE(testing::PrintToString(content));
+    const Outcome outcome = well(setup, [&] { EXPECT_EQ(settings(), expected); });
     std::vector<std::string> complaints;
     for (const RowText& row : row_texts(outcome.err)) {
         if (row.function != "threadOnce") {
@@ -30,7 +30,7 @@ void expect_settings(const std::string& content, const Settings& expected,
             complaints.push_back(row.message);
         }
     }
-    EXPECT_EQ(complaints, expected_complaints) << testing::PrintToString(content);
+    EXPECT_EQ(complaints, expected_complaints);
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
@@ -50,18 +50,17 @@ TEST(CommonLogFiles, TheConfiguredFileIsReadWhenThereIsNoSharedOne)
                      .enable = 0,
                      .strip = 0,
                      .format = COMMON_LogFormatLegacy,
-                     .control = COMMON_LogPeakloadControlOn,
-                     .level = COMMON_LogLevelWarn,
-                     .off = COMMON_LogLevelVerbose,
-                     .on = COMMON_LogLevelWarn});
+                     .control = kOn,
+                     .level = kWarn,
+                     .off = kVerbose,
+                     .on = kWarn});
 }
 
 TEST(CommonLogFiles, TheSharedFileKeepsTheConfiguredOneFromBeingRead)
 {
     const FreshSetup setup{.files = {{kConfiguredFile, "COMMON_LOG_STRIP=False\n"},
                                      {kSharedFile, "COMMON_LOG_LEVEL=Debug\n"}}};
-    const Outcome outcome =
-        well(setup, [] { EXPECT_EQ(settings(), (Settings{.level = 6, .off = 6})); });
+    well(setup, [] { EXPECT_EQ(settings(), (Settings{.level = kDebug, .off = kDebug})); });
 }
 
 /// Puts something that is no regular file in the place of one: reading a pipe or a device might
@@ -88,13 +87,13 @@ TEST(CommonLogFiles, WhatIsNoRegularFileIsNotRead)
             other.put(kDebugFile.c_str());
             other.put("/oxa/slog/oxa_logger.cfg");
         };
-        const Outcome outcome = run_fresh(setup, [] {
+        SCOPED_TRACE(other.name);
+        const Outcome outcome = well(setup, [] {
             EXPECT_EQ(settings(), Settings{.strip = 0}) << "of the configured file";
             EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_NOT_FOUND);
             EXPECT_EQ(COMMON_Debug_GetEnable(), 0u);
         });
-        EXPECT_THAT(outcome, exited(0)) << other.name;
-        EXPECT_EQ(outcome.out + outcome.err, "") << other.name;
+        EXPECT_EQ(outcome.out + outcome.err, "");
     }
 }
 
@@ -139,8 +138,8 @@ TEST(CommonLogFiles, FoldersInPlaceOfTheFilesDoNoHarm)
     }};
     const Outcome outcome = well(setup, [] {
         EXPECT_EQ(settings(), Settings{});
-        COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlOff);
-        EXPECT_EQ(settings(), Settings{.control = COMMON_LogPeakloadControlOff});
+        COMMON_Log_PeakloadControlSet(kOff);
+        EXPECT_EQ(settings(), Settings{.control = kOff});
     });
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
@@ -161,15 +160,15 @@ TEST(CommonLogFiles, TheFileOfTheProcessIsReadRightAfterTheStartUnderPeakloadCon
                                         "COMMON_LOG_LEVEL=Debug\nCOMMON_LOG_FORMAT=All\n", 1000);
                            }};
     well(setup, [] {
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelDebug), 1u);
-        EXPECT_EQ(settings(), (Settings{.control = 1, .level = 6, .off = 6}));
+        EXPECT_EQ(COMMON_Log_Acceptable(kDebug), 1u);
+        EXPECT_EQ(settings(), (Settings{.control = kOff, .level = kDebug, .off = kDebug}));
     });
 }
 
 TEST(CommonLogFiles, LaterLinesOverrideEarlierOnes)
 {
     expect_settings("COMMON_LOG_LEVEL=Debug\nCOMMON_LOG_STRIP=False\nCOMMON_LOG_LEV=Error\n",
-                    {.strip = 0, .level = 2, .off = 2});
+                    {.strip = 0, .level = kError, .off = kError});
 }
 
 TEST(CommonLogFiles, TheLastLineNeedsNoNewline)

@@ -29,8 +29,6 @@ using fault::Call;
 using testing::Contains;
 using testing::ElementsAre;
 
-constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
-
 /// A place inside the initialisation: the n-th call of a function, made by its thread.
 struct Place {
     Call call;
@@ -73,16 +71,15 @@ TEST_P(ForksInside, ChildGoesOn)
         }
         in_child([] {
             log_message(kInfo, "child");
-            COMMON_Log_LevelSet(COMMON_LogLevelDebug);
-            log_message(COMMON_LogLevelDebug, "child again");
+            COMMON_Log_LevelSet(kDebug);
+            log_message(kDebug, "child again");
         });
         go_on.set();
         initialising.join();
         log_message(kInfo, "parent");
     });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(written(kInfo, "child"), written(COMMON_LogLevelDebug, "child again"),
-                            written(kInfo, "parent's thread"), written(kInfo, "parent")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "child"), said(kDebug, "child again"),
+                                         said(kInfo, "parent's thread"), said(kInfo, "parent")));
     EXPECT_THAT(row_texts(outcome.err),
                 Contains(log_row("stderr", "threadOnce", "The once handler was already called"))
                     .Times(place.shows_second_run ? 1 : 0));
@@ -90,7 +87,7 @@ TEST_P(ForksInside, ChildGoesOn)
 
 TEST(CommonLogFork, IsAnsweredFromTheStartOnAndNothingElseIsDone)
 {
-    const Outcome outcome = well([] {
+    well([] {
         for (int i = 0; i <= static_cast<int>(Call::dlclose); ++i) {
             const auto call = static_cast<Call>(i);
             // A fork made this very process.
@@ -142,9 +139,8 @@ TEST(CommonLogFork, ProgramMayLogUnderALockThatItsHandlersTake)
         in_child([] { log_message(kInfo, "child"); });
         logging.join();
     });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(written(kInfo, "first"), written(kInfo, "under the lock"),
-                            written(kInfo, "child")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "first"), said(kInfo, "under the lock"),
+                                         said(kInfo, "child")));
 }
 
 TEST(CommonLogFork, HandlersOfTheProgramMayLog)
@@ -156,12 +152,12 @@ TEST(CommonLogFork, HandlersOfTheProgramMayLog)
         const pid_t child = start_child([] { log_message(kInfo, "child"); });
         await_child(child);
     });
-    const auto all = reports(outcome);
+    const auto& all = outcome.log;
     ASSERT_THAT(all, testing::SizeIs(5));
-    EXPECT_EQ(all[0], written(kInfo, "first"));
-    EXPECT_EQ(all[1], written(kInfo, "before"));
+    EXPECT_EQ(all[0], said(kInfo, "first"));
+    EXPECT_EQ(all[1], said(kInfo, "before"));
     for (const char* message : {"parent", "child's handler", "child"}) {
-        EXPECT_THAT(all, Contains(written(kInfo, message)).Times(1));
+        EXPECT_THAT(all, Contains(said(kInfo, message)).Times(1));
     }
 }
 
@@ -287,8 +283,8 @@ TEST(HeldForTooLong, DescriptorTableEndsTheChildThatUsesIt)
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << "status " << status;
     });
     ASSERT_FALSE(outcome.log.empty());
-    EXPECT_EQ(reports(outcome)[0], said(COMMON_LogLevelError, "CLDES", "client_descriptor",
-                                        "LockDescriptor", "Failed to lock descriptor mutex."));
+    EXPECT_EQ(outcome.log[0], said(kError, "CLDES", "client_descriptor", "LockDescriptor",
+                                   "Failed to lock descriptor mutex."));
 }
 
 TEST(HeldForTooLong, LocalTimeIsTheLastKnownOneInTheChild)
@@ -307,8 +303,7 @@ TEST(HeldForTooLong, LocalTimeIsTheLastKnownOneInTheChild)
             EXPECT_EQ(fault::calls(Call::localtime_r), asked);
         });
     });
-    ASSERT_THAT(reports(outcome),
-                ElementsAre(written(kInfo, "child"), written(kInfo, "grandchild")));
+    ASSERT_THAT(outcome.log, ElementsAre(said(kInfo, "child"), said(kInfo, "grandchild")));
     for (const auto& record : outcome.log) {
         EXPECT_EQ(fields_of(record).day, 11574);
         EXPECT_EQ(fields_of(record).time, "09:46:40");
@@ -317,7 +312,7 @@ TEST(HeldForTooLong, LocalTimeIsTheLastKnownOneInTheChild)
 
 TEST(HeldForTooLong, SystemLogGetsNothingFromTheChild)
 {
-    const Outcome outcome = well(hanging_daemon_setup(), [] {
+    well(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
         const int records = HangingDaemon::more_than_the_queue();
         std::thread writer = daemon.start_blocked_writer(records);

@@ -7,10 +7,6 @@ namespace {
 
 using namespace harness;
 
-constexpr auto kNone = COMMON_LogPeakloadControlNone;
-constexpr auto kOff = COMMON_LogPeakloadControlOff;
-constexpr auto kOn = COMMON_LogPeakloadControlOn;
-
 /// The rules of the settings that decide what is accepted, as a caller would tell them.
 struct Model {
     std::uint32_t enable = 1;
@@ -18,7 +14,7 @@ struct Model {
 
     void set_level(COMMON_LogLevel_t level)
     {
-        if (level > COMMON_LogLevelVerbose) {
+        if (level > kVerbose) {
             return;
         }
         levels.level = level;
@@ -32,7 +28,7 @@ struct Model {
 
     void set_level_extended(COMMON_LogLevel_t level, COMMON_LogPeakloadControl_t option)
     {
-        if (level > COMMON_LogLevelVerbose || option > kOn) {
+        if (level > kVerbose || option > kOn) {
             return;
         }
         (option == kNone ? levels.level : option == kOff ? levels.off : levels.on) = level;
@@ -152,7 +148,7 @@ TEST(CommonLogGate, StartsWithWhatTheEnvironmentSays)
 TEST(CommonLogGate, WhatIsAcceptedIsWrittenAndNothingElse)
 {
     const Outcome outcome = well([] {
-        for (COMMON_LogLevel_t current = 0; current <= COMMON_LogLevelVerbose; ++current) {
+        for (COMMON_LogLevel_t current = 0; current <= kVerbose; ++current) {
             COMMON_Log_LevelSet(current);
             for (COMMON_LogLevel_t level = 0; level <= 8; ++level) {
                 log_message(level, "%u at %u", level, current);
@@ -160,13 +156,13 @@ TEST(CommonLogGate, WhatIsAcceptedIsWrittenAndNothingElse)
         }
     });
     std::vector<Report> expected;
-    for (COMMON_LogLevel_t current = 0; current <= COMMON_LogLevelVerbose; ++current) {
+    for (COMMON_LogLevel_t current = 0; current <= kVerbose; ++current) {
         for (COMMON_LogLevel_t level = 0; level <= current; ++level) {
             expected.push_back(
-                written(level, std::to_string(level) + " at " + std::to_string(current)));
+                said(level, std::to_string(level) + " at " + std::to_string(current)));
         }
     }
-    EXPECT_THAT(reports(outcome), testing::ElementsAreArray(expected));
+    EXPECT_THAT(outcome.log, testing::ElementsAreArray(expected));
 }
 
 }  // namespace

@@ -27,9 +27,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-constexpr COMMON_LogLevel_t kError = COMMON_LogLevelError;
-constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
-
 /// The destructor of the last slot that was made, seen by the function below.
 void (*volatile last_key_destructor)(void*) = nullptr;
 
@@ -66,8 +63,7 @@ TEST(CommonLogThreadRecord, IsAllocatedOnceAndFreedWithTheThread)
         });
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(written(kInfo, "0"), written(kInfo, "1"), written(kInfo, "2")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "0"), said(kInfo, "1"), said(kInfo, "2")));
 }
 
 TEST(CommonLogThreadRecord, EachThreadHasItsOwn)
@@ -125,8 +121,8 @@ TEST(CommonLogThreadRecord, IsKeptAgainWhenTheCacheIsTurnedOn)
         });
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "off"), written(kInfo, "on"),
-                                              written(kInfo, "off again")));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(kInfo, "off"), said(kInfo, "on"), said(kInfo, "off again")));
 }
 
 TEST(CommonLogThreadRecord, WithoutMemoryTheRecordIsWrittenAllTheSame)
@@ -139,20 +135,20 @@ TEST(CommonLogThreadRecord, WithoutMemoryTheRecordIsWrittenAllTheSame)
         EXPECT_EQ(fault::fired(), 1);
         EXPECT_EQ(fault::calls(Call::malloc), 2);
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(said_by_log(kError, "handlerLegacy",
-                                                          "Failed to allocate memory for log data"),
-                                              written(kInfo, "first"), written(kInfo, "second")));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(kError, "handlerLegacy", "Failed to allocate memory for log data"),
+                            said(kInfo, "first"), said(kInfo, "second")));
 }
 
 TEST(CommonLogThreadRecord, FailuresAreReportedOnlyWhereErrorsAreAcceptable)
 {
     const Outcome outcome = well([] {
-        COMMON_Log_LevelSet(COMMON_LogLevelCritical);
+        COMMON_Log_LevelSet(kCritical);
         fault::fail_always(Call::malloc);
-        log_message(COMMON_LogLevelCritical, "m");
+        log_message(kCritical, "m");
         EXPECT_EQ(fault::fired(), 1);
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelCritical, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kCritical, "m")));
 }
 
 TEST(CommonLogThreadRecord, ThatCannotBeStoredIsFreed)
@@ -169,12 +165,11 @@ TEST(CommonLogThreadRecord, ThatCannotBeStoredIsFreed)
         EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
     });
     const std::string failed = "Failed to set the thread-specific key with error: ";
-    EXPECT_THAT(
-        reports(outcome),
-        ElementsAre(said_by_log(kError, "handlerLegacy", failed + "Cannot allocate memory (12)"),
-                    written(kInfo, "first"),
-                    said_by_log(kError, "handlerLegacy", failed + "Invalid argument (22)"),
-                    written(kInfo, "second"), written(kInfo, "third")));
+    EXPECT_THAT(outcome.log,
+                ElementsAre(said(kError, "handlerLegacy", failed + "Cannot allocate memory (12)"),
+                            said(kInfo, "first"),
+                            said(kError, "handlerLegacy", failed + "Invalid argument (22)"),
+                            said(kInfo, "second"), said(kInfo, "third")));
 }
 
 TEST(CommonLogThreadRecord, LongRecordWithoutMemoryIsCutButSent)
@@ -215,7 +210,7 @@ TEST(CommonLogThreadRecord, ClearingFailureIsToldOnStandardError)
                                  "Failed to clear the thread-specific value with error: "
                                  "Invalid argument (22)"))
                     .Times(1));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 
     const Outcome without_debug = well(body);
     EXPECT_EQ(without_debug.err, "");
@@ -237,7 +232,7 @@ TEST(CommonLogThreadRecord, DestructorWithoutARecordTellsSo)
                 Contains(log_row("stderr", "threadOnceDestructor",
                                  "threadOnceDestructor() called with NULL parameter!"))
                     .Times(1));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m"), written(kInfo, "next")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m"), said(kInfo, "next")));
 
     const Outcome without_debug = well(body);
     EXPECT_EQ(without_debug.err, "");
@@ -290,10 +285,9 @@ TEST(CommonLogThreadEnd, OtherDestructorsLogBeforeAndAfterTheRecordIsGone)
         });
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    const auto all = reports(outcome);
-    EXPECT_THAT(all, SizeIs(2 + 2 * kRounds));
-    EXPECT_THAT(all, Contains(written(kInfo, "earlier")).Times(kRounds));
-    EXPECT_THAT(all, Contains(written(kInfo, "later")).Times(kRounds));
+    EXPECT_THAT(outcome.log, SizeIs(2 + 2 * kRounds));
+    EXPECT_THAT(outcome.log, Contains(said(kInfo, "earlier")).Times(kRounds));
+    EXPECT_THAT(outcome.log, Contains(said(kInfo, "later")).Times(kRounds));
 }
 
 TEST(CommonLogThreadEnd, FirstRecordOfAThreadMayComeFromADestructor)
@@ -333,7 +327,7 @@ TEST(CommonLogThreadEnd, CancelledThreadLogsInItsCleanup)
         pthread_join(thread, nullptr);
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "thread"), written(kInfo, "cleanup")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "thread"), said(kInfo, "cleanup")));
 }
 
 /// A place in the middle of something that must not be cut short, and how to see that it was not.
@@ -375,7 +369,7 @@ const Cancelled kCancelled[] = {
      {{"COMMON_DEBUG_ENABLE", "True"}, {"COMMON_LOG_LEVEL", "Debug"}},
      do_nothing,
      log_something,
-     [] { EXPECT_EQ(COMMON_Log_LevelGet(), COMMON_LogLevelDebug); }},
+     [] { EXPECT_EQ(COMMON_Log_LevelGet(), kDebug); }},
     // The handler lock would stay taken.
     {"LegacySet",
      Call::pthread_mutex_lock,
@@ -415,7 +409,7 @@ INSTANTIATE_TEST_SUITE_P(All, CancelledInside, testing::ValuesIn(kCancelled),
 TEST_P(CancelledInside, LeavesNothingUndone)
 {
     const Cancelled& test = GetParam();
-    const Outcome outcome = well({.env = test.env}, [&] {
+    well({.env = test.env}, [&] {
         in_a_thread(test.prepare);
         const long blocks = fault::outstanding_blocks();
         fault::on_call(test.inside, 1, [] { pthread_cancel(pthread_self()); });
@@ -444,15 +438,14 @@ TEST(CommonLogExit, HandlersLogWheneverTheyWereRegistered)
         log_message(kInfo, "body");
         std::atexit([] { log_message(kInfo, "registered after it"); });
     });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(written(kInfo, "body"), written(kInfo, "registered after it"),
-                            written(kInfo, "registered before the first call")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "body"), said(kInfo, "registered after it"),
+                                         said(kInfo, "registered before the first call")));
 }
 
 TEST(CommonLogExit, FirstCallMayComeFromAnExitHandler)
 {
     const Outcome outcome = well([] { std::atexit([] { log_message(kInfo, "at exit"); }); });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "at exit")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "at exit")));
 }
 
 TEST(CommonLogMessage, IsEmptyWhenItCannotBeFormatted)
@@ -467,8 +460,8 @@ TEST(CommonLogMessage, IsEmptyWhenItCannotBeFormatted)
         fault::reset();
         log_message(kInfo, "after");
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "before"), written(kInfo, ""),
-                                              written(kInfo, ""), written(kInfo, "after")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "before"), said(kInfo, ""), said(kInfo, ""),
+                                         said(kInfo, "after")));
 }
 
 }  // namespace

@@ -30,9 +30,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
-constexpr COMMON_LogLevel_t kFatal = COMMON_LogLevelFatal;
-
 const Report kClockFailure = said(kFatal, "", "common_system", "COMMON_System_GetTimeByClockId",
                                   "Failed to get the CLOCK_REALTIME time with error: "
                                   "Invalid argument (22)");
@@ -63,36 +60,35 @@ INSTANTIATE_TEST_SUITE_P(Debug, Starts, testing::Bool(), testing::PrintToStringP
 TEST_P(Starts, WithAClockThatAlwaysFails)
 {
     for (const auto& first : kFirstCalls) {
-        const Outcome outcome = run_fresh(with_debug(GetParam()), [&] {
+        SCOPED_TRACE(first.name);
+        const Outcome outcome = well(with_debug(GetParam()), [&] {
             fault::fail_always(Call::clock_gettime, EINVAL);
             first.call();
             log_message(kInfo, "last");
         });
-        EXPECT_THAT(outcome, exited(0)) << first.name;
-        const auto all = reports(outcome);
-        ASSERT_FALSE(all.empty()) << first.name;
-        EXPECT_EQ(all.back(), written(kInfo, "last")) << first.name;
-        EXPECT_THAT(all, Contains(kClockFailure)) << first.name;
+        const auto& all = outcome.log;
+        ASSERT_FALSE(all.empty());
+        EXPECT_EQ(all.back(), said(kInfo, "last"));
+        EXPECT_THAT(all, Contains(kClockFailure));
     }
 }
 
 TEST_P(Starts, WithoutMemory)
 {
     for (const auto& first : kFirstCalls) {
-        const Outcome outcome = run_fresh(with_debug(GetParam()), [&] {
+        SCOPED_TRACE(first.name);
+        const Outcome outcome = well(with_debug(GetParam()), [&] {
             fault::fail_always(Call::malloc);
             fault::fail_always(Call::realloc);
             fault::fail_always(Call::strdup);
             first.call();
             log_message(kInfo, "last");
         });
-        EXPECT_THAT(outcome, exited(0)) << first.name;
-        const auto all = reports(outcome);
-        ASSERT_GE(all.size(), 2u) << first.name;
-        EXPECT_EQ(all[all.size() - 2], said_by_log(COMMON_LogLevelError, "handlerLegacy",
-                                                   "Failed to allocate memory for log data"))
-            << first.name;
-        EXPECT_EQ(all.back(), written(kInfo, "last")) << first.name;
+        const auto& all = outcome.log;
+        ASSERT_GE(all.size(), 2u);
+        EXPECT_EQ(all[all.size() - 2],
+                  said(kError, "handlerLegacy", "Failed to allocate memory for log data"));
+        EXPECT_EQ(all.back(), said(kInfo, "last"));
     }
 }
 
@@ -105,7 +101,7 @@ TEST_P(Starts, WithSettingsThatCannotBeRead)
                    {"/tmp/common/log/settings.txt/file", ""},
                    {"/oxa/lib/liboxa.so/file", ""}};
     const Outcome outcome = well(setup, [] { log_message(kInfo, "m"); });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 /// The assertions that the given failure may end in.
@@ -133,8 +129,8 @@ AssertionResult writes_the_record_or_asserts(const ForcedFailure& failure, const
         }
         return AssertionFailure() << "wrong death";
     }
-    const Report expected = written(kInfo, failure.call == "vsnprintf" ? "" : "number 1.5");
-    const auto all = reports(outcome);
+    const Report expected = said(kInfo, failure.call == "vsnprintf" ? "" : "number 1.5");
+    const auto& all = outcome.log;
     if (outcome.end != Outcome::End::Exited || outcome.number != 0 || all.empty() ||
         all.back() != expected) {
         return AssertionFailure() << "the record is missing";
@@ -162,14 +158,14 @@ TEST_P(Starts, WhicheverCallFailsFromThenOnInOneFunction)
     for (const Call call :
          {Call::read, Call::close, Call::stat, Call::pthread_once, Call::pthread_key_create,
           Call::pthread_setspecific, Call::dlopen, Call::fflush}) {
-        const Outcome outcome = run_fresh(with_debug(GetParam()), [call] {
+        SCOPED_TRACE(fault::name(call));
+        const Outcome outcome = well(with_debug(GetParam()), [call] {
             fault::fail_always(call);
             log_message(kInfo, "m");
         });
-        EXPECT_THAT(outcome, exited(0)) << fault::name(call);
-        const auto all = reports(outcome);
-        ASSERT_FALSE(all.empty()) << fault::name(call);
-        EXPECT_EQ(all.back(), written(kInfo, "m")) << fault::name(call);
+        const auto& all = outcome.log;
+        ASSERT_FALSE(all.empty());
+        EXPECT_EQ(all.back(), said(kInfo, "m"));
     }
 }
 
@@ -183,7 +179,7 @@ TEST(CommonLogInit, FailingOnceControlLeavesTheDefaults)
     });
     EXPECT_THAT(outcome.out,
                 HasSubstr("The once control failed with error: Invalid argument (22)"));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
     ASSERT_THAT(outcome.log, SizeIs(1));
     EXPECT_EQ(fields_of(outcome.log[0]).pid, 0);
     EXPECT_EQ(fields_of(outcome.log[0]).process, "");
@@ -196,11 +192,11 @@ TEST(CommonLogInit, ReportMadeMeanwhileGoesOutWithDefaultSettings)
     setup.env["COMMON_LOG_LEVEL"] = "Verbose";
     const Outcome outcome = well(setup, [] {
         fault::fail(Call::clock_gettime, 1, EINVAL);  // of the row "Initializing"
-        log_message(COMMON_LogLevelVerbose, "m");
+        log_message(kVerbose, "m");
         EXPECT_EQ(fault::fired(), 1);
     });
     ASSERT_THAT(outcome.log, SizeIs(2));
-    EXPECT_EQ(reports(outcome)[0], kClockFailure);
+    EXPECT_EQ(outcome.log[0], kClockFailure);
     EXPECT_EQ(fields_of(outcome.log[0]).pid, 0);
     EXPECT_EQ(fields_of(outcome.log[0]).process, "");
     const auto second = parse_legacy(outcome.log[1].text);
@@ -224,7 +220,7 @@ TEST(CommonLogInit, SlotThatCannotBeMadeTurnsTheCacheOff)
                     .Times(1));
     EXPECT_THAT(row_texts(outcome.out),
                 Contains(log_row("stdout", "threadOnce", "cache:    False")));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 /// Runs functions in threads that begin at the same moment.
@@ -257,7 +253,7 @@ TEST_P(Starts, InManyThreadsAtOnce)
             at_once(all);
             log_message(kInfo, "last");
         });
-        ASSERT_THAT(reports(outcome), ElementsAre(written(kInfo, "m"), written(kInfo, "last")));
+        ASSERT_THAT(outcome.log, ElementsAre(said(kInfo, "m"), said(kInfo, "last")));
         ASSERT_THAT(row_texts(outcome.out),
                     Contains(log_row("stdout", "threadOnce", "Initialized")).Times(GetParam()));
     }
@@ -313,7 +309,7 @@ TEST_P(FirstCallsMeet, AndNeitherHangs)
         log_message(kInfo, "last");
     });
     ASSERT_FALSE(outcome.log.empty());
-    EXPECT_EQ(reports(outcome).back(), written(kInfo, "last"));
+    EXPECT_EQ(outcome.log.back(), said(kInfo, "last"));
 }
 
 }  // namespace

@@ -46,16 +46,16 @@ bool interleave(Change first, Change second, int instructions)
 
 constexpr Change kChanges[] = {
     [] { COMMON_Log_EnableSet(0); },
-    [] { COMMON_Log_LevelSet(COMMON_LogLevelFatal); },
-    [] { COMMON_Log_LevelSet(COMMON_LogLevelVerbose); },
-    [] { COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlNone); },
+    [] { COMMON_Log_LevelSet(kFatal); },
+    [] { COMMON_Log_LevelSet(kVerbose); },
+    [] { COMMON_Log_PeakloadControlSet(kNone); },
 };
 
 void start_anew()
 {
     COMMON_Log_EnableSet(1);
-    COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlNone);
-    COMMON_Log_LevelSet(COMMON_LogLevelError);
+    COMMON_Log_PeakloadControlSet(kNone);
+    COMMON_Log_LevelSet(kError);
 }
 
 void interleave_everywhere(Change first, Change second)
@@ -73,19 +73,17 @@ void interleave_everywhere(Change first, Change second)
     }
 }
 
-TEST(CommonLogInterleaving, ChangesThatInterruptEachOtherAreBothSeen)
+FRESH_TEST(CommonLogInterleaving, ChangesThatInterruptEachOtherAreBothSeen)
 {
-    const Outcome outcome = well([] {
-        struct sigaction action {};
-        action.sa_sigaction = on_trap;
-        action.sa_flags = SA_SIGINFO;
-        ASSERT_EQ(sigaction(SIGTRAP, &action, nullptr), 0);
-        for (const Change first : kChanges) {
-            for (const Change second : kChanges) {
-                interleave_everywhere(first, second);
-            }
+    struct sigaction action {};
+    action.sa_sigaction = on_trap;
+    action.sa_flags = SA_SIGINFO;
+    ASSERT_EQ(sigaction(SIGTRAP, &action, nullptr), 0);
+    for (const Change first : kChanges) {
+        for (const Change second : kChanges) {
+            interleave_everywhere(first, second);
         }
-    });
+    }
 }
 
 }  // namespace

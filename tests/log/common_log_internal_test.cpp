@@ -7,6 +7,7 @@
 #include "forked.h"
 #include "log/logger.h"
 #include "log/process_locks.h"
+#include "log/settings_list.h"
 #include "settings_seen.h"
 #include "wait_until.h"
 
@@ -20,30 +21,30 @@ TEST(CommonLogInternal, LevelSetReportsAnInvalidPeakloadControl)
 {
     const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
-        common::logger.granularityPeakloadProcessing = 0;
+        common::log::logger.granularityPeakloadProcessing = 0;
         for (const std::uint32_t control : {3u, UINT32_MAX}) {
-            common::logger.peakloadControl = control;
-            COMMON_Log_LevelSet(COMMON_LogLevelError);
-            EXPECT_EQ(levels(), (Levels{control, COMMON_LogLevelError, 5, 5}));
-            EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelError), 1u);
-            EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelWarn), 0u);
+            common::log::logger.peakloadControl = control;
+            COMMON_Log_LevelSet(kError);
+            EXPECT_EQ(levels(), (Levels{control, kError, kInfo, kInfo}));
+            EXPECT_EQ(COMMON_Log_Acceptable(kError), 1u);
+            EXPECT_EQ(COMMON_Log_Acceptable(kWarn), 0u);
         }
     });
     const auto error = [](const char* message) {
-        return said_by_log(COMMON_LogLevelError, "COMMON_Log_LevelSet", message);
+        return said(kError, "COMMON_Log_LevelSet", message);
     };
-    EXPECT_THAT(reports(outcome), ElementsAre(error("Invalid logger.peakloadControl 3"),
-                                              error("Invalid logger.peakloadControl -1")));
+    EXPECT_THAT(outcome.log, ElementsAre(error("Invalid logger.peakloadControl 3"),
+                                         error("Invalid logger.peakloadControl -1")));
 }
 
 TEST(CommonLogInternal, AnInvalidPeakloadControlIsDumpedAsInvalid)
 {
     const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
-        common::logger.granularityPeakloadProcessing = -5;
-        common::logger.peakloadControl = 3;
-        common::logger.level = 9;
-        common::publish_gate();
+        common::log::logger.granularityPeakloadProcessing = -5;
+        common::log::logger.peakloadControl = 3;
+        common::log::logger.level = 9;
+        common::log::publish_gate();
         COMMON_LogDumpLoggerStatus("");
     });
     const auto all = reports(outcome);
@@ -58,10 +59,10 @@ TEST(CommonLogInternal, AnInvalidPeakloadControlIsDumpedAsInvalid)
 TEST(CommonLogInternal, ASecondInitialisationOnlySaysSo)
 {
     const Outcome outcome = well({.env = kDebugOn}, [] {
-        COMMON_Log_LevelSet(COMMON_LogLevelError);
+        COMMON_Log_LevelSet(kError);
         std::fflush(nullptr);
-        common::threadOnce();
-        EXPECT_EQ(COMMON_Log_LevelGet(), COMMON_LogLevelError);
+        common::log::threadOnce();
+        EXPECT_EQ(COMMON_Log_LevelGet(), kError);
     });
     const auto rows = row_texts(outcome.err);
     ASSERT_FALSE(rows.empty());
@@ -74,7 +75,7 @@ TEST(CommonLogInternal, ASecondInitialisationOnlySaysSo)
 TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
 {
     using common::process_locks;
-    const Outcome outcome = well([] {
+    well([] {
         Event held;
         Event go_on;
         std::thread holder([&] {
@@ -121,9 +122,36 @@ TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
     });
 }
 
+/// What each setting refuses, under its whole name.
+TEST(CommonLogInternal, EverySettingRefusesABadValueAndCountsAgainOnlyIfItMay)
+{
+    using common::log::Counts;
+    static constexpr struct {
+        const char* variable;
+        Counts counts;
+    } kSettings[] = {
+#define ROW(setting, variable, counts, shown, reader) {variable, Counts::counts},
+        COMMON_LOG_SETTINGS(ROW)
+#undef ROW
+    };
+    for (const auto& [variable, counts] : kSettings) {
+        SCOPED_TRACE(variable);
+        const auto rows = [line = std::string(variable) + "=bad"](bool at_start) {
+            const Outcome outcome = well(
+                {.env = kDebugOn}, [&] { common::log::parseVariable(line.c_str(), at_start); });
+            return row_texts(outcome.err);
+        };
+        const auto refused =
+            log_row("stderr", "parseVariable", "Invalid " + std::string(variable) + ": bad");
+        EXPECT_THAT(rows(true), ElementsAre(refused));
+        EXPECT_THAT(rows(false),
+                    testing::Contains(refused).Times(counts == Counts::Always ? 1 : 0));
+    }
+}
+
 TEST(CommonLogInternal, ParsingNothingEndsTheProcess)
 {
-    const Outcome outcome = run_fresh([] { common::parseVariable(nullptr, true); });
+    const Outcome outcome = run_fresh([] { common::log::parseVariable(nullptr, true); });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err,
                 assertion_text("common_log", "parseVariable", "((void *)0) != variable"));

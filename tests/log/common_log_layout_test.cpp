@@ -1,5 +1,6 @@
 // How a record is composed: the five layouts against the C library's own formatting, the widths of
 // the columns, and records that are longer than the buffer they are usually made in.
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <limits>
@@ -48,37 +49,87 @@ std::string formatted(const char* format, ...)
     return text;
 }
 
-/// What the layouts are defined as.
-std::string expected(COMMON_LogFormat_t format, const Fields& f)
+std::string legacy(const Fields& f)
 {
-    const char* const time = f.time.c_str();
-    const char* const process = f.process_name.c_str();
-    const char* const level = f.level.c_str();
-    const char* const zone = f.zone.c_str();
-    const char* const file = f.file.c_str();
-    const char* const function = f.function.c_str();
-    const char* const message = f.message.c_str();
-    switch (format) {
-    case 0:
-        return formatted("[%03u.%s.%09u] %s: %s (file=%s,func=%s,line=%d) %s", f.day, time,
-                         f.nanoseconds, zone, level, file, function, f.line, message);
-    case 2:
-        return formatted("%03u.%s.%09u   %2u  %-8s  %-15s  %-30s  %-34s  %4u  %s", f.day, time,
-                         f.nanoseconds, f.thread_id, level, zone, file, function,
-                         static_cast<unsigned>(f.line), message);
-    case 3:
-        return formatted("%s, %s, %d, %s, %s, %s %d, %s", time, zone, static_cast<int>(getpid()),
-                         level, file, function, f.line, message);
-    case 4:
-        return formatted("[%03u.%s.%09u], %s, %d, %s, %d, %s, %s, %s %d, %s", f.day, time,
-                         f.nanoseconds, zone, static_cast<int>(f.process_id), process,
-                         static_cast<int>(f.thread_id), level, file, function, f.line, message);
-    default:
-        return formatted("[%03u.%s.%09u] PID: %u, TID: %u, Proc: %s, Level: %s, Zone: %s, "
-                         "File: %s, Func: %s, Line: %u, Message: %s",
-                         f.day, time, f.nanoseconds, f.process_id, f.thread_id, process, level,
-                         zone, file, function, static_cast<unsigned>(f.line), message);
-    }
+    return formatted("[%03u.%s.%09u] %s: %s (file=%s,func=%s,line=%d) %s", f.day, f.time.c_str(),
+                     f.nanoseconds, f.zone.c_str(), f.level.c_str(), f.file.c_str(),
+                     f.function.c_str(), f.line, f.message.c_str());
+}
+
+std::string all(const Fields& f)
+{
+    return formatted("[%03u.%s.%09u] PID: %u, TID: %u, Proc: %s, Level: %s, Zone: %s, File: %s, "
+                     "Func: %s, Line: %u, Message: %s",
+                     f.day, f.time.c_str(), f.nanoseconds, f.process_id, f.thread_id,
+                     f.process_name.c_str(), f.level.c_str(), f.zone.c_str(), f.file.c_str(),
+                     f.function.c_str(), static_cast<unsigned>(f.line), f.message.c_str());
+}
+
+std::string columns(const Fields& f)
+{
+    return formatted("%03u.%s.%09u   %2u  %-8s  %-15s  %-30s  %-34s  %4u  %s", f.day,
+                     f.time.c_str(), f.nanoseconds, f.thread_id, f.level.c_str(), f.zone.c_str(),
+                     f.file.c_str(), f.function.c_str(), static_cast<unsigned>(f.line),
+                     f.message.c_str());
+}
+
+std::string syslogng(const Fields& f)
+{
+    return formatted("%s, %s, %d, %s, %s, %s %d, %s", f.time.c_str(), f.zone.c_str(),
+                     static_cast<int>(getpid()), f.level.c_str(), f.file.c_str(),
+                     f.function.c_str(), f.line, f.message.c_str());
+}
+
+std::string syslogngext(const Fields& f)
+{
+    return formatted("[%03u.%s.%09u], %s, %d, %s, %d, %s, %s, %s %d, %s", f.day, f.time.c_str(),
+                     f.nanoseconds, f.zone.c_str(), static_cast<int>(f.process_id),
+                     f.process_name.c_str(), static_cast<int>(f.thread_id), f.level.c_str(),
+                     f.file.c_str(), f.function.c_str(), f.line, f.message.c_str());
+}
+
+/// Which of the fields a layout shows.
+struct Shown {
+    bool moment = true;
+    bool process_id = true;
+    bool thread = true;
+    bool process_name = true;
+    bool unsigned_line = false;
+};
+
+/// What a layout is defined as, how its records are taken apart, and what they show.
+struct Layout {
+    COMMON_LogFormat_t number;
+    std::string (*expected)(const Fields&);
+    std::optional<LayoutFields> (*parse)(std::string_view);
+    Shown shown;
+};
+
+constexpr Layout kDefined[] = {
+    {COMMON_LogFormatLegacy,
+     legacy,
+     parse_legacy,
+     {.process_id = false, .thread = false, .process_name = false}},
+    {COMMON_LogFormatAll, all, parse_all, {.unsigned_line = true}},
+    {COMMON_LogFormatColumns,
+     columns,
+     parse_columns,
+     {.process_id = false, .process_name = false, .unsigned_line = true}},
+    {COMMON_LogFormatSyslogng,
+     syslogng,
+     parse_syslogng,
+     {.moment = false, .thread = false, .process_name = false}},
+    {COMMON_LogFormatSyslogngext, syslogngext, parse_syslogngext, {}},
+};
+static_assert(std::size(kDefined) == std::size(common::log::kLayouts));
+
+/// The layout of a number: All for those that are none.
+const Layout& layout_of(COMMON_LogFormat_t number)
+{
+    const auto* const found =
+        std::find_if(std::begin(kDefined), std::end(kDefined),
+                     [number](const Layout& layout) { return layout.number == number; });
+    return found != std::end(kDefined) ? *found : layout_of(COMMON_LogFormatAll);
 }
 
 /// What the library composes; a check fails when it takes more room than it asks for.
@@ -87,7 +138,7 @@ std::string composed(COMMON_LogFormat_t format, const Fields& f)
     const std::string stamp = formatted("%03u.%s", f.day, f.time.c_str());
     const std::string identity = formatted("%d, %s, %d", static_cast<int>(f.process_id),
                                            f.process_name.c_str(), static_cast<int>(f.thread_id));
-    const common::RecordFields fields{
+    const common::log::RecordFields fields{
         .stamp = stamp,
         .time_of_day = std::string_view(stamp).substr(stamp.size() - f.time.size()),
         .nanoseconds = f.nanoseconds,
@@ -102,9 +153,9 @@ std::string composed(COMMON_LogFormat_t format, const Fields& f)
         .line = f.line,
         .message = f.message};
     constexpr char kUntouched = '\x5a';
-    const std::size_t capacity = common::record_capacity(fields);
+    const std::size_t capacity = common::log::record_capacity(fields);
     std::vector<char> text(capacity + 16, kUntouched);
-    common::compose_record(format, fields, text.data());
+    common::log::compose(format, fields, text.data());
     for (std::size_t i = capacity; i < text.size(); ++i) {
         EXPECT_EQ(text[i], kUntouched) << "written beyond the capacity";
     }
@@ -116,10 +167,11 @@ const Fields kPlain{20778,   "03:04:05", 42,       4711,       4712, "process",
 
 class Layouts : public testing::TestWithParam<COMMON_LogFormat_t> {};
 INSTANTIATE_TEST_SUITE_P(All, Layouts, testing::Values(0u, 1u, 2u, 3u, 4u, 5u, 255u, ~0u));
+static_assert(std::size(kDefined) == 5, "and the numbers up to one that is no layout");
 
 TEST_P(Layouts, AreAsFormatted)
 {
-    EXPECT_EQ(composed(GetParam(), kPlain), expected(GetParam(), kPlain));
+    EXPECT_EQ(composed(GetParam(), kPlain), layout_of(GetParam()).expected(kPlain));
 }
 
 TEST_P(Layouts, HoldAtTheLimitsOfTheNumbers)
@@ -139,7 +191,7 @@ TEST_P(Layouts, HoldAtTheLimitsOfTheNumbers)
         {1, "23:59:60", 1, 1, 1, "p", "l", "z", "f", "g", -10, "m"},
     };
     for (const auto& fields : kCases) {
-        EXPECT_EQ(composed(GetParam(), fields), expected(GetParam(), fields));
+        EXPECT_EQ(composed(GetParam(), fields), layout_of(GetParam()).expected(fields));
     }
 }
 
@@ -169,7 +221,8 @@ TEST_P(Layouts, HoldWhateverTheFieldsAre)
                             text(long_text),
                             static_cast<int>(static_cast<unsigned>(random()) >> below(32)),
                             text(1023)};
-        ASSERT_EQ(composed(GetParam(), fields), expected(GetParam(), fields)) << "round " << round;
+        ASSERT_EQ(composed(GetParam(), fields), layout_of(GetParam()).expected(fields))
+            << "round " << round;
     }
 }
 
@@ -178,9 +231,10 @@ TEST(CommonLogColumns, AreFilledUpToTheirWidthsAndGrowBeyondThem)
     const std::string stamp = "20778.03:04:05.000000042   ";
     Fields fields = kPlain;
     fields.thread_id = 7;
-    EXPECT_EQ(composed(2, fields), stamp + " 7  Error     ZONE             file.c                  "
-                                           "        function                              77  "
-                                           "a message");
+    EXPECT_EQ(composed(COMMON_LogFormatColumns, fields),
+              stamp + " 7  Error     ZONE             file.c                  "
+                      "        function                              77  "
+                      "a message");
     fields = {20778,
               "03:04:05",
               42,
@@ -193,56 +247,26 @@ TEST(CommonLogColumns, AreFilledUpToTheirWidthsAndGrowBeyondThem)
               std::string(35, 'g'),
               12345,
               "m"};
-    EXPECT_EQ(composed(2, fields), stamp + "12345  LevelOver8  " + std::string(15, 'z') + "  " +
-                                       std::string(30, 'f') + "  " + std::string(35, 'g') +
-                                       "  12345  m");
+    EXPECT_EQ(composed(COMMON_LogFormatColumns, fields),
+              stamp + "12345  LevelOver8  " + std::string(15, 'z') + "  " + std::string(30, 'f') +
+                  "  " + std::string(35, 'g') + "  12345  m");
 }
-
-/// The parser for a layout; the last one serves all numbers above.
-std::optional<LayoutFields> parsed(COMMON_LogFormat_t format, const std::string& text)
-{
-    switch (format) {
-    case 0:
-        return parse_legacy(text);
-    case 2:
-        return parse_columns(text);
-    case 3:
-        return parse_syslogng(text);
-    case 4:
-        return parse_syslogngext(text);
-    default:
-        return parse_all(text);
-    }
-}
-
-/// Shows which of the fields a layout has.
-struct Shown {
-    bool moment;
-    bool process_id;
-    bool thread;
-    bool process_name;
-    bool unsigned_line;
-};
 
 TEST_P(Layouts, ShowTheCallAndItsProcessAndThread)
 {
     const COMMON_LogFormat_t format = GetParam();
     const Outcome outcome = well([&] {
         COMMON_Log_FormatSet(format);
-        COMMON_Log_Write(COMMON_LogLevelNote, kZoneNumber, "ZONE", "dir/file.c", "function", -12,
-                         "message %d", 1);
+        COMMON_Log_Write(kNote, kZoneNumber, "ZONE", "dir/file.c", "function", -12, "message %d",
+                         1);
         std::printf("%d %d", getpid(), gettid());
     });
     ASSERT_THAT(outcome.log, SizeIs(1));
     EXPECT_EQ(outcome.log[0].priority, LOG_NOTICE);
     EXPECT_EQ(outcome.log[0].facility, LOG_USER);
-    const auto fields = parsed(format, outcome.log[0].text);
+    const auto fields = layout_of(format).parse(outcome.log[0].text);
     ASSERT_TRUE(fields.has_value()) << outcome.log[0];
-    const Shown shown = format == 0   ? Shown{true, false, false, false, false}
-                        : format == 2 ? Shown{true, false, true, false, true}
-                        : format == 3 ? Shown{false, true, false, false, false}
-                        : format == 4 ? Shown{true, true, true, true, false}
-                                      : Shown{true, true, true, true, true};
+    const Shown shown = layout_of(format).shown;
     int pid = 0;
     int tid = 0;
     ASSERT_EQ(std::sscanf(outcome.out.c_str(), "%d %d", &pid, &tid), 2);
@@ -268,19 +292,19 @@ TEST_P(Layouts, RecordsLongerThanTheirBufferArriveWhole)
         const std::string message(1023, 'm');
         const Outcome outcome = well([&] {
             COMMON_Log_FormatSet(GetParam());
-            COMMON_Log_Write(COMMON_LogLevelInfo, kZoneNumber, zone.c_str(), file.c_str(),
-                             function.c_str(), 1, "%s", message.c_str());
+            COMMON_Log_Write(kInfo, kZoneNumber, zone.c_str(), file.c_str(), function.c_str(), 1,
+                             "%s", message.c_str());
             COMMON_Log_FormatSet(COMMON_LogFormatSyslogngext);
-            log_message(COMMON_LogLevelInfo, "next");
+            log_message(kInfo, "next");
         });
         ASSERT_THAT(outcome.log, SizeIs(2));
-        const auto fields = parsed(GetParam(), outcome.log[0].text);
+        const auto fields = layout_of(GetParam()).parse(outcome.log[0].text);
         ASSERT_TRUE(fields.has_value()) << outcome.log[0];
         EXPECT_EQ(fields->zone, zone);
         EXPECT_EQ(fields->file, file);
         EXPECT_EQ(fields->function, function);
         EXPECT_EQ(fields->message, message);
-        EXPECT_EQ(reports(outcome)[1], written(COMMON_LogLevelInfo, "next"));
+        EXPECT_EQ(outcome.log[1], said(kInfo, "next"));
     }
 }
 
@@ -288,30 +312,27 @@ TEST(CommonLogInternal, LevelAboveSevenIsInvalidAtErrorPriority)
 {
     for (const COMMON_LogLevel_t level : {8u, 255u, 0x80000000u, ~0u}) {
         const Outcome outcome = well([level] {
-            common::logInternal(level, kZoneNumber, "ZONE", "a/file.c", "function", 1, "m");
+            common::log::logInternal({level, "ZONE", "a/file.c", "function", 1}, "m");
         });
-        EXPECT_THAT(reports(outcome),
-                    ElementsAre(Report{LOG_ERR, "Invalid", "ZONE", "file.c", "function", "m"}));
+        EXPECT_THAT(outcome.log, ElementsAre(said(level, "ZONE", "file.c", "function", "m")));
     }
 }
 
 TEST(CommonLogInternal, DoesNotAskForTheLevel)
 {
     const Outcome outcome = well([] {
-        COMMON_Log_LevelSet(COMMON_LogLevelFatal);
-        common::logInternal(COMMON_LogLevelVerbose, kZoneNumber, nullptr, nullptr, nullptr, 1, "%d",
-                            5);
+        COMMON_Log_LevelSet(kFatal);
+        common::log::logInternal({kVerbose, nullptr, nullptr, nullptr, 1}, "%d", 5);
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(said(COMMON_LogLevelVerbose, "", "", "", "5")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kVerbose, "", "", "", "5")));
 }
 
 TEST(CommonLogInternal, NullFormatStopsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
-        void (*const log_internal)(COMMON_LogLevel_t, std::uint32_t, const char*, const char*,
-                                   const char*, std::int32_t, const char*, ...) =
-            common::logInternal;
-        log_internal(COMMON_LogLevelError, kZoneNumber, "", "", "", 1, nullptr);
+        void (*const log_internal)(const common::log::Call&, const char*, ...) =
+            common::log::logInternal;
+        log_internal({kError, "", "", "", 1}, nullptr);
     });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err, assertion_text("common_log", "logInternal", "((void *)0) != format"));
@@ -321,8 +342,8 @@ TEST(CommonLogInternal, MissingHandlerStopsTheProcess)
 {
     const Outcome outcome = run_fresh([] {
         COMMON_Log_LevelGet();
-        common::logger.handler = nullptr;
-        log_message(COMMON_LogLevelError, "m");
+        common::log::logger.handler = nullptr;
+        log_message(kError, "m");
     });
     EXPECT_THAT(outcome, killed_by(SIGABRT));
     EXPECT_THAT(outcome.err,
@@ -334,15 +355,15 @@ TEST(CommonLogInternal, BypassesTheInstalledHandler)
 {
     const Outcome outcome = well([] {
         COMMON_Log_LevelGet();
-        common::logger.handler = [](std::int32_t, const char*, const char*, const char*,
-                                    std::int32_t, const char*, va_list) { std::puts("handled"); };
+        common::log::logger.handler = [](std::int32_t, const char*, const char*, const char*,
+                                         std::int32_t, const char*,
+                                         va_list) { std::puts("handled"); };
         COMMON_Log_LevelSet(8);
-        log_message(COMMON_LogLevelVerbose, "m");  // no level test in front of a handler
+        log_message(kVerbose, "m");  // no level test in front of a handler
     });
     EXPECT_EQ(outcome.out, "handled\n");
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(said_by_log(COMMON_LogLevelWarn, "COMMON_Log_LevelSet",
-                                        "No change due to invalid level: Invalid (8)")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kWarn, "COMMON_Log_LevelSet",
+                                              "No change due to invalid level: Invalid (8)")));
 }
 
 }  // namespace

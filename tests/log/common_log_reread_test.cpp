@@ -10,10 +10,6 @@ namespace {
 using namespace harness;
 using namespace std::chrono_literals;
 
-constexpr auto kNone = COMMON_LogPeakloadControlNone;
-constexpr auto kOff = COMMON_LogPeakloadControlOff;
-constexpr auto kOn = COMMON_LogPeakloadControlOn;
-
 /// When the tests take place, and when their first files were written.
 constexpr std::int64_t kNow = 1'700'000'000;
 constexpr std::int64_t kWritten = 1'600'000'000;
@@ -67,7 +63,7 @@ TEST(CommonLogReread, NothingIsReadAgainWithGranularityZero)
             [] {
                 put_file(kSharedFile, kDebugLevel, kWritten);
                 move_clock(24h);
-                EXPECT_EQ(COMMON_Log_LevelGetExtended(kOff), 5u);
+                EXPECT_EQ(COMMON_Log_LevelGetExtended(kOff), kInfo);
             });
     }
 }
@@ -78,7 +74,7 @@ TEST(CommonLogReread, PeakloadControlOffAndOnReadAgain)
         run_held({{"COMMON_LOG_PEAKLOAD_CONTROL", control}}, [] {
             put_file(kSharedFile, kDebugLevel, kWritten);
             move_clock(kGranularity);
-            EXPECT_EQ(COMMON_Log_LevelGetExtended(kOff), 6u);
+            EXPECT_EQ(COMMON_Log_LevelGetExtended(kOff), kDebug);
         });
     }
 }
@@ -101,14 +97,14 @@ TEST(CommonLogReread, OnlyWhenTheGranularityHasPassed)
     run_held([] {
         put_file(kSharedFile, kDebugLevel, kWritten);
         move_clock(kGranularity - 1ms);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
         move_clock(1ms);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
         put_file(kSharedFile, kErrorLevel, kWritten + 1);
         move_clock(kGranularity - 1ms);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
         move_clock(1ms);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 2u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kError);
     });
 }
 
@@ -120,9 +116,9 @@ TEST(CommonLogReread, TheGranularityIsInMilliseconds)
         run_held({{"COMMON_LOG_PEAKLOAD_GRANULARITY", text}}, [granularity = granularity] {
             put_file(kSharedFile, kDebugLevel, kWritten);
             move_clock(granularity - 1ms);
-            EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+            EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
             move_clock(1ms);
-            EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+            EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
         });
     }
 }
@@ -130,10 +126,10 @@ TEST(CommonLogReread, TheGranularityIsInMilliseconds)
 TEST(CommonLogReread, EveryCallOfTheFacilityLooks)
 {
     static const std::pair<const char*, void (*)()> kCalls[] = {
-        {"Acceptable", [] { COMMON_Log_Acceptable(COMMON_LogLevelFatal); }},
-        {"Acceptable of a dropped level", [] { COMMON_Log_Acceptable(COMMON_LogLevelVerbose); }},
+        {"Acceptable", [] { COMMON_Log_Acceptable(kFatal); }},
+        {"Acceptable of a dropped level", [] { COMMON_Log_Acceptable(kVerbose); }},
         {"Acceptable of no level", [] { COMMON_Log_Acceptable(UINT32_MAX); }},
-        {"Write", [] { log_message(COMMON_LogLevelVerbose, "dropped"); }},
+        {"Write", [] { log_message(kVerbose, "dropped"); }},
         {"CacheGet", [] { COMMON_Log_CacheGet(); }},
         {"CacheSet", [] { COMMON_Log_CacheSet(1); }},
         {"ColorGet", [] { COMMON_Log_ColorGet(); }},
@@ -161,7 +157,7 @@ TEST(CommonLogReread, EveryCallOfTheFacilityLooks)
             call();
             // The same moment: nobody looks again.
             remove_file(kSharedFile);
-            EXPECT_EQ(COMMON_Log_LevelGet(), 2u) << name;
+            EXPECT_EQ(COMMON_Log_LevelGet(), kError) << name;
         });
     }
 }
@@ -189,10 +185,10 @@ TEST(CommonLogReread, TouchingAFileReadsItAgain)
             const std::string path = own ? own_file() : kSharedFile;
             put_file(path, kDebugLevel, kWritten);
             EXPECT_EQ(level_after_granularity(), 6u);
-            COMMON_Log_LevelSet(COMMON_LogLevelWarn);
+            COMMON_Log_LevelSet(kWarn);
             EXPECT_EQ(level_after_granularity(), 3u) << "not changed: read once only";
             touch(path, kWritten + 1);
-            EXPECT_EQ(COMMON_Log_LevelGet(), 3u) << "not due yet";
+            EXPECT_EQ(COMMON_Log_LevelGet(), kWarn) << "not due yet";
             EXPECT_EQ(level_after_granularity(), 6u);
         });
     }
@@ -202,10 +198,10 @@ TEST(CommonLogReread, AFileReadAtTheStartIsNotReadAgain)
 {
     const FreshSetup setup{.env = {{"COMMON_LOG_PEAKLOAD_CONTROL", "Off"}},
                            .prepare = [] { put_file(kSharedFile, kDebugLevel, kWritten); }};
-    const Outcome outcome = well(setup, [] {
+    well(setup, [] {
         hold_clock_at(kNow);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
-        COMMON_Log_LevelSet(COMMON_LogLevelWarn);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
+        COMMON_Log_LevelSet(kWarn);
         EXPECT_EQ(level_after_granularity(), 3u);
         touch(kSharedFile, kWritten + 1);
         EXPECT_EQ(level_after_granularity(), 6u);
@@ -217,9 +213,9 @@ TEST(CommonLogReread, TheEnvironmentKeepsOverridingAFileThatDoesNotChange)
     const FreshSetup setup{
         .env = {{"COMMON_LOG_PEAKLOAD_CONTROL", "Off"}, {"COMMON_LOG_LEVEL", "Error"}},
         .prepare = [] { put_file(kSharedFile, kDebugLevel, kWritten); }};
-    const Outcome outcome = well(setup, [] {
+    well(setup, [] {
         hold_clock_at(kNow);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 2u) << "the file was read before the environment";
+        EXPECT_EQ(COMMON_Log_LevelGet(), kError) << "the file was read before the environment";
         EXPECT_EQ(level_after_granularity(), 2u);
     });
 }
@@ -295,17 +291,17 @@ TEST(CommonLogReread, EverySettingButFormatAndLegacyCounts)
                                         .enable = 0,
                                         .strip = 0,
                                         .control = kOn,
-                                        .level = 2,
-                                        .off = 6,
-                                        .on = 2}));
+                                        .level = kError,
+                                        .off = kDebug,
+                                        .on = kError}));
     });
 }
 
 TEST(CommonLogReread, NamesShortenedToFormatOrLegacyAreLaterNames)
 {
     const std::pair<const char*, Settings> kLines[] = {
-        {"COMMON_LOG_LE=debug", {.control = kOff, .level = 6, .off = 6}},
-        {"COMMON_LOG_L=debug", {.control = kOff, .level = 6, .off = 6}},
+        {"COMMON_LOG_LE=debug", {.control = kOff, .level = kDebug, .off = kDebug}},
+        {"COMMON_LOG_L=debug", {.control = kOff, .level = kDebug, .off = kDebug}},
         {"COMMON_LOG_LEGACY=debug", {.control = kOff}},
         {"COMMON_LOG_LEG=debug", {.control = kOff}},
         {"COMMON_LOG_F=All", {.control = kOff}},
@@ -325,14 +321,14 @@ TEST(CommonLogReread, EnableIsSeenByTheQuestionAlone)
 {
     run_held([] {
         put_file(kSharedFile, "COMMON_LOG_ENABLE=False", kWritten);
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelFatal), 1u);
+        EXPECT_EQ(COMMON_Log_Acceptable(kFatal), 1u);
         move_clock(kGranularity);
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelFatal), 0u);
+        EXPECT_EQ(COMMON_Log_Acceptable(kFatal), 0u);
         put_file(kSharedFile, "COMMON_LOG_ENABLE=True\nCOMMON_LOG_LEVEL=Debug", kWritten + 1);
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelFatal), 0u);
+        EXPECT_EQ(COMMON_Log_Acceptable(kFatal), 0u);
         move_clock(kGranularity);
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelDebug), 1u);
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelVerbose), 0u);
+        EXPECT_EQ(COMMON_Log_Acceptable(kDebug), 1u);
+        EXPECT_EQ(COMMON_Log_Acceptable(kVerbose), 0u);
     });
 }
 
@@ -341,8 +337,8 @@ TEST(CommonLogReread, AFileCanEndTheReading)
     run_held([] {
         put_file(kSharedFile, "COMMON_LOG_LEVEL=Error\nCOMMON_LOG_PEAKLOAD_CONTROL=None", kWritten);
         EXPECT_EQ(level_after_granularity(), 2u);
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelError), 1u);
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelWarn), 0u);
+        EXPECT_EQ(COMMON_Log_Acceptable(kError), 1u);
+        EXPECT_EQ(COMMON_Log_Acceptable(kWarn), 0u);
         put_file(kSharedFile, kDebugLevel, kWritten + 1);
         EXPECT_EQ(level_after_granularity(), 2u);
     });
@@ -361,9 +357,9 @@ TEST(CommonLogReread, AFileCanChangeTheGranularity)
         EXPECT_EQ(level_after_granularity(), 5u);
         put_file(kSharedFile, kDebugLevel, kWritten + 1);
         move_clock(4999ms);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
         move_clock(1ms);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
     });
 }
 
@@ -376,10 +372,10 @@ TEST(CommonLogReread, TheCacheCanBeTurnedOn)
         EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
         put_file(kSharedFile, "COMMON_LOG_CACHE=True", kWritten);
         move_clock(kGranularity);
-        log_message(COMMON_LogLevelInfo, "cached");
+        log_message(kInfo, "cached");
         EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
     });
-    EXPECT_THAT(reports(outcome), testing::ElementsAre(written(COMMON_LogLevelInfo, "cached")));
+    EXPECT_THAT(outcome.log, testing::ElementsAre(said(kInfo, "cached")));
 }
 
 }  // namespace

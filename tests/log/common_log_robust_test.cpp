@@ -30,16 +30,14 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
-
 const struct {
     const char* name;
     void (*call)();
 } kCalls[] = {
     {"accepted", [] { log_message(kInfo, "m"); }},
-    {"rejected", [] { log_message(COMMON_LogLevelVerbose, "m"); }},
+    {"rejected", [] { log_message(kVerbose, "m"); }},
     {"long", [] { log_message(kInfo, "%s", std::string(5000, 'x').c_str()); }},
-    {"fatal", [] { log_message(COMMON_LogLevelFatal, "m"); }},
+    {"fatal", [] { log_message(kFatal, "m"); }},
     {"acceptable", [] { COMMON_Log_Acceptable(5); }},
     {"not acceptable", [] { COMMON_Log_Acceptable(6); }},
 };
@@ -70,14 +68,13 @@ TEST(CommonLogErrno, OfTheCallerShowsInRecordAndEcho)
             const UncheckedWrite log_write = COMMON_Log_Write;
             for (const int error : {ENOENT, EXDEV}) {  // the first record initialises
                 errno = error;
-                log_write(COMMON_LogLevelFatal, kZoneNumber, "ZONE", "file.c", "function", 7,
-                          "failed: %m (%d)", 1);
+                log_write(kFatal, kZoneNumber, "ZONE", "file.c", "function", 7, "failed: %m (%d)",
+                          1);
             }
         });
         const std::string first = "failed: No such file or directory (1)";
         const std::string second = "failed: Invalid cross-device link (1)";
-        EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelFatal, first),
-                                                  written(COMMON_LogLevelFatal, second)));
+        EXPECT_THAT(outcome.log, ElementsAre(said(kFatal, first), said(kFatal, second)));
         const auto rows = row_texts(outcome.err);
         EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", first}).Times(1));
         EXPECT_THAT(rows, Contains(RowText{"stderr", "file.c", "function", second}).Times(1));
@@ -92,7 +89,7 @@ TEST(CommonLogErrno, OfTheCallerShowsAlsoWhereTheTimeZoneIsUnknown)
         errno = EXDEV;
         log_write(kInfo, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
     });
-    EXPECT_THAT(reports(record), ElementsAre(written(kInfo, "Invalid cross-device link")));
+    EXPECT_THAT(record.log, ElementsAre(said(kInfo, "Invalid cross-device link")));
 
     const Outcome row = well({.env = kDebugOn}, [] {
         void (*const write)(std::FILE*, const char*, const char*, std::int32_t, const char*, ...) =
@@ -114,7 +111,7 @@ TEST(CommonLogErrno, OfTheCallerShowsInTheEchoAlsoWhenTheDaemonIsGone)
         daemon.close();
         const UncheckedWrite log_write = COMMON_Log_Write;
         errno = EXDEV;
-        log_write(COMMON_LogLevelFatal, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
+        log_write(kFatal, kZoneNumber, "ZONE", "file.c", "function", 7, "%m");
     });
     EXPECT_THAT(
         row_texts(outcome.err),
@@ -168,7 +165,7 @@ TEST(CommonLogDaemon, GetsNoRecordThatIsLargerThanASocketSendsAtOnce)
         COMMON_Log_Write(kInfo, kZoneNumber, zone.c_str(), "file.c", "function", 7, "lost");
         log_message(kInfo, "next");
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "next")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "next")));
 }
 
 TEST(CommonLogDaemon, WithoutOneRecordsAreDropped)
@@ -215,7 +212,7 @@ public:
         }
     }
 
-    int written() const { return written_; }
+    int said() const { return written_; }
 
 private:
     std::atomic<bool> stop_{false};
@@ -235,26 +232,25 @@ TEST_P(ForkWhileLogging, EveryChildLogs)
     const Outcome outcome = well(setup, [] {
         const Hammer hammer(8);
         for (int i = 0; i < kForks; ++i) {
-            const int before = hammer.written();
+            const int before = hammer.said();
             in_child([i] {
                 log_message(kInfo, "child %d", i);
-                log_message(COMMON_LogLevelError, "child %d once more", i);
+                log_message(kError, "child %d once more", i);
             });
-            EXPECT_TRUE(wait_until([&] { return hammer.written() > before; }));
+            EXPECT_TRUE(wait_until([&] { return hammer.said() > before; }));
         }
     });
-    std::vector<Report> children;
-    for (const auto& one : reports(outcome)) {
-        if (one != written(kInfo, "hammer")) {
+    std::vector<LogRecord> children;
+    for (const auto& one : outcome.log) {
+        if (one != said(kInfo, "hammer")) {
             children.push_back(one);
         }
     }
     ASSERT_THAT(children, SizeIs(2 * kForks));
     for (int i = 0; i < kForks; ++i) {
         const std::string name = "child " + std::to_string(i);
-        EXPECT_EQ(children[2 * static_cast<std::size_t>(i)], written(kInfo, name));
-        EXPECT_EQ(children[2 * static_cast<std::size_t>(i) + 1],
-                  written(COMMON_LogLevelError, name + " once more"));
+        EXPECT_EQ(children[2 * static_cast<std::size_t>(i)], said(kInfo, name));
+        EXPECT_EQ(children[2 * static_cast<std::size_t>(i) + 1], said(kError, name + " once more"));
     }
 }
 
@@ -367,12 +363,12 @@ TEST(CommonLogExec, NoDescriptorReachesTheProgram)
         ADD_FAILURE() << "cannot execute a shell";
     });
     EXPECT_THAT(outcome.out, testing::EndsWith("descriptors:\n0\n1\n2\n50\n"));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)
 {
-    const Outcome outcome = well(hanging_daemon_setup(), [] {
+    well(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
         const int records = HangingDaemon::more_than_the_queue();
         std::thread writer = daemon.start_blocked_writer(records);
@@ -384,7 +380,7 @@ TEST(CommonLogHangingDaemon, NothingIsLostOnceItReads)
 
 TEST(CommonLogHangingDaemon, CancelledWritersLeaveOthersAbleToLog)
 {
-    const Outcome outcome = well(hanging_daemon_setup(), [] {
+    well(hanging_daemon_setup(), [] {
         HangingDaemon daemon;
         COMMON_Log_LevelGet();
         std::vector<pthread_t> writers(4);
@@ -433,7 +429,7 @@ TEST(CommonLogThreads, WriteWholeRecordsWhileSettingsChange)
                 COMMON_Log_FormatSet(i % 6);
                 COMMON_Log_StripSet(i % 2);
                 COMMON_Log_CacheSet(i / 2 % 2);
-                COMMON_Log_LevelSet(COMMON_LogLevelError + i % 5);
+                COMMON_Log_LevelSet(kError + i % 5);
                 COMMON_Log_LegacySet(i / 64 % 2);
                 COMMON_Log_EnableSet(1);
                 COMMON_Log_PeakloadControlSet(i % 3);
@@ -443,8 +439,8 @@ TEST(CommonLogThreads, WriteWholeRecordsWhileSettingsChange)
         for (int thread = 0; thread < kThreads; ++thread) {
             writers.emplace_back([thread] {
                 for (int i = 0; i < kRecords; ++i) {
-                    COMMON_Log_Write(COMMON_LogLevelCritical, kZoneNumber, "ZONE", "dir/file.c",
-                                     "function", 7, "<%d %d>", thread, i);
+                    COMMON_Log_Write(kCritical, kZoneNumber, "ZONE", "dir/file.c", "function", 7,
+                                     "<%d %d>", thread, i);
                 }
             });
         }

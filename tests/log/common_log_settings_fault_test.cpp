@@ -13,7 +13,7 @@ const FreshSetup kCacheOff{.env = {{"COMMON_LOG_CACHE", "False"}}};
 long blocks_kept_by_a_record()
 {
     const long before = fault::outstanding_blocks();
-    log_message(COMMON_LogLevelInfo, "kept or not");
+    log_message(kInfo, "kept or not");
     return fault::outstanding_blocks() - before;
 }
 

@@ -13,10 +13,6 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-constexpr auto kNone = COMMON_LogPeakloadControlNone;
-constexpr auto kOff = COMMON_LogPeakloadControlOff;
-constexpr auto kOn = COMMON_LogPeakloadControlOn;
-
 /// Starts from three different levels, so that it shows which one a call changes.
 void start_from(const Levels& wanted)
 {
@@ -27,28 +23,24 @@ void start_from(const Levels& wanted)
     ASSERT_EQ(levels(), wanted);
 }
 
-TEST(CommonLogSettings, DefaultsWithoutFilesAndEnvironment)
+FRESH_TEST(CommonLogSettings, DefaultsWithoutFilesAndEnvironment)
 {
-    const Outcome outcome = well([] { EXPECT_EQ(settings(), Settings{}); });
-    EXPECT_THAT(outcome.log, IsEmpty());
-    EXPECT_EQ(outcome.out + outcome.err, "");
+    EXPECT_EQ(settings(), Settings{});
 }
 
-TEST(CommonLogSettings, DefaultsAreTheNumbersThatCallersKnow)
+FRESH_TEST(CommonLogSettings, DefaultsAreTheNumbersThatCallersKnow)
 {
-    const Outcome outcome = well([] {
-        EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
-        EXPECT_EQ(COMMON_Log_ColorGet(), 0u);
-        EXPECT_EQ(COMMON_Log_EnableGet(), 1u);
-        EXPECT_EQ(COMMON_Log_StripGet(), 1u);
-        EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
-        EXPECT_EQ(COMMON_Log_FormatGet(), 4u);
-        EXPECT_EQ(COMMON_Log_PeakloadControlGet(), 0u);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
-        EXPECT_EQ(COMMON_Log_LevelGetExtended(0), 5u);
-        EXPECT_EQ(COMMON_Log_LevelGetExtended(1), 5u);
-        EXPECT_EQ(COMMON_Log_LevelGetExtended(2), 5u);
-    });
+    EXPECT_EQ(COMMON_Log_CacheGet(), 1u);
+    EXPECT_EQ(COMMON_Log_ColorGet(), 0u);
+    EXPECT_EQ(COMMON_Log_EnableGet(), 1u);
+    EXPECT_EQ(COMMON_Log_StripGet(), 1u);
+    EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
+    EXPECT_EQ(COMMON_Log_FormatGet(), 4u);
+    EXPECT_EQ(COMMON_Log_PeakloadControlGet(), 0u);
+    EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+    EXPECT_EQ(COMMON_Log_LevelGetExtended(0), 5u);
+    EXPECT_EQ(COMMON_Log_LevelGetExtended(1), 5u);
+    EXPECT_EQ(COMMON_Log_LevelGetExtended(2), 5u);
 }
 
 TEST(CommonLogSettings, PlainSettersStoreAnyValueUnchecked)
@@ -65,7 +57,8 @@ TEST(CommonLogSettings, PlainSettersStoreAnyValueUnchecked)
         {"strip", COMMON_Log_StripSet, &Settings::strip},
     };
     for (const auto& setter : kSetters) {
-        const Outcome outcome = run_fresh([&] {
+        SCOPED_TRACE(setter.name);
+        run_silently([&] {
             for (const std::uint32_t value : {0u, 1u, 2u, 5u, 256u, 0x80000000u, UINT32_MAX, 1u}) {
                 setter.set(value);
                 Settings expected;
@@ -73,21 +66,16 @@ TEST(CommonLogSettings, PlainSettersStoreAnyValueUnchecked)
                 EXPECT_EQ(settings(), expected);
             }
         });
-        EXPECT_THAT(outcome, exited(0)) << setter.name;
-        EXPECT_THAT(outcome.log, IsEmpty()) << setter.name;
-        EXPECT_EQ(outcome.out + outcome.err, "") << setter.name;
     }
 }
 
-TEST(CommonLogSettings, LegacySetGivesTheResultOfTheUnlock)
+FRESH_TEST(CommonLogSettings, LegacySetGivesTheResultOfTheUnlock)
 {
-    const Outcome outcome = well([] {
-        for (const std::uint32_t value : {0u, 1u, 2u, UINT32_MAX}) {
-            EXPECT_EQ(COMMON_Log_LegacySet(value), 0);
-            // Without a handler library the built-in handler stays.
-            EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
-        }
-    });
+    for (const std::uint32_t value : {0u, 1u, 2u, UINT32_MAX}) {
+        EXPECT_EQ(COMMON_Log_LegacySet(value), 0);
+        // Without a handler library the built-in handler stays.
+        EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
+    }
 }
 
 TEST(CommonLogSettings, LevelSetAlsoSetsTheLevelsThatGoWithTheControl)
@@ -119,19 +107,19 @@ TEST(CommonLogSettings, LevelSetRefusesInvalidLevels)
             start_from({number, 5, 4, 6});
             for (const COMMON_LogLevel_t level : {8u, 255u, 256u, UINT32_MAX}) {
                 COMMON_Log_LevelSet(level);
-                EXPECT_EQ(levels(), (Levels{number, 5, 4, 6}));
+                EXPECT_EQ(levels(), (Levels{number, kInfo, kNote, kDebug}));
             }
         }
     });
     std::vector<Report> expected;
     for (int control = 0; control < 3; ++control) {
         for (const char* number : {"8", "255", "256", "-1"}) {
-            expected.push_back(said_by_log(
-                COMMON_LogLevelWarn, "COMMON_Log_LevelSet",
-                std::string("No change due to invalid level: Invalid (") + number + ")"));
+            expected.push_back(
+                said(kWarn, "COMMON_Log_LevelSet",
+                     std::string("No change due to invalid level: Invalid (") + number + ")"));
         }
     }
-    EXPECT_THAT(reports(outcome), ElementsAreArray(expected));
+    EXPECT_THAT(outcome.log, ElementsAreArray(expected));
 }
 
 TEST(CommonLogSettings, LevelSetExtendedSetsOneLevelWhateverTheControl)
@@ -142,13 +130,13 @@ TEST(CommonLogSettings, LevelSetExtendedSetsOneLevelWhateverTheControl)
             for (const COMMON_LogLevel_t level : {0u, 7u}) {
                 start_from({number, 5, 4, 6});
                 EXPECT_EQ(COMMON_Log_LevelSetExtended(level, kNone), STATUS_SUCCESS);
-                EXPECT_EQ(levels(), (Levels{number, level, 4, 6}));
+                EXPECT_EQ(levels(), (Levels{number, level, kNote, kDebug}));
                 start_from({number, 5, 4, 6});
                 EXPECT_EQ(COMMON_Log_LevelSetExtended(level, kOff), STATUS_SUCCESS);
-                EXPECT_EQ(levels(), (Levels{number, 5, level, 6}));
+                EXPECT_EQ(levels(), (Levels{number, kInfo, level, kDebug}));
                 start_from({number, 5, 4, 6});
                 EXPECT_EQ(COMMON_Log_LevelSetExtended(level, kOn), STATUS_SUCCESS);
-                EXPECT_EQ(levels(), (Levels{number, 5, 4, level}));
+                EXPECT_EQ(levels(), (Levels{number, kInfo, kNote, level}));
             }
         }
     });
@@ -162,14 +150,14 @@ TEST(CommonLogSettings, LevelSetExtendedRefusesInvalidValues)
         EXPECT_EQ(COMMON_Log_LevelSetExtended(8, kNone), STATUS_INVALID_PARAM);
         EXPECT_EQ(COMMON_Log_LevelSetExtended(UINT32_MAX, kOff), STATUS_INVALID_PARAM);
         EXPECT_EQ(COMMON_Log_LevelSetExtended(9, 3), STATUS_INVALID_PARAM);
-        EXPECT_EQ(COMMON_Log_LevelSetExtended(0, 3), STATUS_INVALID_PARAM);
-        EXPECT_EQ(COMMON_Log_LevelSetExtended(7, UINT32_MAX), STATUS_INVALID_PARAM);
-        EXPECT_EQ(levels(), (Levels{kOff, 5, 4, 6}));
+        EXPECT_EQ(COMMON_Log_LevelSetExtended(kFatal, 3), STATUS_INVALID_PARAM);
+        EXPECT_EQ(COMMON_Log_LevelSetExtended(kVerbose, UINT32_MAX), STATUS_INVALID_PARAM);
+        EXPECT_EQ(levels(), (Levels{kOff, kInfo, kNote, kDebug}));
     });
     const auto warning = [](const char* message) {
-        return said_by_log(COMMON_LogLevelWarn, "COMMON_Log_LevelSetExtended", message);
+        return said(kWarn, "COMMON_Log_LevelSetExtended", message);
     };
-    EXPECT_THAT(reports(outcome),
+    EXPECT_THAT(outcome.log,
                 ElementsAre(warning("No change due to invalid level: Invalid (8)"),
                             warning("No change due to invalid level: Invalid (-1)"),
                             warning("No change due to invalid level: Invalid (9)"),
@@ -181,18 +169,18 @@ TEST(CommonLogSettings, LevelGetExtendedTakesAnUnknownOptionForNone)
 {
     const Outcome outcome = well([] {
         start_from({kOn, 5, 4, 6});
-        EXPECT_EQ(COMMON_Log_LevelGetExtended(kNone), 5u);
-        EXPECT_EQ(COMMON_Log_LevelGetExtended(kOff), 4u);
-        EXPECT_EQ(COMMON_Log_LevelGetExtended(kOn), 6u);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(kNone), kInfo);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(kOff), kNote);
+        EXPECT_EQ(COMMON_Log_LevelGetExtended(kOn), kDebug);
         EXPECT_EQ(COMMON_Log_LevelGetExtended(3), 5u);
         EXPECT_EQ(COMMON_Log_LevelGetExtended(UINT32_MAX), 5u);
     });
     const auto warning = [](const std::string& option) {
-        return said_by_log(COMMON_LogLevelWarn, "COMMON_Log_LevelGetExtended",
-                           "Invalid (COMMON_LogPeakloadControl_t)option:" + option +
-                               "; COMMON_LogPeakloadControlNone(0) assumed");
+        return said(kWarn, "COMMON_Log_LevelGetExtended",
+                    "Invalid (COMMON_LogPeakloadControl_t)option:" + option +
+                        "; COMMON_LogPeakloadControlNone(0) assumed");
     };
-    EXPECT_THAT(reports(outcome), ElementsAre(warning("3"), warning("-1")));
+    EXPECT_THAT(outcome.log, ElementsAre(warning("3"), warning("-1")));
 }
 
 TEST(CommonLogSettings, PeakloadControlSetMakesItsLevelTheCurrentOne)
@@ -224,27 +212,25 @@ TEST(CommonLogSettings, PeakloadControlSetRefusesOtherValues)
         start_from({kOn, 5, 4, 6});
         COMMON_Log_PeakloadControlSet(3);
         COMMON_Log_PeakloadControlSet(UINT32_MAX);
-        EXPECT_EQ(levels(), (Levels{kOn, 5, 4, 6}));
+        EXPECT_EQ(levels(), (Levels{kOn, kInfo, kNote, kDebug}));
     });
     const auto warning = [](const char* message) {
-        return said_by_log(COMMON_LogLevelWarn, "COMMON_Log_PeakloadControlSet", message);
+        return said(kWarn, "COMMON_Log_PeakloadControlSet", message);
     };
-    EXPECT_THAT(reports(outcome), ElementsAre(warning("No change due to invalid parameter: 3"),
-                                              warning("No change due to invalid parameter: -1")));
+    EXPECT_THAT(outcome.log, ElementsAre(warning("No change due to invalid parameter: 3"),
+                                         warning("No change due to invalid parameter: -1")));
 }
 
-TEST(CommonLogSettings, APreparedLevelComesIntoForceWithItsControl)
+FRESH_TEST(CommonLogSettings, APreparedLevelComesIntoForceWithItsControl)
 {
-    const Outcome outcome = well([] {
-        COMMON_Log_PeakloadControlSet(kOff);
-        EXPECT_EQ(COMMON_Log_LevelSetExtended(6, kOff), STATUS_SUCCESS);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
-        EXPECT_EQ(COMMON_Log_LevelSetExtended(2, kOn), STATUS_SUCCESS);
-        COMMON_Log_PeakloadControlSet(kOn);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 2u);
-        COMMON_Log_PeakloadControlSet(kOff);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 6u);
-    });
+    COMMON_Log_PeakloadControlSet(kOff);
+    EXPECT_EQ(COMMON_Log_LevelSetExtended(kDebug, kOff), STATUS_SUCCESS);
+    EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
+    EXPECT_EQ(COMMON_Log_LevelSetExtended(kError, kOn), STATUS_SUCCESS);
+    COMMON_Log_PeakloadControlSet(kOn);
+    EXPECT_EQ(COMMON_Log_LevelGet(), kError);
+    COMMON_Log_PeakloadControlSet(kOff);
+    EXPECT_EQ(COMMON_Log_LevelGet(), kDebug);
 }
 
 /// Makes every call that warns.
@@ -252,7 +238,7 @@ void provoke_all_warnings()
 {
     COMMON_Log_LevelSet(8);
     COMMON_Log_LevelSetExtended(8, kNone);
-    COMMON_Log_LevelSetExtended(0, 3);
+    COMMON_Log_LevelSetExtended(kFatal, 3);
     COMMON_Log_LevelGetExtended(3);
     COMMON_Log_PeakloadControlSet(3);
 }
@@ -260,17 +246,17 @@ void provoke_all_warnings()
 TEST(CommonLogSettings, WarningsAreSubjectToTheLevel)
 {
     const Outcome outcome = well([] {
-        COMMON_Log_LevelSet(COMMON_LogLevelError);
+        COMMON_Log_LevelSet(kError);
         provoke_all_warnings();
-        COMMON_Log_LevelSet(COMMON_LogLevelVerbose);
+        COMMON_Log_LevelSet(kVerbose);
         COMMON_Log_EnableSet(0);
         provoke_all_warnings();
-        log_message(COMMON_LogLevelFatal, "dropped, too");
+        log_message(kFatal, "dropped, too");
     });
     EXPECT_THAT(outcome.log, IsEmpty());
 
     const Outcome at_warn = well([] {
-        COMMON_Log_LevelSet(COMMON_LogLevelWarn);
+        COMMON_Log_LevelSet(kWarn);
         provoke_all_warnings();
     });
     EXPECT_EQ(at_warn.log.size(), 5u);
@@ -287,9 +273,9 @@ TEST(CommonLogSettings, OnlyEnableOneAcceptsRecords)
             }
         }
         COMMON_Log_EnableSet(1);
-        log_message(COMMON_LogLevelInfo, "enabled again");
+        log_message(kInfo, "enabled again");
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelInfo, "enabled again")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "enabled again")));
 }
 
 TEST(CommonLogSettings, TextsOfThePeakloadControls)

@@ -87,7 +87,7 @@ private:
 TEST(CommonLogSettingsThreads, ChangesAtTheSameMomentAreBothSeen)
 {
     constexpr unsigned kMeetings = 5'000;
-    const Outcome outcome = well([] {
+    well([] {
         // Two threads that share a processor with others meet rarely.
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
         std::atomic<bool> go_on{true};
@@ -121,8 +121,8 @@ TEST(CommonLogSettingsThreads, TheSlotIsMadeOnceWhenSeveralTurnTheCacheOn)
             threads.emplace_back([&start, i] {
                 start.arrive_and_wait();
                 COMMON_Log_CacheSet(1);
-                log_message(COMMON_LogLevelInfo, "thread %u", i);
-                log_message(COMMON_LogLevelInfo, "thread %u again", i);
+                log_message(kInfo, "thread %u", i);
+                log_message(kInfo, "thread %u again", i);
             });
         }
         for (auto& thread : threads) {

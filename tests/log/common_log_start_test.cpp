@@ -141,10 +141,10 @@ TEST(CommonLogStart, WithoutAKeyTheCacheIsOff)
         fault::fail(fault::Call::pthread_key_create, 1, EAGAIN);
         EXPECT_EQ(COMMON_Log_CacheGet(), 0u);
         const long blocks = fault::outstanding_blocks();
-        log_message(COMMON_LogLevelInfo, "from the stack");
+        log_message(kInfo, "from the stack");
         EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
-    EXPECT_THAT(reports(outcome), ElementsAre(written(COMMON_LogLevelInfo, "from the stack")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "from the stack")));
     const auto disabled = log_row("stderr", "threadOnce",
                                   "Disabling caching due to failure creating the key with error: "
                                   "Resource temporarily unavailable (11)");
@@ -168,10 +168,10 @@ TEST(CommonLogStart, NoKeyIsMadeWithTheCacheOff)
 TEST(CommonLogStart, EveryFunctionOfTheFacilityStartsItOnce)
 {
     static const std::pair<const char*, void (*)()> kCalls[] = {
-        {"Acceptable", [] { COMMON_Log_Acceptable(COMMON_LogLevelFatal); }},
+        {"Acceptable", [] { COMMON_Log_Acceptable(kFatal); }},
         {"Acceptable of no level", [] { COMMON_Log_Acceptable(UINT32_MAX); }},
         {"Write", [] { COMMON_Log_Write(7, 0, "", "", "", 0, "dropped"); }},
-        {"WriteV", [] { log_message(COMMON_LogLevelVerbose, "dropped"); }},
+        {"WriteV", [] { log_message(kVerbose, "dropped"); }},
         {"CacheGet", [] { COMMON_Log_CacheGet(); }},
         {"CacheSet", [] { COMMON_Log_CacheSet(1); }},
         {"ColorGet", [] { COMMON_Log_ColorGet(); }},
@@ -187,11 +187,11 @@ TEST(CommonLogStart, EveryFunctionOfTheFacilityStartsItOnce)
         {"StripGet", [] { COMMON_Log_StripGet(); }},
         {"StripSet", [] { COMMON_Log_StripSet(1); }},
         {"LevelGet", [] { COMMON_Log_LevelGet(); }},
-        {"LevelSet", [] { COMMON_Log_LevelSet(5); }},
+        {"LevelSet", [] { COMMON_Log_LevelSet(kInfo); }},
         {"LevelGetExtended", [] { COMMON_Log_LevelGetExtended(0); }},
-        {"LevelSetExtended", [] { COMMON_Log_LevelSetExtended(5, 0); }},
+        {"LevelSetExtended", [] { COMMON_Log_LevelSetExtended(kInfo, 0); }},
         {"Dump", [] { COMMON_LogDumpLoggerStatus(""); }},
-        {"LOG_Write", [] { LOG_Write(0, COMMON_LogLevelVerbose, "", "", 0, "dropped"); }},
+        {"LOG_Write", [] { LOG_Write(0, kVerbose, "", "", 0, "dropped"); }},
         {"LOG_FatalError", [] { LOG_FatalError(0, 0, "", "", 0, "written"); }},
         {"LOG_PrintTime", [] { LOG_PrintTime(0, "", "", "", "", 0); }},
         {"LOG_GetPreFilterLevel", [] { LOG_GetPreFilterLevel(); }},
@@ -199,21 +199,21 @@ TEST(CommonLogStart, EveryFunctionOfTheFacilityStartsItOnce)
         {"LOG_BufferWrite", [] { LOG_BufferWrite(nullptr); }},
     };
     for (const auto& [name, call] : kCalls) {
-        const Outcome outcome = run_fresh({.env = kDebugOn}, [call = call] {
+        SCOPED_TRACE(name);
+        const Outcome outcome = well({.env = kDebugOn}, [call = call] {
             call();
             call();
             COMMON_Log_LevelGet();
         });
-        EXPECT_THAT(outcome, exited(0)) << name;
-        EXPECT_THAT(row_texts(outcome.out), ElementsAreArray(started(kDefaults))) << name;
+        EXPECT_THAT(row_texts(outcome.out), ElementsAreArray(started(kDefaults)));
     }
 }
 
 TEST(CommonLogStart, TextsAndModuleNamesDoNotStartIt)
 {
     const Outcome outcome = well({.env = kDebugOn}, [] {
-        COMMON_LogLevel_ToString(COMMON_LogLevelInfo);
-        COMMON_LogPeakloadControl_ToString(COMMON_LogPeakloadControlOn);
+        COMMON_LogLevel_ToString(kInfo);
+        COMMON_LogPeakloadControl_ToString(kOn);
         LOG_GetModuleName(LOG_MODULE_COMMON);
         LOG_GetNumModules();
         LOG_IsModuleIdValid(0);

@@ -36,13 +36,12 @@ std::vector<Report> dumped(COMMON_LogLevel_t level, const std::string& zone,
 TEST(CommonLogStatus, ElevenRecordsInOrder)
 {
     const Outcome outcome = well([] { COMMON_LogDumpLoggerStatus("STATUS"); });
-    EXPECT_THAT(reports(outcome),
-                ElementsAreArray(dumped(COMMON_LogLevelInfo, "STATUS", kDefaults)));
+    EXPECT_THAT(outcome.log, ElementsAreArray(dumped(kInfo, "STATUS", kDefaults)));
 }
 
 TEST(CommonLogStatus, EveryRecordIsAtTheCurrentLevel)
 {
-    for (COMMON_LogLevel_t level = COMMON_LogLevelFatal; level <= COMMON_LogLevelVerbose; ++level) {
+    for (COMMON_LogLevel_t level = kFatal; level <= kVerbose; ++level) {
         const Outcome outcome = well([&] {
             COMMON_Log_LevelSet(level);
             COMMON_LogDumpLoggerStatus("");
@@ -53,7 +52,7 @@ TEST(CommonLogStatus, EveryRecordIsAtTheCurrentLevel)
         expected[6] = "level:    " + text + "Current";
         expected[7] = "level:    " + text + "atPeakloadOff";
         expected[8] = "level:    " + text + "atPeakloadOn";
-        EXPECT_THAT(reports(outcome), ElementsAreArray(dumped(level, "", expected)));
+        EXPECT_THAT(outcome.log, ElementsAreArray(dumped(level, "", expected)));
     }
 }
 
@@ -65,10 +64,10 @@ TEST(CommonLogStatus, ShowsEverySettingOfItsOwn)
         COMMON_Log_CacheSet(0);
         COMMON_Log_ColorSet(1);
         COMMON_Log_StripSet(0);
-        COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlOff);
-        COMMON_Log_LevelSetExtended(COMMON_LogLevelNote, COMMON_LogPeakloadControlNone);
-        COMMON_Log_LevelSetExtended(COMMON_LogLevelError, COMMON_LogPeakloadControlOff);
-        COMMON_Log_LevelSetExtended(COMMON_LogLevelVerbose, COMMON_LogPeakloadControlOn);
+        COMMON_Log_PeakloadControlSet(kOff);
+        COMMON_Log_LevelSetExtended(kNote, kNone);
+        COMMON_Log_LevelSetExtended(kError, kOff);
+        COMMON_Log_LevelSetExtended(kVerbose, kOn);
         COMMON_LogDumpLoggerStatus("Z");
     });
     const Messages expected{
@@ -84,7 +83,7 @@ TEST(CommonLogStatus, ShowsEverySettingOfItsOwn)
         "peakload: Off (1)",
         "granularityPeakloadProcessing: 250",
     };
-    EXPECT_THAT(reports(outcome), ElementsAreArray(dumped(COMMON_LogLevelNote, "Z", expected)));
+    EXPECT_THAT(outcome.log, ElementsAreArray(dumped(kNote, "Z", expected)));
 }
 
 TEST(CommonLogStatus, OtherBooleansAreInvalid)
@@ -93,7 +92,7 @@ TEST(CommonLogStatus, OtherBooleansAreInvalid)
         COMMON_Log_CacheSet(2);
         COMMON_Log_ColorSet(UINT32_MAX);
         COMMON_Log_StripSet(7);
-        COMMON_Log_PeakloadControlSet(COMMON_LogPeakloadControlOn);
+        COMMON_Log_PeakloadControlSet(kOn);
         COMMON_LogDumpLoggerStatus("Z");
     });
     Messages expected = kDefaults;
@@ -101,7 +100,7 @@ TEST(CommonLogStatus, OtherBooleansAreInvalid)
     expected[1] = "color:    Invalid";
     expected[4] = "strip:    Invalid";
     expected[9] = "peakload: On (2)";
-    EXPECT_THAT(reports(outcome), ElementsAreArray(dumped(COMMON_LogLevelInfo, "Z", expected)));
+    EXPECT_THAT(outcome.log, ElementsAreArray(dumped(kInfo, "Z", expected)));
 }
 
 TEST(CommonLogStatus, NothingWhileLoggingIsDisabled)
@@ -116,7 +115,7 @@ TEST(CommonLogStatus, NothingWhileLoggingIsDisabled)
 TEST(CommonLogStatus, NoZoneIsAnEmptyZone)
 {
     const Outcome outcome = well([] { COMMON_LogDumpLoggerStatus(nullptr); });
-    EXPECT_THAT(reports(outcome), ElementsAreArray(dumped(COMMON_LogLevelInfo, "", kDefaults)));
+    EXPECT_THAT(outcome.log, ElementsAreArray(dumped(kInfo, "", kDefaults)));
 }
 
 }  // namespace

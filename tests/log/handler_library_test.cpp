@@ -33,8 +33,6 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
-constexpr COMMON_LogLevel_t kWarn = COMMON_LogLevelWarn;
 constexpr const char* kLibraryPath = "/oxa/lib/liboxa.so";
 
 const RowText kSetToLibrary = log_row("stderr", "legacySet", "The handler was set to liboxa.so");
@@ -87,7 +85,7 @@ TEST(HandlerLibrary, IsLoadedAndSeenByEveryone)
     EXPECT_THAT(row_texts(outcome.out), Contains(kLoaded).Times(1));
     EXPECT_THAT(row_texts(outcome.err), IsEmpty());
     EXPECT_THAT(outcome.out, Not(HasSubstr("handled")));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 TEST(HandlerLibrary, IsLoadedBetweenTheFirstTwoSteps)
@@ -118,20 +116,19 @@ TEST(HandlerLibrary, ThatCannotBeOpened)
          "/oxa/lib/liboxa.so: invalid ELF header"},
     };
     for (const auto& test : kCases) {
-        const Outcome outcome = run_fresh(test.setup, [] {
+        SCOPED_TRACE(test.name);
+        const Outcome outcome = well(test.setup, [] {
             EXPECT_EQ(COMMON_Log_LegacySet(0), 0);
             EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
             log_message(kInfo, "m");
         });
-        EXPECT_THAT(outcome, exited(0)) << test.name;
         EXPECT_THAT(row_texts(outcome.err),
                     ElementsAre(log_row("stderr", "threadOnce",
                                         std::string("Failed to load the library with error: ") +
                                             test.error),
-                                kNotLoaded))
-            << test.name;
-        EXPECT_THAT(outcome.out, Not(HasSubstr("Loaded:"))) << test.name;
-        EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m"))) << test.name;
+                                kNotLoaded));
+        EXPECT_THAT(outcome.out, Not(HasSubstr("Loaded:")));
+        EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
     }
 }
 
@@ -161,7 +158,7 @@ TEST(HandlerLibrary, WithoutItsEntryPointIsClosedAgain)
                                     "undefined symbol: COMMON_Log_writev"),
                             kNotLoaded));
     EXPECT_THAT(outcome.out, Not(HasSubstr("Loaded:")));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 TEST(HandlerLibrary, ThatCannotBeClosedIsGivenUpAllTheSame)
@@ -189,7 +186,7 @@ TEST(HandlerLibrary, SymbolThatCannotBeLookedUpIsAMissingOne)
                                                             "Failed to find the symbol with error: "
                                                             "forced failure of dlsym"),
                                                     kNotLoaded));
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "m")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
 }
 
 TEST(HandlerLibrary, EntryPointOfTheValueZeroStopsTheProcess)
@@ -209,11 +206,11 @@ TEST(HandlerLibrary, GetsExactlyWhatTheCallerGave)
         const UncheckedWrite log_write = COMMON_Log_Write;
         COMMON_Log_Write(kInfo, 123456789, "ZONE", "a/b/file.c", "function", 42, "%s %d", "text",
                          7);
-        log_write(COMMON_LogLevelError, 0, nullptr, nullptr, nullptr, -1, "m");
-        log_write(COMMON_LogLevelError, 0, "", "", "", 0, nullptr);
-        COMMON_Log_Write(COMMON_LogLevelFatal, 0, "Z", "f", "g", 1, "fatal");
+        log_write(kError, 0, nullptr, nullptr, nullptr, -1, "m");
+        log_write(kError, 0, "", "", "", 0, nullptr);
+        COMMON_Log_Write(kFatal, 0, "Z", "f", "g", 1, "fatal");
         // No level test in front of it, whatever the settings are.
-        COMMON_Log_Write(COMMON_LogLevelVerbose, 0, "Z", "f", "g", 1, "verbose");
+        COMMON_Log_Write(kVerbose, 0, "Z", "f", "g", 1, "verbose");
         COMMON_Log_Write(4711, 0, "Z", "f", "g", 1, "above");
         COMMON_Log_Write(~0u, 0, "Z", "f", "g", 1, "negative");
         COMMON_Log_EnableSet(0);
@@ -275,9 +272,8 @@ TEST(HandlerLibrary, DoesNotGetWhatTheFacilitySaysItself)
     EXPECT_THAT(row_texts(outcome.err), ElementsAre(kSetToLibrary));
     EXPECT_THAT(outcome.out, HasSubstr("handled 5|ZONE|file.c|function|7|"));
     EXPECT_THAT(outcome.out, Not(HasSubstr("No change")));
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(said_by_log(kWarn, "COMMON_Log_LevelSet",
-                                        "No change due to invalid level: Invalid (8)")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kWarn, "COMMON_Log_LevelSet",
+                                              "No change due to invalid level: Invalid (8)")));
 }
 
 TEST(HandlerLibrary, IsSwitchedToAndFrom)
@@ -301,8 +297,8 @@ TEST(HandlerLibrary, IsSwitchedToAndFrom)
         handled += row.message == "handled 5|ZONE|file.c|function|7|set %u|set 0" ? 1 : 0;
     }
     EXPECT_EQ(handled, 3u);
-    EXPECT_THAT(reports(outcome), ElementsAre(written(kInfo, "set 1"), written(kInfo, "set 2"),
-                                              written(kInfo, "set 4294967295")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "set 1"), said(kInfo, "set 2"),
+                                         said(kInfo, "set 4294967295")));
 }
 
 TEST(HandlerLibrary, LoggingFromItsConstructorGoesToTheBuiltInHandler)
@@ -313,8 +309,8 @@ TEST(HandlerLibrary, LoggingFromItsConstructorGoesToTheBuiltInHandler)
         const Outcome outcome = well(debug ? setup : quiet(setup), [] {
             COMMON_Log_Write(kInfo, kZoneNumber, "Z", "f", "g", 1, "to the library");
         });
-        EXPECT_THAT(reports(outcome), ElementsAre(said(kInfo, "LIBRARY", "liboxa.c", "constructor",
-                                                       "from the constructor")));
+        EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "LIBRARY", "liboxa.c", "constructor",
+                                                  "from the constructor")));
         EXPECT_THAT(outcome.out, HasSubstr("to the library"));
         EXPECT_EQ(outcome.err.find("a row") != std::string::npos, debug);
     }
@@ -358,9 +354,9 @@ TEST(HandlerLibrary, ThatIsMissingDoesNotMakeTheFirstCallWaitForAPlugIn)
         first.join();
         loading.join();
     });
-    EXPECT_THAT(reports(outcome),
+    EXPECT_THAT(outcome.log,
                 testing::UnorderedElementsAre(
-                    written(kInfo, "first"),
+                    said(kInfo, "first"),
                     said(kInfo, "LIBRARY", "liboxa.c", "constructor", "from the constructor")));
 }
 
@@ -369,9 +365,9 @@ TEST(HandlerLibrary, GetsNoReportOfTheLibraryThatIsNotAcceptable)
     const Outcome outcome = well(quiet(with_library(RECORDING_HANDLER, kNotLegacy)), [] {
         char byte = 0;
         MEM_Set(&byte, 0, 0);
-        COMMON_Log_LevelSet(COMMON_LogLevelError);
+        COMMON_Log_LevelSet(kError);
         MEM_Set(&byte, 0, 0);
-        COMMON_Log_LevelSet(COMMON_LogLevelWarn);
+        COMMON_Log_LevelSet(kWarn);
         COMMON_Log_EnableSet(0);
         MEM_Set(&byte, 0, 0);
     });

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "common_log.h"
+#include "common_log_settings.h"
 #include "debug_rows.h"
 #include "fresh_process.h"
 #include "log_expect.h"
@@ -20,6 +21,19 @@
 namespace harness {
 
 inline constexpr std::uint32_t kZoneNumber = 4095;
+
+// The levels and the peakload controls for short.
+inline constexpr COMMON_LogLevel_t kFatal = COMMON_LogLevelFatal;
+inline constexpr COMMON_LogLevel_t kCritical = COMMON_LogLevelCritical;
+inline constexpr COMMON_LogLevel_t kError = COMMON_LogLevelError;
+inline constexpr COMMON_LogLevel_t kWarn = COMMON_LogLevelWarn;
+inline constexpr COMMON_LogLevel_t kNote = COMMON_LogLevelNote;
+inline constexpr COMMON_LogLevel_t kInfo = COMMON_LogLevelInfo;
+inline constexpr COMMON_LogLevel_t kDebug = COMMON_LogLevelDebug;
+inline constexpr COMMON_LogLevel_t kVerbose = COMMON_LogLevelVerbose;
+inline constexpr COMMON_LogPeakloadControl_t kNone = COMMON_LogPeakloadControlNone;
+inline constexpr COMMON_LogPeakloadControl_t kOff = COMMON_LogPeakloadControlOff;
+inline constexpr COMMON_LogPeakloadControl_t kOn = COMMON_LogPeakloadControlOn;
 
 /// Turns debug output on.
 inline const std::map<std::string, std::string> kDebugOn{{"COMMON_DEBUG_ENABLE", "True"}};
@@ -40,15 +54,15 @@ inline void log_message(COMMON_LogLevel_t level, const char* format, ...)
 }
 
 /// What log_message() says.
-inline Report written(COMMON_LogLevel_t level, std::string message)
+inline Report said(COMMON_LogLevel_t level, std::string message)
 {
-    return harness::said(level, "ZONE", "file.c", "function", std::move(message));
+    return said(level, "ZONE", "file.c", "function", std::move(message));
 }
 
 /// What the facility says about itself.
-inline Report said_by_log(COMMON_LogLevel_t level, std::string function, std::string message)
+inline Report said(COMMON_LogLevel_t level, std::string function, std::string message)
 {
-    return harness::said(level, "", "common_log", std::move(function), std::move(message));
+    return said(level, "", "common_log", std::move(function), std::move(message));
 }
 
 /// The row that the facility writes about itself.

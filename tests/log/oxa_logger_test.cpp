@@ -39,7 +39,8 @@ void fill_table()
 /// Reads a configuration file in a fresh process and compares the names that it registered.
 void expect_names(const std::string& content, STATUS status, const std::vector<std::string>& names)
 {
-    const Outcome outcome = run_fresh({.files = {{kConfig, content}}}, [&] {
+    SCOPED_TRACE(testing::PrintToString(content));
+    const Outcome outcome = well({.files = {{kConfig, content}}}, [&] {
         EXPECT_EQ(LOG_ModuleIdReadConfig(), status);
         EXPECT_EQ(LOG_GetNumModules(), kFixed + names.size());
         for (std::size_t i = 0; i < names.size(); ++i) {
@@ -48,23 +49,19 @@ void expect_names(const std::string& content, STATUS status, const std::vector<s
         EXPECT_EQ(LOG_ModuleIdReadConfig(), STATUS_COMPLETE);
         EXPECT_EQ(LOG_GetNumModules(), kFixed + names.size());
     });
-    EXPECT_THAT(outcome, exited(0)) << testing::PrintToString(content);
     EXPECT_THAT(outcome.log, testing::IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
-TEST(OxaLogger, FixedNamesOfTheLibrary)
+FRESH_TEST(OxaLogger, FixedNamesOfTheLibrary)
 {
-    const Outcome outcome = well([] {
-        EXPECT_EQ(LOG_GetNumModules(), kFixed);
-        EXPECT_EQ(name(0), "Generic");
-        EXPECT_EQ(name(15), "TIMER");
-        EXPECT_EQ(name(16), "MALLOC");
-        EXPECT_EQ(name(17), "CLDES");
-        EXPECT_EQ(name(26), "COMMON");
-        EXPECT_EQ(name(63), "UTILS");
-    });
-    EXPECT_EQ(outcome.out + outcome.err, "");
+    EXPECT_EQ(LOG_GetNumModules(), kFixed);
+    EXPECT_EQ(name(0), "Generic");
+    EXPECT_EQ(name(15), "TIMER");
+    EXPECT_EQ(name(16), "MALLOC");
+    EXPECT_EQ(name(17), "CLDES");
+    EXPECT_EQ(name(26), "COMMON");
+    EXPECT_EQ(name(63), "UTILS");
 }
 
 FRESH_TEST(OxaLogger, FixedNamesAreUniqueAndNotEmpty)

@@ -30,7 +30,7 @@ std::string name_number(unsigned number)
 TEST(OxaLoggerThreads, AllThreadsGetTheSameIds)
 {
     const FreshSetup setup{.files = {{"/oxa/slog/oxa_logger.cfg", "NAME_7\nNAME_3\n"}}};
-    const Outcome outcome = well(setup, [] {
+    well(setup, [] {
         std::uint32_t ids[kThreads][kNames];
         std::barrier start(kThreads);
         std::vector<std::thread> threads;
@@ -59,37 +59,35 @@ TEST(OxaLoggerThreads, AllThreadsGetTheSameIds)
     });
 }
 
-TEST(OxaLoggerThreads, ReadersSeeTheNameOfEveryIdThatTheySee)
+FRESH_TEST(OxaLoggerThreads, ReadersSeeTheNameOfEveryIdThatTheySee)
 {
-    const Outcome outcome = well([] {
-        std::atomic<bool> done{false};
-        std::vector<std::thread> readers;
-        for (unsigned i = 0; i < 3; ++i) {
-            readers.emplace_back([&] {
-                while (!done) {
-                    const std::uint32_t count = LOG_GetNumModules();
-                    if (count > kFixed) {
-                        EXPECT_EQ(LOG_GetModuleName(count - 1), name_number(count - kFixed - 1));
-                        EXPECT_EQ(LOG_IsModuleIdValid(count - 1), 1u);
-                    }
+    std::atomic<bool> done{false};
+    std::vector<std::thread> readers;
+    for (unsigned i = 0; i < 3; ++i) {
+        readers.emplace_back([&] {
+            while (!done) {
+                const std::uint32_t count = LOG_GetNumModules();
+                if (count > kFixed) {
+                    EXPECT_EQ(LOG_GetModuleName(count - 1), name_number(count - kFixed - 1));
+                    EXPECT_EQ(LOG_IsModuleIdValid(count - 1), 1u);
                 }
-            });
-        }
-        for (unsigned n = 0; n < kNames; ++n) {
-            EXPECT_EQ(LOG_ModuleIdAssignDynamic(name_number(n).c_str()), kFixed + n);
-            std::this_thread::yield();
-        }
-        done = true;
-        for (auto& reader : readers) {
-            reader.join();
-        }
-    });
+            }
+        });
+    }
+    for (unsigned n = 0; n < kNames; ++n) {
+        EXPECT_EQ(LOG_ModuleIdAssignDynamic(name_number(n).c_str()), kFixed + n);
+        std::this_thread::yield();
+    }
+    done = true;
+    for (auto& reader : readers) {
+        reader.join();
+    }
 }
 
 TEST(OxaLoggerThreads, TheConfigurationIsReadByOneThreadAndTheOthersWait)
 {
     const FreshSetup setup{.files = {{"/oxa/slog/oxa_logger.cfg", "ONE\nTWO\n"}}};
-    const Outcome outcome = well(setup, [] {
+    well(setup, [] {
         std::barrier start(kThreads);
         std::atomic<int> successes{0};
         std::atomic<int> completes{0};
@@ -117,7 +115,7 @@ TEST(OxaLoggerThreads, TheConfigurationIsReadByOneThreadAndTheOthersWait)
 void fork_while_another_thread_is_in(fault::Call call, int nth, int lock)
 {
     const FreshSetup setup{.files = {{"/oxa/slog/oxa_logger.cfg", "LISTED\n"}}};
-    const Outcome outcome = well(setup, [=] {
+    well(setup, [=] {
         Event inside;
         Event go_on;
         fault::on_call(call, nth, [&] {

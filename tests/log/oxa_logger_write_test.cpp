@@ -16,21 +16,20 @@ TEST(OxaLoggerWrite, TheZoneIsTheNameOfTheModule)
 {
     const Outcome outcome = well([] {
         for (const std::uint32_t id : {0u, 15u, 26u, 219u, UINT32_MAX}) {
-            EXPECT_EQ(LOG_Write(id, COMMON_LogLevelError, "dir/file.c", "function", 42, "%s %u",
-                                "module", id),
+            EXPECT_EQ(LOG_Write(id, kError, "dir/file.c", "function", 42, "%s %u", "module", id),
                       1u);
         }
         EXPECT_EQ(LOG_ModuleIdAssignDynamic("MINE"), 219u);
-        EXPECT_EQ(LOG_Write(219, COMMON_LogLevelInfo, "f", "g", 1, "registered"), 1u);
+        EXPECT_EQ(LOG_Write(219, kInfo, "f", "g", 1, "registered"), 1u);
     });
     const auto error = [](const char* zone, const char* message) {
-        return said(COMMON_LogLevelError, zone, "file.c", "function", message);
+        return said(kError, zone, "file.c", "function", message);
     };
-    EXPECT_THAT(reports(outcome),
+    EXPECT_THAT(outcome.log,
                 ElementsAre(error("Generic", "module 0"), error("TIMER", "module 15"),
                             error("COMMON", "module 26"), error("Invalid", "module 219"),
                             error("Invalid", "module 4294967295"),
-                            said(COMMON_LogLevelInfo, "MINE", "f", "g", "registered")));
+                            said(kInfo, "MINE", "f", "g", "registered")));
     EXPECT_EQ(fields_of(outcome.log[0]).line, 42);
 }
 
@@ -41,21 +40,20 @@ TEST(OxaLoggerWrite, GivesWhetherTheLevelWasAccepted)
             EXPECT_EQ(LOG_Write(26, level, "f", "g", 1, "level"), level <= 5 ? 1u : 0u) << level;
         }
         COMMON_Log_EnableSet(0);
-        EXPECT_EQ(LOG_Write(26, COMMON_LogLevelFatal, "f", "g", 1, "disabled"), 0u);
+        EXPECT_EQ(LOG_Write(26, kFatal, "f", "g", 1, "disabled"), 0u);
     });
     std::vector<Report> expected;
     for (COMMON_LogLevel_t level = 0; level <= 5; ++level) {
         expected.push_back(said(level, "COMMON", "f", "g", "level"));
     }
-    EXPECT_THAT(reports(outcome), testing::ElementsAreArray(expected));
+    EXPECT_THAT(outcome.log, testing::ElementsAreArray(expected));
 }
 
 TEST(OxaLoggerWrite, NullTextsAreEmptyFields)
 {
-    const Outcome outcome = well(
-        [] { EXPECT_EQ(LOG_Write(0, COMMON_LogLevelError, nullptr, nullptr, 3, "message"), 1u); });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(said(COMMON_LogLevelError, "Generic", "", "", "message")));
+    const Outcome outcome =
+        well([] { EXPECT_EQ(LOG_Write(0, kError, nullptr, nullptr, 3, "message"), 1u); });
+    EXPECT_THAT(outcome.log, ElementsAre(said(kError, "Generic", "", "", "message")));
 }
 
 TEST(OxaLoggerWrite, FatalErrorIsCriticalAndNotEchoed)
@@ -65,9 +63,8 @@ TEST(OxaLoggerWrite, FatalErrorIsCriticalAndNotEchoed)
             LOG_FatalError(16, ignored, "dir/file.c", "function", 5, "%d of %s", 1, "these");
         }
     });
-    const Report critical =
-        said(COMMON_LogLevelCritical, "MALLOC", "file.c", "function", "1 of these");
-    EXPECT_THAT(reports(outcome), ElementsAre(critical, critical, critical));
+    const Report critical = said(kCritical, "MALLOC", "file.c", "function", "1 of these");
+    EXPECT_THAT(outcome.log, ElementsAre(critical, critical, critical));
     EXPECT_EQ(fields_of(outcome.log[0]).line, 5);
     for (const RowText& row : row_texts(outcome.err)) {
         EXPECT_EQ(row.function, "threadOnce") << row;
@@ -77,13 +74,12 @@ TEST(OxaLoggerWrite, FatalErrorIsCriticalAndNotEchoed)
 TEST(OxaLoggerWrite, FatalErrorObeysTheLevelOfTheHandler)
 {
     const Outcome outcome = well([] {
-        COMMON_Log_LevelSet(COMMON_LogLevelFatal);
+        COMMON_Log_LevelSet(kFatal);
         LOG_FatalError(16, 0, "f", "g", 5, "below the level");
-        COMMON_Log_LevelSet(COMMON_LogLevelCritical);
+        COMMON_Log_LevelSet(kCritical);
         LOG_FatalError(999, 0, "f", "g", 5, "at the level");
     });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(said(COMMON_LogLevelCritical, "Invalid", "f", "g", "at the level")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kCritical, "Invalid", "f", "g", "at the level")));
 }
 
 TEST(OxaLoggerWrite, PrintTimeTakesTheFunctionBeforeTheFile)
@@ -92,14 +88,12 @@ TEST(OxaLoggerWrite, PrintTimeTakesTheFunctionBeforeTheFile)
         LOG_PrintTime(99, "ZONE", "Start-up", "function", "dir/file.c", 321);
         LOG_PrintTime(0, nullptr, "", nullptr, nullptr, -1);
         LOG_PrintTime(0, "ZONE", "%s%n", "function", "file.c", 1);
-        COMMON_Log_LevelSet(COMMON_LogLevelNote);
+        COMMON_Log_LevelSet(kNote);
         LOG_PrintTime(0, "ZONE", "dropped", "function", "file.c", 1);
     });
-    EXPECT_THAT(
-        reports(outcome),
-        ElementsAre(said(COMMON_LogLevelInfo, "ZONE", "file.c", "function", "Start-up Time"),
-                    said(COMMON_LogLevelInfo, "", "", "", " Time"),
-                    said(COMMON_LogLevelInfo, "ZONE", "file.c", "function", "%s%n Time")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "ZONE", "file.c", "function", "Start-up Time"),
+                                         said(kInfo, "", "", "", " Time"),
+                                         said(kInfo, "ZONE", "file.c", "function", "%s%n Time")));
     EXPECT_EQ(fields_of(outcome.log[0]).line, 321);
     EXPECT_EQ(fields_of(outcome.log[1]).line, -1);
 }
@@ -110,48 +104,44 @@ TEST(OxaLoggerWrite, PreFilterLevelIsTheCurrentLevel)
         EXPECT_EQ(LOG_GetPreFilterLevel(), 5u);
         for (const COMMON_LogLevel_t level : {0u, 7u, 8u, UINT32_MAX}) {
             EXPECT_EQ(LOG_SetPreFilterLevel(level), 5u);
-            EXPECT_EQ(COMMON_Log_LevelGet(), 5u);
+            EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
         }
-        COMMON_Log_LevelSet(COMMON_LogLevelError);
+        COMMON_Log_LevelSet(kError);
         EXPECT_EQ(LOG_GetPreFilterLevel(), 2u);
         EXPECT_EQ(LOG_SetPreFilterLevel(6), 2u);
-        EXPECT_EQ(COMMON_Log_LevelGet(), 2u);
+        EXPECT_EQ(COMMON_Log_LevelGet(), kError);
     });
     EXPECT_THAT(outcome.log, IsEmpty());
 }
 
-TEST(OxaLoggerWrite, BuffersAreAPlaceholder)
+FRESH_TEST(OxaLoggerWrite, BuffersAreAPlaceholder)
 {
-    const Outcome outcome = well([] {
-        void* const buffer = LOG_BufferCreate();
-        EXPECT_NE(buffer, nullptr);
-        EXPECT_EQ(LOG_BufferCreate(), buffer);
-        EXPECT_EQ(LOG_BufferDestroy(buffer), buffer);
-        EXPECT_EQ(LOG_BufferDestroy(nullptr), nullptr);
-        int other = 0;
-        EXPECT_EQ(LOG_BufferDestroy(&other), &other);
-        EXPECT_EQ(LOG_BufferCreate(), buffer);
-        LOG_BufferFlush(buffer);
-        LOG_BufferFlush(nullptr);
-    });
-    EXPECT_THAT(outcome.log, IsEmpty());
-    EXPECT_EQ(outcome.out + outcome.err, "");
+    void* const buffer = LOG_BufferCreate();
+    EXPECT_NE(buffer, nullptr);
+    EXPECT_EQ(LOG_BufferCreate(), buffer);
+    EXPECT_EQ(LOG_BufferDestroy(buffer), buffer);
+    EXPECT_EQ(LOG_BufferDestroy(nullptr), nullptr);
+    int other = 0;
+    EXPECT_EQ(LOG_BufferDestroy(&other), &other);
+    EXPECT_EQ(LOG_BufferCreate(), buffer);
+    LOG_BufferFlush(buffer);
+    LOG_BufferFlush(nullptr);
 }
 
 TEST(OxaLoggerWrite, BufferWriteWritesAnEmptyMessageAtVerbose)
 {
     const Outcome outcome = well([] {
         LOG_BufferWrite(LOG_BufferCreate(), "not accepted");
-        COMMON_Log_LevelSet(COMMON_LogLevelDebug);
+        COMMON_Log_LevelSet(kDebug);
         LOG_BufferWrite(LOG_BufferCreate(), "not accepted");
-        COMMON_Log_LevelSet(COMMON_LogLevelVerbose);
+        COMMON_Log_LevelSet(kVerbose);
         LOG_BufferWrite(LOG_BufferCreate(), "%s", "ignored");
         LOG_BufferWrite(nullptr);
         COMMON_Log_EnableSet(0);
         LOG_BufferWrite(nullptr);
     });
-    const Report empty = said(COMMON_LogLevelVerbose, "", "oxa_logger", "LOG_BufferWrite", "");
-    EXPECT_THAT(reports(outcome), ElementsAre(empty, empty));
+    const Report empty = said(kVerbose, "", "oxa_logger", "LOG_BufferWrite", "");
+    EXPECT_THAT(outcome.log, ElementsAre(empty, empty));
 }
 
 TEST(OxaLoggerWrite, ErrnoIsTheCallers)
@@ -160,13 +150,12 @@ TEST(OxaLoggerWrite, ErrnoIsTheCallers)
         std::uint32_t (*const write)(std::uint32_t, COMMON_LogLevel_t, const char*, const char*,
                                      std::int32_t, const char*, ...) = LOG_Write;
         errno = ENOTDIR;
-        write(0, COMMON_LogLevelError, "f", "g", 1, "%m");
+        write(0, kError, "f", "g", 1, "%m");
         EXPECT_EQ(errno, ENOTDIR);
-        write(0, COMMON_LogLevelVerbose, "f", "g", 1, "%m");
+        write(0, kVerbose, "f", "g", 1, "%m");
         EXPECT_EQ(errno, ENOTDIR);
     });
-    EXPECT_THAT(reports(outcome),
-                ElementsAre(said(COMMON_LogLevelError, "Generic", "f", "g", "Not a directory")));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kError, "Generic", "f", "g", "Not a directory")));
 }
 
 }  // namespace

@@ -147,8 +147,8 @@ TEST_F(RealSyslog, GetsEveryRecordOfManyThreadsWholeAndInOrder)
         for (int thread = 0; thread < kThreads; ++thread) {
             threads.emplace_back([thread] {
                 for (int i = 0; i < kRecords; ++i) {
-                    COMMON_Log_Write(COMMON_LogLevelInfo, kZoneNumber, "ZONE", "file.c", "function",
-                                     i, "thread %d record %d end", thread, i);
+                    COMMON_Log_Write(kInfo, kZoneNumber, "ZONE", "file.c", "function", i,
+                                     "thread %d record %d end", thread, i);
                 }
             });
         }
@@ -203,7 +203,7 @@ TEST_F(RealSyslog, GetsEveryLayoutAtEveryLevel)
                                   parse_syslogngext};
     well(daemon_setup(), [&] {
         const Daemon daemon;
-        COMMON_Log_LevelSet(COMMON_LogLevelVerbose);
+        COMMON_Log_LevelSet(kVerbose);
         for (COMMON_LogFormat_t format = 0; format < 5; ++format) {
             COMMON_Log_FormatSet(format);
             for (COMMON_LogLevel_t level = 0; level < 8; ++level) {

@@ -13,43 +13,40 @@
 
 namespace harness {
 
-/// The settings that have a getter, which the calling process sees.
+/// X(setting, its default, how a caller sees it).
+#define SETTINGS_SEEN(X)                                                                   \
+    X(cache, 1, COMMON_Log_CacheGet())                                                     \
+    X(color, 0, COMMON_Log_ColorGet())                                                     \
+    X(enable, 1, COMMON_Log_EnableGet())                                                   \
+    X(strip, 1, COMMON_Log_StripGet())                                                     \
+    X(legacy, 1, COMMON_Log_LegacyGet())                                                   \
+    X(format, COMMON_LogFormatSyslogngext, COMMON_Log_FormatGet())                         \
+    X(control, COMMON_LogPeakloadControlNone, COMMON_Log_PeakloadControlGet())             \
+    X(level, COMMON_LogLevelInfo, COMMON_Log_LevelGet())                                   \
+    X(off, COMMON_LogLevelInfo, COMMON_Log_LevelGetExtended(COMMON_LogPeakloadControlOff)) \
+    X(on, COMMON_LogLevelInfo, COMMON_Log_LevelGetExtended(COMMON_LogPeakloadControlOn))
+
+/// The settings that have a getter, as the calling process sees them.
 struct Settings {
-    std::uint32_t cache = 1;
-    std::uint32_t color = 0;
-    std::uint32_t enable = 1;
-    std::uint32_t strip = 1;
-    std::uint32_t legacy = 1;
-    COMMON_LogFormat_t format = COMMON_LogFormatSyslogngext;
-    COMMON_LogPeakloadControl_t control = COMMON_LogPeakloadControlNone;
-    COMMON_LogLevel_t level = COMMON_LogLevelInfo;
-    COMMON_LogLevel_t off = COMMON_LogLevelInfo;
-    COMMON_LogLevel_t on = COMMON_LogLevelInfo;
+#define FIELD(setting, by_default, getter) std::uint32_t setting = by_default;
+    SETTINGS_SEEN(FIELD)
+#undef FIELD
 
     bool operator==(const Settings&) const = default;
 };
 
 inline Settings settings()
 {
-    return {.cache = COMMON_Log_CacheGet(),
-            .color = COMMON_Log_ColorGet(),
-            .enable = COMMON_Log_EnableGet(),
-            .strip = COMMON_Log_StripGet(),
-            .legacy = COMMON_Log_LegacyGet(),
-            .format = COMMON_Log_FormatGet(),
-            .control = COMMON_Log_PeakloadControlGet(),
-            .level = COMMON_Log_LevelGet(),
-            .off = COMMON_Log_LevelGetExtended(COMMON_LogPeakloadControlOff),
-            .on = COMMON_Log_LevelGetExtended(COMMON_LogPeakloadControlOn)};
+#define SEEN(setting, by_default, getter) .setting = getter,
+    return {SETTINGS_SEEN(SEEN)};
+#undef SEEN
 }
 
 inline std::ostream& operator<<(std::ostream& stream, const Settings& settings)
 {
-    return stream << "{cache=" << settings.cache << " color=" << settings.color
-                  << " enable=" << settings.enable << " strip=" << settings.strip
-                  << " legacy=" << settings.legacy << " format=" << settings.format
-                  << " control=" << settings.control << " level=" << settings.level
-                  << " off=" << settings.off << " on=" << settings.on << "}";
+#define SHOW(setting, by_default, getter) << " " #setting "=" << settings.setting
+    return stream << "{" SETTINGS_SEEN(SHOW) << " }";
+#undef SHOW
 }
 
 /// The three levels, and the control that one of them goes with.

@@ -1,0 +1,32 @@
+// The levels of records: the one list that their texts and their priorities are made of.
+#pragma once
+
+#include "common_log.h"
+
+/// X(level, priority), in the order of the public constants: a new level is a row here and a
+/// constant and a text in include/common_log.h.
+#define COMMON_LOG_LEVELS(X) \
+    X(Fatal, LOG_EMERG)      \
+    X(Critical, LOG_CRIT)    \
+    X(Error, LOG_ERR)        \
+    X(Warn, LOG_WARNING)     \
+    X(Note, LOG_NOTICE)      \
+    X(Info, LOG_INFO)        \
+    X(Debug, LOG_DEBUG)      \
+    X(Verbose, LOG_DEBUG)
+
+namespace common::log {
+
+/// The type of the public constants, which is what lets the compiler count them in a switch.
+using Level = decltype(COMMON_LogLevelFatal);
+
+#define PLUS_ONE(level, priority) +1
+inline constexpr COMMON_LogLevel_t kLevelCount = COMMON_LOG_LEVELS(PLUS_ONE);
+#undef PLUS_ONE
+
+constexpr bool is_level(COMMON_LogLevel_t level) noexcept
+{
+    return level < kLevelCount;
+}
+
+}  // namespace common::log
