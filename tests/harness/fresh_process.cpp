@@ -209,23 +209,23 @@ Outcome run_fresh(const std::function<void()>& body)
     return run_fresh(FreshSetup{}, body);
 }
 
-Outcome well(const FreshSetup& setup, const std::function<void()>& body, Caller caller)
+Outcome well(const FreshSetup& setup, const Body& body)
 {
-    Outcome outcome = run_fresh(setup, body);
-    const testing::ScopedTrace where(caller.file, caller.line, "");
+    Outcome outcome = run_fresh(setup, body.run);
+    const testing::ScopedTrace where(body.file, body.line, "");
     EXPECT_THAT(outcome, exited(0));
     return outcome;
 }
 
-Outcome well(const std::function<void()>& body, Caller caller)
+Outcome well(const Body& body)
 {
-    return well(FreshSetup{}, body, caller);
+    return well(FreshSetup{}, body);
 }
 
-void run_silently(const std::function<void()>& body, Caller caller)
+void run_silently(const Body& body)
 {
-    const Outcome outcome = well(body, caller);
-    const testing::ScopedTrace where(caller.file, caller.line, "");
+    const Outcome outcome = well(body);
+    const testing::ScopedTrace where(body.file, body.line, "");
     EXPECT_THAT(outcome.log, testing::IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
 }

@@ -8,9 +8,11 @@
 #pragma once
 
 #include <chrono>
+#include <concepts>
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "outcome.h"
@@ -54,24 +56,26 @@ Outcome run_fresh(const FreshSetup& setup, const std::function<void()>& body);
 /// Runs a function in a fresh process without any setup.
 Outcome run_fresh(const std::function<void()>& body);
 
-/// The line of a test that failures are shown with; as a default argument, the one that calls.
-struct Caller {
+/// A body, and the line of the test that gives it: failures are shown with it.
+struct Body {
+    std::function<void()> run;
     const char* file;
     int line;
 
-    static Caller here(const char* file = __builtin_FILE(), int line = __builtin_LINE())
+    template <std::invocable Function>
+    Body(Function function, const char* given_in = __builtin_FILE(),
+         int given_at = __builtin_LINE())
+        : run(std::move(function)), file(given_in), line(given_at)
     {
-        return {file, line};
     }
 };
 
 /// Runs a body that must end well: a check of the caller fails when it does not exit with 0.
-Outcome well(const FreshSetup& setup, const std::function<void()>& body,
-             Caller caller = Caller::here());
-Outcome well(const std::function<void()>& body, Caller caller = Caller::here());
+Outcome well(const FreshSetup& setup, const Body& body);
+Outcome well(const Body& body);
 
 /// Runs a body that must end well, log nothing and print nothing.
-void run_silently(const std::function<void()>& body, Caller caller = Caller::here());
+void run_silently(const Body& body);
 
 /// Runs a program in a fresh process.
 /// @param arguments the program, looked for in PATH when it has no slash, and its arguments.
