@@ -97,6 +97,8 @@ private:
     {
         auto* const reader = static_cast<WaitingReader*>(argument);
         reader->count_ = reader->read_(reader->record_, reader->bytes_, reader->length_);
+        // What comes now is not the queue's, and has a cancellation point.
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
         reader->returned_.set();
         return nullptr;
     }

@@ -110,10 +110,9 @@ TEST(CommonDebugSettings, ShortenedAndOtherNames)
             EXPECT_EQ(COMMON_Debug_GetEnable(), enable) << variable;
         });
         EXPECT_EQ(outcome.out + outcome.err, "");
-        const Outcome from_file =
-            well({.files = {{kFile, variable}}}, [variable = variable, enable = enable] {
-                EXPECT_EQ(COMMON_Debug_GetEnable(), enable);
-            });
+        const Outcome from_file = well({.files = {{kFile, variable}}}, [enable = enable] {
+            EXPECT_EQ(COMMON_Debug_GetEnable(), enable);
+        });
         EXPECT_EQ(from_file.out + from_file.err, "");
     }
 }
