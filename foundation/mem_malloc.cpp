@@ -33,18 +33,16 @@ template <std::size_t MessageSize, std::size_t FunctionSize>
         length += static_cast<std::size_t>(snprintf(text + length, sizeof text - length, "/ "));
     }
     snprintf(text + length, sizeof text - length, "(%u) %s\n", pid, message);
-    common::report(kAllocationSource, COMMON_LogLevelCritical, {"ErrorLog_Write", __LINE__}, "%s",
-                   text);
+    COMMON_REPORT_AS("ErrorLog_Write", kAllocationSource, Critical, "%s", text);
     std::exit(1);
 }
 
-bool is_zero_length(std::uint32_t length, const char* function, std::int32_t line) noexcept
+bool is_zero_length(std::uint32_t length, common::Here here = common::Here::now()) noexcept
 {
-    if (length != 0) {
-        return false;
+    if (length == 0) {
+        common::report(kSource, COMMON_LogLevelWarn, here, "length is zero");
     }
-    common::report(kSource, COMMON_LogLevelWarn, {function, line}, "length is zero");
-    return true;
+    return length == 0;
 }
 
 }  // namespace
@@ -103,7 +101,7 @@ char* MEM_StrDup(const char* text)
 void* MEM_Clone(uint32_t size, const void* source)
 {
     COMMON_ASSERT(kSource, source != nullptr, "((void *)0) != src");
-    if (is_zero_length(size, __func__, __LINE__)) {
+    if (is_zero_length(size)) {
         return nullptr;
     }
     void* const block = MEM_Malloc(size);
@@ -115,7 +113,7 @@ void* MEM_Copy(void* destination, const void* source, uint32_t length)
 {
     COMMON_ASSERT(kSource, destination != nullptr, "((void *)0) != dst");
     COMMON_ASSERT(kSource, source != nullptr, "((void *)0) != src");
-    if (is_zero_length(length, __func__, __LINE__)) {
+    if (is_zero_length(length)) {
         return destination;
     }
     return std::memcpy(destination, source, length);
@@ -125,7 +123,7 @@ void* MEM_Move(void* destination, const void* source, uint32_t length)
 {
     COMMON_ASSERT(kSource, destination != nullptr, "((void *)0) != dst");
     COMMON_ASSERT(kSource, source != nullptr, "((void *)0) != src");
-    if (is_zero_length(length, __func__, __LINE__)) {
+    if (is_zero_length(length)) {
         return destination;
     }
     return std::memmove(destination, source, length);
@@ -134,7 +132,7 @@ void* MEM_Move(void* destination, const void* source, uint32_t length)
 void* MEM_Set(void* destination, uint32_t value, uint32_t length)
 {
     COMMON_ASSERT(kSource, destination != nullptr, "((void *)0) != dst");
-    if (is_zero_length(length, __func__, __LINE__)) {
+    if (is_zero_length(length)) {
         return destination;
     }
     return std::memset(destination, static_cast<unsigned char>(value), length);
