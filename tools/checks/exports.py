@@ -8,10 +8,9 @@ that stand directly below each other, such as a row of texts, may share one comm
 usage: exports.py [--self-test]
 """
 import re
-import sys
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
+from check import ROOT, run
 
 COMMENT = re.compile(r"/\*.*?\*/|//[^\n]*", re.DOTALL)
 DIRECTIVE = re.compile(r"^[ \t]*#(?:[^\n]*\\\n)*[^\n]*", re.MULTILINE)
@@ -133,18 +132,11 @@ A_NORETURN void A_Stop(void);
     assert twice == ["A_One is exported twice"], twice
 
 
-def main():
-    if sys.argv[1:] == ["--self-test"]:
-        self_test()
-        return 0
-    if sys.argv[1:]:
-        sys.exit(__doc__)
+def problems_here():
+    """Lists what is wrong in this tree."""
     headers = {path.name: path.read_text() for path in (ROOT / "include").glob("*.h")}
-    found = problems((ROOT / "cmake/libcommon.map").read_text(), headers)
-    for line in found:
-        print(line)
-    return 1 if found else 0
+    return problems((ROOT / "cmake/libcommon.map").read_text(), headers)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    run(__doc__, self_test, problems_here)

@@ -10,12 +10,11 @@ usage: guides.py [--self-test]
 """
 import os
 import re
-import sys
 import tempfile
 from fnmatch import fnmatchcase
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
+from check import ROOT, run
 
 REQUIRED = ["README.md", "ARCHITECTURE.md", "CONTRIBUTING.md"]
 CONTRIBUTING_LINES = 150
@@ -135,17 +134,5 @@ def self_test():
             assert got == ([expected] if expected else []), f"{changed}, {line!r}: {got}"
 
 
-def main():
-    if sys.argv[1:] == ["--self-test"]:
-        self_test()
-        return 0
-    if sys.argv[1:]:
-        sys.exit(__doc__)
-    found = problems(ROOT)
-    for line in found:
-        print(line)
-    return 1 if found else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    run(__doc__, self_test, lambda: problems(ROOT))

@@ -9,13 +9,13 @@ its place. Public headers include public headers only.
 usage: layers.py [--self-test]
 """
 import re
-import sys
 import tempfile
 from fnmatch import fnmatchcase
 from pathlib import Path
 from typing import NamedTuple
 
-ROOT = Path(__file__).resolve().parents[2]
+from check import ROOT, run
+
 COLUMNS = ["room", "files", "headers in `include/`", "what is in it", "may use"]
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(["<])([^">]+)[">]', re.MULTILINE)
 
@@ -205,17 +205,5 @@ def self_test():
     assert got == ["ARCHITECTURE.md: nothing is in the room locks"], got
 
 
-def main():
-    if sys.argv[1:] == ["--self-test"]:
-        self_test()
-        return 0
-    if sys.argv[1:]:
-        sys.exit(__doc__)
-    found = problems(ROOT)
-    for line in found:
-        print(line)
-    return 1 if found else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    run(__doc__, self_test, lambda: problems(ROOT))

@@ -7,11 +7,11 @@ one a line: word, file, reason. One that is not needed any more is a violation, 
 usage: never.py [--self-test]
 """
 import re
-import sys
 import tempfile
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
+from check import ROOT, run
+
 FOLDERS = ["containers", "files", "foundation", "hsm", "include", "log", "platform", "thread", "timer",
            "values"]
 EXCEPTIONS = "tools/checks/never.txt"
@@ -110,17 +110,5 @@ def self_test():
             assert problems(root) == ["CONTRIBUTING.md: no word in the column \"never\""]
 
 
-def main():
-    if sys.argv[1:] == ["--self-test"]:
-        self_test()
-        return 0
-    if sys.argv[1:]:
-        sys.exit(__doc__)
-    found = problems(ROOT)
-    for line in found:
-        print(line)
-    return 1 if found else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    run(__doc__, self_test, lambda: problems(ROOT))

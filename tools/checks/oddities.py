@@ -8,11 +8,11 @@ Each names a test that pins it, which must exist.
 usage: oddities.py [--self-test]
 """
 import re
-import sys
 import tempfile
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
+from check import ROOT, run
+
 FOLDERS = ["containers", "files", "foundation", "hsm", "include", "log", "platform", "thread", "timer",
            "values"]
 COMMENT = re.compile(r"(?:^[ \t]*//[^\n]*\n)+|//[^\n]*\n|/\*.*?\*/", re.DOTALL | re.MULTILINE)
@@ -68,17 +68,5 @@ def self_test():
             assert got == expected, f"{text!r}: {got}"
 
 
-def main():
-    if sys.argv[1:] == ["--self-test"]:
-        self_test()
-        return 0
-    if sys.argv[1:]:
-        sys.exit(__doc__)
-    found = problems(ROOT)
-    for line in found:
-        print(line)
-    return 1 if found else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    run(__doc__, self_test, lambda: problems(ROOT))
