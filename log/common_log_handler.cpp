@@ -157,7 +157,7 @@ void logWrite(ThreadRecord* log, const Call& call, const char* format, va_list a
     const RecordFields fields{
         .stamp = stamp,
         .time_of_day = {log->stamp + log->day_length, stamp.size() - log->day_length},
-        .nanoseconds = static_cast<std::uint32_t>(time % kNanosecondsPerSecond),
+        .nanoseconds = static_cast<std::uint32_t>(log->record.time % kNanosecondsPerSecond),
         .process_id = log->record.processId,
         .thread_id = log->record.threadId,
         .identity = {log->identity, log->identity_length},
@@ -166,7 +166,7 @@ void logWrite(ThreadRecord* log, const Call& call, const char* format, va_list a
         .zone = text_or_empty(call.zone),
         .file = stripped(text_or_empty(call.file)),
         .function = text_or_empty(call.function),
-        .line = call.line,
+        .line = log->record.line,
         .message = message};
     compose_and_send(syslog_priority(call.level), fields, *log);
     if (call.level == COMMON_LogLevelFatal) {
