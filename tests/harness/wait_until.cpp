@@ -12,12 +12,14 @@
 #include <thread>
 #include <unistd.h>
 
+#include "sanitizer.h"
+
 namespace harness {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-bool readable(int fd, int timeout_ms)
+HARNESS_CANCELLED_IN bool readable(int fd, int timeout_ms)
 {
     pollfd entry{fd, POLLIN, 0};
     return poll(&entry, 1, timeout_ms) == 1;
@@ -72,7 +74,7 @@ Event::~Event()
     close(fd_);
 }
 
-void Event::set()
+HARNESS_CANCELLED_IN void Event::set()
 {
     const int error = errno;
     const std::uint64_t one = 1;
@@ -81,7 +83,7 @@ void Event::set()
     errno = error;
 }
 
-bool Event::wait(std::chrono::milliseconds limit) const
+HARNESS_CANCELLED_IN bool Event::wait(std::chrono::milliseconds limit) const
 {
     const auto deadline = Clock::now() + stretched(limit);
     for (;;) {

@@ -10,6 +10,7 @@
 
 #include "common_thread.h"
 #include "log_expect.h"
+#include "sanitizer.h"
 #include "wait_until.h"
 
 namespace harness {
@@ -63,7 +64,7 @@ public:
     std::atomic<pthread_t> self{};  ///< set when `running` is
 
 private:
-    static void* park(void* argument)
+    HARNESS_CANCELLED_IN static void* park(void* argument)
     {
         auto* const parked = static_cast<ParkedThread*>(argument);
         parked->self = pthread_self();
