@@ -84,11 +84,13 @@ Outcome run_program(const FreshSetup& setup, const std::vector<std::string>& arg
 
 }  // namespace harness
 
-/// A test whose body runs in a fresh process, ends well, logs nothing and prints nothing.
-#define FRESH_TEST(suite, name)                         \
-    static void suite##_##name##_Body();                \
-    TEST(suite, name)                                   \
-    {                                                   \
-        ::harness::run_silently(suite##_##name##_Body); \
-    }                                                   \
+/// A test whose body runs in a fresh process, ends well, logs nothing and prints nothing. The body
+/// is called by a function of its own type: a pointer to it has the type of pointers to functions
+/// that never return, and a compiler may take the code that calls these for what calls them all.
+#define FRESH_TEST(suite, name)                                   \
+    static void suite##_##name##_Body();                          \
+    TEST(suite, name)                                             \
+    {                                                             \
+        ::harness::run_silently([] { suite##_##name##_Body(); }); \
+    }                                                             \
     static void suite##_##name##_Body()
