@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -83,16 +84,10 @@ void compose_and_send(int priority, const RecordFields& fields, ThreadRecord& ow
 
 int syslog_priority(COMMON_LogLevel_t level) noexcept
 {
-    if (is_level(level)) {
-        switch (static_cast<Level>(level)) {
-#define CASE(level, priority)    \
-    case COMMON_LogLevel##level: \
-        return priority;
-            COMMON_LOG_LEVELS(CASE)
-#undef CASE
-        }
-    }
-    return LOG_ERR;
+#define PRIORITY(level, priority) (priority),
+    static constexpr std::uint8_t kPriorities[] = {COMMON_LOG_LEVELS(PRIORITY)};
+#undef PRIORITY
+    return is_level(level) ? kPriorities[level] : LOG_ERR;
 }
 
 const char* text_or_empty(const char* text) noexcept

@@ -1,6 +1,8 @@
 // The levels of records: the one list that their texts and their priorities are made of.
 #pragma once
 
+#include <iterator>
+
 #include "common_log.h"
 
 /// X(level, priority), in the order of the public constants: a new level is a row here and a
@@ -20,9 +22,21 @@ namespace common::log {
 /// The type of the public constants, which is what lets the compiler count them in a switch.
 using Level = decltype(COMMON_LogLevelFatal);
 
-#define PLUS_ONE(level, priority) +1
-inline constexpr COMMON_LogLevel_t kLevelCount = COMMON_LOG_LEVELS(PLUS_ONE);
-#undef PLUS_ONE
+#define CONSTANT(level, priority) COMMON_LogLevel##level,
+inline constexpr Level kLevels[] = {COMMON_LOG_LEVELS(CONSTANT)};
+#undef CONSTANT
+inline constexpr COMMON_LogLevel_t kLevelCount = std::size(kLevels);
+
+// The interface has no level that the list has not.
+static_assert([](Level level) {
+    switch (level) {
+#define LISTED(level, priority) case COMMON_LogLevel##level:
+        COMMON_LOG_LEVELS(LISTED)
+#undef LISTED
+        return true;
+    }
+    return false;
+}(COMMON_LogLevelFatal));
 
 constexpr bool is_level(COMMON_LogLevel_t level) noexcept
 {

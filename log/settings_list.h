@@ -3,7 +3,9 @@
 // callers see of it is in include/common_log_settings.h.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 namespace common::log {
 
@@ -44,12 +46,17 @@ enum class Shown : unsigned char { AsSwitch, InWords, Never };
 
 namespace common::log {
 
-#define COUNT_SHOWN(setting, variable, counts, shown, reader) +(Shown::shown == Shown::AsSwitch)
-#define COUNT_LINE(line, field) +1
+#define IS_SWITCH(setting, variable, counts, shown, reader) (Shown::shown == Shown::AsSwitch),
+#define LENGTH(line, field) sizeof(line),
 static_assert(
-    (0 COMMON_LOG_SWITCHES(COUNT_LINE)) == (0 COMMON_LOG_SETTINGS(COUNT_SHOWN)) + 1,
+    [] {
+        constexpr bool is_switch[] = {COMMON_LOG_SETTINGS(IS_SWITCH)};
+        constexpr std::size_t lengths[] = {COMMON_LOG_SWITCHES(LENGTH)};
+        return std::ssize(lengths) ==
+               std::count(std::begin(is_switch), std::end(is_switch), true) + 1;
+    }(),
     "each setting shown as a switch has its line, and so has debug, which is read elsewhere");
-#undef COUNT_SHOWN
-#undef COUNT_LINE
+#undef IS_SWITCH
+#undef LENGTH
 
 }  // namespace common::log

@@ -256,7 +256,7 @@ TEST(FolderItems, PathWithoutASlashGetsOne)
 /// Makes a folder whose path has so many characters, with a file in it. @return the path.
 std::string make_deep_folder(std::size_t length, const std::string& file)
 {
-    const std::string path = long_path(length);
+    std::string path = long_path(length);
     EXPECT_EQ(UTIL_CreateFolderRecursive(path.c_str(), 0755), STATUS_SUCCESS);
     // The file's path may be too long for the system; from inside the folder it is not.
     EXPECT_EQ(chdir(path.c_str()), 0);

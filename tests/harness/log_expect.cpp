@@ -2,7 +2,6 @@
 
 #include <ostream>
 #include <syslog.h>
-#include <utility>
 
 #include "log_layout.h"
 
@@ -56,11 +55,10 @@ std::ostream& operator<<(std::ostream& stream, const Report& report)
                   << report.message << "}";
 }
 
-Report said(COMMON_LogLevel_t level, std::string zone, std::string file, std::string function,
-            std::string message)
+Report said(COMMON_LogLevel_t level, const std::string& zone, const std::string& file,
+            const std::string& function, const std::string& message)
 {
-    return {shown(level).priority, shown(level).text,   std::move(zone),
-            std::move(file),       std::move(function), std::move(message)};
+    return {shown(level).priority, shown(level).text, zone, file, function, message};
 }
 
 testing::Matcher<const std::string&>

@@ -42,14 +42,14 @@ bool operator==(const LogRecord& record, const Report& report);
 std::ostream& operator<<(std::ostream& stream, const Report& report);
 
 /// What a record of a level, a zone (the module's name), a file and a function says.
-Report said(COMMON_LogLevel_t level, std::string zone, std::string file, std::string function,
-            std::string message);
+Report said(COMMON_LogLevel_t level, const std::string& zone, const std::string& file,
+            const std::string& function, const std::string& message);
 
 /// The same where the message is a matcher.
 template <typename Message>
 requires(!std::convertible_to<Message, std::string>) testing::Matcher<const LogRecord&> said(
-    COMMON_LogLevel_t level, std::string zone, std::string file, std::string function,
-    const Message& message)
+    COMMON_LogLevel_t level, const std::string& zone, const std::string& file,
+    const std::string& function, const Message& message)
 {
     const Report rest = said(level, zone, file, function, "");
     return testing::ResultOf("what it says", report_of,
