@@ -46,9 +46,11 @@ enum class Form {
 /// Whether a type is one of those of a form.
 constexpr bool has_form(std::uint32_t type, Form wanted) noexcept
 {
-#define IS(name, number, form) || (Form::form == wanted && type == (number))
-    return false VARIANT_TYPES(IS);
-#undef IS
+    bool is = false;
+#define LOOK(name, number, form) is = is || (Form::form == wanted && type == (number));
+    VARIANT_TYPES(LOOK)
+#undef LOOK
+    return is;
 }
 
 constexpr Form form_of(std::uint32_t type) noexcept

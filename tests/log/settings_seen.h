@@ -28,7 +28,7 @@ namespace harness {
 
 /// The settings that have a getter, as the calling process sees them.
 struct Settings {
-#define FIELD(setting, by_default, getter) std::uint32_t setting = by_default;
+#define FIELD(setting, by_default, getter) std::uint32_t setting = (by_default);
     SETTINGS_SEEN(FIELD)
 #undef FIELD
 
@@ -37,7 +37,7 @@ struct Settings {
 
 inline Settings settings()
 {
-#define SEEN(setting, by_default, getter) .setting = getter,
+#define SEEN(setting, by_default, getter) .setting = (getter),
     return {SETTINGS_SEEN(SEEN)};
 #undef SEEN
 }
