@@ -54,15 +54,15 @@ inline void log_message(COMMON_LogLevel_t level, const char* format, ...)
 }
 
 /// What log_message() says.
-inline Report said(COMMON_LogLevel_t level, std::string message)
+inline Report said(COMMON_LogLevel_t level, const std::string& message)
 {
-    return said(level, "ZONE", "file.c", "function", std::move(message));
+    return said(level, "ZONE", "file.c", "function", message);
 }
 
 /// What the facility says about itself.
-inline Report said(COMMON_LogLevel_t level, std::string function, std::string message)
+inline Report said(COMMON_LogLevel_t level, const std::string& function, const std::string& message)
 {
-    return said(level, "", "common_log", std::move(function), std::move(message));
+    return said(level, "", "common_log", function, message);
 }
 
 /// The row that the facility writes about itself.
