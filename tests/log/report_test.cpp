@@ -14,7 +14,6 @@ using common::failed;
 using common::Here;
 using common::report_failure;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr common::Source kSource{"source", common::Module::Timer};
 constexpr common::Source kWithoutModule{"source"};
