@@ -8,7 +8,6 @@
 
 #include "fresh_process.h"
 #include "getopt_transcript.h"
-#include "silent.h"
 
 namespace {
 

@@ -18,7 +18,6 @@
 #include "fault.h"
 #include "forked.h"
 #include "fresh_process.h"
-#include "silent.h"
 #include "wait_until.h"
 
 namespace {

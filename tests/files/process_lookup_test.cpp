@@ -20,7 +20,6 @@
 #include "fake_proc.h"
 #include "fault.h"
 #include "fresh_process.h"
-#include "silent.h"
 #include "wait_until.h"
 
 using namespace harness;
@@ -36,12 +35,6 @@ constexpr std::uint32_t kKept = 4'000'000'000;
 
 /// With debug output on, so that whatever is told there is seen, too.
 const FreshSetup kDebugOn{.env = {{"COMMON_DEBUG_ENABLE", "True"}}};
-
-/// Runs a body in a fresh process that must not report anything in any way.
-void run_silently(const std::function<void()>& body)
-{
-    harness::run_silently(kDebugOn, body);
-}
 
 std::uint32_t id(pid_t process)
 {
@@ -114,7 +107,7 @@ std::string own_long_name()
 
 TEST(ProcessLookup, ProcessIsFoundByItsKernelName)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         const std::string name = own_long_name();
         const Child child(false, name.c_str());
         EXPECT_EQ(found(name.c_str()), child.pid());
@@ -124,7 +117,7 @@ TEST(ProcessLookup, ProcessIsFoundByItsKernelName)
 // Callers that ask for a longer name than the kernel keeps get none, not one that begins alike.
 TEST(ProcessLookup, NameMustBeTheWholeShortName)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         const std::string name = own_long_name();
         const Child child(false, (name + "-and-more").c_str());
         EXPECT_EQ(found(name.c_str()), child.pid());
@@ -137,7 +130,7 @@ TEST(ProcessLookup, NameMustBeTheWholeShortName)
 
 TEST(ProcessLookup, OnlyEntriesThatBeginWithADigitCount)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         FakeProcesses processes;
         processes.add("self", "Name:\twanted\n");
         processes.add("x12", "Name:\twanted\n");
@@ -154,7 +147,7 @@ TEST(ProcessLookup, OnlyEntriesThatBeginWithADigitCount)
 
 TEST(ProcessLookup, EntryIsReadAsADecimalNumber)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         FakeProcesses processes;
         processes.add("010", "Name:\tten\n");
         processes.add("12abc", "Name:\ttwelve\n");
@@ -167,7 +160,7 @@ TEST(ProcessLookup, EntryIsReadAsADecimalNumber)
 
 TEST(ProcessLookup, EntriesWithoutANameArePassed)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         FakeProcesses processes;
         processes.add("1", "State:\tR\n");
         processes.add("2", "");
@@ -179,7 +172,7 @@ TEST(ProcessLookup, EntriesWithoutANameArePassed)
 
 TEST(ProcessLookup, LongNameOfAFakeIsComparedWhole)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         FakeProcesses processes;
         const std::string longest(248, 'n');
         processes.add("7", "Name:\t" + longest + "more\n");
@@ -203,7 +196,7 @@ std::vector<std::string> entries_of_proc()
 
 TEST(ProcessLookup, FirstOneInTheOrderOfTheFolderStopsTheScan)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         FakeProcesses processes;
         for (int pid = 100; pid < 120; ++pid) {
             processes.add(std::to_string(pid), "Name:\tother\n");
@@ -220,7 +213,7 @@ TEST(ProcessLookup, FirstOneInTheOrderOfTheFolderStopsTheScan)
 
 TEST(ProcessLookup, EachStatusFileIsReadOnceUpToTheName)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         FakeProcesses processes;
         const std::string rest(100'000, 'r');
         for (int pid = 1; pid <= 50; ++pid) {
@@ -236,7 +229,7 @@ TEST(ProcessLookup, EachStatusFileIsReadOnceUpToTheName)
 
 TEST(ProcessLookup, NullIsNotFound)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         std::uint32_t pid = kKept;
         EXPECT_EQ(UTIL_GetPidFromProcessName(nullptr, &pid), 0U);
         EXPECT_EQ(pid, kKept);
@@ -246,7 +239,7 @@ TEST(ProcessLookup, NullIsNotFound)
 
 TEST(ProcessLookup, WithoutTheProcessFolderNothingIsFound)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         fault::fail(Call::opendir, 1, EMFILE);
         EXPECT_EQ(found(kernel_name().c_str()), kKept);
         EXPECT_EQ(fault::fired(), 1);
@@ -256,7 +249,7 @@ TEST(ProcessLookup, WithoutTheProcessFolderNothingIsFound)
 
 TEST(ProcessLookup, FolderThatCannotBeReadOnEndsTheScan)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         fault::fail_always(Call::readdir);
         EXPECT_EQ(found(kernel_name().c_str()), kKept);
         EXPECT_EQ(fault::calls(Call::open), 0);
@@ -265,7 +258,7 @@ TEST(ProcessLookup, FolderThatCannotBeReadOnEndsTheScan)
 
 TEST(ProcessLookup, StatusFileThatCannotBeOpenedOrReadIsPassed)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         FakeProcesses processes;
         processes.add("1", "Name:\twanted\n");
         processes.add("2", "Name:\twanted\n");
@@ -283,7 +276,7 @@ TEST(ProcessLookup, StatusFileThatCannotBeOpenedOrReadIsPassed)
 
 TEST(ProcessLookup, ProcessExistsUntilSomebodyHasWaitedForIt)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         Child child;
         const std::uint32_t pid = child.pid();
         EXPECT_EQ(UTIL_FindPid(pid), 1U);
@@ -301,7 +294,7 @@ TEST(ProcessLookup, ProcessExistsUntilSomebodyHasWaitedForIt)
 
 TEST(ProcessLookup, OnlyTheStatusFileCounts)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         FakeProcesses processes;
         std::filesystem::create_directories("/proc/12");
         EXPECT_EQ(UTIL_FindPid(12), 0U);
@@ -334,7 +327,7 @@ int signal_for(std::uint32_t force)
 // Only 1 forces: callers pass flags of other kinds.
 TEST(ProcessTermination, ForceFlagChoosesTheSignal)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         EXPECT_EQ(signal_for(0), SIGTERM);
         EXPECT_EQ(signal_for(1), SIGKILL);
         EXPECT_EQ(signal_for(2), SIGTERM);
@@ -344,7 +337,7 @@ TEST(ProcessTermination, ForceFlagChoosesTheSignal)
 
 TEST(ProcessTermination, ProcessThatIsGoneAtOnceIsNotWaitedFor)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         Child child;
         const std::uint32_t pid = child.pid();
         fault::on_call(Call::open, 1, [&] { EXPECT_EQ(child.wait(), SIGTERM); });
@@ -355,7 +348,7 @@ TEST(ProcessTermination, ProcessThatIsGoneAtOnceIsNotWaitedFor)
 
 TEST(ProcessTermination, SignalThatCannotBeSentFailsAtOnce)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         Child child;
         fault::fail(Call::kill, 1, EPERM);
         EXPECT_EQ(UTIL_TerminatePid(child.pid(), 1000, 0), 0U);
@@ -374,7 +367,7 @@ TEST(ProcessTermination, SignalThatCannotBeSentFailsAtOnce)
 // kill(2) would take these for groups of processes, the caller's own among them.
 TEST(ProcessTermination, NumbersThatAreNoProcessGetNoSignal)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         fault::on_call(Call::kill, 1, [] { std::abort(); });
         for (const std::uint32_t pid : {0U, 0x8000'0000U, UINT32_MAX - 1, UINT32_MAX}) {
             EXPECT_EQ(UTIL_TerminatePid(pid, 1000, 0), 0U);
@@ -393,7 +386,7 @@ class ProcessTerminationPolls : public testing::TestWithParam<Polls> {};
 
 TEST_P(ProcessTerminationPolls, GiveUpWhenTheTimeIsOver)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         const Child child(true);
         fault::fail_always(Call::usleep);  // which makes it return at once
         EXPECT_EQ(UTIL_TerminatePid(child.pid(), GetParam().timeout_ms, 0), 0U);
@@ -413,7 +406,7 @@ INSTANTIATE_TEST_SUITE_P(Times, ProcessTerminationPolls, testing::ValuesIn(kPoll
 
 TEST(ProcessTermination, ProcessThatEndsMeanwhileIsNoticed)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         Child child(true);
         const std::uint32_t pid = child.pid();
         fault::fail_always(Call::usleep);
@@ -429,7 +422,7 @@ TEST(ProcessTermination, ProcessThatEndsMeanwhileIsNoticed)
 // What the sleeps really take.
 TEST(ProcessTermination, TimeOfZeroStillWaitsOneStep)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         const Child child(true);
         const auto start = Clock::now();
         EXPECT_EQ(UTIL_TerminatePid(child.pid(), 0, 0), 0U);
@@ -439,7 +432,7 @@ TEST(ProcessTermination, TimeOfZeroStillWaitsOneStep)
 
 TEST(ProcessTermination, ThreeStepsAreWaitedForAQuarterOfASecond)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         const Child child(true);
         const auto start = Clock::now();
         EXPECT_EQ(UTIL_TerminatePid(child.pid(), 250, 0), 0U);

@@ -15,7 +15,6 @@
 #include "fake_proc.h"
 #include "fault.h"
 #include "fresh_process.h"
-#include "silent.h"
 
 using namespace harness;
 using fault::Call;
@@ -33,15 +32,9 @@ std::uint32_t own_id()
     return static_cast<std::uint32_t>(getpid());
 }
 
-/// Runs a body in a fresh process that must not report anything in any way.
-void run_silently(const std::function<void()>& body)
-{
-    harness::run_silently(kDebugOn, body);
-}
-
 TEST(Process, OwnNameIsThatOfTheKernel)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         char name[64] = "";
         EXPECT_EQ(UTIL_GetProcessName(own_id(), name, sizeof name), 1U);
         EXPECT_EQ(name, kernel_name());
@@ -53,7 +46,7 @@ TEST(Process, OwnNameIsThatOfTheKernel)
 
 TEST(Process, NameFillsTheDestinationAsStrncpyDoes)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         set_kernel_name("seven77");
         for (const std::uint32_t size : {0U, 1U, 6U, 7U, 8U, 9U, 32U}) {
             char expected[40];
@@ -70,7 +63,7 @@ TEST(Process, NameFillsTheDestinationAsStrncpyDoes)
 
 TEST(Process, MissingProcessHasNoName)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         char name[8] = "kept";
         EXPECT_EQ(UTIL_GetProcessName(kNobody, name, sizeof name), 0U);
         EXPECT_STREQ(name, "kept");
@@ -79,7 +72,7 @@ TEST(Process, MissingProcessHasNoName)
 
 TEST(Process, MissingFileSystemGivesNoName)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         hide_proc();
         char name[8] = "kept";
         EXPECT_EQ(UTIL_GetProcessName(own_id(), name, sizeof name), 0U);
@@ -90,7 +83,7 @@ TEST(Process, MissingFileSystemGivesNoName)
 
 TEST(Process, NullGetsNoName)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         for (const std::uint32_t size : {0U, 1U, 64U}) {
             EXPECT_EQ(UTIL_GetProcessName(own_id(), nullptr, size), 0U);
         }
@@ -131,7 +124,7 @@ class ProcessStatus : public testing::TestWithParam<StatusFile> {};
 
 TEST_P(ProcessStatus, GivesTheName)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         fake_status(GetParam().content);
         char name[300] = "";
         EXPECT_EQ(UTIL_GetProcessName(own_id(), name, sizeof name), GetParam().found);
@@ -145,7 +138,7 @@ INSTANTIATE_TEST_SUITE_P(Files, ProcessStatus, testing::ValuesIn(kStatusFiles),
 TEST(Process, FileThatCannotBeOpenedOrReadHasNoName)
 {
     for (const Call call : {Call::open, Call::read}) {
-        run_silently([&] {
+        run_silently(kDebugOn, [&] {
             char name[8] = "kept";
             fault::fail(call, 1, EACCES);
             EXPECT_EQ(UTIL_GetProcessName(own_id(), name, sizeof name), 0U);
@@ -158,7 +151,7 @@ TEST(Process, FileThatCannotBeOpenedOrReadHasNoName)
 // It names the process that has run out of memory.
 TEST(Process, NoMemoryIsNeeded)
 {
-    run_silently([] {
+    run_silently(kDebugOn, [] {
         char name[64] = "";
         fault::fail_always(Call::malloc);
         EXPECT_EQ(UTIL_GetProcessName(own_id(), name, sizeof name), 1U);

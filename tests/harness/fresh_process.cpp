@@ -222,12 +222,17 @@ Outcome well(const Body& body)
     return well(FreshSetup{}, body);
 }
 
-void run_silently(const Body& body)
+void run_silently(const FreshSetup& setup, const Body& body)
 {
-    const Outcome outcome = well(body);
+    const Outcome outcome = well(setup, body);
     const testing::ScopedTrace where(body.file, body.line, "");
     EXPECT_THAT(outcome.log, testing::IsEmpty());
     EXPECT_EQ(outcome.out + outcome.err, "");
+}
+
+void run_silently(const Body& body)
+{
+    run_silently(FreshSetup{}, body);
 }
 
 Outcome run_program(const FreshSetup& setup, const std::vector<std::string>& arguments)

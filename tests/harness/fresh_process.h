@@ -75,6 +75,7 @@ Outcome well(const FreshSetup& setup, const Body& body);
 Outcome well(const Body& body);
 
 /// Runs a body that must end well, log nothing and print nothing.
+void run_silently(const FreshSetup& setup, const Body& body);
 void run_silently(const Body& body);
 
 /// Runs a program in a fresh process.

@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "../thread/cancelled.h"
+#include "cancelled.h"
 #include "fault.h"
 #include "fault_sweep.h"
 #include "forked.h"
