@@ -96,6 +96,23 @@ target_compile_options(
           -fno-semantic-interposition
           -ftls-model=initial-exec)
 
+# Calls of the C library that take as long as the jump to them: straight through the address table,
+# not by way of a stub. Everywhere else the stubs stay, as what they lead to is looked up when it is
+# first called, and most processes never call most of it.
+set_source_files_properties(
+  containers/blockq.cpp
+  containers/common_blockQEx.cpp
+  containers/data.cpp
+  containers/list_light.cpp
+  containers/ring_buffer.cpp
+  foundation/mem_malloc.cpp
+  thread/common_monitor.cpp
+  thread/common_mutex.cpp
+  thread/common_sync.cpp
+  values/oxavar.cpp
+  values/oxavar_serial.cpp
+  PROPERTIES COMPILE_OPTIONS -fno-plt)
+
 # Link flags of the shared library, and of the variant of it that the fault tests use. It is never
 # unloaded: threads that end later still run its destructor of the thread record.
 set(COMMON_LINK_OPTIONS
