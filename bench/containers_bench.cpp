@@ -11,8 +11,10 @@
 #include <vector>
 
 #include "list_by_abstractset.h"
+#include "list_light.h"
 #include "map.h"
 #include "mem_malloc.h"
+#include "memory_peers.h"
 #include "pair_chase.h"
 #include "support/ratio_report.h"
 
@@ -118,6 +120,40 @@ BENCHMARK(fifo_set) SIZES;
 BENCHMARK(fifo_std) SIZES;
 BENCHMARK(lifo_list) SIZES;
 BENCHMARK(lifo_std) SIZES;
+
+/// A light list against the same chain of nodes by hand, in a shared object.
+void fifo_light(benchmark::State& state)
+{
+    ListLight* const list = ListLight_New();
+    for (auto _ : state) {
+        for (auto i = state.range(0); i > 0; --i) {
+            ListLight_PushBack(list, kValue);
+        }
+        for (auto i = state.range(0); i > 0; --i) {
+            benchmark::DoNotOptimize(ListLight_PopFront(list));
+        }
+    }
+    require(state, ListLight_Size(list) == 0);
+    ListLight_Delete(list, nullptr);
+}
+
+void fifo_chain(benchmark::State& state)
+{
+    plain_list list{};
+    for (auto _ : state) {
+        for (auto i = state.range(0); i > 0; --i) {
+            plain_push(&list, kValue);
+        }
+        for (auto i = state.range(0); i > 0; --i) {
+            benchmark::DoNotOptimize(plain_pop(&list));
+        }
+    }
+    require(state, list.size == 0);
+}
+
+#define ONE_AND_MANY ->Arg(1)->Arg(1'000)
+BENCHMARK(fifo_light) ONE_AND_MANY;
+BENCHMARK(fifo_chain) ONE_AND_MANY;
 
 #if HAVE_GLIB
 void fifo_glib(benchmark::State& state)
@@ -446,6 +482,10 @@ int main(int argc, char** argv)
         ratios.push_back({"AbsSET " + set + " / std::list", set, "fifo_std/" + size, 1.0});
         ratios.push_back({"LIST walk of " + size + " / GList loop", "walk_list/" + size,
                           "walk_glib/" + size, 3.2});
+    }
+    for (const std::string size : {"1", "1000"}) {
+        ratios.push_back({"ListLight push + pop of " + size + " / a chain in a shared object",
+                          "fifo_light/" + size, "fifo_chain/" + size, 1.25});
     }
     ratios.push_back({"LIST_Sort of 100000 / qsort of an array", "sort_list", "sort_array", 1.25});
     for (const std::string size : {"16", "1000"}) {

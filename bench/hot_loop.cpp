@@ -7,7 +7,12 @@
 #include <cstring>
 
 #include "common_log.h"
+#include "data.h"
 #include "hsm_calls.h"
+#include "list_light.h"
+#include "mem_malloc.h"
+#include "memory_peers.h"
+#include "oxavar.h"
 #include "plain_record.h"
 #include "two_compares.h"
 
@@ -36,6 +41,60 @@ void record_syslog_formatting()
     bench::write_plain_record("hot_loop");
 }
 
+void zeroed_ours()
+{
+    MEM_Free(MEM_Salloc(128));
+}
+
+void zeroed_plain()
+{
+    plain_free(plain_zeroed(128));
+}
+
+void light_list_ours()
+{
+    static ListLight list;
+    ListLight_PushBack(&list, &list);
+    ListLight_PopFront(&list);
+}
+
+void light_list_chain()
+{
+    static plain_list list;
+    plain_push(&list, &list);
+    plain_pop(&list);
+}
+
+/// Built, serialised, read back and released: an integer, a text and an array of four integers.
+void variant()
+{
+    COMMON_OXAVar var{};
+    COMMON_OXAVarArrayAllocAt(&var, 3);
+    COMMON_OXAVar* const elements = var.value.elements;
+    COMMON_OXAVarSetInt(&elements[0], 4711);
+    COMMON_OXAVarSetString(&elements[1], "a title");
+    COMMON_OXAVarArrayAllocAt(&elements[2], 4);
+    for (std::int32_t index = 0; index < 4; ++index) {
+        COMMON_OXAVarSetInt(&elements[2].value.elements[index], index);
+    }
+    char buffer[128];
+    sink = COMMON_OXAVarSerialize(buffer, &var, sizeof buffer);
+    sink = COMMON_OXAVarDeserialize(buffer, &var);
+    COMMON_OXAVarClear(&var);
+}
+
+constexpr char kArrayBytes[48] = {'a', 'b', 'c'};
+
+void array_ours()
+{
+    DATA_ArrayDelete(DATA_ArrayNewWithDataLength(64, kArrayBytes, 48));
+}
+
+void array_plain()
+{
+    plain_array_delete(plain_array_new(64, kArrayBytes, 48));
+}
+
 template <typename Machine, auto load>
 void dispatch()
 {
@@ -57,10 +116,21 @@ struct Operation {
 };
 
 constexpr Operation kOperations[] = {
-    {"check_level", check_level},           {"check_two_compares", check_two_compares},
-    {"record_ours", record_ours},           {"record_syslog_formatting", record_syslog_formatting},
-    DISPATCHES("hsm", bench::HsmMachine),   DISPATCHES("hsm_by_hand", bench::HsmByHand),
-    DISPATCHES("ls_hsm", bench::LsMachine), DISPATCHES("ls_hsm_by_hand", bench::LsByHand),
+    {"check_level", check_level},
+    {"check_two_compares", check_two_compares},
+    {"record_ours", record_ours},
+    {"record_syslog_formatting", record_syslog_formatting},
+    {"zeroed_ours", zeroed_ours},
+    {"zeroed_plain", zeroed_plain},
+    {"light_list_ours", light_list_ours},
+    {"light_list_chain", light_list_chain},
+    {"array_ours", array_ours},
+    {"array_plain", array_plain},
+    {"variant", variant},
+    DISPATCHES("hsm", bench::HsmMachine),
+    DISPATCHES("hsm_by_hand", bench::HsmByHand),
+    DISPATCHES("ls_hsm", bench::LsMachine),
+    DISPATCHES("ls_hsm_by_hand", bench::LsByHand),
 };
 
 }  // namespace

@@ -21,21 +21,27 @@ static_assert(offsetof(DATA_Array, length) == sizeof(void*));
 static_assert(offsetof(DATA_Array, capacity) == sizeof(void*) + 4);
 static_assert(sizeof(DATA_Array) == sizeof(void*) + 8);
 
-/// Makes an array whose storage is not set. A failure is DATA_ArrayNew()'s for whoever reads it.
+/// A failure of DATA_ArrayNew(), for whoever reads it, also when others make the array.
+[[gnu::cold, gnu::noinline]] DATA_Array* no_array(DATA_Array* without_storage) noexcept
+{
+    MEM_Free(without_storage);
+    COMMON_REPORT_AS("DATA_ArrayNew", kSource, Error, kNoMemory);
+    return nullptr;
+}
+
+/// Makes an array whose storage is not set.
 DATA_Array* new_array(std::uint32_t capacity) noexcept
 {
     auto* const array = static_cast<DATA_Array*>(MEM_Malloc(sizeof(DATA_Array)));
-    if (array != nullptr) {
-        array->data = static_cast<std::uint8_t*>(MEM_Malloc(capacity));
-        array->length = 0;
-        array->capacity = capacity;
-        if (array->data != nullptr) {
-            return array;
-        }
-        MEM_Free(array);
+    if (array == nullptr) {
+        return no_array(nullptr);
     }
-    COMMON_REPORT_AS("DATA_ArrayNew", kSource, Error, kNoMemory);
-    return nullptr;
+    auto* const data = static_cast<std::uint8_t*>(MEM_Malloc(capacity));
+    if (data == nullptr) {
+        return no_array(array);
+    }
+    *array = {data, 0, capacity};
+    return array;
 }
 
 /// Whether arguments are bad, which is reported: to refuse them is one statement.
@@ -99,13 +105,17 @@ DATA_Array* DATA_ArrayNewWithDataLength(uint32_t capacity, const void* bytes, ui
     if (refused(bytes == nullptr || length > capacity)) {
         return nullptr;
     }
-    DATA_Array* const array = DATA_ArrayNew(capacity);
+    DATA_Array* const array = new_array(capacity);
     if (array == nullptr) {
         COMMON_REPORT(kSource, Error, "DATA_ArrayNew() failed.");
         return nullptr;
     }
-    std::memcpy(array->data, bytes, length);
+    std::uint8_t* const data = array->data;
     array->length = length;
+    std::memcpy(data, bytes, length);
+    if (length != capacity) {
+        std::memset(data + length, 0, capacity - length);
+    }
     return array;
 }
 

@@ -25,8 +25,8 @@ namespace {
 /// Null for no memory, which only a replaced allocator gives.
 ListLight_Node* new_node(void* data, ListLight_Node* next) noexcept
 {
-    auto* const node = static_cast<ListLight_Node*>(MEM_Salloc(sizeof(ListLight_Node)));
-    if (node != nullptr) {
+    auto* const node = static_cast<ListLight_Node*>(MEM_Malloc(sizeof(ListLight_Node)));
+    if (node != nullptr) [[likely]] {
         *node = {data, next};
     }
     return node;
@@ -188,10 +188,11 @@ void* ListLight_Extract(ListLight* list, ListLight_Iterator* it)
     if (ListLight_End(list, it) != 0) {
         return nullptr;
     }
-    void* const data = it->current->data;
-    MEM_Free(it->current);
+    ListLight_Node* const node = it->current;
+    void* const data = node->data;
     bridge(*list, *it);
     --list->size;
+    MEM_Free(node);  // last: less to keep over the call
     return data;
 }
 

@@ -1,11 +1,13 @@
 #include "oxavar.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 #include "mem_malloc.h"
+#include "values/variant_blocks.h"
 #include "values/variant_types.h"
 
 // Callers reach count and the element block themselves.
@@ -15,52 +17,39 @@ static_assert(offsetof(COMMON_OXAVar, value) == 8);
 static_assert(sizeof(COMMON_OXAVar) == 8 + sizeof(void*));
 static_assert(sizeof(COMMON_OXAVar::value) == sizeof(void*));
 
+namespace common::variant {
 namespace {
 
-using common::variant::Type;
+void release_block(const COMMON_OXAVar& owner) noexcept;
 
-/// The bytes of so many elements; 0 when no block can be that large, or for none.
-std::uint32_t block_size(std::uint32_t count) noexcept
+/// Releases what a variant owns and leaves its words as they are.
+void release(const COMMON_OXAVar& var) noexcept
 {
-    return count > UINT32_MAX / sizeof(COMMON_OXAVar)
-               ? 0
-               : static_cast<std::uint32_t>(count * sizeof(COMMON_OXAVar));
+    if (owns_block(var.type)) {
+        release_block(var);
+    }
 }
 
-/// Releases what variants own and leaves their words as they are.
-void release(const COMMON_OXAVar* vars, std::uint32_t count) noexcept
+/// Out of line, so that setting a variant that owns nothing is short.
+[[gnu::noinline]] void release_block(const COMMON_OXAVar& owner) noexcept
 {
-    for (const COMMON_OXAVar* var = vars; var != vars + count; ++var) {
-        switch (Type{var->type}) {
-        case Type::None:
-        case Type::Int:
-        case Type::Float:
-        case Type::Pointer:
-            break;
-        case Type::Text:
-            MEM_Free(var->value.text);
-            break;
-        case Type::Array:
-            if (var->value.elements != nullptr) {
-                release(var->value.elements, var->count);
-                MEM_Free(var->value.elements);
-            }
-            break;
+    switch (form_of(owner.type)) {
+    case Form::Empty:
+    case Form::Word:
+        return;
+    case Form::Text:
+        MEM_Free(owner.value.text);
+        return;
+    case Form::Array:
+        break;
+    }
+    COMMON_OXAVar* const elements = owner.value.elements;
+    if (elements != nullptr) {
+        for (const COMMON_OXAVar* var = elements; var != elements + owner.count; ++var) {
+            release(*var);
         }
+        MEM_Free(elements);
     }
-}
-
-/// An array of empty elements; of none when there is no block for them.
-COMMON_OXAVar make_array(std::uint32_t count) noexcept
-{
-    COMMON_OXAVar array{};
-    array.type = OXAVAR_TYPE_ARRAY;
-    const std::uint32_t size = block_size(count);
-    if (size != 0) {
-        array.value.elements = static_cast<COMMON_OXAVar*>(MEM_Salloc(size));
-        array.count = array.value.elements == nullptr ? 0 : count;
-    }
-    return array;
 }
 
 /// Gives variants whose words were copied a copy of what the words own.
@@ -68,36 +57,31 @@ void own_copies(COMMON_OXAVar* vars, std::uint32_t count) noexcept;
 
 void own_elements(COMMON_OXAVar& array) noexcept
 {
-    const COMMON_OXAVar* const source = array.value.elements;
-    const std::uint32_t size = block_size(array.count);
-    if (size == 0 || source == nullptr) {
-        array = make_array(array.count);
+    const COMMON_OXAVar source = array;
+    if (source.value.elements == nullptr) {
+        array = new_array(source.count, MEM_Salloc);
         return;
     }
     // Every element is copied over: no need for zeroes.
-    auto* const elements = static_cast<COMMON_OXAVar*>(MEM_Malloc(size));
-    if (elements == nullptr) {
-        array = make_array(0);
-        return;
+    array = new_array(source.count, MEM_Malloc);
+    if (array.count != 0) {
+        std::memcpy(array.value.elements, source.value.elements,
+                    array.count * sizeof(COMMON_OXAVar));
+        own_copies(array.value.elements, array.count);
     }
-    std::memcpy(elements, source, size);
-    own_copies(elements, array.count);
-    array.value.elements = elements;
 }
 
 void own_copies(COMMON_OXAVar* vars, std::uint32_t count) noexcept
 {
     for (COMMON_OXAVar* var = vars; var != vars + count; ++var) {
-        switch (Type{var->type}) {
-        case Type::None:
-        case Type::Int:
-        case Type::Float:
-        case Type::Pointer:
+        switch (form_of(var->type)) {
+        case Form::Empty:
+        case Form::Word:
             break;
-        case Type::Text:
+        case Form::Text:
             var->value.text = COMMON_OXA_strdup(var->value.text);
             break;
-        case Type::Array:
+        case Form::Array:
             own_elements(*var);
             break;
         }
@@ -105,23 +89,47 @@ void own_copies(COMMON_OXAVar* vars, std::uint32_t count) noexcept
 }
 
 /// Gives a variant a new content. The old one goes last: the new one may have been made from it.
-COMMON_OXAVar* replace(COMMON_OXAVar* var, const COMMON_OXAVar& content) noexcept
+[[gnu::noinline]] COMMON_OXAVar* replace(COMMON_OXAVar* var, const COMMON_OXAVar& content) noexcept
 {
     const COMMON_OXAVar old = *var;
     *var = content;
-    release(&old, 1);
+    release(old);
     return var;
 }
 
-COMMON_OXAVar text_variant(char* text) noexcept
+/// The same for a content that is no array. Short when nothing was owned, as it mostly is.
+COMMON_OXAVar* set(COMMON_OXAVar* var, std::uint32_t type, std::uintptr_t word) noexcept
 {
-    COMMON_OXAVar content{};
-    content.type = OXAVAR_TYPE_STRING;
-    content.value.text = text;
-    return content;
+    if (var == nullptr) [[unlikely]] {
+        return nullptr;
+    }
+    if (owns_block(var->type)) [[unlikely]] {
+        return replace(var, {type, 0, {word}});
+    }
+    var->type = type;
+    var->count = 0;
+    var->value.word = word;
+    return var;
 }
 
-/// A block of length + 1 bytes, filled up with zeroes; null when there can be none.
+COMMON_OXAVar* set_text(COMMON_OXAVar* var, char* text) noexcept
+{
+    return set(var, OXAVAR_TYPE_STRING, reinterpret_cast<std::uintptr_t>(text));
+}
+
+}  // namespace
+
+COMMON_OXAVar new_array(std::uint32_t count, void* (*allocate)(std::uint32_t)) noexcept
+{
+    COMMON_OXAVar array{OXAVAR_TYPE_ARRAY, 0, {}};
+    if (count != 0 && count <= UINT32_MAX / sizeof(COMMON_OXAVar)) {
+        const auto size = static_cast<std::uint32_t>(count * sizeof(COMMON_OXAVar));
+        array.value.elements = static_cast<COMMON_OXAVar*>(allocate(size));
+        array.count = array.value.elements == nullptr ? 0 : count;
+    }
+    return array;
+}
+
 char* copy_of_at_most(const char* text, std::uint32_t length) noexcept
 {
     if (text == nullptr || length == UINT32_MAX) {
@@ -139,7 +147,9 @@ char* copy_of_at_most(const char* text, std::uint32_t length) noexcept
     return copy;
 }
 
-}  // namespace
+}  // namespace common::variant
+
+using namespace common::variant;
 
 extern "C" {
 
@@ -165,23 +175,27 @@ COMMON_OXAVar* COMMON_OXAVarAlloc(void)
 
 COMMON_OXAVar* COMMON_OXAVarClear(COMMON_OXAVar* var)
 {
-    if (var != nullptr) {
-        release(var, 1);
-        *var = {};
-    }
-    return var;
+    return set(var, OXAVAR_TYPE_NONE, 0);
 }
 
 void COMMON_OXAVarFree(COMMON_OXAVar* var)
 {
-    MEM_Free(COMMON_OXAVarClear(var));
+    if (var != nullptr) {
+        release(*var);
+        MEM_Free(var);
+    }
 }
 
 COMMON_OXAVar* COMMON_OXAVarArrayAllocAt(COMMON_OXAVar* var, uint32_t count)
 {
-    COMMON_OXAVar* const array = var == nullptr ? COMMON_OXAVarAlloc() : COMMON_OXAVarClear(var);
+    auto* array = var;
+    if (var == nullptr) {
+        array = static_cast<COMMON_OXAVar*>(MEM_Malloc(sizeof(COMMON_OXAVar)));
+    } else {
+        release(*var);
+    }
     if (array != nullptr) {
-        *array = make_array(count);
+        *array = new_array(count, MEM_Salloc);
     }
     return array;
 }
@@ -211,7 +225,7 @@ COMMON_OXAVar* COMMON_OXAVarArrayRealloc(COMMON_OXAVar* var, uint32_t count)
     if (var == nullptr || var->type != OXAVAR_TYPE_ARRAY) {
         return var;
     }
-    const COMMON_OXAVar resized = make_array(count);
+    const COMMON_OXAVar resized = new_array(count, MEM_Malloc);
     // The kept elements move with all that they own, which nobody can tell from a copy.
     COMMON_OXAVar* const old = var->value.elements;
     const std::uint32_t held = old == nullptr ? 0 : var->count;
@@ -219,8 +233,11 @@ COMMON_OXAVar* COMMON_OXAVarArrayRealloc(COMMON_OXAVar* var, uint32_t count)
     if (kept != 0) {
         std::memcpy(resized.value.elements, old, kept * sizeof *old);
     }
-    if (kept < held) {
-        release(old + kept, held - kept);
+    if (kept < resized.count) {
+        std::memset(resized.value.elements + kept, 0, (resized.count - kept) * sizeof *old);
+    }
+    for (std::uint32_t index = kept; index < held; ++index) {
+        release(old[index]);
     }
     MEM_Free(old);
     *var = resized;
@@ -229,39 +246,27 @@ COMMON_OXAVar* COMMON_OXAVarArrayRealloc(COMMON_OXAVar* var, uint32_t count)
 
 COMMON_OXAVar* COMMON_OXAVarSetInt(COMMON_OXAVar* var, int32_t integer)
 {
-    if (COMMON_OXAVarClear(var) != nullptr) {
-        var->type = OXAVAR_TYPE_INT;
-        var->value.integer = integer;
-    }
-    return var;
+    return set(var, OXAVAR_TYPE_INT, word_of(static_cast<std::uint32_t>(integer)));
 }
 
 COMMON_OXAVar* COMMON_OXAVarSetFloat(COMMON_OXAVar* var, float real)
 {
-    if (COMMON_OXAVarClear(var) != nullptr) {
-        var->type = OXAVAR_TYPE_FLOAT;
-        var->value.real = real;
-    }
-    return var;
+    return set(var, OXAVAR_TYPE_FLOAT, word_of(std::bit_cast<std::uint32_t>(real)));
 }
 
 COMMON_OXAVar* COMMON_OXAVarSetString(COMMON_OXAVar* var, const char* text)
 {
-    return var == nullptr ? nullptr : replace(var, text_variant(COMMON_OXA_strdup(text)));
+    return var == nullptr ? nullptr : set_text(var, COMMON_OXA_strdup(text));
 }
 
 COMMON_OXAVar* COMMON_OXAVarSetStringN(COMMON_OXAVar* var, const char* text, uint32_t len)
 {
-    return var == nullptr ? nullptr : replace(var, text_variant(copy_of_at_most(text, len)));
+    return var == nullptr ? nullptr : set_text(var, copy_of_at_most(text, len));
 }
 
 COMMON_OXAVar* COMMON_OXAVarSetPVoid(COMMON_OXAVar* var, void* pointer)
 {
-    if (COMMON_OXAVarClear(var) != nullptr) {
-        var->type = OXAVAR_TYPE_PVOID;
-        var->value.pointer = pointer;
-    }
-    return var;
+    return set(var, OXAVAR_TYPE_PVOID, reinterpret_cast<std::uintptr_t>(pointer));
 }
 
 int32_t COMMON_OXAVarGetInt(const COMMON_OXAVar* var)

@@ -6,14 +6,18 @@
 
 #include "mem_malloc.h"
 #include "oxavar.h"
+#include "values/variant_blocks.h"
 #include "values/variant_types.h"
 
 namespace {
 
+using common::variant::copy_of_at_most;
 using common::variant::Form;
 using common::variant::form_of;
 using common::variant::has_form;
+using common::variant::new_array;
 using common::variant::Type;
+using common::variant::word_of;
 
 constexpr std::size_t kWord = 4;
 constexpr std::size_t kHead = 2 * kWord;  // the type, and a value, a length or a count
@@ -143,15 +147,10 @@ std::uint32_t word_at(const unsigned char* at) noexcept
     return word;
 }
 
-/// The word goes in as it is: as a float it might change on its way through a register.
-void read_plain(COMMON_OXAVar& empty, std::uint32_t type, std::uint32_t word) noexcept
+/// The bits go in as they are: as a float they might change on their way through a register.
+COMMON_OXAVar plain_variant(std::uint32_t type, std::uint32_t bits) noexcept
 {
-    empty.type = type;
-    if (Type{type} == Type::Pointer) {
-        empty.value.word = word;
-    } else {
-        std::memcpy(&empty.value, &word, kWord);
-    }
+    return {type, 0, {Type{type} == Type::Pointer ? std::uintptr_t{bits} : word_of(bits)}};
 }
 
 /// What is read, and the result: how many bytes, or why not.
@@ -163,27 +162,29 @@ struct Read {
 constexpr std::size_t kUnknown = SIZE_MAX;
 
 template <bool kBounded>
-Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty, unsigned depth) noexcept;
+Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& var, unsigned depth) noexcept;
 
 /// Reads the elements of an array whose head has been read; `size` is what is left for them.
 ///
 /// Each element leaves the least that those behind it need. So all arrays together have no more
 /// elements than the bytes have words, however large the numbers that they announce.
 template <bool kBounded>
-Read read_elements(const unsigned char* at, std::size_t size, const COMMON_OXAVar& array,
+Read read_elements(const unsigned char* at, std::size_t size, COMMON_OXAVar& array,
                    unsigned depth) noexcept
 {
     const unsigned char* const begin = at;
-    COMMON_OXAVar* const end = array.value.elements + array.count;
+    COMMON_OXAVar* const elements = array.value.elements;
+    COMMON_OXAVar* const end = elements + array.count;
     std::size_t spare = kBounded ? size - array.count * kWord : kUnknown;
-    for (COMMON_OXAVar* element = array.value.elements; element != end; ++element) {
+    for (COMMON_OXAVar* element = elements; element != end; ++element) {
         const std::size_t room = kBounded ? spare + kWord : kUnknown;
         std::size_t bytes = kHead;
         if (room >= kHead && has_form(word_at(at), Form::Word)) {
-            read_plain(*element, word_at(at), word_at(at + kWord));
+            *element = plain_variant(word_at(at), word_at(at + kWord));
         } else {
             const Read result = read<kBounded>(at, room, *element, depth);
             if (kBounded && result.status != STATUS_SUCCESS) {
+                array.count = static_cast<std::uint32_t>(element - elements) + 1;
                 return result;
             }
             bytes = result.bytes;
@@ -195,19 +196,20 @@ Read read_elements(const unsigned char* at, std::size_t size, const COMMON_OXAVa
 }
 
 template <bool kBounded>
-Read read_text(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty) noexcept
+Read read_text(const unsigned char* at, std::size_t size, COMMON_OXAVar& var) noexcept
 {
     const std::uint32_t length = word_at(at + kWord);
     const std::uint64_t room = padded(length);
     if (kBounded && room > size - kHead) {
         return {0, STATUS_FAILED};
     }
-    COMMON_OXAVarSetStringN(&empty, reinterpret_cast<const char*>(at + kHead), length);
+    const auto* const text = reinterpret_cast<const char*>(at + kHead);
+    var = {OXAVAR_TYPE_STRING, 0, {.text = copy_of_at_most(text, length)}};
     return {static_cast<std::size_t>(kHead + room)};
 }
 
 template <bool kBounded>
-Read read_array(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty,
+Read read_array(const unsigned char* at, std::size_t size, COMMON_OXAVar& var,
                 unsigned depth) noexcept
 {
     const std::uint32_t count = word_at(at + kWord);
@@ -219,19 +221,24 @@ Read read_array(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty,
             return {0, STATUS_FAILED};
         }
     }
-    COMMON_OXAVarArrayAllocAt(&empty, count);
-    if (empty.count != count) {
+    // Every element is written: no need for zeroes.
+    var = new_array(count, MEM_Malloc);
+    if (var.count != count) {
         return {kHead, STATUS_NO_RESOURCES};
     }
-    Read result = read_elements<kBounded>(at + kHead, size - kHead, empty, depth + 1);
+    Read result = read_elements<kBounded>(at + kHead, size - kHead, var, depth + 1);
     result.bytes += kHead;
     return result;
 }
 
-/// Reads a value into an empty variant. When it fails, the variant holds what was read until then.
+/// Reads a value into a variant, whatever is in its words. When it fails, the variant holds what
+/// was read until then.
 template <bool kBounded>
-Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty, unsigned depth) noexcept
+Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& var, unsigned depth) noexcept
 {
+    if (kBounded) {
+        var = {};  // what most failures leave
+    }
     if (kBounded && size < kWord) {
         return {0, STATUS_FAILED};
     }
@@ -244,13 +251,14 @@ Read read(const unsigned char* at, std::size_t size, COMMON_OXAVar& empty, unsig
     case Form::Empty:
         break;
     case Form::Word:
-        read_plain(empty, type, word_at(at + kWord));
+        var = plain_variant(type, word_at(at + kWord));
         return {kHead};
     case Form::Text:
-        return read_text<kBounded>(at, size, empty);
+        return read_text<kBounded>(at, size, var);
     case Form::Array:
-        return read_array<kBounded>(at, size, empty, depth);
+        return read_array<kBounded>(at, size, var, depth);
     }
+    var = {};
     return {kWord};
 }
 

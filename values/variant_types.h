@@ -64,6 +64,29 @@ constexpr Form form_of(std::uint32_t type) noexcept
     return Form::Empty;
 }
 
+constexpr bool is_owned(Form form) noexcept
+{
+    switch (form) {
+    case Form::Empty:
+    case Form::Word:
+        return false;
+    case Form::Text:
+    case Form::Array:
+        return true;
+    }
+    return false;
+}
+
+/// Whether variants of a type own a block, if they have one.
+constexpr bool owns_block(std::uint32_t type) noexcept
+{
+    bool owns = false;
+#define LOOK(name, number, form) owns = owns || (is_owned(Form::form) && type == (number));
+    VARIANT_TYPES(LOOK)
+#undef LOOK
+    return owns;
+}
+
 // The interface has no type that the list has not.
 static_assert([](decltype(OXAVAR_TYPE_NONE) type) {
     switch (type) {

@@ -1,10 +1,11 @@
 // What is seen of byte arrays and texts from inside only. Where memory is refused and the process
 // goes on: the library's own allocation never does that, so this program puts itself between the
-// two. And which way a conversion of hexadecimal digits goes.
+// two. How much is zeroed. And which way a conversion of hexadecimal digits goes.
 #include "data.h"
 
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include <gmock/gmock.h>
 
@@ -17,6 +18,9 @@ namespace {
 
 /// The calls that still get memory.
 int granted = 0;
+
+/// The bytes set by memset(), all calls together.
+std::size_t bytes_set = 0;
 
 bool is_granted()
 {
@@ -39,6 +43,15 @@ void* malloc_if_granted(uint32_t size)
 void* salloc_if_granted(uint32_t size)
 {
     return is_granted() ? real_salloc(size) : nullptr;
+}
+
+extern "C" void* real_memset(void* area, int value, std::size_t length) __asm__("__real_memset");
+extern "C" void* counted_memset(void* area, int value, std::size_t length) __asm__("__wrap_memset");
+
+void* counted_memset(void* area, int value, std::size_t length)
+{
+    bytes_set += length;
+    return real_memset(area, value, length);
 }
 
 namespace {
@@ -112,6 +125,24 @@ TEST(DataRefused, NoText)
     EXPECT_THAT(outcome.log,
                 ElementsAre(said("DATA_HexToAscii", kNoMemory), said("DATA_HexDump", kNoMemory),
                             said("DATA_HexDumpPretty", kNoMemory)));
+}
+
+// Zeroes.
+
+FRESH_TEST(DataInternal, OnlyWhatIsNotCopiedOverIsZeroed)
+{
+    const std::string bytes(3000, 'x');
+    const auto set_for = [&](std::uint32_t length) {
+        granted = 2;
+        bytes_set = 0;
+        DATA_Array* const array = DATA_ArrayNewWithDataLength(3000, bytes.data(), length);
+        const std::size_t set = bytes_set;
+        DATA_ArrayDelete(array);
+        return set;
+    };
+    EXPECT_EQ(set_for(2000), 1000U);
+    EXPECT_EQ(set_for(3000), 0U);
+    EXPECT_EQ(set_for(0), 3000U);
 }
 
 // Digits.

@@ -16,6 +16,9 @@ namespace {
 /// How many allocations are granted before one is refused; negative for all.
 int granted = -1;
 
+/// The blocks of zeroes that were asked for.
+int zeroed = 0;
+
 bool refused()
 {
     return granted >= 0 && granted-- == 0;
@@ -30,10 +33,24 @@ void* wrap_MEM_Malloc(std::uint32_t size)
 
 void* wrap_MEM_Salloc(std::uint32_t size)
 {
+    ++zeroed;
     return refused() ? nullptr : real_MEM_Salloc(size);
 }
 
 namespace {
+
+TEST(ListLightInternal, NodesAreWrittenOnceNotZeroedBefore)
+{
+    LightList list;
+    zeroed = 0;
+    ListLight_PushBack(list, word(1));
+    ListLight_PushBack(list, word(3));
+    ListLight_PushFront(list, word(0));
+    ListLight_Iterator it = list.at(2);
+    ListLight_Insert(list, &it, word(2));
+    EXPECT_EQ(zeroed, 0);
+    EXPECT_EQ(list.data(), words({0, 1, 2, 3}));
+}
 
 TEST(ListLightInternal, WithoutMemoryThereIsNoListAndNoIterator)
 {

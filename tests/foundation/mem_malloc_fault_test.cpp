@@ -38,6 +38,7 @@ const Allocation kAllocations[] = {
     {"Malloc", Call::malloc, kNoMemory, [] { (void)MEM_Malloc(16); }},
     {"MallocOfNothing", Call::malloc, kNoMemory, [] { (void)MEM_Malloc(0); }},
     {"Salloc", Call::malloc, kNoMemory, [] { (void)MEM_Salloc(16); }},
+    {"SallocOfMuch", Call::malloc, kNoMemory, [] { (void)MEM_Salloc(8192); }},
     {"Clone", Call::malloc, kNoMemory, [] { (void)MEM_Clone(4, "abc"); }},
     {"Realloc", Call::realloc, kNoMemoryAgain, [] { (void)MEM_Realloc(MEM_Malloc(16), 32); }},
     {"ReallocOfNull", Call::realloc, kNoMemoryAgain, [] { (void)MEM_Realloc(nullptr, 16); }},

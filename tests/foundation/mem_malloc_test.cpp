@@ -25,7 +25,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::uint32_t kSizes[] = {1, 2, 15, 16, 17, 4096, 1'000'000};
+constexpr std::uint32_t kSizes[] = {1, 2, 15, 16, 17, 4096, 4097, 1'000'000};
 
 Bytes counting_bytes(std::size_t count)
 {

@@ -1,10 +1,12 @@
 // Memory of variants: every block is given back, and running out of it ends the process.
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <string>
 
 #include <gmock/gmock.h>
+#include <malloc.h>
 
 #include "fault.h"
 #include "fresh_process.h"
@@ -143,6 +145,88 @@ FRESH_TEST(OXAVarFault, ArraysInsideOneAnotherShareTheBytes)
     EXPECT_EQ(COMMON_OXAVarDeserializeBounded(bytes.data(), kSize, &var, nullptr),
               STATUS{STATUS_FAILED});
     EXPECT_EQ(fault::calls(Call::malloc), 1) << "the outermost array only";
+}
+
+/// From now on new blocks hold garbage until they are written.
+void fill_new_blocks()
+{
+#if defined(__GLIBC__)
+    mallopt(M_PERTURB, 0x5A);
+#endif
+}
+
+/// A form with every kind of element, two arrays deep.
+Bytes every_kind()
+{
+    return joined({head(OXAVAR_TYPE_ARRAY, 7), head(OXAVAR_TYPE_INT, UINT32_MAX),
+                   head(OXAVAR_TYPE_FLOAT, std::bit_cast<std::uint32_t>(0.5F)),
+                   head(OXAVAR_TYPE_PVOID, 0xFFFFFFF0), word(OXAVAR_TYPE_NONE), word(77),
+                   head(OXAVAR_TYPE_STRING, 3), Bytes{'a', 'b', 'c', 0}, head(OXAVAR_TYPE_ARRAY, 2),
+                   word(OXAVAR_TYPE_NONE), head(OXAVAR_TYPE_STRING, 0)});
+}
+
+// Elements are compared as the words that callers may look at.
+FRESH_TEST(OXAVarFault, WordsThatAreReadAreWholeWhateverTheBlockHeld)
+{
+    fill_new_blocks();
+    const Bytes form = every_kind();
+    const Variant var = empty_variant();
+    for (const bool bounded : {false, true}) {
+        if (bounded) {
+            EXPECT_EQ(COMMON_OXAVarDeserializeBounded(
+                          form.data(), static_cast<std::uint32_t>(form.size()), var.get(), nullptr),
+                      STATUS{STATUS_SUCCESS});
+        } else {
+            EXPECT_EQ(COMMON_OXAVarDeserialize(form.data(), var.get()), form.size());
+        }
+        ASSERT_EQ(var->count, 7U);
+        const COMMON_OXAVar* const elements = var->value.elements;
+        const auto is_like = [](const COMMON_OXAVar& element, const COMMON_OXAVar& made) {
+            return std::memcmp(&element, &made, sizeof made) == 0;
+        };
+        COMMON_OXAVar made{};
+        EXPECT_TRUE(is_like(elements[0], *COMMON_OXAVarSetInt(&made, -1)));
+        EXPECT_TRUE(is_like(elements[1], *COMMON_OXAVarSetFloat(&made, 0.5F)));
+        EXPECT_TRUE(is_like(elements[2], *COMMON_OXAVarSetPVoid(&made, pointer_of(0xFFFFFFF0))));
+        EXPECT_TRUE(is_empty(elements[3]));
+        EXPECT_TRUE(is_empty(elements[4]));
+        EXPECT_EQ(elements[5].count, 0U);
+        EXPECT_STREQ(COMMON_OXAVarGetString(&elements[5]), "abc");
+        ASSERT_EQ(elements[6].count, 2U);
+        EXPECT_TRUE(is_empty(elements[6].value.elements[0]));
+        EXPECT_STREQ(COMMON_OXAVarGetString(&elements[6].value.elements[1]), "");
+    }
+}
+
+// A failure leaves elements that were never read: where the block was one of elements before, they
+// look as if they owned what is gone.
+FRESH_TEST(OXAVarFault, BytesThatEndAnywhereLeaveNothingBehind)
+{
+    const Bytes form = every_kind();
+    const long blocks = fault::outstanding_blocks();
+    COMMON_OXAVar var{};
+    for (std::uint32_t size = 0; size < form.size(); ++size) {
+        COMMON_OXAVarDeserialize(form.data(), &var);
+        COMMON_OXAVarClear(&var);
+        const Bytes beginning(form.begin(), form.begin() + size);
+        EXPECT_EQ(COMMON_OXAVarDeserializeBounded(beginning.data(), size, &var, nullptr),
+                  beginning.data() == nullptr ? STATUS{STATUS_INVALID_PARAM}
+                                              : STATUS{STATUS_FAILED})
+            << size;
+        EXPECT_TRUE(is_empty(var)) << size;
+    }
+    EXPECT_EQ(fault::outstanding_blocks(), blocks);
+}
+
+FRESH_TEST(OXAVarFault, NewElementsAreEmptyWhateverTheBlockHeld)
+{
+    fill_new_blocks();
+    const Variant var = array_variant(3);
+    EXPECT_TRUE(is_empty(var->value.elements[2]));
+    COMMON_OXAVarArrayRealloc(var.get(), 5);
+    EXPECT_TRUE(is_empty(var->value.elements[4]));
+    EXPECT_TRUE(is_empty(*empty_variant()));
+    EXPECT_EQ(array_variant(0)->value.elements, nullptr);
 }
 
 }  // namespace
