@@ -13,7 +13,9 @@
 #include "mem_malloc.h"
 #include "memory_peers.h"
 #include "oxavar.h"
+#include "plain_expression.h"
 #include "plain_record.h"
+#include "regexp.h"
 #include "two_compares.h"
 
 namespace {
@@ -95,6 +97,40 @@ void array_plain()
     plain_array_delete(plain_array_new(64, kArrayBytes, 48));
 }
 
+void record_syslog_finished()
+{
+    static const char* const text = bench::finished_record();
+    syslog(LOG_USER | LOG_INFO, "%s", text);
+}
+
+constexpr const char* kArtist = "an (artist)/(an album)";
+constexpr const char* kName = "/media/music/an artist/an album/01 a title.flac";
+constexpr const char* kComposer = "a composer";
+
+void replace_first_ours()
+{
+    static RegExp* const regexp = RegExp_New(kArtist, 1);
+    sink = static_cast<unsigned char>(*RegExp_Replace(regexp, kName, kComposer, 0));
+}
+
+void replace_first_by_hand()
+{
+    static bench::Expression expression(kArtist);
+    sink = static_cast<unsigned char>(*expression.replace_first(kName, kComposer));
+}
+
+void groups_ours()
+{
+    static RegExp* const regexp = RegExp_New(kArtist, 1);
+    sink = RegExp_MatchSubExp(regexp, kName, 0) != nullptr ? 1 : 0;
+}
+
+void groups_by_hand()
+{
+    static bench::Expression expression(kArtist);
+    sink = expression.groups(kName) != nullptr ? 1 : 0;
+}
+
 template <typename Machine, auto load>
 void dispatch()
 {
@@ -127,6 +163,11 @@ constexpr Operation kOperations[] = {
     {"array_ours", array_ours},
     {"array_plain", array_plain},
     {"variant", variant},
+    {"record_syslog_finished", record_syslog_finished},
+    {"replace_first_ours", replace_first_ours},
+    {"replace_first_by_hand", replace_first_by_hand},
+    {"groups_ours", groups_ours},
+    {"groups_by_hand", groups_by_hand},
     DISPATCHES("hsm", bench::HsmMachine),
     DISPATCHES("hsm_by_hand", bench::HsmByHand),
     DISPATCHES("ls_hsm", bench::LsMachine),

@@ -33,4 +33,16 @@ inline void write_plain_record(const char* program)
            "media_scanner.cpp", "scan_folder", 217, message);
 }
 
+/// The bytes of a record of the same length.
+inline const char* finished_record()
+{
+    static char text[400];
+    std::snprintf(text, sizeof text,
+                  "[%03u.%s.%09u], %s, %d, %s, %d, %s, %s, %s %d, " MESSAGE_FORMAT, 20778U,
+                  "10:11:12", 123456789U, "MEDIA", static_cast<int>(getpid()), "log_bench",
+                  static_cast<int>(gettid()), "Info", "media_scanner.cpp", "scan_folder", 217,
+                  MESSAGE_VALUES);
+    return text;
+}
+
 }  // namespace bench

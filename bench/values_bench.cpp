@@ -12,6 +12,7 @@
 
 #include "mem_malloc.h"
 #include "oxavar.h"
+#include "plain_expression.h"
 #include "regexp.h"
 #include "support/ratio_report.h"
 
@@ -347,6 +348,50 @@ void match_regexec(benchmark::State& state)
 }
 BENCHMARK(match_regexec);
 
+// One match replaced, and a match with its groups taken, each with what a caller would write by
+// hand: the last result stays until the next one is made.
+
+constexpr const char* kArtist = "an (artist)/(an album)";
+constexpr const char* kComposer = "a composer";
+
+void replace_first_ours(benchmark::State& state)
+{
+    RegExp* const regexp = RegExp_New(kArtist, 1);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(RegExp_Replace(regexp, kName, kComposer, 0));
+    }
+    RegExp_Delete(regexp);
+}
+BENCHMARK(replace_first_ours);
+
+void replace_first_by_hand(benchmark::State& state)
+{
+    bench::Expression expression(kArtist);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(expression.replace_first(kName, kComposer));
+    }
+}
+BENCHMARK(replace_first_by_hand);
+
+void groups_ours(benchmark::State& state)
+{
+    RegExp* const regexp = RegExp_New(kArtist, 1);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(RegExp_MatchSubExp(regexp, kName, 0));
+    }
+    RegExp_Delete(regexp);
+}
+BENCHMARK(groups_ours);
+
+void groups_by_hand(benchmark::State& state)
+{
+    bench::Expression expression(kArtist);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(expression.groups(kName));
+    }
+}
+BENCHMARK(groups_by_hand);
+
 void replace_all(benchmark::State& state)
 {
     std::string text;
@@ -364,6 +409,14 @@ BENCHMARK(replace_all)->Arg(20)->Arg(200)->Arg(2000)->Arg(20000);
 /// The figures are of no use if the work is not done.
 bool checks_hold()
 {
+    bench::Expression expression(kArtist);
+    RegExp* const regexp = RegExp_New(kArtist, 1);
+    const bool matches =
+        std::strcmp(RegExp_Replace(regexp, kName, kComposer, 0),
+                    expression.replace_first(kName, kComposer)) == 0 &&
+        SubExps_Size(RegExp_MatchSubExp(regexp, kName, 0)) == 3 &&
+        std::strcmp(SubExps_GetIndex(&regexp->subexps, 2), expression.groups(kName)->text) == 0;
+    RegExp_Delete(regexp);
     COMMON_OXAVar* const var = make_variant();
     COMMON_OXAVar* const back = COMMON_OXAVarAlloc();
     char buffer[kRoom];
@@ -376,7 +429,7 @@ bool checks_hold()
     MEM_Free(text);
     COMMON_OXAVarFree(back);
     COMMON_OXAVarFree(var);
-    return read && same;
+    return read && same && matches;
 }
 
 }  // namespace
@@ -403,6 +456,9 @@ int main(int argc, char** argv)
             {"deserialise / GVariant", "deserialise_ours", "deserialise_gvariant", 1.0},
             {"deep copy / std::variant tree", "copy_ours", "copy_std_variant", 1.2},
             {"match / bare regexec", "match_ours", "match_regexec", 1.02},
+            {"replace first / bare regexec and a joined text", "replace_first_ours",
+             "replace_first_by_hand", 1.2},
+            {"groups / bare regexec and copies in a list", "groups_ours", "groups_by_hand", 1.15},
             {"replace 200 matches / 20 matches, linear is 10", "replace_all/200", "replace_all/20",
              11},
             {"replace 2,000 matches / 200 matches", "replace_all/2000", "replace_all/200", 11},

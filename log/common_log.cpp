@@ -59,6 +59,12 @@ void enter_slow() noexcept
     }
 }
 
+std::uint32_t acceptable_slowly(COMMON_LogLevel_t level) noexcept
+{
+    enter_slow();
+    return acceptable_now(level) ? 1 : 0;
+}
+
 bool acceptable_now(COMMON_LogLevel_t level) noexcept
 {
     return logger.enable.load(std::memory_order_relaxed) == 1 &&
@@ -91,17 +97,7 @@ const char* COMMON_LogLevel_ToString(COMMON_LogLevel_t level)
 
 uint32_t COMMON_Log_Acceptable(COMMON_LogLevel_t level)
 {
-    const std::uint32_t accepted = gate.load(std::memory_order_acquire);
-    // The highest number of all is never accepted, but its first call initialises as any other
-    // does.
-    if (level >= accepted && level != kGateSlow) {
-        return 0;
-    }
-    if (accepted != kGateSlow) {
-        return level < accepted ? 1 : 0;
-    }
-    enter_slow();
-    return acceptable_now(level) ? 1 : 0;
+    return acceptable(level);
 }
 
 void COMMON_Log_Write(COMMON_LogLevel_t level, uint32_t zone, const char* zoneName,

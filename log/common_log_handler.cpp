@@ -51,62 +51,49 @@ RecordFields cut_to_fit(RecordFields fields) noexcept
     }
     return fields;
 }
-static_assert(sizeof(ThreadRecord::text) >=
-              kBesidesTexts + sizeof(ThreadRecord::stamp) + sizeof(ThreadRecord::identity) +
-                  sizeof(COMMON_Process::buffer) + sizeof "Critical" + 3 * kLongestCutText +
-                  sizeof(COMMON_LogRecord::message));
 
-/// Composes and sends a record that is longer than its own buffer; cut when there is no memory.
-__attribute__((cold, noinline)) void send_long(int priority, const RecordFields& fields,
-                                               ThreadRecord& own) noexcept
+/// What a record shows of a level, and where it goes. The last row is for levels that are none.
+constexpr struct {
+    char text[10];
+    std::uint8_t length;
+    std::uint8_t priority;
+} kLevelRows[] = {
+#define ROW(level, priority) {#level, sizeof #level - 1, priority},
+    COMMON_LOG_LEVELS(ROW)
+#undef ROW
+        {"Invalid", sizeof "Invalid" - 1, LOG_ERR},
+};
+
+/// Room for the zone, the file and the function together, with all other texts and the message as
+/// long as they can be.
+constexpr std::size_t kRoomForTexts = sizeof(COMMON_LogRecord::text) - kBesidesTexts -
+                                      sizeof(ThreadRecord::stamp) - sizeof(ThreadRecord::identity) -
+                                      sizeof(COMMON_Process::buffer) - sizeof kLevelRows[0].text -
+                                      kMessageSize;
+static_assert(kRoomForTexts >= 3 * kLongestCutText);
+
+std::string_view viewed(const char* text) noexcept
 {
-    const COMMON_LogFormat_t layout = logger.format.load(std::memory_order_relaxed);
-    auto* const text = static_cast<char*>(try_allocate_zeroed(record_capacity(fields)));
-    pthread_cleanup_push(std::free, text);
-    if (text != nullptr) {
-        compose(layout, fields, text);
-    } else {
-        compose(layout, cut_to_fit(fields), own.text);
+    return text == nullptr ? std::string_view("") : std::string_view(text);
+}
+
+/// The file as it is shown.
+std::string_view stripped(const char* file) noexcept
+{
+    if (file == nullptr) {
+        return "";
     }
-    send(priority, text != nullptr ? text : own.text);
-    pthread_cleanup_pop(1);
-}
-
-void compose_and_send(int priority, const RecordFields& fields, ThreadRecord& own) noexcept
-{
-    if (record_capacity(fields) > sizeof own.text) {
-        send_long(priority, fields, own);
-        return;
+    if (logger.strip.load(std::memory_order_relaxed) == 1) {
+        const char* const slash = std::strrchr(file, '/');
+        file = slash == nullptr ? file : slash + 1;
     }
-    compose(logger.format.load(std::memory_order_relaxed), fields, own.text);
-    send(priority, own.text);
-}
-
-int syslog_priority(COMMON_LogLevel_t level) noexcept
-{
-#define PRIORITY(level, priority) (priority),
-    static constexpr std::uint8_t kPriorities[] = {COMMON_LOG_LEVELS(PRIORITY)};
-#undef PRIORITY
-    return is_level(level) ? kPriorities[level] : LOG_ERR;
-}
-
-const char* text_or_empty(const char* text) noexcept
-{
-    return text == nullptr ? "" : text;
-}
-
-const char* stripped(const char* file) noexcept
-{
-    const char* const slash = std::strrchr(file, '/');
-    return slash == nullptr || logger.strip.load(std::memory_order_relaxed) != 1 ? file : slash + 1;
+    return file;
 }
 
 /// Makes the stamp anew when another second has begun: false when there is no local time.
-bool refresh_stamp(ThreadRecord& own, std::uint64_t seconds) noexcept
+__attribute__((cold, noinline)) bool refresh_stamp(ThreadRecord& own,
+                                                   std::uint64_t seconds) noexcept
 {
-    if (own.stamp_second == seconds + 1) {
-        return true;
-    }
     char time_of_day[kLocalTimeCapacity];
     if (!local_time_text(seconds, time_of_day)) {
         return false;
@@ -119,19 +106,56 @@ bool refresh_stamp(ThreadRecord& own, std::uint64_t seconds) noexcept
     return true;
 }
 
-/// The message; empty when it cannot be formatted.
+/// Formats the message, empty when that cannot be done, and gives its length.
+/// @param text room for kMessageSize.
 COMMON_PRINTF(2, 0)
-std::string_view format_message(ThreadRecord& own, const char* format, va_list args) noexcept
+std::size_t format_message(char* text, const char* format, va_list args) noexcept
 {
-    char(&message)[sizeof own.record.message] = own.record.message;
-    const int formatted = std::vsnprintf(message, sizeof message, format, args);
+    const int formatted = std::vsnprintf(text, kMessageSize, format, args);
     const std::size_t length =
-        formatted < 1 ? 0 : std::min(static_cast<std::size_t>(formatted), sizeof message - 1);
-    message[length] = '\0';
-    return {message, length};
+        formatted < 1 ? 0 : std::min(static_cast<std::size_t>(formatted), kMessageSize - 1);
+    text[length] = '\0';
+    return length;
 }
 
-/// Writes one record. errno is the caller's, for "%m".
+/// Composes and sends a record that may be longer than its own buffer; cut when it is and there is
+/// no memory.
+COMMON_PRINTF(4, 0)
+__attribute__((cold, noinline)) void send_long(int priority, const RecordFields& fields,
+                                               ThreadRecord& own, const char* format,
+                                               va_list args) noexcept
+{
+    char message[kMessageSize];
+    const std::size_t length = format_message(message, format, args);
+    const std::size_t capacity = prefix_capacity(fields) + length;
+    const bool has_room = capacity <= sizeof own.record.text;
+    auto* const block = has_room ? nullptr : static_cast<char*>(try_allocate_zeroed(capacity));
+    pthread_cleanup_push(std::free, block);
+    char* const text = block != nullptr ? block : own.record.text;
+    char* const end =
+        compose_prefix(logger.format.load(std::memory_order_relaxed),
+                       has_room || block != nullptr ? fields : cut_to_fit(fields), text);
+    std::memcpy(end, message, length + 1);
+    send(priority, text);
+    pthread_cleanup_pop(1);
+}
+
+/// Composes and sends one record. errno is the caller's, for "%m".
+COMMON_PRINTF(4, 0)
+void compose_and_send(int priority, const RecordFields& fields, ThreadRecord& own,
+                      const char* format, va_list args) noexcept
+{
+    if (fields.zone.size() + fields.file.size() + fields.function.size() > kRoomForTexts) {
+        send_long(priority, fields, own, format, args);
+        return;
+    }
+    char* const text = own.record.text;
+    format_message(compose_prefix(logger.format.load(std::memory_order_relaxed), fields, text),
+                   format, args);
+    send(priority, text);
+}
+
+/// Writes one record. errno is the caller's.
 COMMON_PRINTF(3, 0)
 void logWrite(ThreadRecord* log, const Call& call, const char* format, va_list args) noexcept
 {
@@ -142,28 +166,29 @@ void logWrite(ThreadRecord* log, const Call& call, const char* format, va_list a
     log->record.busy = 0;
     log->record.time = time;
     log->record.line = call.line;
-    COMMON_ASSERT(kSource, refresh_stamp(*log, time / kNanosecondsPerSecond), "((void *)0) != ptm");
+    const std::uint64_t seconds = time / kNanosecondsPerSecond;
+    COMMON_ASSERT(kSource, log->stamp_second == seconds + 1 || refresh_stamp(*log, seconds),
+                  "((void *)0) != ptm");
 
-    va_list echoed;
-    va_copy(echoed, args);
-    errno = callers_errno;
-    const std::string_view message = format_message(*log, format, args);
+    const auto& level = kLevelRows[std::min(call.level, kLevelCount)];
     const std::string_view stamp(log->stamp, log->stamp_length);
     const RecordFields fields{
         .stamp = stamp,
-        .time_of_day = {log->stamp + log->day_length, stamp.size() - log->day_length},
-        .nanoseconds = static_cast<std::uint32_t>(log->record.time % kNanosecondsPerSecond),
+        .time_of_day = {stamp.data() + log->day_length, stamp.size() - log->day_length},
+        .nanoseconds = static_cast<std::uint32_t>(time - seconds * kNanosecondsPerSecond),
         .process_id = log->record.processId,
         .thread_id = log->record.threadId,
         .identity = {log->identity, log->identity_length},
         .process_name = captured_process_name(),
-        .level = COMMON_LogLevel_ToString(call.level),
-        .zone = text_or_empty(call.zone),
-        .file = stripped(text_or_empty(call.file)),
-        .function = text_or_empty(call.function),
-        .line = log->record.line,
-        .message = message};
-    compose_and_send(syslog_priority(call.level), fields, *log);
+        .level = {level.text, level.length},
+        .zone = viewed(call.zone),
+        .file = stripped(call.file),
+        .function = viewed(call.function),
+        .line = call.line};
+    va_list echoed;
+    va_copy(echoed, args);
+    errno = callers_errno;
+    compose_and_send(level.priority, fields, *log, format, args);
     if (call.level == COMMON_LogLevelFatal) {
         errno = callers_errno;
         COMMON_Debug_WriteV(stderr, fields.file.data(), fields.function.data(), call.line, format,
@@ -189,16 +214,15 @@ void handlerLegacy(std::int32_t level, const char* zoneName, const char* file, c
                    std::int32_t line, const char* format, va_list args)
 {
     const Call call{static_cast<COMMON_LogLevel_t>(level), zoneName, file, function, line};
-    if (format == nullptr || COMMON_Log_Acceptable(call.level) == 0) {
+    if (format == nullptr || acceptable(call.level) == 0) {
         return;
     }
     ThreadRecord* own = nullptr;
-    if (logger.cache.load(std::memory_order_relaxed) == 1 && !thread_state.record_released &&
-        logger.slotCreated.load(std::memory_order_acquire)) {
-        own = static_cast<ThreadRecord*>(pthread_getspecific(logger.slot));
-        if (own == nullptr) {
+    if (logger.cache.load(std::memory_order_relaxed) == 1) {
+        own = own_record;
+        if (own == nullptr) [[unlikely]] {
             own = new_thread_record(__func__);
-        } else if (own->fork_count != fork_count.load(std::memory_order_relaxed)) {
+        } else if (own->fork_count != fork_count.load(std::memory_order_relaxed)) [[unlikely]] {
             initialise_record(*own);  // inherited from before a fork: this is another thread
         }
     }

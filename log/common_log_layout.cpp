@@ -20,7 +20,7 @@ constexpr void legacy(To& to, const RecordFields& fields) noexcept
     bracketed_stamp(to, fields) << " " << fields.zone << ": " << fields.level
                                 << " (file=" << fields.file << ",func=" << fields.function
                                 << ",line=";
-    to.signed_number(fields.line) << ") " << fields.message;
+    to.signed_number(fields.line) << ") ";
 }
 
 template <class To>
@@ -31,7 +31,7 @@ constexpr void all(To& to, const RecordFields& fields) noexcept
     to << ", Proc: " << fields.process_name << ", Level: " << fields.level
        << ", Zone: " << fields.zone << ", File: " << fields.file << ", Func: " << fields.function
        << ", Line: ";
-    to.number(static_cast<std::uint32_t>(fields.line)) << ", Message: " << fields.message;
+    to.number(static_cast<std::uint32_t>(fields.line)) << ", Message: ";
 }
 
 template <class To>
@@ -43,7 +43,7 @@ constexpr void columns(To& to, const RecordFields& fields) noexcept
     to.column(fields.zone, 15) << "  ";
     to.column(fields.file, 30) << "  ";
     to.column(fields.function, 34) << "  ";
-    to.number(static_cast<std::uint32_t>(fields.line), 4) << "  " << fields.message;
+    to.number(static_cast<std::uint32_t>(fields.line), 4) << "  ";
 }
 
 template <class To>
@@ -51,7 +51,7 @@ constexpr void syslogng(To& to, const RecordFields& fields) noexcept
 {
     (to << fields.time_of_day << ", " << fields.zone << ", ").own_process_id();
     to << ", " << fields.level << ", " << fields.file << ", " << fields.function << " ";
-    to.signed_number(fields.line) << ", " << fields.message;
+    to.signed_number(fields.line) << ", ";
 }
 
 template <class To>
@@ -60,7 +60,7 @@ constexpr void syslogngext(To& to, const RecordFields& fields) noexcept
     bracketed_stamp(to, fields) << ", " << fields.zone << ", " << fields.identity << ", "
                                 << fields.level << ", " << fields.file << ", " << fields.function
                                 << " ";
-    to.signed_number(fields.line) << ", " << fields.message;
+    to.signed_number(fields.line) << ", ";
 }
 
 /// Hands the fields to the layout of that number: All, unless it is one of the others.
@@ -84,20 +84,20 @@ constexpr bool has_room(COMMON_LogFormat_t layout, const RecordFields& fields) n
 {
     Counter counter;
     lay_out(layout, counter, fields);
-    return counter.with_terminator() <= record_capacity(fields);
+    return counter.with_terminator() <= prefix_capacity(fields);
 }
 
 constexpr char kBytes[2 * kBesidesTexts]{};
 constexpr std::string_view kText(kBytes, sizeof kBytes);
 
-/// Whether record_capacity() is enough for a layout: without texts, and with each of them so long
+/// Whether prefix_capacity() is enough for a layout: without texts, and with each of them so long
 /// that to show it twice would be too much.
 constexpr bool has_room(COMMON_LogFormat_t layout) noexcept
 {
     using Fields = RecordFields;
     for (std::string_view Fields::*const text :
          {&Fields::identity, &Fields::process_name, &Fields::level, &Fields::zone, &Fields::file,
-          &Fields::function, &Fields::message}) {
+          &Fields::function}) {
         RecordFields fields{};
         fields.*text = kText;
         if (!has_room(layout, fields)) {
@@ -113,17 +113,17 @@ constexpr bool has_room(COMMON_LogFormat_t layout) noexcept
 #define HAS_ROOM(name, layout)                                                            \
     static_assert(                                                                        \
         COMMON_LogFormat##name < std::size(kLayouts) && has_room(COMMON_LogFormat##name), \
-        "layouts are numbered without a gap, and record_capacity() is enough for " #name);
+        "layouts are numbered without a gap, and prefix_capacity() is enough for " #name);
 COMMON_LOG_LAYOUTS(HAS_ROOM)
 #undef HAS_ROOM
 
 }  // namespace
 
-void compose(COMMON_LogFormat_t layout, const RecordFields& fields, char* text) noexcept
+char* compose_prefix(COMMON_LogFormat_t layout, const RecordFields& fields, char* text) noexcept
 {
     Composer to(text);
     lay_out(layout, to, fields);
-    to.terminate();
+    return to.end();
 }
 
 }  // namespace common::log

@@ -19,6 +19,9 @@
 
 namespace common::log {
 
+/// The longest message, with its terminating zero.
+inline constexpr std::size_t kMessageSize = 1024;
+
 /// The working buffer in which one record is assembled.
 struct COMMON_LogRecord {
     std::uint8_t busy;
@@ -26,7 +29,9 @@ struct COMMON_LogRecord {
     std::uint32_t processId;
     std::uint32_t threadId;
     std::int32_t line;
-    char message[1024];
+    /// What is sent, unless it is longer: what the layout has in front of the message, and the
+    /// message, which is formatted there.
+    char text[2304];
 };
 
 static_assert(offsetof(COMMON_LogRecord, busy) == 0);
@@ -34,8 +39,7 @@ static_assert(offsetof(COMMON_LogRecord, time) == (alignof(COMMON_LogRecord) == 
 static_assert(offsetof(COMMON_LogRecord, processId) == offsetof(COMMON_LogRecord, time) + 8);
 static_assert(offsetof(COMMON_LogRecord, threadId) == offsetof(COMMON_LogRecord, time) + 12);
 static_assert(offsetof(COMMON_LogRecord, line) == offsetof(COMMON_LogRecord, time) + 16);
-static_assert(offsetof(COMMON_LogRecord, message) == offsetof(COMMON_LogRecord, time) + 20);
-static_assert(sizeof(COMMON_LogRecord) == (alignof(COMMON_LogRecord) == 4 ? 1048 : 1056));
+static_assert(offsetof(COMMON_LogRecord, text) == offsetof(COMMON_LogRecord, time) + 20);
 
 /// The layouts by the texts of the setting.
 inline constexpr struct {
@@ -47,7 +51,8 @@ inline constexpr struct {
 #undef ROW
 };
 
-/// The fields of a record as they are shown.
+/// The fields of a record as they are shown, but for the message: that is the last one in each
+/// layout, and formatted where it is sent from.
 struct RecordFields {
     /// Day since the epoch and local time: "DDD.HH:MM:SS".
     std::string_view stamp;
@@ -64,24 +69,24 @@ struct RecordFields {
     std::string_view file;
     std::string_view function;
     std::int32_t line;
-    std::string_view message;
 };
 
 /// Bytes for the numbers, the layouts' own characters and what columns are filled up with; enough
 /// for each layout, or it does not compile.
 inline constexpr std::size_t kBesidesTexts = 256;
 
-/// Bytes that a record of these fields takes at most in any layout, with its terminating zero.
-constexpr std::size_t record_capacity(const RecordFields& fields) noexcept
+/// Bytes that these fields take at most in any layout, with a terminating zero.
+constexpr std::size_t prefix_capacity(const RecordFields& fields) noexcept
 {
     return kBesidesTexts + fields.stamp.size() + fields.identity.size() +
            fields.process_name.size() + fields.level.size() + fields.zone.size() +
-           fields.file.size() + fields.function.size() + fields.message.size();
+           fields.file.size() + fields.function.size();
 }
 
-/// Writes a record in a layout; a number that is none is All. Composed by hand: this is what every
-/// record costs, and the printf family takes several times as long.
-/// @param text room for record_capacity().
-void compose(COMMON_LogFormat_t layout, const RecordFields& fields, char* text) noexcept;
+/// Writes what a layout has in front of the message; a number that is none is All. Composed by
+/// hand: this is what every record costs, and the printf family takes several times as long.
+/// @param text room for prefix_capacity().
+/// @return where the message goes. Nothing is terminated there.
+char* compose_prefix(COMMON_LogFormat_t layout, const RecordFields& fields, char* text) noexcept;
 
 }  // namespace common::log

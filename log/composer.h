@@ -36,23 +36,18 @@ public:
     Composer& column(std::string_view part, std::size_t width) noexcept
     {
         *this << part;
-        return part.size() < width ? fill(' ', width - part.size()) : *this;
+        return part.size() < width ? fill(width - part.size()) : *this;
     }
 
-    /// As "%*u", or "%0*u" with the filler '0'.
-    Composer& number(std::uint32_t value, std::size_t width = 1, char filler = ' ') noexcept
+    /// As "%*u".
+    Composer& number(std::uint32_t value, std::size_t width = 1) noexcept
     {
-        char digits[10];
-        std::size_t first = sizeof digits;
-        do {
-            digits[--first] = static_cast<char>('0' + value % 10);
-            value /= 10;
-        } while (value != 0);
-        const std::size_t count = sizeof digits - first;
+        const std::size_t count = digits_of(value);
         if (count < width) {
-            fill(filler, width - count);
+            fill(width - count);
         }
-        return *this << std::string_view(digits + first, count);
+        end_ = write_digits(end_, value, count);
+        return *this;
     }
 
     /// As "%d".
@@ -65,17 +60,13 @@ public:
     /// As "%09u", for a number below 1,000,000,000.
     Composer& nine_digits(std::uint32_t value) noexcept
     {
-        // Three groups that do not wait for one another.
-        three_digits(end_, value / 1'000'000);
-        three_digits(end_ + 3, value / 1'000 % 1'000);
-        three_digits(end_ + 6, value % 1'000);
-        end_ += 9;
+        end_ = write_nine_digits(end_, value);
         return *this;
     }
 
     Composer& own_process_id() noexcept { return signed_number(getpid()); }
 
-    void terminate() noexcept { *end_ = '\0'; }
+    char* end() const noexcept { return end_; }
 
 private:
     static void three_digits(char* text, std::uint32_t value) noexcept
@@ -85,9 +76,40 @@ private:
         text[2] = static_cast<char>('0' + value % 10);
     }
 
-    Composer& fill(char filler, std::size_t count) noexcept
+    // The numbers are apart from the layouts, which would have a copy of them for each field.
+
+    __attribute__((noinline)) static char* write_nine_digits(char* text,
+                                                             std::uint32_t value) noexcept
     {
-        std::memset(end_, filler, count);
+        // Three groups that do not wait for one another.
+        three_digits(text, value / 1'000'000);
+        three_digits(text + 3, value / 1'000 % 1'000);
+        three_digits(text + 6, value % 1'000);
+        return text + 9;
+    }
+
+    __attribute__((noinline)) static std::size_t digits_of(std::uint32_t value) noexcept
+    {
+        std::size_t count = 1;
+        for (; value >= 10; value /= 10) {
+            ++count;
+        }
+        return count;
+    }
+
+    /// Gives the end of the digits.
+    __attribute__((noinline)) static char* write_digits(char* text, std::uint32_t value,
+                                                        std::size_t count) noexcept
+    {
+        for (char* digit = text + count; digit != text; value /= 10) {
+            *--digit = static_cast<char>('0' + value % 10);
+        }
+        return text + count;
+    }
+
+    Composer& fill(std::size_t count) noexcept
+    {
+        std::memset(end_, ' ', count);
         end_ += count;
         return *this;
     }
@@ -111,7 +133,7 @@ public:
         return add(part.size() + width);
     }
 
-    constexpr Counter& number(std::uint32_t, std::size_t width = 0, char = ' ') noexcept
+    constexpr Counter& number(std::uint32_t, std::size_t width = 0) noexcept
     {
         return add(kLongestNumber + width);
     }

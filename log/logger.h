@@ -61,7 +61,7 @@ void publish_gate() noexcept;
 
 /// Runs the initialisation if it has not run, and looks for changed settings files if wanted. Keeps
 /// errno.
-void enter_slow() noexcept;
+__attribute__((cold)) void enter_slow() noexcept;
 
 inline void enter() noexcept
 {
@@ -72,6 +72,19 @@ inline void enter() noexcept
 
 /// COMMON_Log_Acceptable() without the initialisation.
 bool acceptable_now(COMMON_LogLevel_t level) noexcept;
+
+/// COMMON_Log_Acceptable() where the gate says that there is more to do first. It ends in a jump to
+/// this, so that what it mostly is, a load and two compares, needs no stack.
+__attribute__((cold)) std::uint32_t acceptable_slowly(COMMON_LogLevel_t level) noexcept;
+
+inline std::uint32_t acceptable(COMMON_LogLevel_t level) noexcept
+{
+    const std::uint32_t accepted = gate.load(std::memory_order_acquire);
+    if (accepted == kGateSlow) [[unlikely]] {
+        return acceptable_slowly(level);
+    }
+    return level < accepted ? 1 : 0;
+}
 
 /// The once-initialisation, and whether it has ended.
 void threadOnce() noexcept;

@@ -12,6 +12,9 @@
 #include "platform/thread_id.h"
 
 namespace common::log {
+
+constinit thread_local ThreadRecord* own_record = nullptr;
+
 namespace {
 
 /// Whether a call failed, which a row tells.
@@ -32,6 +35,7 @@ void threadOnceDestructor(void* record) noexcept
     }
     // Destructors of others may log after this one: they write from the stack.
     thread_state.record_released = true;
+    own_record = nullptr;
     std::free(record);
     failed_row(pthread_setspecific(logger.slot, nullptr),
                "Failed to clear the thread-specific value");
@@ -60,12 +64,10 @@ void initialise_record(ThreadRecord& own) noexcept
 {
     own.record.processId = logger.captured.load(std::memory_order_acquire) ? logger.process.id : 0;
     own.record.threadId = kernel_thread_id();
-    const char* const process = captured_process_name();
-    std::snprintf(own.record.message, sizeof own.record.message, "%s", process);
     own.stamp_second = 0;
-    const int length = std::snprintf(own.identity, sizeof own.identity, "%d, %s, %d",
-                                     static_cast<int>(own.record.processId), process,
-                                     static_cast<int>(own.record.threadId));
+    const int length = std::snprintf(
+        own.identity, sizeof own.identity, "%d, %s, %d", static_cast<int>(own.record.processId),
+        captured_process_name().data(), static_cast<int>(own.record.threadId));
     own.identity_length = static_cast<std::uint32_t>(length);
     own.fork_count = fork_count.load(std::memory_order_relaxed);
 }
@@ -73,6 +75,9 @@ void initialise_record(ThreadRecord& own) noexcept
 __attribute__((cold)) ThreadRecord* new_thread_record(const char* reporting_function) noexcept
 {
     const ErrnoKeeper keep;
+    if (thread_state.record_released || !logger.slotCreated.load(std::memory_order_acquire)) {
+        return nullptr;
+    }
     auto* const own = static_cast<ThreadRecord*>(try_allocate_zeroed(sizeof(ThreadRecord)));
     if (own == nullptr) {
         COMMON_LOG_REPORT_AS(reporting_function, Error, "Failed to allocate memory for log data");
@@ -86,6 +91,7 @@ __attribute__((cold)) ThreadRecord* new_thread_record(const char* reporting_func
         return nullptr;
     }
     initialise_record(*own);
+    own_record = own;
     return own;
 }
 

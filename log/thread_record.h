@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "log/common_log_layout.h"
 #include "log/logger.h"
@@ -22,22 +23,26 @@ struct ThreadRecord {
     char stamp[12 + kLocalTimeCapacity];
     /// "process id, process name, thread id"
     char identity[300];
-    /// What is sent, unless it is longer.
-    char text[2304];
     COMMON_LogRecord record;
 };
+
+/// The calling thread's record: null before its first write, and after its end has begun. The
+/// thread-specific slot has it, too, whose destructor frees it; this is read without a call.
+extern constinit thread_local ThreadRecord* own_record;
 
 /// Makes a record that of the calling thread.
 void initialise_record(ThreadRecord& own) noexcept;
 
 /// Makes the calling thread's record: null when that fails, which is reported in the name of the
-/// function that wants it.
+/// function that wants it, and when there is no slot for it or the thread is ending.
 ThreadRecord* new_thread_record(const char* reporting_function) noexcept;
 
 /// The name of the process, once it is captured; empty before.
-inline const char* captured_process_name() noexcept
+inline std::string_view captured_process_name() noexcept
 {
-    return logger.captured.load(std::memory_order_acquire) ? logger.process.name : "";
+    return logger.captured.load(std::memory_order_acquire)
+               ? std::string_view(logger.process.name, logger.process.nameLength)
+               : std::string_view("");
 }
 
 }  // namespace common::log

@@ -164,7 +164,8 @@ const char* RegExp_Replace(RegExp* regexp, const char* text, const char* replace
     COMMON_ASSERT(kSource, replacement != nullptr, "replacement");
     std::string_view rest(text);
     const std::string_view put_in(replacement);
-    GrowingText result;
+    // Room for one match, whatever its length, so that to replace the first one takes one block.
+    GrowingText result(rest.size() + put_in.size());
     Slots slots(regexp->expression.re_nsub + 1);
     while (find(regexp->expression, rest, slots)) {
         const auto end = static_cast<std::size_t>(slots.begin()->rm_eo);

@@ -18,6 +18,17 @@ inline constexpr Source kSource{"regexp"};
 /// Takes time in proportion to what is appended. Whoever makes one takes the block from it.
 class GrowingText {
 public:
+    GrowingText() noexcept = default;
+
+    /// With room for a text of that length, so that one which does not become longer takes one
+    /// block.
+    explicit GrowingText(std::size_t length) noexcept
+        : room_(static_cast<std::uint32_t>(
+              std::min<std::uint64_t>(std::uint64_t{length} + 1, UINT32_MAX))),
+          text_(static_cast<char*>(MEM_Realloc(nullptr, room_)))
+    {
+    }
+
     void append(std::string_view piece) noexcept
     {
         const std::uint64_t size = std::uint64_t{length_} + piece.size() + 1;
@@ -46,9 +57,9 @@ private:
         text_ = static_cast<char*>(MEM_Realloc(text_, room_));
     }
 
-    char* text_ = nullptr;
     std::uint32_t length_ = 0;
     std::uint32_t room_ = 0;
+    char* text_ = nullptr;
 };
 
 }  // namespace common::regexp

@@ -132,7 +132,8 @@ const Layout& layout_of(COMMON_LogFormat_t number)
     return found != std::end(kDefined) ? *found : layout_of(COMMON_LogFormatAll);
 }
 
-/// What the library composes; a check fails when it takes more room than it asks for.
+/// What the library composes, and the message; a check fails when it takes more room than it asks
+/// for.
 std::string composed(COMMON_LogFormat_t format, const Fields& f)
 {
     const std::string stamp = formatted("%03u.%s", f.day, f.time.c_str());
@@ -150,16 +151,17 @@ std::string composed(COMMON_LogFormat_t format, const Fields& f)
         .zone = f.zone,
         .file = f.file,
         .function = f.function,
-        .line = f.line,
-        .message = f.message};
+        .line = f.line};
     constexpr char kUntouched = '\x5a';
-    const std::size_t capacity = common::log::record_capacity(fields);
+    // One of it is for the zero at the end.
+    const std::size_t capacity = common::log::prefix_capacity(fields) - 1;
     std::vector<char> text(capacity + 16, kUntouched);
-    common::log::compose(format, fields, text.data());
-    for (std::size_t i = capacity; i < text.size(); ++i) {
-        EXPECT_EQ(text[i], kUntouched) << "written beyond the capacity";
+    char* const end = common::log::compose_prefix(format, fields, text.data());
+    for (auto i = static_cast<std::size_t>(end - text.data()); i < text.size(); ++i) {
+        EXPECT_EQ(text[i], kUntouched) << "written beyond the end";
     }
-    return text.data();
+    EXPECT_LE(end, text.data() + capacity);
+    return std::string(text.data(), end) + f.message;
 }
 
 const Fields kPlain{20778,   "03:04:05", 42,       4711,       4712, "process",

@@ -44,6 +44,18 @@ FRESH_TEST(RegExpFault, ReplacingTakesOneSearchForEachMatchAndOneMore)
     EXPECT_EQ(fault::calls(Call::regexec), 8) << "nothing is looked for in nothing";
 }
 
+FRESH_TEST(RegExpFault, ReplacingTheFirstMatchTakesOneBlock)
+{
+    const Expression regexp = expression("o+");
+    for (const char* const text : {"foo boo", "o", "", "none here", "nothing", "of"}) {
+        for (const char* const replacement : {"", "0", "a longer one"}) {
+            const int before = fault::calls(Call::realloc);
+            (void)RegExp_Replace(regexp.get(), text, replacement, 0);
+            EXPECT_EQ(fault::calls(Call::realloc) - before, 1) << text << ": " << replacement;
+        }
+    }
+}
+
 TEST(RegExpFault, RunningOutOfMemoryEndsTheProcess)
 {
     EXPECT_THAT(run_fresh([] {
