@@ -147,8 +147,7 @@ int main(int argc, char** argv)
     make_tree();
     return bench::run_and_compare(
         argc, argv,
-        {{"deep check against openat, getdents and fstatat", "deep_check", "by_hand", 1.05},
-         {"deep check against nftw", "deep_check", "with_nftw", 1.0},
-         {"deep check against nftw that follows no links", "deep_check", "with_nftw_physical",
-          1.0}});
+        {{"deep check / openat, getdents and fstatat", "deep_check", "by_hand", 1.05},
+         {"deep check / nftw", "deep_check", "with_nftw", 1.0},
+         {"deep check / nftw that follows no links", "deep_check", "with_nftw_physical", 1.0}});
 }

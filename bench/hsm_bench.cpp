@@ -48,6 +48,8 @@ void run(benchmark::State& state, std::uint64_t calls)
 
 LOADS(HsmMachine, hsm)
 LOADS(HsmByHand, hsm_by_hand)
+LOAD(HsmInLoop, hsm_in_loop, sibling, HsmInLoop::kSiblingCalls)
+LOAD(HsmInLoop, hsm_in_loop, deep, HsmInLoop::kDeepCalls)
 LOADS(LsMachine, ls_hsm)
 LOADS(LsByHand, ls_hsm_by_hand)
 #if HAVE_BOOST
@@ -70,6 +72,10 @@ int main(int argc, char** argv)
 {
     std::vector<Ratio> ratios;
     compare(ratios, "hsm", "hsm_by_hand", 2.0);
+    ratios.push_back(
+        {"hsm_deep / the same calls by pointer in a loop", "hsm_deep", "hsm_in_loop_deep", 1.5});
+    ratios.push_back({"hsm_sibling / the same calls by pointer in a loop", "hsm_sibling",
+                      "hsm_in_loop_sibling", 0});
     compare(ratios, "ls_hsm", "ls_hsm_by_hand", 2.0);
     for (const char* const peer : {"boost_msm", "boost_statechart"}) {
         compare(ratios, "hsm", peer, 1.0);

@@ -8,6 +8,7 @@
 //         z5
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "callback_count.h"
@@ -156,6 +157,67 @@ struct HsmByHand : Hsm {
     void bubble() { call_upwards<kX5>(kBubble); }
     void sibling() { at == kX5 ? move<kX5, kY5>(kSibling) : move<kY5, kX5>(kSibling); }
     void deep() { at == kX5 ? move<kX5, kZ5>(kDeep) : move<kZ5, kX5>(kDeep); }
+};
+
+/// The same calls in the same order again, by pointer in a loop: all that an engine adds to what it
+/// cannot do without is finding out which ones.
+struct HsmInLoop : Hsm {
+    static constexpr std::uint64_t kDeepCalls = HsmMachine::kDeepCalls;
+    static constexpr std::uint64_t kSiblingCalls = HsmMachine::kSiblingCalls;
+
+    struct Call {
+        HsmHandler handler;
+        HsmEvent event;
+    };
+    struct Row {
+        Call calls[kDeepCalls];
+        std::size_t count = 0;
+
+        void add(int state, HsmEvent event) { calls[count++] = {handler_of(state), event}; }
+        void add_move(int from, int to, HsmEvent event)
+        {
+            add(from, event);
+            add_ends(from, to);
+            add(to, kStart);
+        }
+        void add_ends(int from, int to)
+        {
+            add(from, kExit);
+            if (parent_of(from) != parent_of(to) && parent_of(from) != kTop) {
+                add_ends(parent_of(from), parent_of(to));
+            }
+            add(to, kEntry);
+        }
+    };
+    Row siblings[2]{};
+    Row deeps[2]{};
+    int at = 0;
+
+    HsmInLoop() : Hsm()
+    {
+        siblings[0].add_move(kX5, kY5, kSibling);
+        siblings[1].add_move(kY5, kX5, kSibling);
+        deeps[0].add_move(kX5, kZ5, kDeep);
+        deeps[1].add_move(kZ5, kX5, kDeep);
+    }
+    template <int number = 0>
+    static HsmHandler handler_of(int state)
+    {
+        if constexpr (number < kStateCount) {
+            return state == number ? on_event<Moves::ByHand, number>
+                                   : handler_of<number + 1>(state);
+        }
+        return nullptr;
+    }
+    void run(const Row& row)
+    {
+        for (std::size_t i = 0; i < row.count; ++i) {
+            row.calls[i].handler(this, row.calls[i].event);
+        }
+        at = 1 - at;
+    }
+    void sibling() { run(siblings[at]); }
+    void deep() { run(deeps[at]); }
 };
 
 // The callbacks of the engine with typed events.

@@ -17,10 +17,15 @@
 
 #include "common_log.h"
 #include "support/log_drain.h"
+#include "support/ratio_report.h"
 
 namespace {
 
 constexpr int kRuns = 51;
+
+// What every process that loads the library can be asked for.
+constexpr double kMostDirty_kib = 8;
+constexpr double kMostText_kib = 190;
 
 /// What one fresh process saw.
 struct Start {
@@ -28,6 +33,7 @@ struct Start {
     double first_record_us;
     double relocations;
     double private_dirty_kib;
+    double text_kib;
 };
 
 double us_since(std::chrono::steady_clock::time_point begin)
@@ -56,6 +62,21 @@ double relocations_of(void* library)
         }
     }
     return bytes / entry;
+}
+
+/// What is mapped and never written to: code, constants and what the loader reads.
+double text_kib_of(void* library)
+{
+    const auto* const base =
+        reinterpret_cast<const char*>(static_cast<const link_map*>(library)->l_addr);
+    const auto* const header = reinterpret_cast<const ElfW(Ehdr)*>(base);
+    const auto* const segments = reinterpret_cast<const ElfW(Phdr)*>(base + header->e_phoff);
+    double bytes = 0;
+    for (unsigned i = 0; i < header->e_phnum; ++i) {
+        const bool is_text = segments[i].p_type == PT_LOAD && (segments[i].p_flags & PF_W) == 0;
+        bytes += is_text ? static_cast<double>(segments[i].p_filesz) : 0;
+    }
+    return bytes / 1024;
 }
 
 /// The pages of a file that this process has changed for itself.
@@ -100,6 +121,7 @@ Start start_once(const char* path, bool log)
             start.first_record_us = us_since(begin);
         }
         start.relocations = relocations_of(library);
+        start.text_kib = text_kib_of(library);
         const std::string name(path);
         start.private_dirty_kib = private_dirty_kib(name.substr(name.rfind('/') + 1));
         const bool written = write(ends[1], &start, sizeof start) == sizeof start;
@@ -156,17 +178,17 @@ int main()
         std::fputs("startup_bench: the library did not load or did not log\n", stderr);
         return 1;
     }
-    std::printf("medians of %d fresh processes\n", kRuns);
-    std::printf("dlopen of libcommon           %9.1f us\n", load);
-    std::printf("first record                  %9.1f us\n", first);
-    std::printf("relocations                   %9.0f\n", median(ours, &Start::relocations));
-    std::printf("private dirty pages           %9.0f KiB\n",
-                median(ours, &Start::private_dirty_kib));
+    std::printf(
+        "medians of %d fresh processes: dlopen %.1f us, first record %.1f us, %.0f relocations\n",
+        kRuns, load, first, median(ours, &Start::relocations));
+    bench::print_head();
+    bench::report({"private dirty memory / at most", median(ours, &Start::private_dirty_kib),
+                   kMostDirty_kib, 1.0, "KiB"});
+    bench::report({"text of the library / at most", median(ours, &Start::text_kib), kMostText_kib,
+                   1.0, "KiB"});
     if (const double peer_load = median(peers, &Start::load_us); peer_load > 0) {
-        std::printf("dlopen of %-17s   %9.1f us, %.0f relocations\n", peer, peer_load,
-                    median(peers, &Start::relocations));
-        std::printf("ratio dlopen + first record / dlopen of %s %.3f\n", peer,
-                    (load + first) / peer_load);
+        bench::report({std::string("dlopen + first record / dlopen of ") + peer,
+                       (load + first) * 1000, peer_load * 1000, 0});
     }
     return 0;
 }

@@ -83,15 +83,6 @@ inline void start_current(Hsm* machine)
     start_current(machine);
 }
 
-std::size_t levels(const State* state) noexcept
-{
-    std::size_t count = 0;
-    for (; state != nullptr; state = state->super) {
-        ++count;
-    }
-    return count;
-}
-
 }  // namespace
 
 extern "C" {
@@ -176,25 +167,26 @@ std::uint8_t HsmToLCA_(Hsm* machine, State* target)
     if (source == target->super) {
         return 0;
     }
-    const State* other = target;
-    std::size_t source_levels = levels(source);
-    std::size_t other_levels = levels(other);
-    // Oddity: callers keep the count in 8 bits, and 256 states up is 0 states up.
-    // Test: Hsm.ToLcaCountWraps.
+    // One walk up from the source and then from the target, the other the other way round. They
+    // meet at the ancestor, as both have come equally far: at once if source and target are equally
+    // deep. Without an ancestor they meet at their ends.
+    const State* first = source;
+    const State* second = target;
+    // Steps of the second walk in the lineage that it is in. In that of the target it meets the
+    // first only when there are as many to the source. Oddity: callers keep the count in 8 bits,
+    // and 256 states up is 0 states up. Test: Hsm.ToLcaCountWraps.
     std::uint8_t count = 0;
-    for (; source_levels > other_levels; --source_levels) {
-        source = source->super;
-        ++count;
-    }
-    for (; other_levels > source_levels; --other_levels) {
-        other = other->super;
-    }
-    while (source != other) {
-        source = source->super;
-        other = other->super;
-        ++count;
-    }
-    return source != nullptr ? count : 0;
+    do {
+        first = first != nullptr ? first->super : target;
+        if (second != nullptr) {
+            second = second->super;
+            ++count;
+        } else {
+            second = source;
+            count = 0;
+        }
+    } while (first != second);
+    return first != nullptr ? count : 0;
 }
 
 }  // extern "C"

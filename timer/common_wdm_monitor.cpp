@@ -18,6 +18,10 @@ constexpr long kLatestInSecond_ns = 750'000'000;
 /// its beginning, so that one that only grows is cleared.
 constexpr unsigned kUnscannedNodes = 64;
 
+/// How many nodes are looked at with one reading of the clock: some milliseconds' worth at most, so
+/// that clients who subscribe faster than the monitor follows do not hide a deadline from it.
+constexpr unsigned kNodesOfReading = 16'384;
+
 /// How often a link is looked at before the monitor sleeps, about two microseconds: a row of
 /// subscriptions then does not have to wake it for each.
 constexpr int kLooks = 64;
@@ -46,6 +50,10 @@ bool is_garbage(const COMMON_wdm_Node& node) noexcept
 
 /// One look at the queue, from its head to the end of the wait at its tail.
 struct Scan {
+    /// The clock when the scan began, or some nodes ago. A second that has begun since is noticed
+    /// at the tail, where the clock is read before the wait.
+    std::uint32_t clock_s = monotonic_seconds();
+    unsigned seen = 0;      ///< nodes looked at
     bool awaits = false;    ///< a deadline is still to come
     std::uint32_t due = 0;  ///< the first of them
     bool missed = false;    ///< a deadline has passed and was not met
@@ -61,20 +69,22 @@ struct Scan {
 /// between.
 bool consider(const COMMON_wdm_Node& node, Scan& scan) noexcept
 {
-    const std::uint32_t now = monotonic_seconds();
+    if (++scan.seen % kNodesOfReading == 0) {
+        scan.clock_s = monotonic_seconds();
+    }
     if (is_garbage(node)) {
         scan.garbage = true;
     } else {
         // Oddity: unsigned, so that a deadline that has passed is farther away than any, and is not
         // met any more. Test: CommonWdmTime.MissedDeadlineIsNotMadeUpForUntilTickledAgain.
-        const std::uint32_t left = seconds_left(node.subscriber, now);
+        const std::uint32_t left = seconds_left(node.subscriber, scan.clock_s);
         scan.missed = scan.missed || left > kNoTime;
-        if (left < scan.left(now)) {
+        if (left < scan.left(scan.clock_s)) {
             scan.awaits = true;
-            scan.due = now + left;
+            scan.due = scan.clock_s + left;
         }
     }
-    return scan.awaits && scan.due == now;
+    return scan.awaits && scan.due == scan.clock_s;
 }
 
 /// Sleeps until the link of a node is set, for a time at most. The link, or null.
@@ -102,7 +112,7 @@ COMMON_wdm_Node* wait_at_tail(COMMON_wdm& watchdog, COMMON_wdm_Node& tail,
 {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    // What is left of the time, also when this is not the first wait for it.
+    // What is left of the time, also when the scan has taken its time or has waited before.
     std::uint32_t left = scan.left(static_cast<std::uint32_t>(now.tv_sec));
     if (left == 0 || left > kNoTime) {
         return nullptr;

@@ -443,6 +443,8 @@ TEST(Hsm, ToLcaCountsTheStatesToLeave)
     Chart chart;
     State alone;
     StateCtor(&alone, "alone", nullptr, handle_z);
+    State below;  // as deep as a in a tree of its own
+    StateCtor(&below, "below", &alone, handle_z);
     struct {
         State* source;
         State* target;
@@ -467,6 +469,10 @@ TEST(Hsm, ToLcaCountsTheStatesToLeave)
         {&alone, &chart.c, 0},
         {&chart.machine.top, &alone, 0},
         {&alone, &chart.machine.top, 0},
+        {&chart.a, &below, 0},
+        {&below, &chart.a, 0},
+        {&chart.g, &below, 0},
+        {&below, &chart.g, 0},
         {&chart.c, nullptr, 0},
         {&chart.machine.top, nullptr, 0},
     };

@@ -81,6 +81,18 @@ protected:
         simulation.at(kStart_ns + time_ms * kMillisecond_ns, std::move(event));
     }
 
+    /// Something happens at that reading of the clock, before it is read.
+    void read_until(int reading, std::function<void()> event)
+    {
+        simulation.on_reading = [=, this, event = std::move(event)] {
+            if (simulation.readings == reading) {
+                event();
+            } else {
+                read_until(reading, event);
+            }
+        };
+    }
+
     void run_for(Time_ns seconds) { simulation.run_until(kStart_ns + seconds * kSecond_ns); }
 
     Simulation simulation{kStart_ns};
@@ -315,6 +327,71 @@ TEST_F(CommonWdmTime, NewSubscriberInsteadOfOneBroughtNearerIsMet)
     run_for(200);
     EXPECT_THAT(started(), ElementsAre(&instead));
     EXPECT_THAT(seconds(), ElementsAre(6));
+}
+
+// What a look at the queue costs.
+
+TEST_F(CommonWdmTime, ScanOfTenThousandReadsTheClockOnce)
+{
+    at_ms(0, [&] {
+        for (int i = 0; i < 10'000; ++i) {
+            client().subscribe(simulation, 3600);
+        }
+    });
+    at_ms(100, [&] {
+        simulation.readings = 0;
+        simulation.waits = 0;
+        simulation.interrupt();
+    });
+    at_ms(200, [&] {
+        EXPECT_EQ(simulation.waits, 1);
+        EXPECT_EQ(simulation.readings, 3) << "after the wait, for the scan, and before the wait";
+    });
+    run_for(10);
+}
+
+/// Clients who subscribe faster than it gets on could keep it from the tail.
+TEST_F(CommonWdmTime, LongScanReadsTheClockNowAndThen)
+{
+    at_ms(0, [&] {
+        for (int i = 0; i < 40'000; ++i) {
+            client().subscribe(simulation, 3600);
+        }
+    });
+    at_ms(100, [&] {
+        simulation.readings = 0;
+        simulation.interrupt();
+    });
+    at_ms(200, [&] { EXPECT_EQ(simulation.readings, 5); });
+    run_for(10);
+}
+
+TEST_F(CommonWdmTime, SecondThatBeginsDuringAScanIsMet)
+{
+    // At which of the readings: after the wait, for the scan, or before the next wait.
+    for (const int reading : {1, 2, 3}) {
+        const Time_ns start_ms = Time_ns{10'000} * reading;
+        at_ms(start_ms, [this] { client().subscribe(simulation, 3); });
+        at_ms(start_ms + 2900, [=, this] {
+            const int begins = simulation.readings + reading;
+            read_until(begins, [this] { simulation.now_ns += 400 * kMillisecond_ns; });
+            simulation.interrupt();
+        });
+    }
+    run_for(50);
+    EXPECT_THAT(seconds(), ElementsAre(13, 23, 33));
+}
+
+/// The scan goes on from there, with a clock of long ago.
+TEST_F(CommonWdmTime, DeadlineThatIsSetInALongWaitIsMet)
+{
+    at_ms(0, [&] { client().subscribe(simulation, 3600); });
+    for (const std::uint32_t timeout_s : {1U, 2U, 7U}) {
+        const Time_ns start_s = Time_ns{100} * timeout_s;
+        at_ms(start_s * 1000 + 999, [=, this] { client().subscribe(simulation, timeout_s); });
+    }
+    run_for(2000);
+    EXPECT_THAT(seconds(), ElementsAre(101, 202, 707));
 }
 
 // A second that was missed.

@@ -70,6 +70,7 @@ std::vector<COMMON_wdm_Subscriber*> Simulation::order() const
 
 int Simulation::read_clock(timespec& time)
 {
+    ++readings;
     if (const auto happens = std::exchange(on_reading, nullptr)) {
         happens();
     }

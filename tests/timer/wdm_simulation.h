@@ -51,7 +51,8 @@ public:
     std::function<void()> on_reading;  ///< what happens at the next reading of the clock
 
     std::vector<SimulatedStart> starts;
-    int waits = 0;  ///< of the monitor, with subscribers in the queue
+    int waits = 0;     ///< of the monitor, with subscribers in the queue
+    int readings = 0;  ///< of the clock
 
     // What stands in for the platform.
     int read_clock(timespec& time);
