@@ -20,7 +20,8 @@ constexpr char kNoBuffer[] = "Couldn't reallocate descriptor buffer";
 constexpr std::int32_t kRemoved = INT32_MAX;
 
 /// The descriptors in use in ascending order, guarded by their process-wide lock. The block grows
-/// and shrinks by one number for each call, so that a process pays for what it uses.
+/// and shrinks by one number for each call, so that a process pays for what it uses:
+/// its few clients come seldom.
 constinit std::int32_t* Descriptors = nullptr;
 constinit std::int32_t DescriptorCount = 0;
 

@@ -44,6 +44,8 @@ Map_Iterator locate(const Map& map, const void* key) noexcept
     return it;
 }
 
+/// A chase through the pairs, each of which a caller may hold, change or walk by the list: an index
+/// beside them would have to be kept by those, too.
 void* find_word(const ListLight_Node* node, const void* key) noexcept
 {
     while (node != nullptr) {

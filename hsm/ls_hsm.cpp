@@ -171,7 +171,8 @@ int carry_out(ls_hsm_t& machine, const ls_hsm_state_t* from, const ls_hsm_event_
     }
 }
 
-/// Offers an event to the current state and its parents, and makes the transitions asked for.
+/// Offers an event to the current state and its parents by one call for all levels, as a chart may
+/// have any number of them, and makes the transitions asked for.
 void offer_upwards(ls_hsm_t& machine, const ls_hsm_event_t& event)
 {
     ls_hsm_state_t* state = machine.current;

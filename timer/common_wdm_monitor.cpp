@@ -10,8 +10,10 @@ namespace common::wdm {
 
 namespace {
 
-/// Where in its second a wait for a deadline ends at the latest: what is left is for all the
-/// handlers to be started in that second, and for a busy machine.
+/// The seconds are those of the fine clock, as clients read them: the coarse one is some
+/// milliseconds behind, in the second before. Where in its second a wait for a deadline ends at the
+/// latest: what is left is for all the handlers to be started in that second, and for a busy
+/// machine.
 constexpr long kLatestInSecond_ns = 750'000'000;
 
 /// How many nodes may be appended, beside as many as there were, before the queue is looked at from

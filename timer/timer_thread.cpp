@@ -134,6 +134,7 @@ bool serve_locked(TMR& timer, TMR_Thread& self)
     if (timer.ending == 0) {
         self.told = false;
         self.wakes = end;
+        // With the slack that the thread inherits: a finer one is for its process to choose.
         error = pthread_cond_timedwait(&timer.condition, &timer.mutex, &end);
     }
     if (timer.ending != 0) {

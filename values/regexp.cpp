@@ -119,6 +119,7 @@ RegExp* RegExp_New(const char* pattern, uint32_t case_sensitive)
     auto* const regexp = static_cast<RegExp*>(MEM_Salloc(sizeof(RegExp)));
     char* const rewritten = common::regexp::rewrite(pattern);
     const int flags = case_sensitive != 0 ? REG_EXTENDED : REG_EXTENDED | REG_ICASE;
+    // By the C library's engine: which match is found is what callers know from it.
     const int ret = regcomp(&regexp->expression, rewritten, flags);
     COMMON_ASSERT(kSource, ret == 0, "0 == ret");
     MEM_Free(rewritten);
