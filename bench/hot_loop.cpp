@@ -7,7 +7,10 @@
 #include <cstring>
 
 #include "common_log.h"
+#include "data.h"
+#include "hex_peers.h"
 #include "hsm_calls.h"
+#include "mem_malloc.h"
 #include "plain_record.h"
 #include "two_compares.h"
 
@@ -36,6 +39,34 @@ void record_syslog_formatting()
     bench::write_plain_record("hot_loop");
 }
 
+constexpr char kDigits[] = "00112233445566778899AABBccddeeff";
+
+void hex_to_text()
+{
+    MEM_Free(DATA_HexToAscii(kDigits, 16));
+}
+
+void hex_to_text_copied()
+{
+    give_back(text_copied(kDigits, 16));
+}
+
+void hex_from_text()
+{
+    DATA_ArrayDelete(DATA_AsciiToHex(kDigits));
+}
+
+void hex_from_text_copied()
+{
+    give_back_bytes(bytes_copied(kDigits));
+}
+
+void hex_dump()
+{
+    static char area[1024];
+    MEM_Free(DATA_HexDump(area, sizeof area));
+}
+
 template <typename Machine, auto load>
 void dispatch()
 {
@@ -57,10 +88,19 @@ struct Operation {
 };
 
 constexpr Operation kOperations[] = {
-    {"check_level", check_level},           {"check_two_compares", check_two_compares},
-    {"record_ours", record_ours},           {"record_syslog_formatting", record_syslog_formatting},
-    DISPATCHES("hsm", bench::HsmMachine),   DISPATCHES("hsm_by_hand", bench::HsmByHand),
-    DISPATCHES("ls_hsm", bench::LsMachine), DISPATCHES("ls_hsm_by_hand", bench::LsByHand),
+    {"check_level", check_level},
+    {"check_two_compares", check_two_compares},
+    {"record_ours", record_ours},
+    {"record_syslog_formatting", record_syslog_formatting},
+    {"hex_to_text", hex_to_text},
+    {"hex_to_text_copied", hex_to_text_copied},
+    {"hex_from_text", hex_from_text},
+    {"hex_from_text_copied", hex_from_text_copied},
+    {"hex_dump", hex_dump},
+    DISPATCHES("hsm", bench::HsmMachine),
+    DISPATCHES("hsm_by_hand", bench::HsmByHand),
+    DISPATCHES("ls_hsm", bench::LsMachine),
+    DISPATCHES("ls_hsm_by_hand", bench::LsByHand),
 };
 
 }  // namespace

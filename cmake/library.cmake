@@ -13,6 +13,7 @@ add_library(
   containers/common_blockQEx.cpp
   containers/data.cpp
   containers/data_hex.cpp
+  containers/data_hex_avx2.cpp
   containers/descriptor_search.cpp
   containers/list_by_abstractset.cpp
   containers/list_light.cpp

@@ -81,7 +81,6 @@ bool is_bit(std::uint32_t bit, Here here = Here::now()) noexcept
 }  // namespace common::data
 
 using namespace common::data;
-using common::hex_pair;
 
 extern "C" {
 
@@ -206,11 +205,7 @@ char* DATA_HexDump(const void* bytes, uint32_t length)
     if (text == nullptr) {
         return nullptr;
     }
-    const auto* const first = static_cast<const std::uint8_t*>(bytes);
-    for (std::size_t i = 0; i < length; ++i) {
-        std::memcpy(text + 3 * i, hex_pair[first[i]].data(), 2);
-        text[3 * i + 2] = ' ';
-    }
+    hex_dump(static_cast<const std::uint8_t*>(bytes), length, text);
     return text;
 }
 
