@@ -1,6 +1,7 @@
 // Hexadecimal text, conversions, names of character sets and client descriptors, against peers.
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include "client_descriptor.h"
 #include "convert.h"
 #include "data.h"
+#include "hex_peers.h"
 #include "mem_malloc.h"
 #include "support/ratio_report.h"
 
@@ -23,6 +25,7 @@
 namespace {
 
 constexpr std::uint32_t kSize = 64 * 1024;
+constexpr std::uint32_t kShortSize = 16;
 
 std::vector<std::uint8_t> some_bytes(std::size_t count)
 {
@@ -95,6 +98,73 @@ void hex_dump(benchmark::State& state)
     }
 }
 BENCHMARK(hex_dump);
+
+/// The two digits of each byte.
+const char (*pairs())[2]
+{
+    static const auto all = [] {
+        std::array<char[2], 256> made{};
+        for (unsigned byte = 0; byte != 256; ++byte) {
+            made[byte][0] = "0123456789ABCDEF"[byte >> 4];
+            made[byte][1] = "0123456789ABCDEF"[byte & 15];
+        }
+        return made;
+    }();
+    return all.data();
+}
+
+void hex_dump_pairs(benchmark::State& state)
+{
+    for (auto _ : state) {
+        char* const text = dump_by_pairs(bytes(), kSize, pairs());
+        benchmark::DoNotOptimize(text);
+        give_back(text);
+    }
+}
+BENCHMARK(hex_dump_pairs);
+
+void hex_to_ascii_short(benchmark::State& state)
+{
+    for (auto _ : state) {
+        char* const text = DATA_HexToAscii(bytes(), kShortSize);
+        benchmark::DoNotOptimize(text);
+        MEM_Free(text);
+    }
+}
+BENCHMARK(hex_to_ascii_short);
+
+void hex_to_ascii_short_copied(benchmark::State& state)
+{
+    for (auto _ : state) {
+        char* const text = text_copied(bytes(), kShortSize);
+        benchmark::DoNotOptimize(text);
+        give_back(text);
+    }
+}
+BENCHMARK(hex_to_ascii_short_copied);
+
+/// The digits of 16 bytes.
+constexpr char kShortText[] = "00112233445566778899AABBccddeeff";
+
+void ascii_to_hex_short(benchmark::State& state)
+{
+    for (auto _ : state) {
+        DATA_Array* const array = DATA_AsciiToHex(kShortText);
+        benchmark::DoNotOptimize(array);
+        DATA_ArrayDelete(array);
+    }
+}
+BENCHMARK(ascii_to_hex_short);
+
+void ascii_to_hex_short_copied(benchmark::State& state)
+{
+    for (auto _ : state) {
+        counted_bytes* const array = bytes_copied(kShortText);
+        benchmark::DoNotOptimize(array);
+        give_back_bytes(array);
+    }
+}
+BENCHMARK(ascii_to_hex_short_copied);
 
 void hex_dump_snprintf(benchmark::State& state)
 {
@@ -253,6 +323,11 @@ bool results_are_right()
     const bool right =
         back != nullptr && back->length == kSize && std::memcmp(back->data, bytes(), kSize) == 0 &&
         std::strcmp(dump, expected) == 0 && std::strcmp(CHARSET_GetName(2259), "TIS-620") == 0;
+    char* const whole = DATA_HexDump(bytes(), kSize);
+    char* const by_pairs = dump_by_pairs(bytes(), kSize, pairs());
+    const bool same = std::strcmp(whole, by_pairs) == 0;
+    MEM_Free(whole);
+    give_back(by_pairs);
     MEM_Free(text);
     MEM_Free(dump);
     DATA_ArrayDelete(back);
@@ -266,7 +341,7 @@ bool results_are_right()
             }
         }
     }
-    return right;
+    return right && same;
 }
 
 }  // namespace
@@ -290,6 +365,11 @@ int main(int argc, char** argv)
              3.5},
             {"64 KiB to text / sodium_bin2hex", "hex_to_ascii", "hex_to_ascii_sodium", 1.0},
             {"64 KiB of text / sodium_hex2bin", "ascii_to_hex", "ascii_to_hex_sodium", 1.0},
+            {"16 bytes to text / malloc and memcpy", "hex_to_ascii_short",
+             "hex_to_ascii_short_copied", 1.25},
+            {"text of 16 bytes / twice malloc, and memcpy", "ascii_to_hex_short",
+             "ascii_to_hex_short_copied", 1.35},
+            {"dump of 64 KiB / table of pairs", "hex_dump", "hex_dump_pairs", 0.4},
             {"hex dump / snprintf per byte", "hex_dump", "hex_dump_snprintf", 0.3},
             {"8 words of 8 digits / strtoul", "convert_words", "convert_words_strtoul", 0.5},
             {"8 short numbers / strtoul", "convert_short", "convert_short_strtoul", 0.5},

@@ -8,6 +8,7 @@
 
 #include "common_log.h"
 #include "data.h"
+#include "hex_peers.h"
 #include "hsm_calls.h"
 #include "list_light.h"
 #include "mem_malloc.h"
@@ -131,6 +132,34 @@ void groups_by_hand()
     sink = expression.groups(kName) != nullptr ? 1 : 0;
 }
 
+constexpr char kDigits[] = "00112233445566778899AABBccddeeff";
+
+void hex_to_text()
+{
+    MEM_Free(DATA_HexToAscii(kDigits, 16));
+}
+
+void hex_to_text_copied()
+{
+    give_back(text_copied(kDigits, 16));
+}
+
+void hex_from_text()
+{
+    DATA_ArrayDelete(DATA_AsciiToHex(kDigits));
+}
+
+void hex_from_text_copied()
+{
+    give_back_bytes(bytes_copied(kDigits));
+}
+
+void hex_dump()
+{
+    static char area[1024];
+    MEM_Free(DATA_HexDump(area, sizeof area));
+}
+
 template <typename Machine, auto load>
 void dispatch()
 {
@@ -168,6 +197,11 @@ constexpr Operation kOperations[] = {
     {"replace_first_by_hand", replace_first_by_hand},
     {"groups_ours", groups_ours},
     {"groups_by_hand", groups_by_hand},
+    {"hex_to_text", hex_to_text},
+    {"hex_to_text_copied", hex_to_text_copied},
+    {"hex_from_text", hex_from_text},
+    {"hex_from_text_copied", hex_from_text_copied},
+    {"hex_dump", hex_dump},
     DISPATCHES("hsm", bench::HsmMachine),
     DISPATCHES("hsm_by_hand", bench::HsmByHand),
     DISPATCHES("ls_hsm", bench::LsMachine),

@@ -53,6 +53,21 @@ bool refused(bool bad, Here here = Here::now()) noexcept
     return bad;
 }
 
+/// Kept out of the conversion, which needs fewer registers then.
+[[gnu::cold, gnu::noinline]] void report_invalid_digits(const char* text,
+                                                        std::size_t length) noexcept
+{
+    for (std::size_t i = 0; i < length; ++i) {
+        const char character = text[i];
+        if (hex_digit_value[static_cast<unsigned char>(character)] == kNoHexDigit) {
+            COMMON_REPORT_AS("DATA_AsciiToHex", kSource, Error,
+                             "ascii[%u] contains an invalid character: %c (%d)",
+                             static_cast<unsigned>(i), character,
+                             static_cast<int>(static_cast<signed char>(character)));
+        }
+    }
+}
+
 /// A text of count * width characters that is to be filled, and its terminator: null when there is
 /// none to be had, or when its size cannot be asked for, which is reported.
 char* new_text(std::uint32_t count, std::uint32_t width, void* (*allocate)(std::uint32_t),
@@ -87,7 +102,6 @@ bool is_bit(std::uint32_t bit, Here here = Here::now()) noexcept
 }  // namespace common::data
 
 using namespace common::data;
-using common::hex_pair;
 
 extern "C" {
 
@@ -163,15 +177,7 @@ DATA_Array* DATA_AsciiToHex(const char* text)
         return nullptr;
     }
     if (!hex_is_valid(text, length)) {
-        for (std::size_t i = 0; i < length; ++i) {
-            const char character = text[i];
-            if (common::hex_digit_value[static_cast<unsigned char>(character)] ==
-                common::kNoHexDigit) {
-                COMMON_REPORT(kSource, Error, "ascii[%u] contains an invalid character: %c (%d)",
-                              static_cast<unsigned>(i), character,
-                              static_cast<int>(static_cast<signed char>(character)));
-            }
-        }
+        report_invalid_digits(text, length);
         return nullptr;
     }
     // Every byte is written below, so the storage needs no zeros.
@@ -216,11 +222,7 @@ char* DATA_HexDump(const void* bytes, uint32_t length)
     if (text == nullptr) {
         return nullptr;
     }
-    const auto* const first = static_cast<const std::uint8_t*>(bytes);
-    for (std::size_t i = 0; i < length; ++i) {
-        std::memcpy(text + 3 * i, hex_pair[first[i]].data(), 2);
-        text[3 * i + 2] = ' ';
-    }
+    hex_dump(static_cast<const std::uint8_t*>(bytes), length, text);
     return text;
 }
 

@@ -1,6 +1,6 @@
 // What is seen of byte arrays and texts from inside only. Where memory is refused and the process
 // goes on: the library's own allocation never does that, so this program puts itself between the
-// two. How much is zeroed. And which way a conversion of hexadecimal digits goes.
+// two. And how much is zeroed.
 #include "data.h"
 
 #include <cstdint>
@@ -9,7 +9,6 @@
 
 #include <gmock/gmock.h>
 
-#include "containers/data_hex.h"
 #include "fresh_process.h"
 #include "log_expect.h"
 #include "mem_malloc.h"
@@ -143,37 +142,6 @@ FRESH_TEST(DataInternal, OnlyWhatIsNotCopiedOverIsZeroed)
     EXPECT_EQ(set_for(2000), 1000U);
     EXPECT_EQ(set_for(3000), 0U);
     EXPECT_EQ(set_for(0), 3000U);
-}
-
-// Digits.
-
-TEST(DataHexInternal, LongTextsGoByVectorsWhereTheProcessorHasThem)
-{
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_cpu_init();
-    EXPECT_EQ(common::data::hex_uses_vectors(64), __builtin_cpu_supports("avx2") != 0);
-    EXPECT_EQ(common::data::hex_uses_vectors(1'000'000), common::data::hex_uses_vectors(64));
-#else
-    EXPECT_FALSE(common::data::hex_uses_vectors(1'000'000));
-#endif
-    EXPECT_FALSE(common::data::hex_uses_vectors(63));
-    EXPECT_FALSE(common::data::hex_uses_vectors(0));
-}
-
-TEST(DataHexInternal, VectorsNeedTheProcessorAndTheKernel)
-{
-    constexpr std::uint32_t kOsxsave = 1U << 27;
-    constexpr std::uint32_t kAvx = 1U << 28;
-    constexpr std::uint32_t kXmm = 2;
-    constexpr std::uint32_t kYmm = 4;
-    constexpr std::uint32_t kAvx2 = 1U << 5;
-    EXPECT_TRUE(common::data::avx2_can_be_used(kOsxsave | kAvx, kXmm | kYmm, kAvx2));
-    EXPECT_TRUE(common::data::avx2_can_be_used(UINT32_MAX, UINT32_MAX, UINT32_MAX));
-    EXPECT_FALSE(common::data::avx2_can_be_used(~kOsxsave, UINT32_MAX, UINT32_MAX));
-    EXPECT_FALSE(common::data::avx2_can_be_used(~kAvx, UINT32_MAX, UINT32_MAX));
-    EXPECT_FALSE(common::data::avx2_can_be_used(UINT32_MAX, ~kXmm, UINT32_MAX));
-    EXPECT_FALSE(common::data::avx2_can_be_used(UINT32_MAX, ~kYmm, UINT32_MAX));
-    EXPECT_FALSE(common::data::avx2_can_be_used(UINT32_MAX, UINT32_MAX, ~kAvx2));
 }
 
 }  // namespace
