@@ -33,7 +33,10 @@ namespace {
 class TurnScope {
 public:
     explicit TurnScope(pthread_mutex_t& mutex) noexcept
-        : mutex_(is_had_shortly(mutex) || pthread_mutex_lock(&mutex) == 0 ? &mutex : nullptr)
+        : mutex_(is_had(&mutex) || comes_true_shortly(is_had, &mutex) ||
+                         pthread_mutex_lock(&mutex) == 0
+                     ? &mutex
+                     : nullptr)
     {
     }
     TurnScope(const TurnScope&) = delete;
@@ -46,9 +49,9 @@ public:
     }
 
 private:
-    static bool is_had_shortly(pthread_mutex_t& mutex) noexcept
+    static bool is_had(void* mutex) noexcept
     {
-        return comes_true_shortly([&mutex] { return pthread_mutex_trylock(&mutex) == 0; });
+        return pthread_mutex_trylock(static_cast<pthread_mutex_t*>(mutex)) == 0;
     }
 
     pthread_mutex_t* mutex_;
