@@ -28,6 +28,10 @@ static_assert(sizeof(BlockQ) ==
 namespace common::blockq {
 namespace {
 
+// Why there are two mutexes where one would do: callers know the record and the order of its locks,
+// and who asks for the length, or flushes, must not wait behind the queue's mutex. So an add takes
+// both, which costs it one more lock that nobody else wants.
+
 /// Holds the queue's mutex over a scope, like LockScope. As it is held for moments only, whoever
 /// finds it taken looks again before it sleeps: that doubles what a producer passes to a consumer.
 class TurnScope {

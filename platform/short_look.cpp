@@ -13,9 +13,10 @@ namespace common {
 
 namespace {
 
-constexpr std::uint64_t kLookingTime = 10'000;
-/// Each look takes the memory that it is at away from the thread that is about to change it.
-constexpr std::uint64_t kTimeBetweenLooks = 250;
+constexpr std::uint64_t kLookingTime = 20'000;
+/// Each look takes the memory that it is at away from the thread that is about to change it, and
+/// one that comes true takes the lock itself: the other thread gets some work done in between.
+constexpr std::uint64_t kTimeBetweenLooks = 1'000;
 
 /// How many more looks are left out on a machine with one processor before its processors are
 /// counted again, as others may be switched on late; or that there are several. Counting reads a

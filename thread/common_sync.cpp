@@ -133,7 +133,7 @@ bool is_time(const timespec& time) noexcept
 
 /// Posts a semaphore unless it is above 0. Two threads that do so at once may both post: whoever
 /// waits looks again anyway.
-int post_once(sem_t& semaphore) noexcept
+[[gnu::always_inline]] inline int post_once(sem_t& semaphore) noexcept
 {
     int value = 0;
     const int error = error_of(sem_getvalue(&semaphore, &value));
@@ -141,6 +141,18 @@ int post_once(sem_t& semaphore) noexcept
         return error;
     }
     return error_of(sem_post(&semaphore));
+}
+
+[[gnu::always_inline]] inline int unlock(COMMON_sync* sync) noexcept
+{
+    if (sync == nullptr) {
+        return EINVAL;
+    }
+    if (!is_owner(*sync, common::own_thread())) {
+        return EACCES;
+    }
+    set_owner(*sync, kNobody);
+    return post_once(sync->lock);
 }
 
 void signal_again(void* sync) noexcept
@@ -159,7 +171,7 @@ void signal_again(void* sync) noexcept
 
 /// Locks at the end of a wait. A thread that is cancelled here does not need the signal, if it has
 /// got it: others may.
-int lock_again(COMMON_sync* sync, bool has_signal) noexcept
+[[gnu::always_inline]] inline int lock_again(COMMON_sync* sync, bool has_signal) noexcept
 {
     const int errno_before = errno;
     if (sem_trywait(&sync->lock) == 0) {  // no cancellation point, so that there is no clean-up
@@ -221,14 +233,7 @@ int32_t COMMON_sync_timedlock(COMMON_sync* sync, const struct timespec* deadline
 
 int32_t COMMON_sync_unlock(COMMON_sync* sync)
 {
-    if (sync == nullptr) {
-        return EINVAL;
-    }
-    if (!is_owner(*sync, common::own_thread())) {
-        return EACCES;
-    }
-    set_owner(*sync, kNobody);
-    return post_once(sync->lock);
+    return unlock(sync);
 }
 
 int32_t COMMON_sync_signal(COMMON_sync* sync)
@@ -238,7 +243,7 @@ int32_t COMMON_sync_signal(COMMON_sync* sync)
 
 int32_t COMMON_sync_wait(COMMON_sync* sync)
 {
-    const int not_unlocked = COMMON_sync_unlock(sync);
+    const int not_unlocked = unlock(sync);
     if (not_unlocked != 0) {
         return not_unlocked;
     }
