@@ -2,21 +2,27 @@
 // (bench/count_instructions).
 #include <syslog.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "common_log.h"
+#include "common_monitor.h"
+#include "common_mutex.h"
+#include "common_sync.h"
 #include "data.h"
 #include "hex_peers.h"
 #include "hsm_calls.h"
 #include "list_light.h"
+#include "lock_peers.h"
 #include "mem_malloc.h"
 #include "memory_peers.h"
 #include "oxavar.h"
 #include "plain_expression.h"
 #include "plain_record.h"
 #include "regexp.h"
+#include "ring_buffer.h"
 #include "two_compares.h"
 
 namespace {
@@ -160,6 +166,121 @@ void hex_dump()
     MEM_Free(DATA_HexDump(area, sizeof area));
 }
 
+// Locks that are set up when they are first used.
+
+void mutex_ours()
+{
+    static COMMON_Mutex* const mutex = [] {
+        COMMON_Mutex* const made = COMMON_Mutex_New();
+        COMMON_Mutex_Commit(made);
+        return made;
+    }();
+    COMMON_Mutex_Lock(mutex);
+    COMMON_Mutex_Unlock(mutex);
+}
+
+void mutex_bare()
+{
+    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    bare_lock(&mutex);
+    bare_unlock(&mutex);
+}
+
+void notify_ours()
+{
+    static COMMON_Monitor* const monitor = COMMON_Monitor_New();
+    COMMON_Monitor_Notify(monitor);
+}
+
+void notify_bare()
+{
+    static pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
+    bare_notify(&condition);
+}
+
+/// A sync object or its peer.
+template <typename Sync, auto init>
+Sync& made()
+{
+    static Sync sync;
+    [[maybe_unused]] static const bool is_made = [] {
+        init(&sync);
+        return true;
+    }();
+    return sync;
+}
+
+void init_sync(COMMON_sync* sync)
+{
+    COMMON_sync_init(sync, 0);
+}
+
+void init_locked_sync(COMMON_sync* sync)
+{
+    COMMON_sync_init(sync, 0);
+    COMMON_sync_lock(sync);
+}
+
+void init_locked_semaphores(two_semaphores* sync)
+{
+    two_semaphores_init(sync);
+    sem_wait(&sync->lock);
+}
+
+void sync_ours()
+{
+    auto& sync = made<COMMON_sync, init_sync>();
+    COMMON_sync_lock(&sync);
+    COMMON_sync_unlock(&sync);
+}
+
+void sync_by_hand()
+{
+    auto& lock = made<owned_semaphore, by_hand_init>();
+    by_hand_lock(&lock);
+    by_hand_unlock(&lock);
+}
+
+void signal_ours()
+{
+    auto& sync = made<COMMON_sync, init_locked_sync>();
+    COMMON_sync_signal(&sync);
+    COMMON_sync_wait(&sync);
+}
+
+void signal_by_hand()
+{
+    auto& sync = made<two_semaphores, init_locked_semaphores>();
+    two_semaphores_signal(&sync);
+    two_semaphores_wait(&sync);
+}
+
+constexpr std::uint32_t kChunk = 256;
+std::uint8_t chunk_in[kChunk];
+std::uint8_t chunk_out[kChunk];
+std::uint8_t storage[3 * kChunk + kChunk / 2];
+
+void init_ring(RingBuf* ring)
+{
+    ringBufInit(ring, storage, sizeof storage);
+}
+
+void ring_ours()
+{
+    auto& ring = made<RingBuf, init_ring>();
+    sink = ringWriteData(&ring, chunk_in, kChunk);
+    sink = ringReadData(&ring, chunk_out, kChunk);
+}
+
+void ring_memcpy()
+{
+    static std::uint32_t position = 0;
+    static volatile std::uint32_t chunk = kChunk;
+    std::memcpy(storage + position, chunk_in, chunk);
+    std::memcpy(chunk_out, storage + position, chunk);
+    position = position + 2 * kChunk > sizeof storage ? 0 : position + kChunk;
+}
+
 template <typename Machine, auto load>
 void dispatch()
 {
@@ -202,6 +323,16 @@ constexpr Operation kOperations[] = {
     {"hex_from_text", hex_from_text},
     {"hex_from_text_copied", hex_from_text_copied},
     {"hex_dump", hex_dump},
+    {"mutex_ours", mutex_ours},
+    {"mutex_bare", mutex_bare},
+    {"notify_ours", notify_ours},
+    {"notify_bare", notify_bare},
+    {"sync_ours", sync_ours},
+    {"sync_by_hand", sync_by_hand},
+    {"signal_ours", signal_ours},
+    {"signal_by_hand", signal_by_hand},
+    {"ring_ours", ring_ours},
+    {"ring_memcpy", ring_memcpy},
     DISPATCHES("hsm", bench::HsmMachine),
     DISPATCHES("hsm_by_hand", bench::HsmByHand),
     DISPATCHES("ls_hsm", bench::LsMachine),

@@ -5,14 +5,16 @@
 #include <semaphore.h>
 
 #include <atomic>
-#include <cerrno>
 #include <cstdint>
 #include <thread>
 
+#include "common_log.h"
+#include "common_log_settings.h"
 #include "common_monitor.h"
 #include "common_mutex.h"
 #include "common_sync.h"
 #include "common_thread.h"
+#include "lock_peers.h"
 #include "support/ratio_report.h"
 
 namespace {
@@ -37,12 +39,36 @@ void mutex_bare(benchmark::State& state)
     pthread_mutex_t mutex;
     pthread_mutex_init(&mutex, nullptr);
     for (auto _ : state) {
-        pthread_mutex_lock(&mutex);
-        pthread_mutex_unlock(&mutex);
+        bare_lock(&mutex);
+        bare_unlock(&mutex);
     }
     pthread_mutex_destroy(&mutex);
 }
 BENCHMARK(mutex_bare);
+
+// Notifications that nobody waits for.
+
+void notify_ours(benchmark::State& state)
+{
+    COMMON_Monitor monitor;
+    COMMON_Monitor_Initialize(&monitor, nullptr);
+    for (auto _ : state) {
+        COMMON_Monitor_Notify(&monitor);
+    }
+    COMMON_Monitor_Destroy(&monitor);
+}
+BENCHMARK(notify_ours);
+
+void notify_bare(benchmark::State& state)
+{
+    pthread_cond_t condition;
+    pthread_cond_init(&condition, nullptr);
+    for (auto _ : state) {
+        bare_notify(&condition);
+    }
+    pthread_cond_destroy(&condition);
+}
+BENCHMARK(notify_bare);
 
 // Sync objects, uncontended.
 
@@ -58,49 +84,44 @@ void sync_ours(benchmark::State& state)
 }
 BENCHMARK(sync_ours);
 
-/// A semaphore as a lock with an owner, as one writes it in place.
-struct OwnedSemaphore {
-    pthread_t owner = static_cast<pthread_t>(-1);
-    sem_t semaphore;
-};
-
-int lock_by_hand(OwnedSemaphore& lock)
-{
-    if (lock.owner == pthread_self()) {
-        return EACCES;
-    }
-    if (sem_wait(&lock.semaphore) != 0) {
-        return errno;
-    }
-    lock.owner = pthread_self();
-    return 0;
-}
-
-int unlock_by_hand(OwnedSemaphore& lock)
-{
-    if (lock.owner != pthread_self()) {
-        return EACCES;
-    }
-    lock.owner = static_cast<pthread_t>(-1);
-    int value = 0;
-    if (sem_getvalue(&lock.semaphore, &value) != 0 ||
-        (value == 0 && sem_post(&lock.semaphore) != 0)) {
-        return errno;
-    }
-    return 0;
-}
-
 void sync_by_hand(benchmark::State& state)
 {
-    OwnedSemaphore lock;
-    sem_init(&lock.semaphore, 0, 1);
+    owned_semaphore lock;
+    by_hand_init(&lock);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(lock_by_hand(lock));
-        benchmark::DoNotOptimize(unlock_by_hand(lock));
+        benchmark::DoNotOptimize(by_hand_lock(&lock));
+        benchmark::DoNotOptimize(by_hand_unlock(&lock));
     }
     sem_destroy(&lock.semaphore);
 }
 BENCHMARK(sync_by_hand);
+
+void signal_ours(benchmark::State& state)
+{
+    COMMON_sync sync;
+    COMMON_sync_init(&sync, 0);
+    COMMON_sync_lock(&sync);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(COMMON_sync_signal(&sync));
+        benchmark::DoNotOptimize(COMMON_sync_wait(&sync));
+    }
+    COMMON_sync_destroy(&sync);
+}
+BENCHMARK(signal_ours);
+
+void signal_by_hand(benchmark::State& state)
+{
+    two_semaphores sync;
+    two_semaphores_init(&sync);
+    sem_wait(&sync.lock);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(two_semaphores_signal(&sync));
+        benchmark::DoNotOptimize(two_semaphores_wait(&sync));
+    }
+    sem_destroy(&sync.signal);
+    sem_destroy(&sync.lock);
+}
+BENCHMARK(signal_by_hand);
 
 // Ping-pong between two threads: a turn there and back.
 
@@ -216,6 +237,61 @@ void thread_bare(benchmark::State& state)
 }
 BENCHMARK(thread_bare)->UseRealTime();
 
+// A detached thread from its start to the moment that its creator sees the end of it, who asks
+// again and again: whether the record can be deleted, or a flag.
+
+void* end_at_once(void*)
+{
+    return nullptr;
+}
+
+/// Without the record that a refused deletion writes, which is log_bench's to measure.
+void polled_ours(benchmark::State& state)
+{
+    const COMMON_LogLevel_t level = COMMON_Log_LevelGet();
+    COMMON_Log_LevelSet(COMMON_LogLevelFatal);
+    for (auto _ : state) {
+        COMMON_Thread* const thread = COMMON_Thread_New(end_at_once, nullptr);
+        COMMON_Thread_SetName(thread, "bench");
+        COMMON_Thread_SetDetachState(thread, COMMON_ThreadDetachDetached);
+        if (COMMON_Thread_Start(thread) != STATUS_SUCCESS) {
+            state.SkipWithError("no thread");
+            break;
+        }
+        while (COMMON_Thread_Delete(thread) != STATUS_SUCCESS) {
+            sched_yield();
+        }
+    }
+    COMMON_Log_LevelSet(level);
+}
+BENCHMARK(polled_ours)->UseRealTime();
+
+void* end_with_a_flag(void* has_ended)
+{
+    static_cast<std::atomic<bool>*>(has_ended)->store(true, std::memory_order_release);
+    return nullptr;
+}
+
+void polled_bare(benchmark::State& state)
+{
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    for (auto _ : state) {
+        std::atomic<bool> has_ended{false};
+        pthread_t thread{};
+        if (pthread_create(&thread, &attributes, end_with_a_flag, &has_ended) != 0) {
+            state.SkipWithError("no thread");
+            break;
+        }
+        while (!has_ended.load(std::memory_order_acquire)) {
+            sched_yield();
+        }
+    }
+    pthread_attr_destroy(&attributes);
+}
+BENCHMARK(polled_bare)->UseRealTime();
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -226,13 +302,17 @@ int main(int argc, char** argv)
     const int status = bench::run_and_compare(
         argc, argv,
         {
-            {"mutex lock+unlock / pthread_mutex_lock+unlock", "mutex_ours", "mutex_bare", 1.08},
+            {"mutex lock+unlock / pthread_mutex_lock+unlock", "mutex_ours", "mutex_bare", 1.06},
+            {"monitor notify / pthread_cond_signal", "notify_ours", "notify_bare", 1.5},
             {"sync lock+unlock / semaphore with an owner by hand", "sync_ours", "sync_by_hand",
-             1.1},
+             1.08},
+            {"sync signal+wait / two semaphores", "signal_ours", "signal_by_hand", 1.18},
             {"monitor ping-pong / bare condition variable", "ping_pong<OurMonitor>/real_time",
              "ping_pong<BareMonitor>/real_time", 1.05},
             {"thread start+join / pthread_create+join", "thread_ours/real_time",
-             "thread_bare/real_time", 1.05},
+             "thread_bare/real_time", 1.03},
+            {"thread start until deleted / pthread_create until a flag", "polled_ours/real_time",
+             "polled_bare/real_time", 1.03},
         });
     over = true;
     over.notify_all();

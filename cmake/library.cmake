@@ -60,6 +60,7 @@ add_library(
   platform/assertion.cpp
   platform/futex.cpp
   platform/line_reader.cpp
+  platform/short_look.cpp
   thread/common_monitor.cpp
   thread/common_mutex.cpp
   thread/common_process.cpp
@@ -111,6 +112,7 @@ set_source_files_properties(
   containers/list_light.cpp
   containers/ring_buffer.cpp
   foundation/mem_malloc.cpp
+  platform/short_look.cpp
   thread/common_monitor.cpp
   thread/common_mutex.cpp
   thread/common_sync.cpp

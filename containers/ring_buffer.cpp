@@ -24,6 +24,19 @@ std::uint8_t* advanced(const RingBuf& ring, std::uint8_t* position, std::uint32_
     return length < contiguous ? position + length : ring.start + (length - contiguous);
 }
 
+/// Writes bytes that reach the end of the storage or go on at its start. Out of line, like reading
+/// them: what does not wrap is a copy and two sums.
+[[gnu::noinline]] void write_wrapping(RingBuf& ring, const void* source,
+                                      std::uint32_t length) noexcept
+{
+    const std::uint32_t contiguous = distance(ring.write, ring.end);
+    std::memcpy(ring.write, source, contiguous);
+    std::memcpy(ring.start, static_cast<const std::uint8_t*>(source) + contiguous,
+                length - contiguous);
+    ring.write = ring.start + (length - contiguous);
+    ring.count += length;
+}
+
 /// Copies the oldest bytes, in two pieces when they wrap.
 void copy_out(const RingBuf& ring, void* destination, std::uint32_t length) noexcept
 {
@@ -35,6 +48,14 @@ void copy_out(const RingBuf& ring, void* destination, std::uint32_t length) noex
     std::memcpy(destination, ring.read, contiguous);
     std::memcpy(static_cast<std::uint8_t*>(destination) + contiguous, ring.start,
                 length - contiguous);
+}
+
+[[gnu::noinline]] void read_wrapping(RingBuf& ring, void* destination,
+                                     std::uint32_t length) noexcept
+{
+    copy_out(ring, destination, length);
+    ring.read = advanced(ring, ring.read, length);
+    ring.count -= length;
 }
 
 }  // namespace
@@ -64,25 +85,32 @@ uint32_t ringWriteData(RingBuf* rb, const void* src, uint32_t len)
     if (stored == 0) {
         return 0;  // also for a null source, which memcpy() must not get
     }
-    const std::uint32_t contiguous = distance(rb->write, rb->end);
-    if (stored < contiguous) [[likely]] {
-        std::memcpy(rb->write, src, stored);
-        rb->write += stored;
-    } else {
-        std::memcpy(rb->write, src, contiguous);
-        std::memcpy(rb->start, static_cast<const std::uint8_t*>(src) + contiguous,
-                    stored - contiguous);
-        rb->write = rb->start + (stored - contiguous);
+    std::uint8_t* const write = rb->write;
+    if (stored >= distance(write, rb->end)) [[unlikely]] {
+        write_wrapping(*rb, src, stored);
+        return stored;
     }
+    // Before the copy, so that nothing is kept over its call or fetched again.
+    rb->write = write + stored;
     rb->count += stored;
+    std::memcpy(write, src, stored);
     return stored;
 }
 
 uint32_t ringReadData(RingBuf* rb, void* dst, uint32_t len)
 {
-    const std::uint32_t taken = ringPeekData(rb, dst, len);
-    rb->read = advanced(*rb, rb->read, taken);
+    const std::uint32_t taken = std::min(len, rb->count);
+    if (taken == 0) {
+        return 0;  // also for a null destination
+    }
+    const std::uint8_t* const read = rb->read;
+    if (taken >= distance(read, rb->end)) [[unlikely]] {
+        read_wrapping(*rb, dst, taken);
+        return taken;
+    }
+    rb->read += taken;
     rb->count -= taken;
+    std::memcpy(dst, read, taken);
     return taken;
 }
 

@@ -20,8 +20,12 @@
  * platform error number back and reports nothing: 0; EINVAL for a null argument; EACCES for a lock
  * that is already held by the caller or an unlock by somebody else; or the error of the semaphore.
  * A signal handler that interrupts a wait ends it with EINTR, unless COMMON_SyncRetryInterrupted is
- * set. Locking and waiting are cancellation points, where the lock is not held; a signal or a lock
- * that a cancelled thread was woken for goes to the next one that waits.
+ * set. Locking and waiting are cancellation points, also where the lock or the signal is there at
+ * once: whoever was cancelled before ends there, without the lock, and leaves both to others. A
+ * signal or a lock that a cancelled thread was woken for goes to the next one that waits.
+ *
+ * A thread looks for some microseconds whether it gets what it waits for, before it sleeps; not on
+ * a machine with one processor.
  *
  * Deadlines are absolute times of the real-time clock, so they move when that clock is set.
  */

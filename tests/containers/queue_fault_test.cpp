@@ -127,6 +127,7 @@ FRESH_TEST(BlockQFault, QueueThatStaysTakenIsWaitedFor)
     Queue<BlockQKind> queue(4);
     {
         Holder holder(queue.record.queueMutex);
+        fault::fail(Call::sysconf);  // for one processor there is no second look
         fault::on_call(Call::pthread_mutex_lock, 1, [&] {
             EXPECT_GT(fault::calls(Call::pthread_mutex_trylock), 1) << "it did not look again";
             holder.let_go();
@@ -332,6 +333,7 @@ FRESH_TEST(BlockQExFault, LockThatFailsLeavesTheQueueAsItIs)
 {
     Queue<BlockQExKind> queue(8);
     queue.add("abc");
+    sem_wait(&queue.record.sync.lock);  // another thread has it
     const auto fail_next = [] { fault::fail(Call::sem_wait, 1, EINTR); };
     fail_next();
     EXPECT_EQ(queue.add("d"), 0U);
@@ -346,6 +348,7 @@ FRESH_TEST(BlockQExFault, LockThatFailsLeavesTheQueueAsItIs)
     fail_next();
     EXPECT_EQ(COMMON_BlockQEx_Len(&queue.record), 0U);
     EXPECT_EQ(fault::fired(), 6);
+    sem_post(&queue.record.sync.lock);
     EXPECT_EQ(queue.remove(9), "abc");
 }
 
@@ -353,11 +356,16 @@ FRESH_TEST(BlockQExFault, LockThatFailsLeavesTheQueueAsItIs)
 FRESH_TEST(BlockQExFault, InterruptedWaitGoesOnWithTheLock)
 {
     Queue<BlockQExKind> queue(8);
-    // Interrupted as it waits, and twice more while it locks again.
-    fault::fail_from(Call::sem_wait, 2, EINTR);
-    fault::on_call(Call::sem_wait, 5, [&] {
-        (void)ringWriteData(&queue.record.ring, "abc", 3);
-        fault::fail(Call::sem_wait, 1'000);
+    // Interrupted as it waits, and twice more while it locks again and another thread has the lock.
+    sem_t& lock = queue.record.sync.lock;
+    fault::fail_from(Call::sem_wait, 1, EINTR);
+    fault::on_call(Call::sem_wait, 1, [&] {
+        sem_wait(&lock);
+        fault::on_call(Call::sem_wait, 3, [&] {
+            (void)ringWriteData(&queue.record.ring, "abc", 3);
+            fault::fail(Call::sem_wait, 1'000);
+            sem_post(&lock);
+        });
     });
     EXPECT_EQ(queue.remove(9), "abc");
     EXPECT_EQ(fault::fired(), 3);
@@ -367,7 +375,7 @@ FRESH_TEST(BlockQExFault, InterruptedWaitGoesOnWithTheLock)
 FRESH_TEST(BlockQExFault, WaitThatFailsEndsTheRemoveWithoutTheLock)
 {
     Queue<BlockQExKind> queue(8);
-    fault::fail(Call::sem_wait, 2, EINVAL);
+    fault::fail(Call::sem_wait, 1, EINVAL);
     EXPECT_EQ(queue.remove(9), "");
     EXPECT_EQ(queue.add("abc"), 3U) << "the lock is still held";
     EXPECT_EQ(queue.remove(9), "abc");
@@ -378,7 +386,7 @@ FRESH_TEST(BlockQExFault, DestroyEndsWithTheLockHeld)
     Undestroyed<BlockQExKind> queue;
     EXPECT_EQ(COMMON_BlockQEx_Add(&queue, "abc", 3), 3U);
     fault::reset();
-    fault::on_call(Call::sem_wait, 1, [&] { EXPECT_EQ(queue.ring.count, 3U); });
+    fault::on_call(Call::sem_getvalue, 1, [&] { EXPECT_EQ(queue.ring.count, 3U); });
     fault::on_call(Call::sem_destroy, 1, [&] {
         int value = -1;
         EXPECT_EQ(sem_getvalue(&queue.sync.lock, &value), 0);
@@ -392,6 +400,7 @@ FRESH_TEST(BlockQExFault, DestroyEndsWithTheLockHeld)
 FRESH_TEST(BlockQExFault, DestroyGoesOnWhateverFails)
 {
     Undestroyed<BlockQExKind> queue;
+    sem_wait(&queue.sync.lock);  // another thread has it
     fault::fail(Call::sem_wait, 1, EINTR);
     fault::fail_always(Call::sem_destroy, EBUSY);
     EXPECT_EQ(COMMON_BlockQEx_Destroy(&queue), 0);

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <functional>
 #include <pthread.h>
-#include <string_view>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -12,43 +11,13 @@
 #include "built_mutex.h"
 #include "cancelled.h"
 #include "fault.h"
+#include "faulty_sync.h"
 
 using namespace harness;
 using fault::Call;
 using fault::kNoError;
 
 namespace {
-
-constexpr auto kNobody = static_cast<pthread_t>(-1);
-constexpr timespec kFuture{4'102'444'800, 0};
-
-/// A sync object that is set up and, perhaps, locked.
-struct Sync : COMMON_sync {
-    explicit Sync(bool locked = false, std::uint32_t chosen = 0)
-    {
-        EXPECT_EQ(COMMON_sync_init(this, 0), 0);
-        flags = chosen;
-        if (locked) {
-            EXPECT_EQ(COMMON_sync_lock(this), 0);
-        }
-        fault::reset();
-    }
-
-    bool is_locked()
-    {
-        int value = -1;
-        EXPECT_EQ(sem_getvalue(&lock, &value), 0);
-        EXPECT_EQ(owner == pthread_self(), value == 0) << "owner and semaphore disagree";
-        return value == 0;
-    }
-
-    int pending()
-    {
-        int value = -1;
-        EXPECT_EQ(sem_getvalue(&signal, &value), 0);
-        return value;
-    }
-};
 
 // Init and destroy.
 
@@ -107,6 +76,7 @@ FRESH_TEST(CommonSyncFault, LockThatFailsHasNoOwner)
 {
     for (const int error : {EINTR, EINVAL}) {
         Sync sync;
+        sync.take_away();
         fault::fail(Call::sem_wait, 1, error);
         EXPECT_EQ(COMMON_sync_lock(&sync), error);
         EXPECT_EQ(fault::calls(Call::sem_wait), 1);
@@ -114,6 +84,7 @@ FRESH_TEST(CommonSyncFault, LockThatFailsHasNoOwner)
         fault::fail(Call::sem_timedwait, 1, error);
         EXPECT_EQ(COMMON_sync_timedlock(&sync, &kFuture), error);
         EXPECT_EQ(fault::calls(Call::sem_timedwait), 1);
+        sync.give_back();
         EXPECT_FALSE(sync.is_locked());
     }
 }
@@ -122,12 +93,17 @@ FRESH_TEST(CommonSyncFault, LockIsTriedAgainAfterAnInterruptionIfTheFlagIsSet)
 {
     for (const std::uint32_t flags : {1U, 3U, UINT32_MAX}) {
         Sync sync(false, flags);
+        sync.take_away();
         fault::fail(Call::sem_wait, 1, EINTR);
+        fault::on_call(Call::sem_wait, 2, [&] { sync.give_back(); });
         EXPECT_EQ(COMMON_sync_lock(&sync), 0);
         EXPECT_EQ(fault::calls(Call::sem_wait), 2);
         EXPECT_TRUE(sync.is_locked());
         EXPECT_EQ(COMMON_sync_unlock(&sync), 0);
+        sync.take_away();
+        fault::reset();
         fault::fail(Call::sem_timedwait, 1, EINTR);
+        fault::on_call(Call::sem_timedwait, 2, [&] { sync.give_back(); });
         EXPECT_EQ(COMMON_sync_timedlock(&sync, &kFuture), 0);
         EXPECT_EQ(fault::calls(Call::sem_timedwait), 2);
         EXPECT_TRUE(sync.is_locked());
@@ -137,11 +113,13 @@ FRESH_TEST(CommonSyncFault, LockIsTriedAgainAfterAnInterruptionIfTheFlagIsSet)
 FRESH_TEST(CommonSyncFault, OtherErrorsAndOtherFlagsEndTheLock)
 {
     Sync with_flag(false, COMMON_SyncRetryInterrupted);
+    with_flag.take_away();
     fault::fail(Call::sem_wait, 1, EINVAL);
     EXPECT_EQ(COMMON_sync_lock(&with_flag), EINVAL);
     fault::fail(Call::sem_timedwait, 1, ETIMEDOUT);
     EXPECT_EQ(COMMON_sync_timedlock(&with_flag, &kFuture), ETIMEDOUT);
     Sync with_other_flag(false, COMMON_SyncShared);
+    with_other_flag.take_away();
     fault::fail(Call::sem_wait, 1, EINTR);
     EXPECT_EQ(COMMON_sync_lock(&with_other_flag), EINTR);
 }
@@ -149,39 +127,15 @@ FRESH_TEST(CommonSyncFault, OtherErrorsAndOtherFlagsEndTheLock)
 FRESH_TEST(CommonSyncFault, LockThatFailsWithoutAnErrorIsHeld)
 {
     Sync sync;
+    sync.take_away();
     fault::fail(Call::sem_wait, 1, kNoError);
     EXPECT_EQ(COMMON_sync_lock(&sync), 0);
     EXPECT_EQ(sync.owner, pthread_self());
     Sync other;
+    other.take_away();
     fault::fail(Call::sem_timedwait, 1, kNoError);
     EXPECT_EQ(COMMON_sync_timedlock(&other, &kFuture), 0);
     EXPECT_EQ(other.owner, pthread_self());
-}
-
-// The look at the lock before it is waited for.
-
-FRESH_TEST(CommonSyncFault, LockThatIsTakenIsLookedAtShortlyAndThenWaitedFor)
-{
-    Sync sync;
-    sem_wait(&sync.lock);
-    int looks = 0;
-    fault::on_call(Call::sem_wait, 1, [&] {
-        looks = fault::calls(Call::sem_getvalue);
-        sem_post(&sync.lock);
-    });
-    EXPECT_EQ(COMMON_sync_lock(&sync), 0);
-    EXPECT_GT(looks, 1);
-    EXPECT_LE(looks, 1'000);
-    EXPECT_TRUE(sync.is_locked());
-}
-
-FRESH_TEST(CommonSyncFault, LockThatCannotBeLookedAtIsWaitedForAtOnce)
-{
-    Sync sync;
-    fault::fail_always(Call::sem_getvalue, EINVAL);
-    EXPECT_EQ(COMMON_sync_lock(&sync), 0);
-    EXPECT_EQ(fault::calls(Call::sem_getvalue), 1);
-    EXPECT_EQ(fault::calls(Call::sem_wait), 1);
 }
 
 // Unlock and signal.
@@ -266,12 +220,13 @@ FRESH_TEST(CommonSyncFault, WaitThatFailsDoesNotLockAgain)
 FRESH_TEST(CommonSyncFault, WaitIsTriedAgainAfterAnInterruptionIfTheFlagIsSet)
 {
     Sync sync(true, COMMON_SyncRetryInterrupted);
-    EXPECT_EQ(COMMON_sync_signal(&sync), 0);
     fault::fail(Call::sem_wait, 1, EINTR);
+    fault::on_call(Call::sem_wait, 2, [&] { EXPECT_EQ(COMMON_sync_signal(&sync), 0); });
     EXPECT_EQ(COMMON_sync_wait(&sync), 0);
-    EXPECT_EQ(fault::calls(Call::sem_wait), 3) << "twice for the signal, once for the lock";
+    EXPECT_EQ(fault::calls(Call::sem_wait), 2);
     EXPECT_TRUE(sync.is_locked());
     EXPECT_EQ(COMMON_sync_signal(&sync), 0);
+    fault::reset();
     fault::fail(Call::sem_timedwait, 1, EINTR);
     EXPECT_EQ(COMMON_sync_timedwait(&sync, &kFuture), 0);
     EXPECT_EQ(fault::calls(Call::sem_timedwait), 2);
@@ -282,8 +237,10 @@ FRESH_TEST(CommonSyncFault, WaitGivesTheErrorOfLockingAgain)
 {
     Sync sync(true);
     EXPECT_EQ(COMMON_sync_signal(&sync), 0);
-    fault::fail(Call::sem_wait, 2, EINVAL);
+    fault::on_call(kTry, 1, [&] { sync.take_away(); });
+    fault::fail(Call::sem_wait, 1, EINVAL);
     EXPECT_EQ(COMMON_sync_wait(&sync), EINVAL);
+    EXPECT_EQ(fault::fired(), 1);
     EXPECT_EQ(sync.owner, kNobody);
 }
 
@@ -301,8 +258,10 @@ FRESH_TEST(CommonSyncFault, TimedWaitGivesTheErrorOfLockingAgainFirst)
 {
     Sync sync(true);
     fault::fail(Call::sem_timedwait, 1, ETIMEDOUT);
+    fault::on_call(Call::sem_timedwait, 1, [&] { sync.take_away(); });
     fault::fail(Call::sem_wait, 1, EINTR);
     EXPECT_EQ(COMMON_sync_timedwait(&sync, &kFuture), EINTR);
+    sync.give_back();
     EXPECT_FALSE(sync.is_locked());
 }
 
@@ -350,54 +309,90 @@ FRESH_TEST(CommonSyncFault, CancelledLockThatNobodyGaveBackStaysTaken)
     }
 }
 
-/// A wait of an object that the thread locks first, and what the hook does in it.
+/// A wait of an object that the thread locks first, and how it is cancelled: as it waits for the
+/// signal, or afterwards as it waits for the lock, which another thread has taken meanwhile and is
+/// about to give back.
 struct CancelledWait {
     const char* name;
-    Call call;
-    int nth;
-    bool signals;    ///< there is a signal when the thread is cancelled
-    bool timed_out;  ///< the wait for the signal has ended without one
-    int left;        ///< signals that are pending afterwards
+    bool timed;
+    bool locks_again;  ///< is cancelled afterwards
+    bool signals;      ///< there is a signal when the thread is cancelled
+    int left;          ///< signals that are pending afterwards
 };
 
 FRESH_TEST(CommonSyncFault, CancelledWaitLeavesTheSignalToTheNextOne)
 {
-    const CancelledWait cases[] = {
-        {"woken", Call::sem_wait, 2, true, false, 1},
-        {"not woken", Call::sem_wait, 2, false, false, 0},
-        {"locks again", Call::sem_wait, 3, true, false, 1},
-        {"timed, woken", Call::sem_timedwait, 1, true, false, 1},
-        {"timed, not woken", Call::sem_timedwait, 1, false, false, 0},
-        {"timed, locks again", Call::sem_wait, 2, true, false, 1},
-        {"timed out, locks again", Call::sem_wait, 2, false, true, 0},
+    constexpr CancelledWait kCases[] = {
+        {"woken", false, false, true, 1},
+        {"not woken", false, false, false, 0},
+        {"locks again", false, true, true, 1},
+        {"timed, woken", true, false, true, 1},
+        {"timed, not woken", true, false, false, 0},
+        {"timed, locks again", true, true, true, 1},
+        {"timed out, locks again", true, true, false, 0},
     };
-    for (const CancelledWait& example : cases) {
+    for (const CancelledWait& example : kCases) {
         SCOPED_TRACE(example.name);
-        const bool timed = std::string_view(example.name).starts_with("timed");
         Sync sync;
-        if (example.timed_out) {
-            fault::fail(Call::sem_timedwait, 1, ETIMEDOUT);
-        }
-        const bool in_the_wait = example.nth == 2 - timed;
-        if (example.signals && !in_the_wait) {
-            sem_post(&sync.signal);
-        }
-        fault::on_call(example.call, example.nth, [&] {
+        const auto cancel = [&] {
             EXPECT_EQ(sync.pending(), 0) << "the signal was not taken yet";
-            if (example.signals && in_the_wait) {
+            if (example.locks_again) {
+                sync.give_back();
+            } else if (example.signals) {
                 sem_post(&sync.signal);
             }
             cancel_oneself();
-        });
+        };
         run_until_cancelled([&] {
             EXPECT_EQ(COMMON_sync_lock(&sync), 0);
-            timed ? COMMON_sync_timedwait(&sync, &kFuture) : COMMON_sync_wait(&sync);
+            fault::reset();
+            if (example.locks_again) {
+                if (example.signals) {
+                    sem_post(&sync.signal);
+                } else {
+                    fault::fail(Call::sem_timedwait, 1, ETIMEDOUT);
+                }
+                fault::on_call(Call::sem_timedwait, 1, [&] { sync.take_away(); });
+                fault::on_call(Call::sem_wait, 1, cancel);
+            } else {
+                fault::on_call(example.timed ? Call::sem_timedwait : Call::sem_wait, 1, cancel);
+            }
+            example.timed ? COMMON_sync_timedwait(&sync, &kFuture) : COMMON_sync_wait(&sync);
         });
         EXPECT_EQ(sync.pending(), example.left);
         EXPECT_FALSE(sync.is_locked());
-        // One to unlock, one for the signal and, where the lock was free as it was waited for,
-        // one for the lock.
-        EXPECT_EQ(fault::calls(Call::sem_post), 1 + example.left + !in_the_wait);
+        // One to unlock, one for the signal and, where it was waited for, one for the lock.
+        EXPECT_EQ(fault::calls(Call::sem_post), 1 + example.left + example.locks_again);
+    }
+}
+
+// It acts on a request that came earlier also where there is nothing to wait for, as a wait for a
+// semaphore does: a thread that does nothing else can be cancelled.
+FRESH_TEST(CommonSyncFault, LockThatIsFreeIsACancellationPoint)
+{
+    for (const Lock lock : kLocks) {
+        Sync sync;
+        run_until_cancelled([&] {
+            cancel_oneself();
+            lock(&sync);
+        });
+        EXPECT_EQ(sync.owner, kNobody);
+        EXPECT_FALSE(sync.is_locked());
+    }
+}
+
+FRESH_TEST(CommonSyncFault, WaitWithASignalIsACancellationPointWithoutTheLock)
+{
+    for (const bool timed : {false, true}) {
+        Sync sync;
+        EXPECT_EQ(COMMON_sync_signal(&sync), 0);
+        run_until_cancelled([&] {
+            EXPECT_EQ(COMMON_sync_lock(&sync), 0);
+            cancel_oneself();
+            timed ? COMMON_sync_timedwait(&sync, &kFuture) : COMMON_sync_wait(&sync);
+        });
+        EXPECT_EQ(sync.pending(), 1);
+        EXPECT_FALSE(sync.is_locked());
     }
 }
 

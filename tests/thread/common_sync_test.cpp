@@ -184,6 +184,19 @@ TEST(CommonSync, TimedLockTakesAFreeLockWhateverTheDeadline)
     EXPECT_EQ(COMMON_sync_unlock(&sync), 0);
 }
 
+TEST(CommonSync, TimedLockRefusesWhatIsNoTimeAlsoIfTheLockIsFree)
+{
+    Sync sync;
+    for (const long nanoseconds : {-1L, 1'000'000'000L}) {
+        const timespec no_time{after(kLong).tv_sec, nanoseconds};
+        EXPECT_EQ(COMMON_sync_timedlock(&sync, &no_time), EINVAL) << nanoseconds;
+        EXPECT_EQ(value_of(sync.lock), 1);
+    }
+    const timespec last{after(kLong).tv_sec, 999'999'999};
+    EXPECT_EQ(COMMON_sync_timedlock(&sync, &last), 0);
+    EXPECT_EQ(COMMON_sync_unlock(&sync), 0);
+}
+
 TEST(CommonSync, TimedLockEndsAtADeadlineOfTheRealTimeClock)
 {
     Sync sync;
