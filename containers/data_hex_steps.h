@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSE2__) || defined(__ARM_NEON)
+#if (defined(__SSE2__) || defined(__ARM_NEON)) && __has_builtin(__builtin_shufflevector)
 #define COMMON_HEX_BY_STEPS 1
 
 namespace common::data {

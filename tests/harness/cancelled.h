@@ -1,5 +1,5 @@
-// Threads that are cancelled in the middle of a call: those that must end there, and those that must
-// come to an end first.
+// Threads that are cancelled in the middle of a call: those that must end there, and those that
+// must come to an end first.
 #pragma once
 
 #include <functional>
