@@ -5,10 +5,11 @@
 
 char* text_copied(const void* bytes, uint32_t length)
 {
-    char* const text = malloc(2 * length + 1);
+    const size_t characters = 2 * (size_t)length;
+    char* const text = malloc(characters + 1);
     if (text != NULL) {
-        memcpy(text, bytes, 2 * length);
-        text[2 * length] = '\0';
+        memcpy(text, bytes, characters);
+        text[characters] = '\0';
     }
     return text;
 }
@@ -29,7 +30,7 @@ struct counted_bytes* bytes_copied(const char* text)
     array->length = length;
     array->capacity = length;
     if (array->data != NULL) {
-        memcpy(array->data, text, length);
+        (void)mempcpy(array->data, text, length);
     }
     return array;
 }

@@ -45,9 +45,9 @@ public:
         const char* const rest = text + slots[0].rm_eo;
         const std::size_t rest_length = std::strlen(rest);
         auto* const joined = static_cast<char*>(std::malloc(begin + length + rest_length + 1));
-        std::memcpy(joined, text, begin);
-        std::memcpy(joined + begin, replacement, length);
-        std::memcpy(joined + begin + length, rest, rest_length + 1);
+        char* end = static_cast<char*>(mempcpy(joined, text, begin));
+        end = static_cast<char*>(mempcpy(end, replacement, length));
+        std::memcpy(end, rest, rest_length + 1);
         std::free(result_);
         return result_ = joined;
     }

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -68,7 +69,7 @@ double relocations_of(void* library)
 double text_kib_of(void* library)
 {
     const auto* const base =
-        reinterpret_cast<const char*>(static_cast<const link_map*>(library)->l_addr);
+        std::bit_cast<const char*>(static_cast<const link_map*>(library)->l_addr);
     const auto* const header = reinterpret_cast<const ElfW(Ehdr)*>(base);
     const auto* const segments = reinterpret_cast<const ElfW(Phdr)*>(base + header->e_phoff);
     double bytes = 0;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include <gmock/gmock.h>
 #include <malloc.h>
@@ -181,8 +182,11 @@ FRESH_TEST(OXAVarFault, WordsThatAreReadAreWholeWhateverTheBlockHeld)
         }
         ASSERT_EQ(var->count, 7U);
         const COMMON_OXAVar* const elements = var->value.elements;
-        const auto is_like = [](const COMMON_OXAVar& element, const COMMON_OXAVar& made) {
-            return std::memcmp(&element, &made, sizeof made) == 0;
+        const auto bytes_of = [](const COMMON_OXAVar& variant) {
+            return std::string_view(reinterpret_cast<const char*>(&variant), sizeof variant);
+        };
+        const auto is_like = [&](const COMMON_OXAVar& element, const COMMON_OXAVar& made) {
+            return bytes_of(element) == bytes_of(made);
         };
         COMMON_OXAVar made{};
         EXPECT_TRUE(is_like(elements[0], *COMMON_OXAVarSetInt(&made, -1)));
