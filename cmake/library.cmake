@@ -120,7 +120,7 @@ set_source_files_properties(
   values/oxavar_serial.cpp
   PROPERTIES COMPILE_OPTIONS -fno-plt)
 
-# What runs once in a process or seldom, or waits for the kernel anyway, is compiled for size: 5 KiB
+# What runs once in a process or seldom, or waits for the kernel anyway, is compiled for size: 6 KiB
 # less. Not here is what a benchmark measures by the instruction, and what would need a relocation or
 # a call of the C library more.
 set_property(
