@@ -1,0 +1,66 @@
+# ./dev lint: all that is checked without running the library.
+# shellcheck shell=bash disable=SC2154 # dev sets root, build, jobs and the packages
+
+# step NAME COMMAND...: runs one step of lint, prints its time and remembers a failure.
+step() {
+  local name=$1 start=$SECONDS
+  shift
+  printf '== %s\n' "$name"
+  if "$@" 2>&1; then
+    printf '== %s: good, %d s\n' "$name" $((SECONDS - start))
+  else
+    printf '== %s: FAILED, %d s\n' "$name" $((SECONDS - start))
+    failed_steps+=("$name")
+  fi
+}
+
+lint_format() {
+  source_files | xargs -d '\n' -r clang-format --dry-run -Werror
+}
+
+# clang-tidy reads how each file is compiled from a configuration of its own: that of clang, so that
+# every flag means the same to it, with the benchmarks. Nothing is built.
+lint_tidy() {
+  configure clang lint -DCOMMON_BUILD_BENCH=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON || return 1
+  local compiled known
+  compiled=$(sed -nE "s|^ *\"file\": \"$root/(.*)\".*|\\1|p" "$build/lint/compile_commands.json" | sort -u)
+  known=$(files '*.c' '*.cpp' | sort -u)
+  comm -12 <(printf '%s\n' "$compiled") <(printf '%s\n' "$known") |
+    xargs -d '\n' -r -n 1 -P "$jobs" clang-tidy --quiet -p "$build/lint" \
+      --header-filter="^$root/" 2>&1 | sed -E '/^[0-9]+ warnings? generated\.$/d'
+}
+
+# It knows the other macros of GoogleTest.
+lint_cppcheck() {
+  mkdir -p "$build/lint/cppcheck"
+  files '*.c' '*.cpp' | cppcheck --file-list=- --quiet --error-exitcode=1 -j "$jobs" \
+    --cppcheck-build-dir="$build/lint/cppcheck" --std=c11 --std=c++20 --library=posix,gnu,googletest \
+    --enable=warning,performance,portability --suppressions-list=tools/checks/cppcheck.txt \
+    -I include -I . -D_GNU_SOURCE \
+    '-DFRESH_TEST(suite,name)=void suite##name()' \
+    '-DTYPED_TEST(suite,name)=template <class TypeParam> void suite##name()'
+}
+
+lint_shell() {
+  shell_files | xargs -d '\n' -r shellcheck
+}
+
+main() {
+  (($# == 0)) || die "lint takes no argument"
+  need "${lint_packages[@]}"
+  mkdir -p "$build"
+  local failed_steps=() check
+  step 'layout' lint_format
+  step 'shell scripts' lint_shell
+  for check in exports layers guides never oddities; do
+    step "$check: self-test" "tools/checks/$check.py" --self-test
+    step "$check" "tools/checks/$check.py"
+  done
+  step 'cppcheck' lint_cppcheck
+  step 'clang-tidy' lint_tidy
+  if ((${#failed_steps[@]})); then
+    printf 'lint: failed: %s\n' "$(printf '%s, ' "${failed_steps[@]}" | sed 's/, $//')"
+    return 1
+  fi
+  printf 'lint: good\n'
+}
