@@ -15,6 +15,7 @@
 #include "common_blockQEx.h"
 #include "common_debug.h"
 #include "common_log.h"
+#include "common_log_macros.h"
 #include "common_log_settings.h"
 #include "common_monitor.h"
 #include "common_mutex.h"
