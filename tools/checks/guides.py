@@ -3,7 +3,7 @@
 
 A word in backticks, or in a block of commands, that looks like a path of this repository must
 exist: one with a '/' below the root or beside its guide, one that only ends like a source file
-anywhere. Absolute paths, addresses, build results and words with placeholders are not looked at; in
+anywhere, and "./NAME" in docs/guide as the source of that program. Absolute paths, addresses, build results and words with placeholders are not looked at; in
 a word with '*' something must fit it.
 
 usage: guides.py [--self-test]
@@ -52,6 +52,8 @@ def exists(word, guide, entries):
     candidates = [name, (Path(guide).parent / name).as_posix()]
     if "/" not in name:
         candidates.append("*/" + name)
+    if word.startswith("./") and guide.startswith("docs/guide/"):
+        candidates.append(f"examples/guide/{name}.c")
     return any(entry == wanted or fnmatchcase(entry, wanted)
                for wanted in candidates for entry in entries)
 
@@ -103,6 +105,8 @@ def self_test():
         "CONTRIBUTING.md": "x\n" * 149,
         "docs/more.md": "`other.md`\n",
         "docs/other.md": "",
+        "docs/guide/page.md": "`./program`\n",
+        "examples/guide/program.c": "",
         "dev": "",
         "log/report.cpp": "x\n" * 600,
     }
@@ -116,6 +120,9 @@ def self_test():
         ("README.md", "```\nx tests/a.cpp\n```",
          "README.md: names tests/a.cpp, which does not exist"),
         ("docs/more.md", "`gone.md`", "docs/more.md: names gone.md, which does not exist"),
+        ("docs/guide/page.md", "`./other`",
+         "docs/guide/page.md: names ./other, which does not exist"),
+        ("docs/more.md", "`./program`", "docs/more.md: names ./program, which does not exist"),
         ("CONTRIBUTING.md", "x", "CONTRIBUTING.md: 150 lines, at most 149"),
         ("log/report.cpp", "x", "log/report.cpp: 601 lines, at most 600"),
         ("ARCHITECTURE.md", None, "ARCHITECTURE.md: missing"),
@@ -128,7 +135,7 @@ def self_test():
                     if line is None:
                         continue
                     text += line + "\n"
-                (root / name).parent.mkdir(exist_ok=True)
+                (root / name).parent.mkdir(parents=True, exist_ok=True)
                 (root / name).write_text(text)
             got = problems(root)
             assert got == ([expected] if expected else []), f"{changed}, {line!r}: {got}"
