@@ -92,7 +92,7 @@ enum {
  * @param folder null is reported ("One or more invalid parameters are detected!").
  * @param regex extended regular expression of regexp.h, with regard to case, that must match
  *        somewhere in a name for it to be kept; null keeps all. One that does not compile ends the
- *        process.
+ *        process; RegExp_Check() tells before.
  * @param filter one of UTIL_FOLDER_ITEMS_.
  * @param items is filled; what was in it before is not released. Null is reported.
  * @return STATUS_SUCCESS, also when nothing is kept: `items` is null and `count` 0 then;

@@ -42,9 +42,28 @@ typedef struct RegExp {
 } RegExp;
 
 /**
+ * Tells whether RegExp_New() would accept a pattern: whoever has one from outside the program, from
+ * a setting say, asks first. The pattern is compiled as there, shorthands rewritten, and given up
+ * again. Nothing is kept, and a pattern that does not compile is only told about.
+ *
+ * What compiling takes is the C library's choice, here as in RegExp_New(): stack in proportion to
+ * the length of a pattern (less than 1 MiB for 500 groups inside one another), time and memory for
+ * repetitions such as "{1000}" of one another. So limit the length of what strangers may give, to
+ * 500 bytes say, and take no "{" from them.
+ * @param pattern what would be matched; null is not accepted ("No pattern").
+ * @param case_sensitive as for RegExp_New().
+ * @param error gets what is wrong, in the C library's words, such as "Unmatched ( or \\(", cut to
+ *        its size; the empty text when nothing is. Terminated in any case. May be null.
+ * @param size bytes of `error`; 0: nothing is written.
+ * @return 1 when it compiles; 0 when it does not, or when the C library has no memory for it.
+ */
+COMMON_MUST_USE uint32_t RegExp_Check(const char* pattern, uint32_t case_sensitive, char* error,
+                                      uint32_t size);
+
+/**
  * Compiles an expression.
  * @param pattern what to match; null ends the process ("text"), and so does a pattern that does not
- *        compile ("0 == ret"): patterns are part of the program.
+ *        compile ("0 == ret"): patterns are part of the program. RegExp_Check() tells about others.
  * @param case_sensitive 0 takes upper and lower case as the same.
  * @return the expression, which the caller ends with RegExp_Delete(); never null.
  */

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -40,6 +41,17 @@ char* copy_of(std::string_view piece) noexcept
     GrowingText text;
     text.append(piece);
     return text.take();
+}
+
+/// Compiles a pattern, its shorthands rewritten. Gives what regcomp() does.
+int compile(regex_t& expression, const char* pattern, bool case_sensitive) noexcept
+{
+    char* const rewritten = common::regexp::rewrite(pattern);
+    const int flags = case_sensitive ? REG_EXTENDED : REG_EXTENDED | REG_ICASE;
+    // By the C library's engine: which match is found is what callers know from it.
+    const int ret = regcomp(&expression, rewritten, flags);
+    MEM_Free(rewritten);
+    return ret;
 }
 
 /// Room for the slots of a match: on the stack unless there are a great many groups.
@@ -113,16 +125,34 @@ bool match_next(RegExp& regexp, const char* text) noexcept
 
 extern "C" {
 
+uint32_t RegExp_Check(const char* pattern, uint32_t case_sensitive, char* error, uint32_t size)
+{
+    if (error == nullptr) {
+        size = 0;
+    }
+    if (pattern == nullptr) {
+        std::snprintf(error, size, "No pattern");
+        return 0;
+    }
+    regex_t expression;
+    const int ret = compile(expression, pattern, case_sensitive != 0);
+    if (ret != 0) {
+        regerror(ret, nullptr, error, size);
+        return 0;
+    }
+    regfree(&expression);
+    if (size != 0) {
+        *error = '\0';
+    }
+    return 1;
+}
+
 RegExp* RegExp_New(const char* pattern, uint32_t case_sensitive)
 {
     COMMON_ASSERT(kSource, pattern != nullptr, "text");
     auto* const regexp = static_cast<RegExp*>(MEM_Salloc(sizeof(RegExp)));
-    char* const rewritten = common::regexp::rewrite(pattern);
-    const int flags = case_sensitive != 0 ? REG_EXTENDED : REG_EXTENDED | REG_ICASE;
-    // By the C library's engine: which match is found is what callers know from it.
-    const int ret = regcomp(&regexp->expression, rewritten, flags);
+    const int ret = compile(regexp->expression, pattern, case_sensitive != 0);
     COMMON_ASSERT(kSource, ret == 0, "0 == ret");
-    MEM_Free(rewritten);
     regexp->subexps = ListLight_New();
     return regexp;
 }

@@ -122,18 +122,19 @@
 
 /// Symbols that are left alone: they cannot fail, or nobody can act on a failure (output of
 /// diagnostics). A few stand for a wrapped function under another name.
-#define HARNESS_INFALLIBLE_SYMBOLS                                                                 \
-    "_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable", "___tls_get_addr",                 \
-        "__assert_fail", "__cxa_finalize", "__environ", "__errno_location", "__fpurge",            \
-        "__globfree64_time64", "__gmon_start__", "__pthread_register_cancel",                      \
-        "__pthread_unregister_cancel", "__pthread_unwind_next",                                    \
-        "__register_atfork" /* pthread_atfork */, "__sigsetjmp", "__stack_chk_fail",               \
-        "__tls_get_addr", "abort", "bsearch", "closedir", "dirfd", "environ", "exit", "feof",      \
-        "ferror", "flockfile", "fprintf", "fputs", "funlockfile", "getenv", "getpid", "gettid",    \
-        "globfree64", "isprint", "isspace", "memchr", "memcmp", "memcpy", "memmove", "memset",     \
-        "openlog", "optarg", "opterr", "optind", "optopt", "perror", "printf",                     \
-        "pthread_attr_destroy", "pthread_exit", "pthread_getspecific", "pthread_self",             \
-        "pthread_setcancelstate", "pthread_sigmask", "putchar", "puts", "qsort", "regfree",        \
-        "setvbuf", "sigfillset", "snprintf", "sprintf", "stderr", "stdout", "strchr", "strchrnul", \
-        "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr", "strspn",      \
-        "strstr", "strtol", "strtoul", "strtoull", "syslog", "tzset", "vfprintf", "warnx"
+#define HARNESS_INFALLIBLE_SYMBOLS                                                               \
+    "_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable", "___tls_get_addr",               \
+        "__assert_fail", "__cxa_finalize", "__environ", "__errno_location", "__fpurge",          \
+        "__globfree64_time64", "__gmon_start__", "__pthread_register_cancel",                    \
+        "__pthread_unregister_cancel", "__pthread_unwind_next",                                  \
+        "__register_atfork" /* pthread_atfork */, "__sigsetjmp", "__stack_chk_fail",             \
+        "__tls_get_addr", "abort", "bsearch", "closedir", "dirfd", "environ", "exit", "feof",    \
+        "ferror", "flockfile", "fprintf", "fputs", "funlockfile", "getenv", "getpid", "gettid",  \
+        "globfree64", "isprint", "isspace", "memchr", "memcmp", "memcpy", "memmove", "memset",   \
+        "openlog", "optarg", "opterr", "optind", "optopt", "perror", "printf",                   \
+        "pthread_attr_destroy", "pthread_exit", "pthread_getspecific", "pthread_self",           \
+        "pthread_setcancelstate", "pthread_sigmask", "putchar", "puts", "qsort", "regerror",     \
+        "regfree", "setvbuf", "sigfillset", "snprintf", "sprintf", "stderr", "stdout", "strchr", \
+        "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr", \
+        "strspn", "strstr", "strtol", "strtoul", "strtoull", "syslog", "tzset", "vfprintf",      \
+        "warnx"

@@ -23,6 +23,18 @@ TEST(RegExpFault, ExpressionThatCannotBeCompiledEndsTheProcess)
     EXPECT_THAT(outcome.err, assertion_text("regexp", "RegExp_New", "0 == ret"));
 }
 
+FRESH_TEST(RegExpFault, CheckWithoutTheCLibrarysMemorySaysSo)
+{
+    const long blocks = fault::outstanding_blocks();
+    fault::fail(Call::regcomp);
+    char error[64] = "old";
+    EXPECT_EQ(RegExp_Check("a", 1, error, sizeof error), 0U);
+    EXPECT_STREQ(error, "Memory exhausted");
+    EXPECT_EQ(RegExp_Check("a", 1, error, sizeof error), 1U);
+    EXPECT_STREQ(error, "");
+    EXPECT_EQ(fault::outstanding_blocks(), blocks) << "nothing is kept, neither way";
+}
+
 FRESH_TEST(RegExpFault, SearchThatFailsFindsNothing)
 {
     const Expression regexp = expression("a");
