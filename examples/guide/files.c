@@ -7,6 +7,7 @@
 #include <common/common_log_macros.h>
 #include <common/oxa_file.h>
 #include <common/oxa_getopt.h>
+#include <common/regexp.h>
 
 COMMON_LOG_ZONE("MUSIC");
 
@@ -25,13 +26,10 @@ static uint32_t write_list(const char* folder, const UTIL_FolderItems* names)
     }
     snprintf(path, sizeof path, "%s/lists/today/music.txt", folder);
     FILE* const list = FILE_Open(path, "w");
-    if (list == NULL) {
-        return 0;
-    }
-    for (uint32_t i = 0; i < names->count; ++i) {
+    for (uint32_t i = 0; list != NULL && i < names->count; ++i) {
         fprintf(list, "%s\n", names->items[i]);
     }
-    if (FILE_Close(list) == 0) {
+    if (list == NULL || FILE_Close(list) == 0) {
         return 0;
     }
     printf("%s: %u names, %d bytes\n", path, names->count, FILE_GetFileSizeByName(path));
@@ -50,6 +48,11 @@ int main(int argc, char** argv)
             return code == 'h' ? 0 : 2;
         }
         pattern = optarg;
+    }
+    char reason[128];
+    if (pattern != NULL && RegExp_Check(pattern, 1, reason, sizeof reason) == 0) {
+        fprintf(stderr, "files: %s: %s\n", pattern, reason);
+        return 2;
     }
     for (int i = optind; i < argc; ++i) {
         UTIL_FolderItems names = {0};
