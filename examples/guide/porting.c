@@ -4,13 +4,11 @@
 #include <time.h>
 
 #include <common/common_log_macros.h>
-#include <common/common_system.h>
 #include <common/data.h>
 #include <common/hsm.h>
 #include <common/mem_malloc.h>
 #include <common/oxa_shims.h>
 #include <common/oxavar.h>
-#include <common/timer.h>
 
 COMMON_LOG_ZONE("PORTING");
 
@@ -30,7 +28,7 @@ int main(void)
     printf("a status has %zu bytes\n", sizeof(STATUS));
     const HsmEvent event = 42;
     printf("event %" PRIuPTR "\n", event);
-    COMMON_LOG_INFO("slept %" PRIu64 " ns", elapsed_ns);
+    COMMON_LOG_INFO("it took %" PRIu64 " ns", elapsed_ns);
 
     // A timespec goes to the library as it was built: with 64-bit times.
     struct timespec time;

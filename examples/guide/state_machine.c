@@ -1,5 +1,5 @@
 // A radio as a state machine, which logs what it enters and draws itself:
-// "./state_machine | dot -Tsvg >state_machine.svg".
+// "./state_machine | dot -Gnodesep=0.6 -Tsvg >state_machine.svg".
 #include <stdio.h>
 
 #include <common/common_log_macros.h>

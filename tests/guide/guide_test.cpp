@@ -108,7 +108,7 @@ Outcome run(const std::string& name)
 class GuideProgram : public testing::TestWithParam<std::string> {};
 
 INSTANTIATE_TEST_SUITE_P(Guide, GuideProgram, testing::ValuesIn(program_names()),
-                         [](const auto& info) { return info.param; });
+                         [](const auto& test) { return test.param; });
 
 TEST_P(GuideProgram, PrintsAndLogsWhatItsPageShows)
 {
@@ -119,7 +119,8 @@ TEST_P(GuideProgram, PrintsAndLogsWhatItsPageShows)
     EXPECT_EQ(outcome.err, "");
 }
 
-/// The picture is made of what the program prints, by "dot -Tsvg": it has its names and arrows.
+/// The picture is made of what the program prints, by "dot -Gnodesep=0.6 -Tsvg": it has its names
+/// and arrows.
 TEST(Guide, PictureOfTheMachineIsTheRecordedOne)
 {
     const std::string text = content_of(GUIDE_SOURCES "/state_machine.out");
