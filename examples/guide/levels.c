@@ -1,4 +1,5 @@
 // Changes the level of its records while it runs, as an operator would do from another terminal.
+#define _POSIX_C_SOURCE 200809L  // for setenv(), also with -std=c11
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
