@@ -44,8 +44,8 @@ int main(void)
     printf("%s\n", text);
     MEM_Free(text);
 
-    // A word takes an address, also of 64 bits; an int does not.
-    const uintptr_t word = (uintptr_t)&value;
-    printf("the address comes back: %s\n", (void*)word == (void*)&value ? "yes" : "no");
+    // An event has room for an address, also of 64 bits; an int has not.
+    const HsmEvent message = (HsmEvent)&value;
+    printf("the address fits: %s\n", message == (uintptr_t)&value ? "yes" : "no");
     return 0;
 }

@@ -13,33 +13,26 @@ enum { kStart = 1, kEntry, kExit, kPower, kSeek, kFound };
 static Hsm radio;
 static State off, on, seeking, playing;
 
-/** Takes a transition: the event is handled. */
-static HsmEvent go(Hsm* machine, State* target)
-{
-    HsmStateTran_(machine, target);
-    return 0;
-}
+static const struct {
+    const State* state;
+    HsmEvent event;
+    State* target;
+} transitions[] = {{&radio.top, kStart, &off},   {&off, kPower, &on},
+                   {&on, kStart, &seeking},      {&on, kPower, &off},
+                   {&seeking, kFound, &playing}, {&playing, kSeek, &seeking}};
 
-static HsmEvent top_handler(Hsm* machine, HsmEvent event)
-{
-    return event == kStart ? go(machine, &off) : event;
-}
-
-static HsmEvent handler(Hsm* machine, HsmEvent event)
+/** The handler of all states. @return 0 when it has taken a transition, else the event. */
+static HsmEvent handle(Hsm* machine, HsmEvent event)
 {
     const State* const state = machine->source;  // whose handler this is
     if (event == kEntry) {
         COMMON_LOG_INFO("enters %s", state->name);
-    } else if (event == kPower && state == &off) {
-        return go(machine, &on);
-    } else if (event == kStart && state == &on) {
-        return go(machine, &seeking);
-    } else if (event == kPower && state == &on) {
-        return go(machine, &off);
-    } else if (event == kFound && state == &seeking) {
-        return go(machine, &playing);
-    } else if (event == kSeek && state == &playing) {
-        return go(machine, &seeking);
+    }
+    for (size_t i = 0; i < sizeof transitions / sizeof transitions[0]; ++i) {
+        if (transitions[i].state == state && transitions[i].event == event) {
+            HsmStateTran_(machine, transitions[i].target);
+            return 0;
+        }
     }
     return event;  // for the superstate
 }
@@ -55,11 +48,11 @@ int main(void)
     static const HsmEvent events[] = {kPower, kFound, kSeek, kFound, kFound, kPower};
     static HsmRecorder recorder;
     static char picture[4096];
-    HsmCtor(&radio, "radio", top_handler, kStart, kEntry, kExit);
-    StateCtor(&off, "off", &radio.top, handler);
-    StateCtor(&on, "on", &radio.top, handler);
-    StateCtor(&seeking, "seeking", &on, handler);
-    StateCtor(&playing, "playing", &on, handler);
+    HsmCtor(&radio, "radio", handle, kStart, kEntry, kExit);
+    StateCtor(&off, "off", &radio.top, handle);
+    StateCtor(&on, "on", &radio.top, handle);
+    StateCtor(&seeking, "seeking", &on, handle);
+    StateCtor(&playing, "playing", &on, handle);
 
     HsmRecorderInit(&recorder, &radio, event_name);
     HsmTraceSet(&recorder.trace);

@@ -66,7 +66,7 @@ int main(void)
     receive((uint32_t[]){OXAVAR_TYPE_ARRAY, 1000000000}, 8);       // elements that are not there
     receive((uint32_t[]){OXAVAR_TYPE_STRING, UINT32_MAX, 0}, 12);  // nor is this text
     uint32_t nested[2 * (OXAVAR_DEPTH_MAX + 1)];
-    for (int i = 0; i <= OXAVAR_DEPTH_MAX; ++i) {
+    for (size_t i = 0; i <= OXAVAR_DEPTH_MAX; ++i) {
         nested[2 * i] = OXAVAR_TYPE_ARRAY;
         nested[2 * i + 1] = 1;
     }
