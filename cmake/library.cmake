@@ -37,6 +37,7 @@ add_library(
   foundation/settings_text.cpp
   foundation/status.cpp
   foundation/thread_state.cpp
+  foundation/version.cpp
   hsm/hsm.cpp
   hsm/hsm_diagram.cpp
   hsm/hsm_dot.cpp
