@@ -42,15 +42,17 @@ def install(arguments):
     """Installs the library part by part, and looks whether each has what it must; gives the folder."""
     prefix = arguments.work / "installed"
     library = f"{arguments.libdir}/libcommon.so"
+    parts = [("Unspecified", set()),
+             ("runtime", {f"{library}.1", f"{library}.{arguments.version}"}),
+             ("development", {library, f"{arguments.libdir}/pkgconfig/common.pc"} | headers())]
+    if arguments.tools:
+        parts.append(("tools", {"bin/commonctl"}))
     found = set()
-    for component, expected in [
-            ("Unspecified", set()),
-            ("runtime", {f"{library}.1", f"{library}.{arguments.version}"}),
-            ("development", {library, f"{arguments.libdir}/pkgconfig/common.pc"} | headers())]:
+    for component, expected in parts:
         run("cmake", "--install", arguments.build, "--prefix", prefix, "--component", component)
         now = {str(file.relative_to(prefix)) for file in prefix.rglob("*") if not file.is_dir()}
         new, found = now - found, now
-        if not expected <= new or (component != "development" and expected != new):
+        if not expected <= new or (component in ("Unspecified", "runtime") and expected != new):
             raise Failed(f"{component} has {sorted(new)} instead of {sorted(expected)}")
     return prefix
 
@@ -122,8 +124,8 @@ def configure(arguments, place):
     folder = arguments.work / "cmake"
     flags = " ".join(arguments.flags)
     try:
-        run("cmake", "-S", CONSUMER, "-B", folder, "-G", arguments.generator, f"-DVERSION={arguments.version}",
-            f"-DCMAKE_C_COMPILER={arguments.c}", f"-DCMAKE_CXX_COMPILER={arguments.cxx}",
+        run("cmake", "-S", CONSUMER, "-B", folder, "-G", arguments.generator,
+            f"-DVERSION={arguments.version}", f"-DCMAKE_C_COMPILER={arguments.c}", f"-DCMAKE_CXX_COMPILER={arguments.cxx}",
             f"-DCMAKE_C_FLAGS={flags}", f"-DCMAKE_CXX_FLAGS={flags}", f"-DCommon_DIR={place.package}")
         run("cmake", "--build", folder, "--", "-k", *(["0"] if arguments.generator == "Ninja" else []))
     except Failed as failed:
@@ -146,6 +148,7 @@ def main():
         parser.add_argument(f"--{path}", type=Path, required=True)
     for text in ("libdir", "version", "generator", "c", "cxx", "pkg-config"):
         parser.add_argument(f"--{text}", required=True)
+    parser.add_argument("--tools", action="store_true", help="the tools were built, too")
     parser.add_argument("flags", nargs="*")
     arguments = parser.parse_args()
     shutil.rmtree(arguments.work, ignore_errors=True)
