@@ -54,7 +54,7 @@ lint_licences() {
 
 main() {
   (($# == 0)) || die "lint takes no argument"
-  need "${lint_packages[@]}"
+  need "${lint_packages[@]}" "${abi_packages[@]}"
   mkdir -p "$build"
   local failed_steps=() check
   step 'layout' lint_format
@@ -64,6 +64,8 @@ main() {
     step "$check: self-test" "tools/checks/$check.py" --self-test
     step "$check" "tools/checks/$check.py"
   done
+  step 'abi: self-test' tools/checks/abi.py --self-test
+  step 'abi' ./dev abi
   step 'cppcheck' lint_cppcheck
   step 'clang-tidy' lint_tidy
   if ((${#failed_steps[@]})); then
