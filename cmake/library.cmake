@@ -37,6 +37,7 @@ add_library(
   foundation/settings_text.cpp
   foundation/status.cpp
   foundation/thread_state.cpp
+  foundation/version.cpp
   hsm/hsm.cpp
   hsm/hsm_diagram.cpp
   hsm/hsm_dot.cpp
@@ -176,8 +177,6 @@ if(NOT COMMON_SANITIZE)
   target_link_libraries(common PRIVATE -lc -lgcc)
 endif()
 # <common/timer.h> and <timer.h> both work, in the build tree as installed.
-file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include)
-file(CREATE_LINK ${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include/common SYMBOLIC)
 target_include_directories(
   common
   INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
@@ -186,22 +185,6 @@ target_include_directories(
             $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 
 # Times in the interface have 64 bits, as in the library.
-if(COMMON_32BIT)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   target_compile_definitions(common INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
-
-install(TARGETS common EXPORT CommonTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/common FILES_MATCHING PATTERN "*.h")
-install(EXPORT CommonTargets FILE CommonTargets.cmake NAMESPACE Common::
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Common)
-include(CMakePackageConfigHelpers)
-if(COMMON_32BIT)
-  # Asked for its word size, the compiler was not given -m32; users of the package are compared to it.
-  set(CMAKE_SIZEOF_VOID_P 4)
-endif()
-file(WRITE ${PROJECT_BINARY_DIR}/CommonConfig.cmake
-     "include(\${CMAKE_CURRENT_LIST_DIR}/CommonTargets.cmake)\n")
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/CommonConfigVersion.cmake
-                                 COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/CommonConfig.cmake ${PROJECT_BINARY_DIR}/CommonConfigVersion.cmake
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Common)

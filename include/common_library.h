@@ -24,6 +24,7 @@
 #include "common_system.h"
 #include "common_thread.h"
 #include "common_uuid.h"
+#include "common_version.h"
 #include "common_wdm.h"
 #include "convert.h"
 #include "data.h"

@@ -17,6 +17,10 @@ string(REGEX MATCHALL "\\(NEEDED\\)[^\n]*" needed "${dynamic}")
 string(REGEX REPLACE "\\(NEEDED\\)[^;]*\\[([^;]*)\\]" "\\1" needed "${needed}")
 demand("needs '${needed}' instead of 'libc.so.6'" needed STREQUAL "libc.so.6")
 
+run(versions ${READELF} -VW ${LIBRARY})
+string(REGEX MATCHALL "GLIBC_2\\.(3[5-9]|[4-9][0-9])" too_new "${versions}")
+demand("needs '${too_new}' where GLIBC_2.34 is promised" NOT too_new AND versions MATCHES "GLIBC_2\\.34")
+
 string(REGEX MATCH "\\(SONAME\\)[^\n]*\\[([^\n]*)\\]" found "${dynamic}")
 set(soname "${CMAKE_MATCH_1}")
 demand("its name is '${soname}'" soname STREQUAL "libcommon.so.1")

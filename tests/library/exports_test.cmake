@@ -1,4 +1,4 @@
-# The library exports exactly the names of its list, each with the version of the interface.
+# The library exports exactly the names of its list, each with the version that the list has it in.
 #   cmake -D LIBRARY=... -D EXPORTS=... -D NM=... -P exports_test.cmake
 include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
@@ -6,8 +6,8 @@ run(symbols ${NM} -D --defined-only --format=posix ${LIBRARY})
 string(REGEX MATCHALL "[^\n]+" lines "${symbols}")
 set(exported "")
 foreach(line IN LISTS lines)
-  # The version itself is an absolute symbol.
-  if(NOT line MATCHES "^COMMON_1\\.0(@@COMMON_1\\.0)? A")
+  # A version itself is an absolute symbol.
+  if(NOT line MATCHES "^COMMON_[0-9.]+(@@COMMON_[0-9.]+)? A")
     string(REGEX REPLACE " .*" "" name "${line}")
     list(APPEND exported ${name})
   endif()
@@ -16,8 +16,10 @@ endforeach()
 file(STRINGS ${EXPORTS} lines)
 set(wanted "")
 foreach(line IN LISTS lines)
-  if(line MATCHES "^ +([A-Za-z_][A-Za-z_0-9]*);")
-    list(APPEND wanted ${CMAKE_MATCH_1}@@COMMON_1.0)
+  if(line MATCHES "^(COMMON_[0-9.]+) {")
+    set(version ${CMAKE_MATCH_1})
+  elseif(line MATCHES "^ +([A-Za-z_][A-Za-z_0-9]*);")
+    list(APPEND wanted ${CMAKE_MATCH_1}@@${version})
   endif()
 endforeach()
 if(NOT wanted)

@@ -45,17 +45,27 @@ lint_shell() {
   shell_files | xargs -d '\n' -r shellcheck
 }
 
+# Each file has a licence, and each licence its text. What lint says of a good tree is left out.
+lint_licences() {
+  local log=$build/lint-licences.txt
+  GIT_CONFIG_COUNT=1 GIT_CONFIG_KEY_0=safe.directory GIT_CONFIG_VALUE_0=$root reuse lint >"$log" 2>&1 ||
+    { cat "$log"; return 1; }
+}
+
 main() {
   (($# == 0)) || die "lint takes no argument"
-  need "${lint_packages[@]}"
+  need "${lint_packages[@]}" "${abi_packages[@]}"
   mkdir -p "$build"
   local failed_steps=() check
   step 'layout' lint_format
   step 'shell scripts' lint_shell
+  step 'licences' lint_licences
   for check in exports layers guides never oddities; do
     step "$check: self-test" "tools/checks/$check.py" --self-test
     step "$check" "tools/checks/$check.py"
   done
+  step 'abi: self-test' tools/checks/abi.py --self-test
+  step 'abi' ./dev abi
   step 'cppcheck' lint_cppcheck
   step 'clang-tidy' lint_tidy
   if ((${#failed_steps[@]})); then
