@@ -120,21 +120,25 @@
  * @{
  */
 
-/** Writes the first record and no other: COMMON_LOG_ONCE(WARN, "format", values...). */
-#define COMMON_LOG_ONCE(level, ...)                                  \
-    COMMON_LOG_LIMITED_(COMMON_LOG_LEVEL_##level, __extension__({    \
-                            static uint32_t common_log_once_;        \
-                            COMMON_LogLimit_Once(&common_log_once_); \
-                        }),                                          \
+/**
+ * Writes the first record and no other: COMMON_LOG_ONCE(WARN, "format", values...).
+ * @param level one of the words.
+ */
+#define COMMON_LOG_ONCE(level, ...)                                        \
+    COMMON_LOG_LIMITED_(COMMON_LOG_LEVEL_##level, __extension__({          \
+                            static COMMON_LogLimit_Count common_log_once_; \
+                            COMMON_LogLimit_Once(&common_log_once_);       \
+                        }),                                                \
                         __VA_ARGS__)
 
 /**
  * Writes the first record and then each n-th one: with 100, the 1st, the 101st, the 201st.
+ * @param level one of the words.
  * @param n a number that may change while the program runs; 0 is as good as 1: all of them.
  */
 #define COMMON_LOG_EVERY_N(level, n, ...)                                   \
     COMMON_LOG_LIMITED_(COMMON_LOG_LEVEL_##level, __extension__({           \
-                            static uint32_t common_log_seen_;               \
+                            static COMMON_LogLimit_Count common_log_seen_;  \
                             COMMON_LogLimit_EveryN(&common_log_seen_, (n)); \
                         }),                                                 \
                         __VA_ARGS__)
@@ -143,6 +147,7 @@
  * Writes n records a second at most, by the monotonic clock: the first ones in each of its seconds.
  * What is left out is told: in front of the first record of a later second, one of the same level
  * and place says "17 more like this were left out".
+ * @param level one of the words.
  * @param n a number that may change while the program runs: 1 to 4095; 0 is taken as 1, and what is
  *        above as 4095.
  */
@@ -189,22 +194,26 @@
         }                                                                                   \
     } while (0)
 
-/* One word is enough, as the others need no order with what else a thread does. */
-static inline uint32_t COMMON_LogLimit_Once(uint32_t* done)
+/* The words of a limit need no order with what else a thread does. */
+typedef struct COMMON_LogLimit_Count {
+    uint32_t seen;
+} COMMON_LogLimit_Count;
+
+static inline uint32_t COMMON_LogLimit_Once(COMMON_LogLimit_Count* count)
 {
-    return __atomic_load_n(done, __ATOMIC_RELAXED) == 0 &&
-           __atomic_exchange_n(done, 1, __ATOMIC_RELAXED) == 0;
+    return __atomic_load_n(&count->seen, __ATOMIC_RELAXED) == 0 &&
+           __atomic_exchange_n(&count->seen, 1, __ATOMIC_RELAXED) == 0;
 }
 
 /* Counts modulo n, so that nothing happens where a count of all records would begin anew. */
-static inline uint32_t COMMON_LogLimit_EveryN(uint32_t* seen, uint32_t n)
+static inline uint32_t COMMON_LogLimit_EveryN(COMMON_LogLimit_Count* count, uint32_t n)
 {
-    uint32_t before = __atomic_load_n(seen, __ATOMIC_RELAXED);
+    uint32_t before = __atomic_load_n(&count->seen, __ATOMIC_RELAXED);
     uint32_t after;
     do {
         after = before + 1 < n ? before + 1 : 0;
-    } while (
-        !__atomic_compare_exchange_n(seen, &before, after, 1, __ATOMIC_RELAXED, __ATOMIC_RELAXED));
+    } while (!__atomic_compare_exchange_n(&count->seen, &before, after, 1, __ATOMIC_RELAXED,
+                                          __ATOMIC_RELAXED));
     return before == 0;
 }
 

@@ -212,10 +212,10 @@ TEST(CommonLogEveryN, RejectedRecordsAreNotCounted)
 
 FRESH_TEST(CommonLogEveryN, TheLargestNumberComesAround)
 {
-    std::uint32_t seen = UINT32_MAX - 2;
-    EXPECT_EQ(COMMON_LogLimit_EveryN(&seen, UINT32_MAX), 0u);
-    EXPECT_EQ(COMMON_LogLimit_EveryN(&seen, UINT32_MAX), 0u);
-    EXPECT_EQ(COMMON_LogLimit_EveryN(&seen, UINT32_MAX), 1u);
+    COMMON_LogLimit_Count count{UINT32_MAX - 2};
+    EXPECT_EQ(COMMON_LogLimit_EveryN(&count, UINT32_MAX), 0u);
+    EXPECT_EQ(COMMON_LogLimit_EveryN(&count, UINT32_MAX), 0u);
+    EXPECT_EQ(COMMON_LogLimit_EveryN(&count, UINT32_MAX), 1u);
 }
 
 void per_second(std::uint32_t n, int number)
