@@ -73,10 +73,10 @@ BAD += [(HEAD + FUNCTION % 'COMMON_LOG_WARN("x");' + ZONE, "COMMON_LOG_ZONE_of_t
 BAD += [(HEAD + ZONE + FUNCTION % f"{call}(WARNING, {number} \"x\");", "COMMON_LOG_LEVEL_WARNING")
         for call, number in (("COMMON_LOG_ONCE", ""), ("COMMON_LOG_EVERY_N", "2,"),
                              ("COMMON_LOG_PER_SECOND", "2,"))]
-# Calls that check their format, and what the compiler says then.
-BAD_FORMATS = ["COMMON_LOG_WARN(", "COMMON_LOG_AT(level, ", 'COMMON_LOG_IN("ZONE", level, ',
-               "COMMON_LOG_ONCE(WARN, ", "COMMON_LOG_EVERY_N(WARN, 2, ", "COMMON_LOG_PER_SECOND(WARN, 2, "]
-FORMAT = re.compile(r"-W(error=)?format")
+# Each of these calls checks its format against each of these values, which do not fit.
+CALLS = ["COMMON_LOG_WARN(", "COMMON_LOG_AT(level, ", 'COMMON_LOG_IN("ZONE", level, ',
+         "COMMON_LOG_ONCE(WARN, ", "COMMON_LOG_EVERY_N(WARN, 2, ", "COMMON_LOG_PER_SECOND(WARN, 2, "]
+VALUES = ['"%s", seen);', '"%d");', '"%d", seen, seen);', "path);"]
 
 
 def compile_text(text, command):
@@ -84,6 +84,32 @@ def compile_text(text, command):
     result = subprocess.run([*command, "-o", "/dev/null", "-"], input=text, capture_output=True,
                             text=True, check=False)
     return result.returncode == 0, result.stderr
+
+
+def check_good(command, strict):
+    """What is right compiles without a warning, optimised or not, and next to a program's macros."""
+    for text in GOOD:
+        for optimised in ("-O0", "-O2"):
+            well, said = compile_text(text, [*command, *strict, "-Werror", optimised])
+            assert well, f"{text}\n{said}"
+    well, said = compile_text(GOOD[0], [*command, "-Werror", *OTHERS])
+    assert well, said
+
+
+def check_bad(command):
+    """What is wrong is an error that names it, or a warning of the format, each in its line."""
+    for text, named in BAD:
+        well, said = compile_text(text, command)
+        assert not well and named in said, f"{text}\n{said}"
+    lines = [call + values for call in CALLS for values in VALUES]
+    before = (HEAD + ZONE + FUNCTION).partition("%s")[0].count("\n")
+    well, said = compile_text(HEAD + ZONE + FUNCTION % "\n".join(lines), [*command, "-Wformat=2"])
+    assert well, said
+    # A compiler names the line of the call in the warning itself or in a note below it.
+    assert not re.search(r"warning: (?!.*\[-Wformat)", said), said
+    warned = {int(line) for line in re.findall(r"<stdin>:(\d+):\d+:", said)}
+    for number, line in enumerate(lines, before + 1):
+        assert number in warned, f"no warning: {line}\n{said}"
 
 
 def main():
@@ -96,20 +122,8 @@ def main():
     times = ["-D_FILE_OFFSET_BITS=64", "-D_TIME_BITS=64"]
     for dialect in dialects:
         command = [compiler, *flags, *times, dialect, "-I", include, "-x", language, "-c"]
-        for text in GOOD:
-            for optimised in ("-O0", "-O2"):
-                well, said = compile_text(text, [*command, *strict, "-Werror", optimised])
-                assert well, f"{text}\n{said}"
-        well, said = compile_text(GOOD[0], [*command, *OTHERS])
-        assert well, said
-        for text, named in BAD:
-            well, said = compile_text(text, command)
-            assert not well and named in said, f"{text}\n{said}"
-        for call in BAD_FORMATS:
-            for values in ('"%s", seen);', '"%d");', '"%d", seen, seen);', "path);"):
-                text = HEAD + ZONE + FUNCTION % (call + values)
-                well, said = compile_text(text, [*command, "-Werror", "-Wformat=2"])
-                assert not well and FORMAT.search(said), f"{text}\n{said}"
+        check_good(command, strict)
+    check_bad(command)
 
 
 if __name__ == "__main__":
