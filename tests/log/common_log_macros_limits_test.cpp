@@ -319,13 +319,17 @@ TEST(CommonLogPerSecond, FollowsANumberThatChanges)
 {
     const Outcome outcome = well([] {
         hold_monotonic_clock_at(kSecond);
-        per_second(2, 0);
-        per_second(2, 1);
-        per_second(1, 2);
+        per_second(1, 0);
+        per_second(1, 1);
+        per_second(3, 2);
         per_second(3, 3);
-        per_second(3, 4);
+        per_second(2, 4);
+        per_second(3, 5);
+        hold_monotonic_clock_at(kSecond + 1);
+        per_second(3, 6);
     });
-    EXPECT_THAT(messages(outcome), ElementsAre("0", "1", "3"));
+    EXPECT_THAT(messages(outcome),
+                ElementsAre("0", "2", "3", "3 more like this were left out", "6"));
 }
 
 TEST(CommonLogPerSecond, RejectedRecordsAreNeitherCountedNorTold)
