@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common_log.h"
+#include "common_log_macros.h"
 #include "common_monitor.h"
 #include "common_mutex.h"
 #include "common_sync.h"
@@ -25,6 +25,8 @@
 #include "ring_buffer.h"
 #include "two_compares.h"
 
+COMMON_LOG_ZONE("HOT_LOOP");
+
 namespace {
 
 volatile unsigned sink;
@@ -32,6 +34,16 @@ volatile unsigned sink;
 void check_level()
 {
     sink = COMMON_Log_Acceptable(COMMON_LogLevelVerbose);
+}
+
+void macro_rejected()
+{
+    COMMON_LOG_VERBOSE("%u", sink);
+}
+
+void macro_rejected_limited()
+{
+    COMMON_LOG_PER_SECOND(VERBOSE, 10, "%u", sink);
 }
 
 void check_two_compares()
@@ -303,6 +315,8 @@ struct Operation {
 
 constexpr Operation kOperations[] = {
     {"check_level", check_level},
+    {"macro_rejected", macro_rejected},
+    {"macro_rejected_limited", macro_rejected_limited},
     {"check_two_compares", check_two_compares},
     {"record_ours", record_ours},
     {"record_syslog_formatting", record_syslog_formatting},

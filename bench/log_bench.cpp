@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "common_log.h"
+#include "common_log_macros.h"
 #include "common_log_settings.h"
 #include "plain_record.h"
 #include "support/log_drain.h"
@@ -18,6 +18,8 @@
 #include <spdlog/spdlog.h>
 #endif
 
+COMMON_LOG_ZONE("MEDIA");
+
 namespace {
 
 void check_level(benchmark::State& state)
@@ -27,6 +29,28 @@ void check_level(benchmark::State& state)
     }
 }
 BENCHMARK(check_level);
+
+/// A record that is not wanted, by the macro: the question, and nothing of its values.
+void macro_rejected(benchmark::State& state)
+{
+    int number = 0;
+    for (auto _ : state) {
+        COMMON_LOG_VERBOSE("%d", ++number);
+    }
+    benchmark::DoNotOptimize(number);
+}
+BENCHMARK(macro_rejected);
+
+/// The same with a limit, which is asked last.
+void macro_rejected_limited(benchmark::State& state)
+{
+    int number = 0;
+    for (auto _ : state) {
+        COMMON_LOG_PER_SECOND(VERBOSE, 10, "%d", ++number);
+    }
+    benchmark::DoNotOptimize(number);
+}
+BENCHMARK(macro_rejected_limited);
 
 void check_two_compares(benchmark::State& state)
 {
@@ -116,6 +140,10 @@ int main(int argc, char** argv)
         {
             {"rejected level check / call with two compares", "check_level", "check_two_compares",
              1.0},
+            {"rejected record by a macro / rejected level check", "macro_rejected", "check_level",
+             1.02},
+            {"rejected record with a limit / rejected level check", "macro_rejected_limited",
+             "check_level", 1.02},
             {"rejected level check / spdlog should_log", "check_level", "check_spdlog", 1.0},
             {"record / formatting syslog(3), 1 thread", "record_ours/real_time/threads:1",
              "record_syslog_formatting/real_time/threads:1", 0.82},

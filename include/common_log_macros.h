@@ -27,8 +27,8 @@
  *   is off. The function is __func__: "operator()" in a lambda.
  * - Each macro is one statement, also without braces behind an if.
  * - They may be used wherever COMMON_Log_Write() may: by any thread, not in signal handlers.
- * - An inline function in a header takes the zone of whichever file includes it. There
- *   COMMON_LOG_IN(), which names the zone, is the right one.
+ * - A header that logs does not name a zone for all who include it. In C++ it names one in its own
+ *   namespace. In C its static inline functions take the zone of the file, or COMMON_LOG_IN().
  *
  * C11 and C++17, with gcc and clang.
  */
@@ -47,7 +47,7 @@
  * @param name a text, constant for the life of the process; a literal as a rule.
  */
 #define COMMON_LOG_ZONE(name)                                                         \
-    __attribute__((__unused__)) static const char* COMMON_LOG_ZONE_of_this_file(void) \
+    static __attribute__((__unused__)) const char* COMMON_LOG_ZONE_of_this_file(void) \
     {                                                                                 \
         return (name);                                                                \
     }                                                                                 \
@@ -61,7 +61,7 @@
  *        does not show.
  */
 #define COMMON_LOG_MODULE(id)                                                                  \
-    __attribute__((__unused__, __noinline__)) static const char* COMMON_LOG_ZONE_of_this_file( \
+    static __attribute__((__unused__, __noinline__)) const char* COMMON_LOG_ZONE_of_this_file( \
         void)                                                                                  \
     {                                                                                          \
         const int common_log_errno_ = errno;                                                   \
@@ -120,21 +120,25 @@
  * @{
  */
 
-/** Writes the first record and no other: COMMON_LOG_ONCE(WARN, "format", values...). */
-#define COMMON_LOG_ONCE(level, ...)                                  \
-    COMMON_LOG_LIMITED_(COMMON_LOG_LEVEL_##level, __extension__({    \
-                            static uint32_t common_log_once_;        \
-                            COMMON_LogLimit_Once(&common_log_once_); \
-                        }),                                          \
+/**
+ * Writes the first record and no other: COMMON_LOG_ONCE(WARN, "format", values...).
+ * @param level one of the words.
+ */
+#define COMMON_LOG_ONCE(level, ...)                                        \
+    COMMON_LOG_LIMITED_(COMMON_LOG_LEVEL_##level, __extension__({          \
+                            static COMMON_LogLimit_Count common_log_once_; \
+                            COMMON_LogLimit_Once(&common_log_once_);       \
+                        }),                                                \
                         __VA_ARGS__)
 
 /**
  * Writes the first record and then each n-th one: with 100, the 1st, the 101st, the 201st.
+ * @param level one of the words.
  * @param n a number that may change while the program runs; 0 is as good as 1: all of them.
  */
 #define COMMON_LOG_EVERY_N(level, n, ...)                                   \
     COMMON_LOG_LIMITED_(COMMON_LOG_LEVEL_##level, __extension__({           \
-                            static uint32_t common_log_seen_;               \
+                            static COMMON_LogLimit_Count common_log_seen_;  \
                             COMMON_LogLimit_EveryN(&common_log_seen_, (n)); \
                         }),                                                 \
                         __VA_ARGS__)
@@ -143,6 +147,7 @@
  * Writes n records a second at most, by the monotonic clock: the first ones in each of its seconds.
  * What is left out is told: in front of the first record of a later second, one of the same level
  * and place says "17 more like this were left out".
+ * @param level one of the words.
  * @param n a number that may change while the program runs: 1 to 4095; 0 is taken as 1, and what is
  *        above as 4095.
  */
@@ -189,22 +194,26 @@
         }                                                                                   \
     } while (0)
 
-/* One word is enough, as the others need no order with what else a thread does. */
-static inline uint32_t COMMON_LogLimit_Once(uint32_t* done)
+/* The words of a limit need no order with what else a thread does. */
+typedef struct COMMON_LogLimit_Count {
+    uint32_t seen;
+} COMMON_LogLimit_Count;
+
+static inline uint32_t COMMON_LogLimit_Once(COMMON_LogLimit_Count* count)
 {
-    return __atomic_load_n(done, __ATOMIC_RELAXED) == 0 &&
-           __atomic_exchange_n(done, 1, __ATOMIC_RELAXED) == 0;
+    return __atomic_load_n(&count->seen, __ATOMIC_RELAXED) == 0 &&
+           __atomic_exchange_n(&count->seen, 1, __ATOMIC_RELAXED) == 0;
 }
 
 /* Counts modulo n, so that nothing happens where a count of all records would begin anew. */
-static inline uint32_t COMMON_LogLimit_EveryN(uint32_t* seen, uint32_t n)
+static inline uint32_t COMMON_LogLimit_EveryN(COMMON_LogLimit_Count* count, uint32_t n)
 {
-    uint32_t before = __atomic_load_n(seen, __ATOMIC_RELAXED);
+    uint32_t before = __atomic_load_n(&count->seen, __ATOMIC_RELAXED);
     uint32_t after;
     do {
         after = before + 1 < n ? before + 1 : 0;
-    } while (
-        !__atomic_compare_exchange_n(seen, &before, after, 1, __ATOMIC_RELAXED, __ATOMIC_RELAXED));
+    } while (!__atomic_compare_exchange_n(&count->seen, &before, after, 1, __ATOMIC_RELAXED,
+                                          __ATOMIC_RELAXED));
     return before == 0;
 }
 
@@ -215,10 +224,10 @@ typedef struct COMMON_LogLimit_Second {
     uint32_t left_out;
 } COMMON_LogLimit_Second;
 
-static inline uint32_t COMMON_LogLimit_PerSecond(COMMON_LogLimit_Second* limit, uint32_t n,
-                                                 COMMON_LogLevel_t level, const char* zone,
-                                                 const char* file, const char* function,
-                                                 int32_t line)
+/* Not inline: it would be three times the rest of a call. */
+static __attribute__((__unused__, __noinline__)) uint32_t
+COMMON_LogLimit_PerSecond(COMMON_LogLimit_Second* limit, uint32_t n, COMMON_LogLevel_t level,
+                          const char* zone, const char* file, const char* function, int32_t line)
 {
     const uint32_t most = n == 0 ? 1 : n < 0xFFF ? n : 0xFFF;
     uint32_t before;

@@ -5,8 +5,8 @@
 
 #include "common_log.h"
 
-/// X(level, priority), in the order of the public constants: a new level is a row here and a
-/// constant and a text in include/common_log.h.
+/// X(level, priority), in the order of the public constants: a new level is a row here, a constant
+/// and a text in include/common_log.h, and a macro in include/common_log_macros.h.
 #define COMMON_LOG_LEVELS(X) \
     X(Fatal, LOG_EMERG)      \
     X(Critical, LOG_CRIT)    \

@@ -8,6 +8,8 @@
 
 namespace scanner {
 
+COMMON_LOG_MODULE(zones().scanner);
+
 namespace {
 
 sigset_t awaited_signals()
@@ -85,7 +87,7 @@ void Control::on_entry(const char* state)
 {
     if (std::strcmp(state, "scanning") == 0) {
         if (paused_) {
-            SCANNER_LOG(COMMON_LogLevelNote, zones().scanner, "Scan goes on");
+            COMMON_LOG_AT(counted(COMMON_LogLevelNote), "Scan goes on");
         }
         paused_ = false;
         scan_.set_gate(true);
@@ -94,8 +96,8 @@ void Control::on_entry(const char* state)
         paused_ = true;
         progress_.stop();
         scan_.set_gate(false);
-        SCANNER_LOG(COMMON_LogLevelNote, zones().scanner,
-                    "Scan paused: SIGCONT goes on, another interrupt ends it");
+        COMMON_LOG_AT(counted(COMMON_LogLevelNote),
+                      "Scan paused: SIGCONT goes on, another interrupt ends it");
     } else if (given_up_) {
         scan_.give_up();
     }

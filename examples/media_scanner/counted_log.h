@@ -5,8 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "common_log.h"
-#include "oxa_logger.h"
+#include "common_log_macros.h"
 
 namespace scanner {
 
@@ -22,8 +21,10 @@ using LevelCounts = std::array<LevelCount, COMMON_LogLevelVerbose + 1>;
 /// The counts of this process so far.
 const LevelCounts& level_counts() noexcept;
 
-/// Asks whether records of a level are wanted now, and counts the answer.
-bool wanted(COMMON_LogLevel_t level) noexcept;
+/// Asks whether records of a level are wanted now, and counts the answer:
+/// COMMON_LOG_AT(counted(COMMON_LogLevelNote), "...").
+/// @return the level, or one that never is wanted, so that what was counted is what happens.
+COMMON_LogLevel_t counted(COMMON_LogLevel_t level) noexcept;
 
 /// The parts of the scanner, each of which logs under a module name of its own.
 struct Zones {
@@ -35,14 +36,3 @@ struct Zones {
 const Zones& zones();
 
 }  // namespace scanner
-
-/// Writes a record of a zone. Its values are looked at only when the level is wanted, so that a
-/// record that nobody wants costs one comparison. A macro, because it names the place that it
-/// stands in.
-#define SCANNER_LOG(level, zone, ...)                                                              \
-    do {                                                                                           \
-        if (scanner::wanted(level)) {                                                              \
-            COMMON_Log_Write((level), 4095, LOG_GetModuleName(zone), __FILE__, __func__, __LINE__, \
-                             __VA_ARGS__);                                                         \
-        }                                                                                          \
-    } while (false)

@@ -24,18 +24,20 @@ namespace {
 
 using namespace scanner;
 
+COMMON_LOG_MODULE(zones().scanner);
+
 int scan_folder(const Options& options)
 {
     const std::string& folder = options.folder;
     block_signals();
     Scan scan{options};
     if (const int error = scan.open(folder); error != 0) {
-        SCANNER_LOG(COMMON_LogLevelError, zones().scanner, "Cannot scan %s: %s (%d)",
-                    folder.c_str(), std::strerror(error), error);
+        COMMON_LOG_AT(counted(COMMON_LogLevelError), "Cannot scan %s: %s (%d)", folder.c_str(),
+                      std::strerror(error), error);
         std::fprintf(stderr, "media_scanner: %s: %s\n", folder.c_str(), std::strerror(error));
         return 1;
     }
-    SCANNER_LOG(COMMON_LogLevelNote, zones().scanner, "Scan of %s starts", folder.c_str());
+    COMMON_LOG_AT(counted(COMMON_LogLevelNote), "Scan of %s starts", folder.c_str());
     const std::uint64_t start_ns = COMMON_System_GetTimeByClockId(CLOCK_MONOTONIC);
     Control control{scan, options.interval_ms};
     if (!control.run()) {

@@ -9,6 +9,8 @@
 
 namespace scanner {
 
+COMMON_LOG_MODULE(zones().scanner);
+
 Progress::Progress(const Totals& totals, std::uint32_t interval_ms)
     : totals_{totals}, interval_ms_{interval_ms},
       on_terminal_{isatty(STDERR_FILENO) == 1}, timer_{TMR_New()}
@@ -42,8 +44,8 @@ void Progress::tell(void* argument)
     }
     const std::uint64_t folders = progress->totals_.folders.load();
     const std::uint64_t files = progress->totals_.files.load();
-    SCANNER_LOG(COMMON_LogLevelInfo, zones().scanner,
-                "Progress: %" PRIu64 " folders, %" PRIu64 " files", folders, files);
+    COMMON_LOG_AT(counted(COMMON_LogLevelInfo), "Progress: %" PRIu64 " folders, %" PRIu64 " files",
+                  folders, files);
     if (progress->on_terminal_) {
         std::fprintf(stderr, "\r%" PRIu64 " folders, %" PRIu64 " files ", folders, files);
     }

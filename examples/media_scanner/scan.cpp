@@ -20,6 +20,9 @@
 
 namespace scanner {
 
+/// What is not in here by name is the finder's.
+COMMON_LOG_MODULE(zones().finder);
+
 namespace {
 
 /// So many folders at the start are logged one by one, then only the top-level ones.
@@ -95,7 +98,8 @@ bool Scan::start_threads()
 template <void (Scan::*Work)()>
 bool Scan::start_thread(const std::string& name)
 {
-    SCANNER_LOG(COMMON_LogLevelDebug, zones().scanner, "Thread '%s' starts", name.c_str());
+    COMMON_LOG_IN(LOG_GetModuleName(zones().scanner), counted(COMMON_LogLevelDebug),
+                  "Thread '%s' starts", name.c_str());
     const auto entry = [](void* scan) -> void* {
         (static_cast<Scan*>(scan)->*Work)();
         return nullptr;
@@ -170,8 +174,8 @@ void Scan::find_below(const std::string& top_level)
         std::vector<std::string> below = take_in(std::move(path), std::move(handle));
         std::move(below.begin(), below.end(), std::back_inserter(to_visit));
     }
-    SCANNER_LOG(COMMON_LogLevelInfo, zones().finder, "Found %s with %llu folders",
-                top_level.c_str(), static_cast<unsigned long long>(folders));
+    COMMON_LOG_AT(counted(COMMON_LogLevelInfo), "Found %s with %llu folders", top_level.c_str(),
+                  static_cast<unsigned long long>(folders));
 }
 
 /// Hands a folder to the workers. @return the folders in it.
@@ -215,8 +219,8 @@ void Scan::begin_details()
     // wants it so.
     in_detail_ = level_before_ == COMMON_LogLevelInfo && !options_.level;
     if (in_detail_) {
-        SCANNER_LOG(COMMON_LogLevelNote, zones().finder, "Level Debug and layout %s from here",
-                    options_.layout ? "as before" : "Columns");
+        COMMON_LOG_AT(counted(COMMON_LogLevelNote), "Level Debug and layout %s from here",
+                      options_.layout ? "as before" : "Columns");
         COMMON_Log_FormatSet(options_.layout.value_or(COMMON_LogFormatColumns));
         COMMON_Log_LevelSet(COMMON_LogLevelDebug);
     }
@@ -231,8 +235,8 @@ void Scan::end_details()
     queue_.wait_until_idle();
     COMMON_Log_LevelSet(level_before_);
     COMMON_Log_FormatSet(layout_before_);
-    SCANNER_LOG(COMMON_LogLevelNote, zones().finder, "Level %s and the layout from before again",
-                COMMON_LogLevel_ToString(level_before_));
+    COMMON_LOG_AT(counted(COMMON_LogLevelNote), "Level %s and the layout from before again",
+                  COMMON_LogLevel_ToString(level_before_));
     COMMON_LogDumpLoggerStatus(LOG_GetModuleName(zones().finder));
 }
 
@@ -255,8 +259,9 @@ void Scan::examine(const Folder& folder, MediaNames& media)
     for (LIST_IndexBegin(names); LIST_IsEnd(names) == 0; LIST_IndexNext(names)) {
         readable += examine_entry(folder, static_cast<const char*>(LIST_Get(names)), media) ? 1 : 0;
     }
-    SCANNER_LOG(COMMON_LogLevelDebug, zones().examiner, "Examined %s: %u of %u readable",
-                folder.path.c_str(), readable, LIST_Size(names));
+    COMMON_LOG_IN(LOG_GetModuleName(zones().examiner), counted(COMMON_LogLevelDebug),
+                  "Examined %s: %u of %u readable", folder.path.c_str(), readable,
+                  LIST_Size(names));
 }
 
 /// Counts one entry of a folder. @return whether it can be read.
@@ -282,8 +287,9 @@ bool Scan::examine_entry(const Folder& folder, const char* name, MediaNames& med
         report_unreadable(zones().examiner, joined(folder.path, name), errno);
         return false;
     }
-    SCANNER_LOG(COMMON_LogLevelVerbose, zones().examiner, "%s/%s: %lld bytes", folder.path.c_str(),
-                name, static_cast<long long>(status.st_size));
+    COMMON_LOG_IN(LOG_GetModuleName(zones().examiner), counted(COMMON_LogLevelVerbose),
+                  "%s/%s: %lld bytes", folder.path.c_str(), name,
+                  static_cast<long long>(status.st_size));
     return true;
 }
 
@@ -328,8 +334,8 @@ void Scan::count(const Find& find)
 void Scan::report_unreadable(std::uint32_t zone, const std::string& path, int error)
 {
     finds_.add({.type = Find::Unreadable});
-    SCANNER_LOG(COMMON_LogLevelWarn, zone, "Cannot read %s: %s (%d)", path.c_str(),
-                std::strerror(error), error);
+    COMMON_LOG_IN(LOG_GetModuleName(zone), counted(COMMON_LogLevelWarn), "Cannot read %s: %s (%d)",
+                  path.c_str(), std::strerror(error), error);
 }
 
 }  // namespace scanner

@@ -13,6 +13,8 @@
 
 namespace scanner {
 
+COMMON_LOG_MODULE(zones().scanner);
+
 namespace {
 
 struct FreeVariant {
@@ -94,10 +96,10 @@ void log_totals(const Options& options, const Totals& totals, const char* how_it
 {
     const COMMON_LogFormat_t layout = COMMON_Log_FormatGet();
     COMMON_Log_FormatSet(options.layout.value_or(COMMON_LogFormatLegacy));
-    SCANNER_LOG(COMMON_LogLevelNote, zones().scanner,
-                "Scan of %s %s: %" PRIu64 " folders, %" PRIu64 " files, %" PRIu64 " unreadable",
-                options.folder.c_str(), how_it_went, totals.folders.load(), totals.files.load(),
-                totals.unreadable.load());
+    COMMON_LOG_AT(counted(COMMON_LogLevelNote),
+                  "Scan of %s %s: %" PRIu64 " folders, %" PRIu64 " files, %" PRIu64 " unreadable",
+                  options.folder.c_str(), how_it_went, totals.folders.load(), totals.files.load(),
+                  totals.unreadable.load());
     COMMON_Log_FormatSet(layout);
 }
 

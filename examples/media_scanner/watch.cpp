@@ -4,6 +4,8 @@
 
 namespace scanner {
 
+COMMON_LOG_MODULE(zones().scanner);
+
 Watch::Watch()
     : watchdog_{COMMON_wdm_Init()}, subscriber_{COMMON_wdm_Create_Subscriber(report, nullptr)}
 {
@@ -23,7 +25,7 @@ Watch::~Watch()
 
 void* Watch::report(void* /*unused*/)
 {
-    SCANNER_LOG(COMMON_LogLevelCritical, zones().scanner, "The scan stands still");
+    COMMON_LOG_AT(counted(COMMON_LogLevelCritical), "The scan stands still");
     return nullptr;
 }
 

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "common_log.h"
+#include "common_log_macros.h"
 #include "common_log_settings.h"
 #include "flash_safety.h"
 
@@ -14,14 +14,7 @@ namespace recovery {
 
 namespace {
 
-constexpr char kZone[] = "RECOVERY";
-
-#define RECOVERY_LOG(level, ...)                                                                   \
-    do {                                                                                           \
-        if (COMMON_Log_Acceptable(level)) {                                                        \
-            COMMON_Log_Write(level, 4095, kZone, "recovery.cpp", __func__, __LINE__, __VA_ARGS__); \
-        }                                                                                          \
-    } while (false)
+COMMON_LOG_ZONE("RECOVERY");
 
 constexpr std::uint32_t kQuick = 0;
 constexpr std::uint32_t kDeep = 1;
@@ -91,17 +84,16 @@ int append(const char* mount_point)
 void note_down(const char* mount_point)
 {
     if (FLASHSAFE_MountWritable(kNotesPartition) == 0) {
-        RECOVERY_LOG(COMMON_LogLevelError, "Repair of %s is not noted: %s is not writable",
-                     mount_point, kPartitions[kNotesPartition].mount_point);
+        COMMON_LOG_ERROR("Repair of %s is not noted: %s is not writable", mount_point,
+                         kPartitions[kNotesPartition].mount_point);
         return;
     }
     if (const int error = append(mount_point); error != 0) {
-        RECOVERY_LOG(COMMON_LogLevelError, "Repair of %s is not noted: cannot write %s: %s (%d)",
-                     mount_point, kNotes, std::strerror(error), error);
+        COMMON_LOG_ERROR("Repair of %s is not noted: cannot write %s: %s (%d)", mount_point, kNotes,
+                         std::strerror(error), error);
     }
     if (FLASHSAFE_MountReadOnly(kNotesPartition) == 0) {
-        RECOVERY_LOG(COMMON_LogLevelError, "%s stays writable",
-                     kPartitions[kNotesPartition].mount_point);
+        COMMON_LOG_ERROR("%s stays writable", kPartitions[kNotesPartition].mount_point);
     }
 }
 
@@ -109,8 +101,7 @@ void note_down(const char* mount_point)
 Verdict repair(std::uint32_t index)
 {
     const char* const mount_point = kPartitions[index].mount_point;
-    RECOVERY_LOG(COMMON_LogLevelNote, "Repair of %s starts, and all files on it are lost",
-                 mount_point);
+    COMMON_LOG_NOTE("Repair of %s starts, and all files on it are lost", mount_point);
     const COMMON_LogLevel_t level = COMMON_Log_LevelGet();
     if (level < COMMON_LogLevelDebug) {
         COMMON_Log_LevelSet(COMMON_LogLevelDebug);
@@ -120,15 +111,14 @@ Verdict repair(std::uint32_t index)
     COMMON_Log_LevelSet(level);
     // It is looked at again before it is formatted, and may be found sound this time.
     if (restarted && corrupt == 0) {
-        RECOVERY_LOG(COMMON_LogLevelNote, "%s is sound at a second look and is not formatted",
-                     mount_point);
+        COMMON_LOG_NOTE("%s is sound at a second look and is not formatted", mount_point);
         return Verdict::Sound;
     }
     if (!restarted || check(index) != Verdict::Sound) {
-        RECOVERY_LOG(COMMON_LogLevelCritical, "Repair of %s failed", mount_point);
+        COMMON_LOG_CRITICAL("Repair of %s failed", mount_point);
         return Verdict::Failed;
     }
-    RECOVERY_LOG(COMMON_LogLevelNote, "Repair of %s ended", mount_point);
+    COMMON_LOG_NOTE("Repair of %s ended", mount_point);
     note_down(mount_point);
     return Verdict::Repaired;
 }

@@ -24,12 +24,14 @@ TEST(Library, ProgramInCUsesEveryHeader)
 
 TEST(Library, ProgramOfTheReadmeLogsWhatItCannotRead)
 {
-    const Outcome outcome = run_program({}, {README_PROGRAM});
-    EXPECT_THAT(outcome, exited(1));
+    const Outcome outcome = run_program({}, {README_PROGRAM, "/no/such/file"});
+    EXPECT_THAT(outcome, exited(0));
     EXPECT_EQ(outcome.err, "");
-    EXPECT_THAT(outcome.log,
+    ASSERT_THAT(outcome.log,
                 ElementsAre(said(COMMON_LogLevelWarn, "TUNER", "readme_program.c", "main",
                                  "cannot read /no/such/file: No such file or directory")));
+    EXPECT_EQ(parse_syslogngext(outcome.log[0].text)->line, 9);
+    EXPECT_THAT(run_program({}, {README_PROGRAM, "/"}).log, testing::IsEmpty());
 }
 
 TEST(Library, ThreadsEndWellAfterTheLibraryWasLetGo)

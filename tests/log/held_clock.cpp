@@ -10,6 +10,7 @@ namespace {
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::int64_t kNotHeld = INT64_MIN;
 constinit std::atomic<std::int64_t> held_at_ns{kNotHeld};
+constinit std::atomic<std::int64_t> monotonic_held_at_ns{kNotHeld};
 
 }  // namespace
 
@@ -25,13 +26,20 @@ void move_clock(std::chrono::milliseconds distance)
     held_at_ns += std::chrono::nanoseconds(distance).count();
 }
 
+void hold_monotonic_clock_at(std::int64_t seconds, std::int32_t nanoseconds)
+{
+    monotonic_held_at_ns = seconds * kNanosecondsPerSecond + nanoseconds;
+}
+
 }  // namespace harness
 
 // Found before the C library's own, also by the libraries that the program uses.
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept
 {
-    const std::int64_t held_ns = held_at_ns;
-    if (clock == CLOCK_REALTIME && held_ns != kNotHeld) {
+    const std::int64_t held_ns = clock == CLOCK_REALTIME    ? held_at_ns.load()
+                                 : clock == CLOCK_MONOTONIC ? monotonic_held_at_ns.load()
+                                                            : kNotHeld;
+    if (held_ns != kNotHeld) {
         time->tv_sec = held_ns / kNanosecondsPerSecond;
         time->tv_nsec = static_cast<decltype(time->tv_nsec)>(held_ns % kNanosecondsPerSecond);
         return 0;
