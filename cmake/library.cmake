@@ -62,6 +62,7 @@ add_library(
   platform/futex.cpp
   platform/line_reader.cpp
   platform/short_look.cpp
+  platform/thread_name.cpp
   thread/common_monitor.cpp
   thread/common_mutex.cpp
   thread/common_process.cpp
@@ -144,6 +145,7 @@ set_property(
          log/common_log_parser.cpp
          log/common_log_start.cpp
          platform/line_reader.cpp
+         platform/thread_name.cpp
          thread/common_process.cpp
          thread/common_system.cpp
          timer/detached_thread.cpp

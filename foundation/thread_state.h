@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "platform/thread_name.h"
+
 namespace common {
 
 /// The once-initialisations of the logging group, innermost first: the log facility's runs the
@@ -22,6 +24,8 @@ struct ThreadState {
     bool record_released = false;
     /// The process-wide locks, one bit each, that this thread holds for its fork.
     std::uint8_t locks_for_fork = 0;
+    /// The name that the child of this thread's fork is to have; empty for the thread's own.
+    char name_of_child[kThreadNameSize] = {};
 };
 
 extern constinit thread_local ThreadState thread_state;

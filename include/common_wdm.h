@@ -34,6 +34,9 @@
  * - The monitor and the handlers run in detached threads with the platform's default attributes.
  *   They inherit what threads inherit from the one that called COMMON_wdm_Init(); a handler's
  *   signal mask is the one of that call, too. A handler that blocks delays nobody.
+ * - The monitor and the threads of handlers are named `common-wdm`, where tools show threads by
+ *   name. A thread that a handler starts inherits that, as Linux has it, until it is named itself.
+ *   A child that one of these forks has the name of the process.
  * - A child of fork() has no monitor. There a watchdog watches nothing and starts nothing; the
  *   child may call all functions, and releases its copy with COMMON_wdm_Destroy(). What another
  *   thread was just adding or removing at the moment of the fork may remain allocated there.

@@ -35,6 +35,9 @@
  *   first call for a timer. A callback may fork, too: in the child it runs in a thread that is the
  *   timer's no more, and when it returns there, that thread ends, and the child with it (exit
  *   status 0) unless it has other threads, such as those of timers that it started.
+ * - A timer's threads are named `common-timer`, where tools show threads by name. A thread that a
+ *   callback starts inherits that, as Linux has it, until it is named itself. A child that one of
+ *   these forks has the name of the process: it is found by that name as ever.
  * - A callback may end its thread (pthread_exit(3)); a cancellation takes effect in the callback.
  *
  * Failures are reported under the module TIMER at Error.

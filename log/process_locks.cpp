@@ -1,7 +1,10 @@
 #include "log/process_locks.h"
 
+#include <cstring>
 #include <ctime>
 
+#include "log/thread_record.h"
+#include "platform/thread_name.h"
 #include "platform/timed_lock.h"
 
 namespace common {
@@ -45,10 +48,23 @@ bool took(ProcessLock lock) noexcept
     return (thread_state.locks_for_fork & bit_of(lock)) != 0;
 }
 
+/// A process is known by the name of its first thread. A child of one of the library's threads, or
+/// of one that such a thread has started, would be known by theirs: it gets its parent's name.
+void choose_name_of_child() noexcept
+{
+    char(&name)[kThreadNameSize] = thread_state.name_of_child;
+    std::memset(name, 0, sizeof name);
+    if (has_library_name() && !read_process_name(name)) {
+        const std::string_view captured = log::captured_process_name();
+        captured.copy(name, sizeof name - 1);
+    }
+}
+
 /// Takes every lock that can be had in time, so that a receiver of the log that hangs does not make
 /// forks hang.
 void before_fork() noexcept
 {
+    choose_name_of_child();
     timespec deadline{};
     clock_gettime(CLOCK_MONOTONIC, &deadline);
     deadline.tv_sec += kForkPatience_s;
@@ -76,6 +92,9 @@ void after_fork_in_parent() noexcept
 void after_fork_in_child() noexcept
 {
     fork_count.fetch_add(1, std::memory_order_relaxed);
+    if (thread_state.name_of_child[0] != '\0') {
+        name_own_thread(thread_state.name_of_child);
+    }
     for (std::size_t i = kProcessLockCount; i-- > 0;) {
         const auto lock = static_cast<ProcessLock>(i);
         if (took(lock)) {

@@ -3,6 +3,7 @@
 
 #include "platform/futex.h"
 #include "platform/pause.h"
+#include "platform/thread_name.h"
 #include "timer/common_wdm_queue.h"
 #include "timer/detached_thread.h"
 
@@ -271,6 +272,8 @@ void collect_garbage(COMMON_wdm& watchdog) noexcept
 void* run_monitor(void* argument)
 {
     auto& watchdog = *static_cast<Watchdog*>(argument);
+    // For the threads of handlers, too, which inherit it.
+    name_own_thread(kWatchdogThreadName);
     for (;;) {
         sleep_while_empty(watchdog.record);
         Scan scan;

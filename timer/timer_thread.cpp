@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "log/process_locks.h"
+#include "platform/thread_name.h"
 #include "platform/uncancelled_scope.h"
 
 namespace common::timer {
@@ -252,6 +253,7 @@ void* TimerHandler(void* argument)
         return nullptr;
     }
     const UncancelledScope uncancelled;
+    name_own_thread(kTimerThreadName);
     thread_origin = self->origin;
     TMR& timer = *self->timer;
     timespec deadline{};

@@ -131,7 +131,7 @@
         "__tls_get_addr", "abort", "bsearch", "closedir", "dirfd", "environ", "exit", "feof",    \
         "ferror", "flockfile", "fprintf", "fputs", "funlockfile", "getenv", "getpid", "gettid",  \
         "globfree64", "isprint", "isspace", "memchr", "memcmp", "memcpy", "memmove", "memset",   \
-        "openlog", "optarg", "opterr", "optind", "optopt", "perror", "printf",                   \
+        "openlog", "optarg", "opterr", "optind", "optopt", "perror", "prctl", "printf",          \
         "pthread_attr_destroy", "pthread_exit", "pthread_getspecific", "pthread_self",           \
         "pthread_setcancelstate", "pthread_sigmask", "putchar", "puts", "qsort", "regerror",     \
         "regfree", "setvbuf", "sigfillset", "snprintf", "sprintf", "stderr", "stdout", "strchr", \
