@@ -4,6 +4,7 @@
 #   runtime      what a program needs that runs
 #   development  what a program needs that is compiled, and what a developer needs
 #   tools        commonctl
+#   gdb          what gdb shows of it (cmake/gdb.cmake), in a folder that names the library's
 include(CMakePackageConfigHelpers)
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
   message(FATAL_ERROR "CMAKE_INSTALL_LIBDIR and CMAKE_INSTALL_INCLUDEDIR are given below the prefix")
