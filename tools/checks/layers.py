@@ -51,7 +51,7 @@ def read_rooms(text):
 def room_of(rooms, path):
     """Names the room that a file, relative to the root, belongs to."""
     for name, room in rooms.items():
-        if path.parts[0] == "include":
+        if path.parts[:-1] == ("include",):
             if path.stem in room.headers:
                 return name
         elif any(fnmatchcase(path.as_posix(), pattern) for pattern in room.files):
@@ -78,8 +78,8 @@ def problems(root):
         rooms = read_rooms((root / "ARCHITECTURE.md").read_text())
     except ValueError as error:
         return [f"ARCHITECTURE.md: {error}"]
-    folders = ["include", *sorted({pattern.split("/")[0] for room in rooms.values()
-                                   for pattern in room.files})]
+    folders = sorted({"include", *(pattern.split("/")[0] for room in rooms.values()
+                                   for pattern in room.files)})
     found = []
     inhabited = set()
     for file in (file for folder in folders for file in sorted((root / folder).rglob("*"))
@@ -119,8 +119,9 @@ TABLE = """# A
 | queues | `containers/blockq*` | `blockq` | | locks, containers |
 | containers | `containers/*` | `data` | | group |
 | files | `files/*` | `common` | | containers |
+| layer | `include/plus/*` | | | headers |
 | support | `support/*` | | | |
-| users | `tools/*` | | | support, headers |
+| users | `tools/*` | | | support, layer, headers |
 ## More
 | no | table |
 """
@@ -141,8 +142,10 @@ GOOD = {
     "containers/data.cpp": '#include "data.h"\n#include "log/report.h"\n',
     "containers/blockq.cpp": '#include <common_mutex.h>\n#include "data.h"\n',
     "files/process.cpp": '#include "common.h"\n#include "log/report.h"\n',
+    "include/plus/one.hpp": '#include <common/blockq.h>\n#include "two.hpp"\n',
+    "include/plus/two.hpp": "",
     "support/log_socket.h": "",
-    "tools/x/main.cpp": '#include "log_socket.h"\n#include "x/own.h"\n#include <common/blockq.h>\n',
+    "tools/x/main.cpp": '#include "log_socket.h"\n#include "x/own.h"\n#include <common/blockq.h>\n#include <plus/one.hpp>\n',
     "tools/x/own.h": '#include "common_library.h"\n#include "shared.h"\n',
     "tools/y/shared.h": "",
 }
@@ -174,6 +177,13 @@ BAD = [
     ("support/log_socket.h", '#include "data.h"',
      "support/log_socket.h: support may not include include/data.h (containers)"),
     ("include/novel.h", "", "include/novel.h: belongs to no room"),
+    ("include/other/novel.hpp", "", "include/other/novel.hpp: belongs to no room"),
+    ("include/plus/two.hpp", '#include "log/report.h"',
+     "include/plus/two.hpp: a public header includes log/report.h"),
+    ("include/data.h", '#include "plus/one.hpp"',
+     "include/data.h: containers may not include include/plus/one.hpp (layer)"),
+    ("log/report.h", '#include <plus/one.hpp>',
+     "log/report.h: group may not include include/plus/one.hpp (layer)"),
 ]
 
 
@@ -195,7 +205,7 @@ def self_test():
         assert got == ([expected] if expected else []), f"{changed}, {line!r}: {got}"
     for table, expected in [
             ("", 'no table of rooms with the columns ' + ", ".join(COLUMNS)),
-            (TABLE.replace("| support, headers |", "| suport |"), "users may use suport, which is no room"),
+            (TABLE.replace("| support, layer, headers |", "| suport |"), "users may use suport, which is no room"),
             (TABLE.replace("| locks |", "| locks | x |", 1),
              'no table of rooms with the columns ' + ", ".join(COLUMNS))]:
         got = problems_with({"ARCHITECTURE.md": table})

@@ -1,0 +1,178 @@
+/**
+ * @file thread.hpp
+ * A thread that is always joined, so that its stack is given back (see common_thread.h for what a
+ * COMMON_Thread that ends by itself keeps):
+ *
+ *     commonpp::thread scanner;
+ *     if (!ok(scanner.start([&] { scan(folder); }, {"scanner"}))) { ...
+ *
+ * An exception that leaves what it runs ends the process (std::terminate). Cancellation and
+ * pthread_exit(3) unwind it, where the program is compiled with exceptions.
+ */
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+#include <common/common_thread.h>
+
+#include "detail.hpp"
+#include "status.hpp"
+
+namespace commonpp {
+
+/** The attributes of a thread: those of COMMON_Thread, with its defaults. */
+struct thread_options {
+    const char* name = nullptr; /**< copied, cut at 128 characters; null: "Unnamed-<id>" */
+    std::uint32_t stack_size = COMMON_ThreadStackSizeDefault; /**< bytes; 65535: the platform's */
+    std::uint32_t priority = COMMON_ThreadPriorityDefault;    /**< 10: inherited */
+    COMMON_ThreadSchedule_t schedule = COMMON_ThreadScheduleDefault;
+};
+
+/** A thread, or none. */
+class thread {
+public:
+    thread() noexcept = default;
+    thread(thread&& other) noexcept : work_(std::exchange(other.work_, nullptr)) {}
+    thread& operator=(thread&& other) noexcept
+    {
+        thread(std::move(other)).swap(*this);
+        return *this;
+    }
+    /**
+     * Waits for the end of the thread; not a cancellation point. In the thread itself it lets go of
+     * it: all is given back when the thread ends.
+     */
+    ~thread()
+    {
+        const detail::uncancelled uncancelled;
+        static_cast<void>(join());
+    }
+
+    /** Exchanges what two of them hold. */
+    void swap(thread& other) noexcept { std::swap(work_, other.work_); }
+
+    /**
+     * Starts a thread, with one block for its record and the callable.
+     * @param callable kept by value until the thread is joined, called without arguments in the
+     *        thread. A pointer that it returns is the thread's result; anything else is dropped.
+     * @param options attributes.
+     * @return success; busy when there is a thread that was not joined; failed when the platform
+     *         refuses it, which is reported: there is no thread then.
+     */
+    template <class Callable>
+    status start(Callable&& callable, const thread_options& options = {})
+    {
+        if (work_ != nullptr) {
+            return status::busy;
+        }
+        work* const made =
+            detail::make<work_of<std::decay_t<Callable>>>(std::forward<Callable>(callable));
+        COMMON_Thread_Initialize(&made->record, made->enter, made);
+        if (options.name != nullptr) {
+            COMMON_Thread_SetName(&made->record, options.name);
+        }
+        COMMON_Thread_SetStackSize(&made->record, options.stack_size);
+        COMMON_Thread_SetPriority(&made->record, options.priority);
+        COMMON_Thread_SetSchedule(&made->record, options.schedule);
+        const status started = to_status(COMMON_Thread_Start(&made->record));
+        if (ok(started)) {
+            work_ = made;
+        } else {
+            made->destroy(*made);
+        }
+        return started;
+    }
+
+    /** Tells whether there is a thread that was not joined. */
+    [[nodiscard]] bool joinable() const noexcept { return work_ != nullptr; }
+
+    /**
+     * Waits for the end of the thread and gives all that it held back. A cancellation point, at
+     * which the thread stays joinable.
+     * @param result gets the thread's result, PTHREAD_CANCELED when it was cancelled; may be null.
+     * @return success; not_found when there is none; rejected in the thread itself, which is let go
+     *         of then as by the destructor; failed when the platform refuses it, as for a thread
+     * that waits for the calling one: there is still a thread then.
+     */
+    status join(void** result = nullptr)
+    {
+        if (work_ == nullptr) {
+            return status::not_found;
+        }
+        const pthread_t id = work_->id();
+        if (pthread_equal(id, COMMON_Thread_Self()) != 0) {
+            pthread_detach(id);
+            static thread_local last_owner owner;
+            owner.owned = std::exchange(work_, nullptr);
+            return status::rejected;
+        }
+        if (pthread_join(id, result) != 0) {
+            return status::failed;
+        }
+        work* const ended = std::exchange(work_, nullptr);
+        ended->destroy(*ended);
+        return status::success;
+    }
+
+    /** The C record, still this object's, for its getters, cancellation and signals; or null. */
+    COMMON_Thread* native() const noexcept { return work_ != nullptr ? &work_->record : nullptr; }
+
+private:
+    /** What runs. The record and the id stay readable until the thread is joined. */
+    struct work {
+        COMMON_Thread record;
+        /** Written by the thread before it clears the id of the record. */
+        pthread_t self{};
+        void* (*const enter)(void*);
+        void (*const destroy)(work&);
+
+        work(void* (*enter_with)(void*), void (*destroy_with)(work&)) noexcept
+            : enter(enter_with), destroy(destroy_with)
+        {
+        }
+        pthread_t id() const noexcept
+        {
+            const pthread_t id = COMMON_Thread_GetId(&record);
+            return id != pthread_t{} ? id : self;
+        }
+    };
+
+    template <class Callable>
+    struct work_of : work {
+        template <class Argument>
+        explicit work_of(Argument&& argument)
+            : work(
+                  [](void* given) -> void* {
+                      auto& of = *static_cast<work_of*>(static_cast<work*>(given));
+                      of.self = COMMON_Thread_Self();
+                      if constexpr (std::is_convertible_v<std::invoke_result_t<Callable&>, void*>) {
+                          return of.callable();
+                      } else {
+                          static_cast<void>(of.callable());
+                          return nullptr;
+                      }
+                  },
+                  detail::end<work_of, work>),
+              callable(std::forward<Argument>(argument))
+        {
+        }
+        Callable callable;
+    };
+
+    /** Ends what a thread runs that was let go of: the record is written until the thread ends. */
+    struct last_owner {
+        work* owned = nullptr;
+        ~last_owner()
+        {
+            if (owned != nullptr) {
+                owned->destroy(*owned);
+            }
+        }
+    };
+
+    work* work_ = nullptr;
+};
+
+}  // namespace commonpp
