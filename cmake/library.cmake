@@ -177,6 +177,10 @@ target_link_options(common PRIVATE ${COMMON_LINK_OPTIONS})
 if(NOT COMMON_SANITIZE)
   target_link_options(common PRIVATE -nodefaultlibs -Wl,--no-undefined)
   target_link_libraries(common PRIVATE -lc -lgcc)
+  # On 32-bit ARM, unwind tables name functions of this library, which comes with the C library there.
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_link_libraries(common PRIVATE -lgcc_s)
+  endif()
 endif()
 # <common/timer.h> and <timer.h> both work, in the build tree as installed.
 target_include_directories(
