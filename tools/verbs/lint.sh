@@ -60,7 +60,7 @@ main() {
   step 'layout' lint_format
   step 'shell scripts' lint_shell
   step 'licences' lint_licences
-  for check in exports layers guides never oddities; do
+  for check in exports layers guides never oddities packaging; do
     step "$check: self-test" "tools/checks/$check.py" --self-test
     step "$check" "tools/checks/$check.py"
   done
