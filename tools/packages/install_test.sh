@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
-# install_test.sh FOLDER: installs the packages of FOLDER/<architecture>, uses them, upgrades and removes
-# them, and prints a row for each check. It changes the system, and runs in a private root therefore.
+# install_test.sh FOLDER [ARCH...]: installs the packages of FOLDER/<architecture>, uses them, upgrades and
+# removes them, and prints a row for each check; the libraries of each ARCH are installed next to them. It
+# changes the system, and runs in a private root therefore.
 set -uo pipefail
 
 arch=$(dpkg --print-architecture)
 triplet=$(dpkg-architecture --query DEB_HOST_MULTIARCH)
-folder=$1/$arch
+all=$1
+folder=$all/$arch
+shift
 work=$(mktemp -d)
 passed=0 failed=0
 
@@ -27,6 +30,7 @@ check() {
 # their own work is left out.
 files_of_system() {
   find /etc /opt /srv /usr /var -xdev \( -path '/var/lib/dpkg/status*' -o -path /var/lib/dpkg/triggers \
+    -o -path /var/lib/dpkg/arch \
     -o -path '/var/lib/dpkg/*lock*' -o -path /var/lib/dpkg/updates -o -path '/var/cache/*' \
     -o -path '/var/log/*' -o -name ld.so.cache \) -prune -o -type d -printf '%p\t%y %m\n' \
     -o -printf '%p\t%y %m %s %l\n' | sort
@@ -91,6 +95,15 @@ program_lacks_library() {
   [[ -x $work/by_hand ]] && ! "$work/by_hand" 2>"$work/lacks.txt" && grep 'libcommon\.so\.1' "$work/lacks.txt"
 }
 
+# stand_beside ARCH: the library and its development files, next to those of this machine. What they need of
+# that architecture is not here.
+stand_beside() {
+  dpkg --add-architecture "$1" &&
+    dpkg --force-depends --install "$all/$1"/libcommon1_*.deb "$all/$1"/libcommon-dev_*.deb &&
+    dpkg --verify libcommon1 libcommon-dev "libcommon1:$1" "libcommon-dev:$1" &&
+    dpkg --purge "libcommon1:$1" "libcommon-dev:$1"
+}
+
 is_refused() {
   ! "$@"
 }
@@ -139,6 +152,9 @@ check 'bash completes a sub-command' completes listen commonctl li
 check 'bash completes an option' completes --private-root commonctl listen --p
 check 'bash completes the value of an option' completes 'always auto' commonctl listen --color = a
 check 'the library stays while others need it' is_refused dpkg --remove libcommon1
+for other in "$@"; do
+  check "those of $other can stand beside them" stand_beside "$other"
+done
 check 'packages of a higher version can be made' raise_version "${packages[@]}"
 check 'they are installed over the others' dpkg --install "$work"/next/*.deb
 check 'all have the higher version' versions_are "$next"

@@ -57,7 +57,7 @@ list_packages() {
 }
 
 main() {
-  local archs=() test=0 arch own_arch
+  local archs=() others=() test=0 arch own_arch
   while (($#)); do
     case $1 in
       --arch)
@@ -82,6 +82,8 @@ main() {
   ((!test)) || need "${package_test_packages[@]}"
   own_arch=$(dpkg --print-architecture)
   ((${#archs[@]})) || archs=("$own_arch")
+  # Those of this machine are tried, and the others beside them.
+  ((!test)) || [[ " ${archs[*]} " == *" $own_arch "* ]] || archs=("$own_arch" "${archs[@]}")
   for arch in "${archs[@]}"; do
     if [[ $arch == "$own_arch" ]]; then
       build_packages "$arch"
@@ -94,6 +96,8 @@ main() {
     list_packages "$arch"
   done
   if ((test)); then
-    tools/packages/in_private_root.sh "$build/packages" tools/packages/install_test.sh "$build/packages"
+    mapfile -t others < <(printf '%s\n' "${archs[@]}" | grep -vx "$own_arch")
+    tools/packages/in_private_root.sh "$build/packages" tools/packages/install_test.sh "$build/packages" \
+      "${others[@]}"
   fi
 }
