@@ -20,11 +20,11 @@ enter() {
   for folder in proc sys dev; do
     mount --rbind "/$folder" "$place/root/$folder"
   done
+  mount -t tmpfs -o mode=1777 private-tmp "$place/root/tmp"
   # These may be file systems of their own, which the overlay does not show.
   mkdir -p "$place/root/$PWD" "$place/root/$keep"
   mount --bind "$PWD" "$place/root/$PWD"
   mount --bind "$keep" "$place/root/$keep"
-  mount -t tmpfs -o mode=1777 private-tmp "$place/root/tmp"
   mkdir -p "$place/root/run/changes"
   mount --bind -o ro "$place/upper" "$place/root/run/changes"
   # It may lead to /run, which is another file system, too.
