@@ -100,7 +100,7 @@ program_lacks_library() {
 stand_beside() {
   dpkg --add-architecture "$1" &&
     dpkg --force-depends --install "$all/$1"/libcommon1_*.deb "$all/$1"/libcommon-dev_*.deb &&
-    dpkg --verify libcommon1 libcommon-dev "libcommon1:$1" "libcommon-dev:$1" &&
+    dpkg --verify "libcommon1:$arch" "libcommon-dev:$arch" "libcommon1:$1" "libcommon-dev:$1" &&
     dpkg --purge "libcommon1:$1" "libcommon-dev:$1"
 }
 
