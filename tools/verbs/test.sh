@@ -86,6 +86,23 @@ run_preset() {
   stop_busy
 }
 
+# run_verb VERB: runs "./dev VERB --test", which tells its results on its last line, and adds them.
+run_verb() {
+  local start=$SECONDS verdict='' log=$build/$1-test.txt status=0
+  local passed=0 failed=0 skipped=0
+  printf '\n== %s\n' "$1"
+  ./dev "$1" --test 2>&1 | tee "$log" || status=$?
+  if [[ $(tail -n 1 "$log") =~ ^([0-9]+)\ passed,\ ([0-9]+)\ failed$ ]]; then
+    passed=${BASH_REMATCH[1]} failed=${BASH_REMATCH[2]}
+  fi
+  if ((status != 0 && failed == 0)); then
+    verdict="ended with $status" failed=1
+  elif ((passed + failed == 0)); then
+    verdict='ran no test' failed=1
+  fi
+  add_row "$1" "$start"
+}
+
 # Other work for every core, until stop_busy: one loop that computes, and one that starts processes and
 # writes files, which is what a suite that was started twice would do.
 start_busy() {
@@ -124,11 +141,11 @@ open_to_user() {
 
 main() {
   rm -f "$build/test-totals.txt"
-  local presets=() options=() name='' repeat=1 busy=0 as_user=0 user_command=() preset
+  local presets=() verbs=() options=() name='' repeat=1 busy=0 as_user=0 user_command=() preset verb
   busy_pids=() closed='' # for the end of this script, too
   while (($#)); do
     case $1 in
-      --all) presets+=("${test_presets[@]}") ;;
+      --all) presets+=("${test_presets[@]}") verbs=("${test_verbs[@]}") ;;
       --preset)
         [[ -n ${2-} ]] || die "test --preset takes the name of a preset"
         presets+=("$2")
@@ -161,6 +178,11 @@ main() {
     [[ $preset != tsan ]] || options+=(-L threads)
     run_preset "$preset" "${options[@]}"
     [[ $preset != tsan ]] || options=("${options[@]::${#options[@]}-2}")
+  done
+  # They have no tests by name.
+  [[ -z $name ]] || verbs=()
+  for verb in "${verbs[@]}"; do
+    run_verb "$verb"
   done
 
   printf '\n'
