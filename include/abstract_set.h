@@ -14,11 +14,10 @@
  * entry, too.
  *
  * A pop that finds no entry (of an empty set, or at a cursor that is at the end) gives no value and
- * leaves the ring alone, but still counts the size down: the size of an empty set becomes
- * 4294967295. Test AbsSET_IsEmpty() or AbsSET_IsEnd() first. A set whose size has wrapped takes no
- * push, and clearing or deleting it counts the size down to 0, which takes 4294967295 pops and
- * hands a null value to the release function for each; AbsSET_Initialize() makes it usable again at
- * once.
+ * leaves the ring alone, but still counts the size down: that of an empty set becomes 4294967295.
+ * Test AbsSET_IsEmpty() or AbsSET_IsEnd() first. A set whose size has wrapped takes no push, and
+ * clearing or deleting it counts the size down to 0, which takes 4294967295 pops and hands a null
+ * value to the release function for each; AbsSET_Initialize() makes it usable again at once.
  *
  * Results are AbsSET_Success or another of the codes below. Failures are reported at Error under
  * the module "COMMON"; a null set everywhere with "Bad arguments.". The process is never ended but
@@ -37,8 +36,8 @@ COMMON_BEGIN_DECLS
 
 /** Results of the functions below. */
 enum {
-    AbsSET_Success = 0,
-    AbsSET_BadArguments = 1,
+    AbsSET_Success = 0,      /**< done */
+    AbsSET_BadArguments = 1, /**< a null argument, or what the function says */
     /** A cursor movement that there is not; no function of the interface asks for one. */
     AbsSET_UnknownPosition = 3,
     /** An index that the set does not have, or a cursor step from the end. */

@@ -52,6 +52,7 @@ int32_t BlockQ_Destroy(BlockQ* q);
 
 /**
  * Adds bytes, without waiting for space.
+ * @param q the queue.
  * @param data at least `len` bytes.
  * @param len bytes; 0 stores nothing and wakes a waiting thread, which goes on waiting.
  * @return how many were stored: `len`, or the free space if that is less; 0 when q is null.
@@ -61,6 +62,7 @@ COMMON_MUST_USE uint32_t BlockQ_Add(BlockQ* q, const void* data, uint32_t len);
 /**
  * Takes bytes out, oldest first; waits, without a limit, until there is at least one. A
  * cancellation point while it waits, where no lock of the queue is kept.
+ * @param q the queue.
  * @param dst room for `len` bytes.
  * @param len bytes at most. 0 never returns, whatever is added: none is ever read.
  * @return how many were taken: from 1 to `len`, without waiting for more; 0 when q is null.

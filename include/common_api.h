@@ -18,7 +18,9 @@
 #include <stdint.h>
 
 #if defined(__GNUC__)
+/** What follows is visible to other objects, whatever the flags say. */
 #define COMMON_PUSH_VISIBILITY _Pragma("GCC visibility push(default)")
+/** Ends COMMON_PUSH_VISIBILITY. */
 #define COMMON_POP_VISIBILITY _Pragma("GCC visibility pop")
 #else
 #define COMMON_PUSH_VISIBILITY
@@ -30,6 +32,7 @@
 #define COMMON_BEGIN_DECLS            \
     COMMON_PUSH_VISIBILITY extern "C" \
     {
+/** Ends COMMON_BEGIN_DECLS. */
 #define COMMON_END_DECLS \
     }                    \
     COMMON_POP_VISIBILITY

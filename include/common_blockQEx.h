@@ -52,6 +52,7 @@ int32_t COMMON_BlockQEx_Destroy(COMMON_BlockQEx* q);
 
 /**
  * Adds bytes, without waiting for space. A signal that fails is reported; the bytes are stored.
+ * @param q the queue.
  * @param data at least `len` bytes.
  * @param len bytes; 0 stores nothing and signals.
  * @return how many were stored: `len`, or the free space if that is less; 0 when q is null or the
@@ -62,6 +63,7 @@ COMMON_MUST_USE uint32_t COMMON_BlockQEx_Add(COMMON_BlockQEx* q, const void* dat
 /**
  * Takes bytes out, oldest first; waits, without a limit, until there is at least one. What is left
  * behind, because `len` is less, wakes nobody else.
+ * @param q the queue.
  * @param dst room for `len` bytes.
  * @param len bytes at most. 0 never returns, whatever is added: none is ever read.
  * @return how many were taken: from 1 to `len`, without waiting for more; 0 when q is null or the

@@ -50,6 +50,7 @@ void COMMON_Debug_Write(FILE* stream, const char* file, const char* function, in
 
 /**
  * COMMON_Debug_Write() with the values as a list.
+ * @param stream, file, function, line, format as there.
  * @param args the values of the format; undefined afterwards, as after vprintf(3).
  */
 void COMMON_Debug_WriteV(FILE* stream, const char* file, const char* function, int32_t line,

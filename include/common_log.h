@@ -58,6 +58,7 @@ COMMON_BEGIN_DECLS
 /** Severity of a record: a lower number is more severe. */
 typedef uint32_t COMMON_LogLevel_t;
 
+/** Values of COMMON_LogLevel_t. */
 enum {
     COMMON_LogLevelFatal = 0,    /**< system log priority LOG_EMERG */
     COMMON_LogLevelCritical = 1, /**< LOG_CRIT */
@@ -103,17 +104,21 @@ typedef void (*COMMON_LogHandler_t)(int32_t level, const char* zoneName, const c
                                     const char* function, int32_t line, const char* format,
                                     va_list args);
 
-/** Texts of the levels, as COMMON_LogLevel_ToString() gives them and the settings accept them. */
-extern const char COMMON_LogLevel_stringFatal[];
-extern const char COMMON_LogLevel_stringCritical[];
-extern const char COMMON_LogLevel_stringError[];
-extern const char COMMON_LogLevel_stringWarn[];
-extern const char COMMON_LogLevel_stringNote[];
-extern const char COMMON_LogLevel_stringInfo[];
-extern const char COMMON_LogLevel_stringDebug[];
-extern const char COMMON_LogLevel_stringVerbose[];
+/**
+ * @name Texts of the levels, as COMMON_LogLevel_ToString() gives them and the settings accept them.
+ * @{
+ */
+extern const char COMMON_LogLevel_stringFatal[];    /**< "Fatal" */
+extern const char COMMON_LogLevel_stringCritical[]; /**< "Critical" */
+extern const char COMMON_LogLevel_stringError[];    /**< "Error" */
+extern const char COMMON_LogLevel_stringWarn[];     /**< "Warn" */
+extern const char COMMON_LogLevel_stringNote[];     /**< "Note" */
+extern const char COMMON_LogLevel_stringInfo[];     /**< "Info" */
+extern const char COMMON_LogLevel_stringDebug[];    /**< "Debug" */
+extern const char COMMON_LogLevel_stringVerbose[];  /**< "Verbose" */
 /** "Default": as a setting it stands for Info. */
 extern const char COMMON_LogLevel_stringDefault[];
+/** @} */
 
 /** The empty zone name. */
 extern const char COMMON_Log_zoneDefault[];
@@ -145,6 +150,7 @@ void COMMON_Log_Write(COMMON_LogLevel_t level, uint32_t zone, const char* zoneNa
 /**
  * COMMON_Log_Write() with the values as a list. The built-in handler writes nothing for a null
  * format. Ends the process ("0 != logger.handler") should no handler be installed.
+ * @param level, zone, zoneName, file, function, line, format as there.
  * @param args the values of the format; undefined afterwards, as after vprintf(3).
  */
 void COMMON_Log_WriteV(COMMON_LogLevel_t level, uint32_t zone, const char* zoneName,

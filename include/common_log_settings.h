@@ -46,10 +46,11 @@ COMMON_BEGIN_DECLS
 /** Peakload control, and the choice of one of the levels that it works with. */
 typedef uint32_t COMMON_LogPeakloadControl_t;
 
+/** Values of COMMON_LogPeakloadControl_t. */
 enum {
-    COMMON_LogPeakloadControlNone = 0,
-    COMMON_LogPeakloadControlOff = 1,
-    COMMON_LogPeakloadControlOn = 2
+    COMMON_LogPeakloadControlNone = 0, /**< no control, the default; or the current level */
+    COMMON_LogPeakloadControlOff = 1,  /**< normal operation, or its level */
+    COMMON_LogPeakloadControlOn = 2    /**< peak load, or its level */
 };
 
 /** Tells whether each thread keeps its record. @return the setting: 1 yes, 0 no. */

@@ -25,6 +25,7 @@ COMMON_BEGIN_DECLS
  */
 typedef int32_t COMMON_MutexType_t;
 
+/** Values of COMMON_MutexType_t. */
 enum {
     COMMON_MutexTypeNormal = 0,        /**< waits for ever */
     COMMON_MutexTypeErrorChecking = 1, /**< refuses, which is reported */
@@ -35,6 +36,7 @@ enum {
 /** Whose priority the holder runs with. */
 typedef int32_t COMMON_MutexProtocol_t;
 
+/** Values of COMMON_MutexProtocol_t. */
 enum {
     /** Nothing asked of the platform: its default protocol stays, whatever the name says. */
     COMMON_MutexProtocolInherited = 0,
@@ -66,17 +68,19 @@ COMMON_MUST_USE COMMON_Mutex* COMMON_Mutex_New(void) COMMON_NEVER_NULL;
  */
 void COMMON_Mutex_Initialize(COMMON_Mutex* mutex);
 
-/** Stores the priority ceiling. @param ceiling unchecked; 0: none. */
+/** Stores the priority ceiling. @param mutex the record. @param ceiling unchecked; 0: none. */
 void COMMON_Mutex_SetPriorityCeiling(COMMON_Mutex* mutex, int32_t ceiling);
-/** Stores the protocol. @param protocol unchecked: COMMON_Mutex_Commit() reports a wrong one. */
+/** Stores the protocol. @param mutex the record. @param protocol unchecked: COMMON_Mutex_Commit()
+ * reports a wrong one. */
 void COMMON_Mutex_SetProtocol(COMMON_Mutex* mutex, COMMON_MutexProtocol_t protocol);
-/** Stores whether it is recursive. @param recursive boolean. A type other than Default overrides.
- */
+/** Stores whether it is recursive. @param mutex the record. @param recursive boolean. A type other
+ * than Default overrides. */
 void COMMON_Mutex_SetRecursive(COMMON_Mutex* mutex, uint32_t recursive);
-/** Stores whether processes share it. @param shared boolean; the record is in shared memory then.
- */
+/** Stores whether processes share it. @param mutex the record. @param shared boolean; the record is
+ * in shared memory then. */
 void COMMON_Mutex_SetShared(COMMON_Mutex* mutex, uint32_t shared);
-/** Stores the type. @param type unchecked: COMMON_Mutex_Commit() reports a wrong one. */
+/** Stores the type. @param mutex the record. @param type unchecked: COMMON_Mutex_Commit() reports a
+ * wrong one. */
 void COMMON_Mutex_SetType(COMMON_Mutex* mutex, COMMON_MutexType_t type);
 
 /** Gives the priority ceiling. @return as stored. */

@@ -18,13 +18,13 @@ COMMON_BEGIN_DECLS
 
 /** A process. */
 typedef struct COMMON_Process {
-    uint32_t id;
+    uint32_t id;           /**< the process id */
     char path[257];        /**< "/proc/<id>/status" */
     char buffer[256];      /**< holds the name, zero-terminated */
     uint32_t bufferLength; /**< length of the text in the buffer */
     const char* name;      /**< the name, in a buffer of this or another record */
-    uint32_t nameLength;
-    uint32_t loaded; /**< 1 after a successful load */
+    uint32_t nameLength;   /**< bytes, without the terminating zero */
+    uint32_t loaded;       /**< 1 after a successful load */
 } COMMON_Process;
 
 /** An empty record, to initialise others with or compare them to: id 0, path "/proc/0". */

@@ -101,6 +101,7 @@ int32_t COMMON_sync_wait(COMMON_sync* sync);
 
 /**
  * Locks, waiting until a deadline at most.
+ * @param sync the object.
  * @param deadline real-time clock, absolute.
  * @return 0; EINVAL, also for a null deadline; EACCES, at once, when the caller is the owner;
  *         ETIMEDOUT; EINTR.
@@ -111,6 +112,7 @@ COMMON_MUST_USE COMMON_64_BIT_TIMES int32_t COMMON_sync_timedlock(COMMON_sync* s
 /**
  * Lets the lock go, waits for a signal until a deadline at most and locks again, however long that
  * takes and whatever ended the wait.
+ * @param sync the object.
  * @param deadline real-time clock, absolute.
  * @return 0; EINVAL, also for a null deadline; EACCES, at once, when the caller is not the owner;
  * the error of locking again, without the lock; or how the wait ended: ETIMEDOUT or EINTR.

@@ -32,16 +32,21 @@ COMMON_BEGIN_DECLS
 /** Scheduling policy, with the numbers of the platform. */
 typedef uint32_t COMMON_ThreadSchedule_t;
 
+/** Values of COMMON_ThreadSchedule_t. */
 enum {
-    COMMON_ThreadScheduleOther = 0,
-    COMMON_ThreadScheduleFifo = 1,
-    COMMON_ThreadScheduleRoundRobin = 2
+    COMMON_ThreadScheduleOther = 0,     /**< SCHED_OTHER: the platform's ordinary one */
+    COMMON_ThreadScheduleFifo = 1,      /**< SCHED_FIFO */
+    COMMON_ThreadScheduleRoundRobin = 2 /**< SCHED_RR */
 };
 
 /** Whether a thread can be joined. */
 typedef uint32_t COMMON_ThreadDetach_t;
 
-enum { COMMON_ThreadDetachJoinable = 0, COMMON_ThreadDetachDetached = 1 };
+/** Values of COMMON_ThreadDetach_t. */
+enum {
+    COMMON_ThreadDetachJoinable = 0, /**< whoever joins it gets its result and its resources */
+    COMMON_ThreadDetachDetached = 1  /**< releases its resources when it ends */
+};
 
 /** Attribute values of a new record. They are also what the getters give for a null record. */
 enum {
@@ -49,6 +54,7 @@ enum {
     COMMON_ThreadPriorityDefault = 10,
     /** No stack size set: the platform's default. */
     COMMON_ThreadStackSizeDefault = 65535,
+    /** Round robin, once a priority is set. */
     COMMON_ThreadScheduleDefault = COMMON_ThreadScheduleRoundRobin,
     /** Longest name kept, without its terminating zero. */
     COMMON_ThreadNameLength = 128
@@ -144,6 +150,7 @@ STATUS COMMON_Thread_Cancel(COMMON_Thread* thread);
 
 /**
  * Sends a signal to a thread.
+ * @param thread the record.
  * @param signal a signal number; 0 only checks.
  * @return STATUS_SUCCESS, STATUS_FAILED (platform error; also when no thread runs) or
  *         STATUS_INVALID_PARAM (null record).
@@ -195,6 +202,7 @@ void COMMON_Thread_SetStackSize(COMMON_Thread* thread, uint32_t stackSize);
 
 /**
  * Stores the name in the record; the operating system is not told.
+ * @param thread the record.
  * @param name cut at 128 characters.
  * @return STATUS_SUCCESS, or STATUS_INVALID_PARAM for a null argument.
  */

@@ -57,11 +57,11 @@ typedef void* (*COMMON_wdm_Handler_t)(void* argument);
 
 /** A subscriber. Use the functions below rather than the fields. */
 typedef struct COMMON_wdm_Subscriber {
-    uint32_t deadline;     /**< monotonic seconds; set by the first tickle */
-    uint32_t unsubscribed; /**< 0 or 1 */
-    uint32_t fired;        /**< 0 or 1 */
-    COMMON_wdm_Handler_t handler;
-    void* argument;
+    uint32_t deadline;            /**< monotonic seconds; set by the first tickle */
+    uint32_t unsubscribed;        /**< 0 or 1 */
+    uint32_t fired;               /**< 0 or 1 */
+    COMMON_wdm_Handler_t handler; /**< started when the time is over, or null */
+    void* argument;               /**< handed to the handler */
     /* private */
     uint32_t holders; /**< its client and the nodes that lead to it: the last one frees it */
 } COMMON_wdm_Subscriber;
@@ -76,8 +76,8 @@ typedef struct COMMON_wdm_Node {
 
 /** A watchdog. Use the functions below rather than the fields. */
 typedef struct COMMON_wdm {
-    COMMON_wdm_Node* head;
-    COMMON_wdm_Node* tail;
+    COMMON_wdm_Node* head;  /**< the first node */
+    COMMON_wdm_Node* tail;  /**< the node that was added last */
     COMMON_wdm_Node anchor; /**< first and last node of an empty queue */
     sem_t wake;             /**< the monitor sleeps on it while nobody is subscribed */
     /* private */

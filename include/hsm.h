@@ -60,16 +60,16 @@ typedef HsmEvent (*HsmHandler)(Hsm* machine, HsmEvent event);
 
 /** A state. */
 struct State {
-    State* super; /**< null for the top state */
-    HsmHandler handler;
-    const char* name;
+    State* super;       /**< null for the top state */
+    HsmHandler handler; /**< is offered its events */
+    const char* name;   /**< not owned */
 };
 
 /** A machine. Between dispatches `next` is null. */
 struct Hsm {
-    const char* name;
-    State* current;
-    State* next; /**< target of the transition in progress, or null */
+    const char* name; /**< not owned */
+    State* current;   /**< the innermost state that it is in */
+    State* next;      /**< target of the transition in progress, or null */
     /** The state whose handler runs, also for start and entry events. While states are left it
      * stays where the event is handled. */
     State* source;
@@ -131,6 +131,7 @@ void HsmStateTran_(Hsm* machine, State* target);
 /**
  * A step of HsmStateTran_(), for handlers that need it: leaves the substates of the state whose
  * handler runs, and then more states.
+ * @param machine the machine.
  * @param toLca how many states to leave from that state on; 0 leaves only its substates.
  */
 void HsmExit_(Hsm* machine, uint8_t toLca);

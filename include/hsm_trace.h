@@ -27,6 +27,7 @@ COMMON_BEGIN_DECLS
 /** Which engine a machine and its states are of. */
 typedef uint32_t HsmEngine;
 
+/** Values of HsmEngine. */
 enum {
     HsmEngineHsm = 0,  /**< Hsm and State of hsm.h */
     HsmEngineLsHsm = 1 /**< ls_hsm_t and ls_hsm_state_t of ls_hsm.h */
@@ -35,6 +36,7 @@ enum {
 /** What a transition was taken for. */
 typedef uint32_t HsmCause;
 
+/** Values of HsmCause. */
 enum {
     HsmCauseEvent = 0, /**< an event of the application */
     HsmCauseStart = 1  /**< a start or init event: an initial transition */
@@ -42,10 +44,10 @@ enum {
 
 /** A transition, as the hook is told. */
 typedef struct HsmTransition {
-    HsmEngine engine;
-    HsmCause cause;
-    const void* machine;
-    const char* machineName;
+    HsmEngine engine;        /**< of the machine and its states */
+    HsmCause cause;          /**< what it was taken for */
+    const void* machine;     /**< an Hsm or ls_hsm_t */
+    const char* machineName; /**< its own text */
     /**
      * The state that handled the event, which may be above the current one. For a transition that
      * is given another target on its way, the state whose callback did that.
@@ -93,22 +95,26 @@ const char* HsmTraceStateName(HsmEngine engine, const void* state);
 const void* HsmTraceStateParent(HsmEngine engine, const void* state);
 
 /** Room in a recorder, and the parent of the outermost state in it. */
-enum { HsmRecorderStates = 64, HsmRecorderTransitions = 256, HsmRecorderNone = 0xFFFF };
+enum {
+    HsmRecorderStates = 64,       /**< states at most */
+    HsmRecorderTransitions = 256, /**< transitions at most */
+    HsmRecorderNone = 0xFFFF      /**< no parent */
+};
 
 /** A state that was seen. */
 typedef struct HsmSeenState {
-    const void* state;
-    const char* name;
-    uint32_t parent; /**< its place in `states`, before this one; or HsmRecorderNone */
+    const void* state; /**< as told */
+    const char* name;  /**< its own text, not copied */
+    uint32_t parent;   /**< its place in `states`, before this one; or HsmRecorderNone */
 } HsmSeenState;
 
 /** A transition that was seen: each one once for a from, to, cause and event. */
 typedef struct HsmSeenTransition {
-    uint32_t from; /**< place in `states` */
-    uint32_t to;   /**< place in `states` */
-    HsmCause cause;
-    uint32_t count; /**< how often it was seen */
-    uintptr_t event;
+    uint32_t from;         /**< place in `states` */
+    uint32_t to;           /**< place in `states` */
+    HsmCause cause;        /**< what it was taken for */
+    uint32_t count;        /**< how often it was seen */
+    uintptr_t event;       /**< as told */
     const char* eventName; /**< null when the event has none */
 } HsmSeenTransition;
 
@@ -128,15 +134,15 @@ typedef const char* (*HsmEventName)(uintptr_t event);
  * driven. Names of states are kept, not copied.
  */
 typedef struct HsmRecorder {
-    HsmTrace trace; /**< for HsmTraceSet() */
-    const void* machine;
-    const char* machineName; /**< null until a transition was seen */
-    HsmEventName eventName;
-    uint32_t stateCount;
-    uint32_t transitionCount;
-    uint32_t dropped; /**< transitions that there was no room for */
-    HsmSeenState states[HsmRecorderStates];
-    HsmSeenTransition transitions[HsmRecorderTransitions];
+    HsmTrace trace;                         /**< for HsmTraceSet() */
+    const void* machine;                    /**< the one that is recorded */
+    const char* machineName;                /**< null until a transition was seen */
+    HsmEventName eventName;                 /**< names the events, or null */
+    uint32_t stateCount;                    /**< states seen */
+    uint32_t transitionCount;               /**< transitions seen */
+    uint32_t dropped;                       /**< transitions that there was no room for */
+    HsmSeenState states[HsmRecorderStates]; /**< parents first */
+    HsmSeenTransition transitions[HsmRecorderTransitions]; /**< in the order of their first time */
 } HsmRecorder;
 
 /**
@@ -151,6 +157,7 @@ void HsmRecorderInit(HsmRecorder* recorder, const void* machine, HsmEventName ev
 
 /**
  * Writes what was seen as a Mermaid state diagram (stateDiagram-v2), nested as the states are.
+ * @param recorder the record.
  * @param text gets at most size - 1 bytes and a terminating zero; may be null when size is 0.
  * @param size bytes of text.
  * @return the bytes of the whole text without the terminating zero: it was cut when that is not
@@ -160,7 +167,7 @@ uint32_t HsmRecorderToMermaid(const HsmRecorder* recorder, char* text, uint32_t 
 
 /**
  * Writes what was seen as Graphviz DOT text, nested as the states are: "dot -Tsvg" draws it.
- * @param text, size as for HsmRecorderToMermaid().
+ * @param recorder, text, size as for HsmRecorderToMermaid().
  * @return as for HsmRecorderToMermaid().
  */
 uint32_t HsmRecorderToDot(const HsmRecorder* recorder, char* text, uint32_t size);

@@ -19,7 +19,7 @@ COMMON_BEGIN_DECLS
 
 /** A node: one data word in its place. */
 typedef struct ListLight_Node {
-    void* data;
+    void* data;                  /**< not owned */
     struct ListLight_Node* next; /**< null behind the last one */
 } ListLight_Node;
 

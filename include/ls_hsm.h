@@ -58,8 +58,8 @@ enum {
     LS_HSM_HOOK_BUSY = 4
 };
 
-typedef struct ls_hsm ls_hsm_t;
-typedef struct ls_hsm_state ls_hsm_state_t;
+typedef struct ls_hsm ls_hsm_t;             /**< a machine */
+typedef struct ls_hsm_state ls_hsm_state_t; /**< a state */
 
 /** An event as callbacks get it, valid during the call. */
 typedef struct ls_hsm_event {
@@ -100,16 +100,16 @@ typedef int (*ls_hsm_hook_t)(ls_hsm_t* machine, uint32_t code, ls_hsm_state_t* s
 
 /** A state. Set it up by ls_hsm_state_init(). */
 struct ls_hsm_state {
-    ls_hsm_state_t* parent; /**< null only for a master state */
-    ls_hsm_callback_t callback;
-    const char* name;
-    int32_t depth; /**< the parent's and 1; 0 for a master state */
+    ls_hsm_state_t* parent;     /**< null only for a master state */
+    ls_hsm_callback_t callback; /**< is offered its events */
+    const char* name;           /**< not owned */
+    int32_t depth;              /**< the parent's and 1; 0 for a master state */
 };
 
 /** A machine. Set it up by ls_hsm_init(). */
 struct ls_hsm {
-    void* userData;
-    const char* name;
+    void* userData;                  /**< handed to every callback and to the hook */
+    const char* name;                /**< not owned */
     ls_hsm_state_t* origin;          /**< current when the running, or latest, transition began */
     ls_hsm_state_t* current;         /**< written atomically once the machine is started */
     ls_hsm_state_t* target;          /**< of the pending transition, or null */

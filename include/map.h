@@ -36,8 +36,8 @@ typedef struct Map {
 
 /** A key and its value. */
 typedef struct Map_Pair {
-    void* key;
-    void* value;
+    void* key;   /**< not owned */
+    void* value; /**< not owned */
 } Map_Pair;
 
 /** A place in a map. */

@@ -21,7 +21,12 @@ COMMON_BEGIN_DECLS
 /** Result of MEM_Compare(). */
 typedef uint32_t MEM_CompareResult;
 
-enum { MEM_CompareEqual = 1, MEM_CompareLess = 2, MEM_CompareGreater = 3 };
+/** Values of MEM_CompareResult. */
+enum {
+    MEM_CompareEqual = 1,  /**< all bytes are the same */
+    MEM_CompareLess = 2,   /**< the first one that differs is less in the first block */
+    MEM_CompareGreater = 3 /**< the first one that differs is greater in the first block */
+};
 
 /**
  * Allocates a block; its content is undefined.

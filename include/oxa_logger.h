@@ -21,12 +21,12 @@ COMMON_BEGIN_DECLS
 
 /** Module ids that the library itself logs under. */
 enum {
-    LOG_MODULE_GENERIC = 0,
-    LOG_MODULE_TIMER = 15,
-    LOG_MODULE_MALLOC = 16,
-    LOG_MODULE_CLDES = 17,
-    LOG_MODULE_COMMON = 26,
-    LOG_MODULE_UTILS = 63
+    LOG_MODULE_GENERIC = 0, /**< GENERIC */
+    LOG_MODULE_TIMER = 15,  /**< TIMER */
+    LOG_MODULE_MALLOC = 16, /**< MALLOC */
+    LOG_MODULE_CLDES = 17,  /**< CLDES */
+    LOG_MODULE_COMMON = 26, /**< COMMON */
+    LOG_MODULE_UTILS = 63   /**< UTILS */
 };
 
 /** Counts the names in use. @return 219 at start, at most 251. */

@@ -42,20 +42,24 @@ COMMON_BEGIN_DECLS
 
 /** What a variant holds. */
 enum {
-    OXAVAR_TYPE_NONE = 0,
-    OXAVAR_TYPE_INT = 1,
-    OXAVAR_TYPE_FLOAT = 2,
-    OXAVAR_TYPE_STRING = 3,
-    OXAVAR_TYPE_PVOID = 4,
-    OXAVAR_TYPE_ARRAY = 5
+    OXAVAR_TYPE_NONE = 0,   /**< nothing */
+    OXAVAR_TYPE_INT = 1,    /**< an integer of 32 bits */
+    OXAVAR_TYPE_FLOAT = 2,  /**< a float of 32 bits */
+    OXAVAR_TYPE_STRING = 3, /**< a text */
+    OXAVAR_TYPE_PVOID = 4,  /**< an opaque pointer */
+    OXAVAR_TYPE_ARRAY = 5   /**< an array of variants */
 };
 
 /** Arrays inside one another that COMMON_OXAVarDeserializeBounded() accepts, the outermost one
  * counted. */
-enum { OXAVAR_DEPTH_MAX = 64 };
+enum {
+    OXAVAR_DEPTH_MAX = 64 /**< arrays */
+};
 
 /** Size of the text that COMMON_OXAVarToString() gives, with its terminator. */
-enum { OXAVAR_TEXT_SIZE = 1024 };
+enum {
+    OXAVAR_TEXT_SIZE = 1024 /**< bytes */
+};
 
 /** A variant: three words, of which the last is as wide as a pointer. All zero is empty. */
 typedef struct COMMON_OXAVar {
@@ -68,7 +72,7 @@ typedef struct COMMON_OXAVar {
         char* text;                     /**< OXAVAR_TYPE_STRING: owned, may be null */
         void* pointer;                  /**< OXAVAR_TYPE_PVOID: not owned */
         struct COMMON_OXAVar* elements; /**< OXAVAR_TYPE_ARRAY: owned, null when count is 0 */
-    } value;
+    } value;                            /**< what it holds */
 } COMMON_OXAVar;
 
 /**

@@ -35,10 +35,10 @@ typedef ListLight* SubExps;
 
 /** A compiled expression. The fields are for RegExp_ functions only. */
 typedef struct RegExp {
-    regex_t expression;
-    uint32_t position; /**< where in the text the next stepwise match is looked for, in bytes */
-    SubExps subexps;   /**< the texts of the last stepwise match, owned */
-    char* result;      /**< of the last replacement, owned; null before the first one */
+    regex_t expression; /**< the platform's */
+    uint32_t position;  /**< where in the text the next stepwise match is looked for, in bytes */
+    SubExps subexps;    /**< the texts of the last stepwise match, owned */
+    char* result;       /**< of the last replacement, owned; null before the first one */
 } RegExp;
 
 /**

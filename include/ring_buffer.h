@@ -26,6 +26,7 @@ typedef struct RingBuf {
 
 /**
  * Sets up an empty ring.
+ * @param rb the ring.
  * @param storage `capacity` bytes, which stay the caller's and must outlive the ring's use.
  * @param capacity bytes.
  */
@@ -36,14 +37,18 @@ void ringBufFlush(RingBuf* rb);
 
 /**
  * Stores as many bytes as fit.
+ * @param rb the ring.
  * @param src at least `len` bytes.
+ * @param len bytes.
  * @return how many were stored: `len`, or the free space if that is less.
  */
 COMMON_MUST_USE uint32_t ringWriteData(RingBuf* rb, const void* src, uint32_t len);
 
 /**
  * Takes bytes out, oldest first.
+ * @param rb the ring.
  * @param dst room for `len` bytes.
+ * @param len bytes.
  * @return how many were taken: `len`, or those held if that is less.
  */
 COMMON_MUST_USE uint32_t ringReadData(RingBuf* rb, void* dst, uint32_t len);
@@ -53,13 +58,15 @@ COMMON_MUST_USE uint32_t ringPeekData(const RingBuf* rb, void* dst, uint32_t len
 
 /**
  * Shows the oldest bytes where they are. Use ringBufDelete() when they are done with.
+ * @param rb the ring.
  * @param out_ptr gets the address of the oldest byte.
  * @param in_out_len in: how many bytes are wanted; out: how many can be read from there on, which
  *        ends where the storage does, even when more bytes are held.
  */
 void ringGetDataPtr(const RingBuf* rb, uint8_t** out_ptr, uint32_t* in_out_len);
 
-/** Drops the oldest bytes. @param n how many; all when fewer are held. Frees nothing. */
+/** Drops the oldest bytes. @param rb the ring. @param n how many; all when fewer are held. Frees
+ * nothing. */
 void ringBufDelete(RingBuf* rb, uint32_t n);
 
 COMMON_END_DECLS

@@ -17,77 +17,80 @@ COMMON_BEGIN_DECLS
 /** Result of an operation: one of the STATUS_ values. */
 typedef uint32_t STATUS;
 
+/** Values of STATUS, with the texts of StatusToStr(). */
 enum {
-    STATUS_SUCCESS = 100,
-    STATUS_BUSY = 101,
-    STATUS_COMMUNICATION_FAILURE = 102,
-    STATUS_DISCONNECTED = 103,
-    STATUS_FAILED = 104,
-    STATUS_PENDING = 105,
-    STATUS_NO_RESOURCES = 106,
-    STATUS_NOT_FOUND = 107,
-    STATUS_NOT_SUPPORTED = 108,
-    STATUS_IN_PROGRESS = 109,
-    STATUS_REJECTED = 110,
-    STATUS_USER_TERMINATED = 111,
-    STATUS_VERIFY_FAILED = 112,
-    STATUS_INVALID_HANDLE = 113,
+    STATUS_SUCCESS = 100,               /**< "Success" */
+    STATUS_BUSY = 101,                  /**< "Busy" */
+    STATUS_COMMUNICATION_FAILURE = 102, /**< "Communication Failure" */
+    STATUS_DISCONNECTED = 103,          /**< "Disconnected" */
+    STATUS_FAILED = 104,                /**< "Failed" */
+    STATUS_PENDING = 105,               /**< "Pending" */
+    STATUS_NO_RESOURCES = 106,          /**< "No Resources" */
+    STATUS_NOT_FOUND = 107,             /**< "Not Found" */
+    STATUS_NOT_SUPPORTED = 108,         /**< "Not Supported" */
+    STATUS_IN_PROGRESS = 109,           /**< "In Progress" */
+    STATUS_REJECTED = 110,              /**< "Rejected" */
+    STATUS_USER_TERMINATED = 111,       /**< "User-Terminated" */
+    STATUS_VERIFY_FAILED = 112,         /**< "Verify Failed" */
+    STATUS_INVALID_HANDLE = 113,        /**< "Invalid Handle" */
     /** What StatusStrToStatus() gives for text it does not know. It has no display text. */
     STATUS_UNRECOGNISED = 114,
-    STATUS_AUTH_FAILED = 115,
-    STATUS_COMPLETE = 116,
-    STATUS_DISALLOWED = 117,
-    STATUS_INCOMPATIBLE_VERSION = 118,
-    STATUS_DEVICE_ERROR = 119,
-    STATUS_INVALID_PARAM = 120,
-    STATUS_TIMEOUT = 121,
-    STATUS_SECURITY_BLOCK = 122,
-    STATUS_NO_FIRST_VALUE = 123
+    STATUS_AUTH_FAILED = 115,          /**< "Authentication Failed" */
+    STATUS_COMPLETE = 116,             /**< "Complete" */
+    STATUS_DISALLOWED = 117,           /**< "Disallowed" */
+    STATUS_INCOMPATIBLE_VERSION = 118, /**< "Incompatible Version" */
+    STATUS_DEVICE_ERROR = 119,         /**< "Device Error" */
+    STATUS_INVALID_PARAM = 120,        /**< "Invalid Parameter" */
+    STATUS_TIMEOUT = 121,              /**< "Time Out" */
+    STATUS_SECURITY_BLOCK = 122,       /**< "Security Block" */
+    STATUS_NO_FIRST_VALUE = 123        /**< "No first value" */
 };
 
 /** A connectivity service: one of the _SERVICE values. */
 typedef uint32_t SERVICE;
 
+/** Values of SERVICE, with the texts of ServiceToStr(). */
 enum {
     /** What ServiceStrToService() gives for text it does not know. It has no display text. */
     UNKNOWN_SERVICE = 0,
-    HANDS_FREE_SERVICE = 1,
-    VOICE_SERVICE = 2,
-    DATA_SERVICE = 3,
-    FILE_XFER_SERVICE = 4,
-    REMOTE_DATA_SERVICE = 5,
-    PHONEBOOK_SERVICE = 6,
-    PHONEBOOK_PBAP_SERVICE = 7,
-    PHONEBOOK_SYNCH_SERVICE = 8,
-    PHONEBOOK_SYNCH_ML_SERVICE = 9,
-    PHONEBOOK_FXFER_SERVICE = 10,
-    PHONEBOOK_OPUSH_SERVICE = 11,
-    PHONEBOOK_ATCMD_SERVICE = 12,
-    PAIR_SERVICE = 13,
-    MUSIC_SERVICE = 14,
-    AUDIO_VISUAL_SERVICE = 15,
-    ALL_SERVICE = 16,
-    DISCOVERY_SERVICE = 17,
-    MESSAGE_SERVICE = 18,
-    MESSAGE_ATCMD_SERVICE = 19,
-    MESSAGE_MAP_SERVICE = 20,
-    WIRELESS_IAP_SERVICE = 21,
-    PANDORA_SERVICE = 22,
-    PANDORA_IOS_SERVICE = 23,
-    CUSTOM_IR_SERVICE = 24,
-    CUSTOM_IR_IOS_SERVICE = 25
+    HANDS_FREE_SERVICE = 1,         /**< "HandsFree" */
+    VOICE_SERVICE = 2,              /**< "Voice" */
+    DATA_SERVICE = 3,               /**< "Data" */
+    FILE_XFER_SERVICE = 4,          /**< "FileTransfer" */
+    REMOTE_DATA_SERVICE = 5,        /**< "RemoteData" */
+    PHONEBOOK_SERVICE = 6,          /**< "Phonebook" */
+    PHONEBOOK_PBAP_SERVICE = 7,     /**< "PBAP" */
+    PHONEBOOK_SYNCH_SERVICE = 8,    /**< "PB-Synch" */
+    PHONEBOOK_SYNCH_ML_SERVICE = 9, /**< "PB-SynchML" */
+    PHONEBOOK_FXFER_SERVICE = 10,   /**< "PB-fxfer" */
+    PHONEBOOK_OPUSH_SERVICE = 11,   /**< "PB-Opush" */
+    PHONEBOOK_ATCMD_SERVICE = 12,   /**< "PB-At" */
+    PAIR_SERVICE = 13,              /**< "Pair" */
+    MUSIC_SERVICE = 14,             /**< "Music" */
+    AUDIO_VISUAL_SERVICE = 15,      /**< "AudioVisual" */
+    ALL_SERVICE = 16,               /**< "All" */
+    DISCOVERY_SERVICE = 17,         /**< "Discovery" */
+    MESSAGE_SERVICE = 18,           /**< "Message Access" */
+    MESSAGE_ATCMD_SERVICE = 19,     /**< "Message Access - AT" */
+    MESSAGE_MAP_SERVICE = 20,       /**< "Message Access - MAP" */
+    WIRELESS_IAP_SERVICE = 21,      /**< "Wireless IAP" */
+    PANDORA_SERVICE = 22,           /**< "Pandora" */
+    PANDORA_IOS_SERVICE = 23,       /**< "Pandora IOS" */
+    CUSTOM_IR_SERVICE = 24,         /**< "Custom IR" */
+    CUSTOM_IR_IOS_SERVICE = 25      /**< "Custom IR IOS" */
 };
 
 /** A transport: one of the TRANSPORT_ values. */
 typedef uint32_t TRANSPORT;
 
+/** Values of TRANSPORT, with the texts of TransportToStr(). */
 enum {
-    TRANSPORT_NONE = 0,
-    TRANSPORT_BLUETOOTH = 1,
-    TRANSPORT_EMBEDDED = 2,
-    TRANSPORT_CRADLE = 3,
-    TRANSPORT_WDC = 4,
-    TRANSPORT_DDC = 5
+    TRANSPORT_NONE = 0,      /**< "TransportNone" */
+    TRANSPORT_BLUETOOTH = 1, /**< "TransportBluetooth" */
+    TRANSPORT_EMBEDDED = 2,  /**< "TransportEmbedded" */
+    TRANSPORT_CRADLE = 3,    /**< "TransportCradle" */
+    TRANSPORT_WDC = 4,       /**< "TransportWDC" */
+    TRANSPORT_DDC = 5        /**< "TransportDDC" */
 };
 
 /**

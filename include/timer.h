@@ -58,8 +58,9 @@ typedef void (*TMR_Callback_t)(void* argument);
 /** Result of TMR_Stop() and TMR_Restart(): one of the TMR_Return values. */
 typedef uint32_t TMR_Return_t;
 
+/** Values of TMR_Return_t. */
 enum {
-    TMR_ReturnSuccess = 0,
+    TMR_ReturnSuccess = 0,  /**< done */
     TMR_ReturnFailed = 1,   /**< a call of the platform failed */
     TMR_ReturnNotSet = 2,   /**< the timer was not running */
     TMR_ReturnNullTimer = 3 /**< null timer; it has no text */
@@ -67,10 +68,10 @@ enum {
 
 /** A timer. Use the functions below rather than the fields. */
 typedef struct TMR {
-    TMR_Callback_t callback;
-    void* argument;
-    uint32_t interval; /**< milliseconds */
-    pthread_mutex_t mutex;
+    TMR_Callback_t callback;  /**< of the latest start */
+    void* argument;           /**< of the latest start */
+    uint32_t interval;        /**< milliseconds, of the latest start */
+    pthread_mutex_t mutex;    /**< guards all of it */
     pthread_cond_t condition; /**< on the monotonic clock */
     sem_t started;            /**< posted by a launched thread that holds the mutex */
     sem_t stopped;            /**< posted by a thread that leaves a timer that is being deleted */

@@ -29,3 +29,7 @@
 #include "thread.hpp"
 #include "timer.hpp"
 #include "variant.hpp"
+
+/** The layer for C++17 and later, over the C interface. */
+namespace commonpp {
+}

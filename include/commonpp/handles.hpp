@@ -25,6 +25,7 @@ namespace commonpp {
 /** Ends what a pointer leads to by a function. */
 template <auto function>
 struct deleter {
+    /** Ends it. */
     template <class Record>
     void operator()(Record* record) const noexcept
     {
@@ -92,12 +93,14 @@ public:
     ring(const ring&) = delete;
     ring& operator=(const ring&) = delete;
 
-    /** Stores what fits. @param source `size` bytes. @return how many were stored. */
+    /** Stores what fits. @param source `size` bytes. @param size bytes.
+     * @return how many were stored. */
     [[nodiscard]] std::uint32_t write(const void* source, std::uint32_t size) noexcept
     {
         return ringWriteData(&record_, source, size);
     }
-    /** Takes bytes out, oldest first. @param room for `size` bytes. @return how many were taken. */
+    /** Takes bytes out, oldest first. @param room for `size` bytes. @param size
+     * bytes. @return how many were taken. */
     [[nodiscard]] std::uint32_t read(void* room, std::uint32_t size) noexcept
     {
         return ringReadData(&record_, room, size);

@@ -77,21 +77,30 @@ public:
     /** By module. @param module an id (oxa_logger.h), whose name is looked up at each record. */
     static constexpr zone of_module(std::uint32_t module) noexcept { return zone(module, 0); }
 
-#define COMMONPP_LEVEL(function_name, level)                                         \
-    /** A record of this level, from where it is called. Leave the arguments out. */ \
-    log_record function_name(const char* file = __builtin_FILE(),                    \
-                             const char* function = __builtin_FUNCTION(),            \
-                             int line = __builtin_LINE()) const noexcept             \
-    {                                                                                \
-        return {level, name_, module_, file, function, line};                        \
+/** @cond */
+#define COMMONPP_LEVEL(function_name, level)                              \
+    log_record function_name(const char* file = __builtin_FILE(),         \
+                             const char* function = __builtin_FUNCTION(), \
+                             int line = __builtin_LINE()) const noexcept  \
+    {                                                                     \
+        return {level, name_, module_, file, function, line};             \
     }
+    /** @endcond */
+    /** A record at Fatal, from where it is called: leave the arguments out. */
     COMMONPP_LEVEL(fatal, COMMON_LogLevelFatal)
+    /** A record at Critical, from where it is called: leave the arguments out. */
     COMMONPP_LEVEL(critical, COMMON_LogLevelCritical)
+    /** A record at Error, from where it is called: leave the arguments out. */
     COMMONPP_LEVEL(error, COMMON_LogLevelError)
+    /** A record at Warn, from where it is called: leave the arguments out. */
     COMMONPP_LEVEL(warn, COMMON_LogLevelWarn)
+    /** A record at Note, from where it is called: leave the arguments out. */
     COMMONPP_LEVEL(note, COMMON_LogLevelNote)
+    /** A record at Info, from where it is called: leave the arguments out. */
     COMMONPP_LEVEL(info, COMMON_LogLevelInfo)
+    /** A record at Debug, from where it is called: leave the arguments out. */
     COMMONPP_LEVEL(debug, COMMON_LogLevelDebug)
+    /** A record at Verbose, from where it is called: leave the arguments out. */
     COMMONPP_LEVEL(verbose, COMMON_LogLevelVerbose)
 #undef COMMONPP_LEVEL
 

@@ -104,7 +104,8 @@ public:
         }
         return true;
     }
-    /** wait_until() a time from now. @param limit 0 or less only looks; of any length. */
+    /** wait_until() a time from now. @param limit 0 or less only looks; of any length. @param
+     * condition called with the lock held. */
     template <class Rep, class Period, class Condition>
     [[nodiscard]] bool wait_for(const std::chrono::duration<Rep, Period>& limit,
                                 Condition condition)

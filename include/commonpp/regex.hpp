@@ -82,10 +82,14 @@ public:
     /** The matches of a text, for one walk. */
     class match_range {
     public:
+        /** Where a walk ends. */
         struct end_of_matches {};
+        /** A walk. */
         class iterator {
         public:
+            /** The match that it is at. */
             captures operator*() const { return captures(texts_); }
+            /** Goes to the next match. */
             iterator& operator++()
             {
                 // A match of no text would be found there for ever: it is the last one.
@@ -93,6 +97,7 @@ public:
                 texts_ = empty ? nullptr : RegExp_MatchSubExp(expression_, text_, 1);
                 return *this;
             }
+            /** Tells whether it is at a match. */
             bool operator!=(end_of_matches) const { return texts_ != nullptr; }
 
         private:
@@ -107,7 +112,9 @@ public:
             const SubExps* texts_;
         };
 
+        /** Looks for the first match. */
         iterator begin() const { return {expression_, text_}; }
+        /** The end. */
         end_of_matches end() const { return {}; }
 
     private:

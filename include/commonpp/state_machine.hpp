@@ -75,12 +75,12 @@ public:
     template <auto handler>
     class state : public any_state {
     public:
-        /** An outermost state. @param name not copied. */
+        /** An outermost state. @param name not copied. @param in the machine. */
         state(const char* name, machine& in) noexcept
             : any_state(name, &in.record_.top, call<handler>)
         {
         }
-        /** A state within another one. @param name not copied. */
+        /** A state within another one. @param name not copied. @param super that one. */
         state(const char* name, any_state& super) noexcept
             : any_state(name, super.native(), call<handler>)
         {
@@ -173,12 +173,12 @@ public:
     template <auto handler>
     class state : public any_state {
     public:
-        /** An outermost state. @param name not copied. */
+        /** An outermost state. @param name not copied. @param in the machine. */
         state(const char* name, ls_machine& in) noexcept
             : any_state(name, &in.record_.master, call<handler>)
         {
         }
-        /** A state within another one. @param name not copied. */
+        /** A state within another one. @param name not copied. @param parent that one. */
         state(const char* name, any_state& parent) noexcept
             : any_state(name, parent.native(), call<handler>)
         {

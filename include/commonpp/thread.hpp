@@ -27,14 +27,17 @@ struct thread_options {
     const char* name = nullptr; /**< copied, cut at 128 characters; null: "Unnamed-<id>" */
     std::uint32_t stack_size = COMMON_ThreadStackSizeDefault; /**< bytes; 65535: the platform's */
     std::uint32_t priority = COMMON_ThreadPriorityDefault;    /**< 10: inherited */
-    COMMON_ThreadSchedule_t schedule = COMMON_ThreadScheduleDefault;
+    COMMON_ThreadSchedule_t schedule = COMMON_ThreadScheduleDefault; /**< with a priority only */
 };
 
 /** A thread, or none. */
 class thread {
 public:
+    /** Holds none. */
     thread() noexcept = default;
+    /** Takes the thread over. */
     thread(thread&& other) noexcept : work_(std::exchange(other.work_, nullptr)) {}
+    /** Takes the thread over; the own one is waited for. */
     thread& operator=(thread&& other) noexcept
     {
         thread(std::move(other)).swap(*this);

@@ -45,7 +45,9 @@ public:
         : shot_(detail::make<shot_of<std::decay_t<Callable>>>(std::forward<Callable>(callable)))
     {
     }
+    /** Takes the timer over. */
     timer(timer&& other) noexcept : shot_(std::exchange(other.shot_, nullptr)) {}
+    /** Takes the timer over; the own one ends as by the destructor. */
     timer& operator=(timer&& other) noexcept
     {
         timer(std::move(other)).swap(*this);

@@ -44,7 +44,6 @@ enum class variant_type : std::uint32_t {
 /** A value of one of these types, as large as a COMMON_OXAVar. Moved from, it is empty. */
 class variant {
 public:
-    /** A value in braces. */
     struct item;
 
     /** Empty. */
@@ -68,7 +67,9 @@ public:
     variant(std::nullptr_t) = delete;
     /** An array of values, nested where there are braces again. */
     variant(std::initializer_list<item> items) noexcept;
+    /** Copies. */
     variant(const variant& other) noexcept { COMMON_OXAVarCopy(&record_, &other.record_); }
+    /** Takes the value over. */
     variant(variant&& other) noexcept : record_(std::exchange(other.record_, COMMON_OXAVar{})) {}
     /** Copies; one of both may be inside the other. */
     variant& operator=(const variant& other) noexcept
@@ -209,6 +210,7 @@ private:
     COMMON_OXAVar record_{};
 };
 
+/** A value in braces. */
 struct variant::item {
     /** Anything that a variant is made of. */
     template <class Value, class = std::enable_if_t<std::is_constructible_v<variant, Value&&> &&

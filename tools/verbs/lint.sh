@@ -42,6 +42,11 @@ lint_cppcheck() {
     '-DTYPED_TEST(suite,name)=template <class TypeParam> void suite##name()'
 }
 
+# The header comments and the pages, as the manual needs them.
+lint_docs() {
+  tools/docs/undocumented.py --self-test && ./dev docs
+}
+
 lint_shell() {
   shell_files | xargs -d '\n' -r shellcheck
 }
@@ -60,13 +65,14 @@ main() {
   elif (($#)); then
     die "lint takes --quick or nothing"
   fi
-  need "${lint_packages[@]}" "${abi_packages[@]}"
+  need "${lint_packages[@]}" "${abi_packages[@]}" "${docs_packages[@]}"
   mkdir -p "$build"
   local failed_steps=() check
   step 'layout' lint_format
   step 'shell scripts' lint_shell
   step 'licences' lint_licences
-  for check in exports layers guides never oddities packaging; do
+  step 'manual' lint_docs
+  for check in exports layers guides listings never oddities packaging; do
     step "$check: self-test" "tools/checks/$check.py" --self-test
     step "$check" "tools/checks/$check.py"
   done
