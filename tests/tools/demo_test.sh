@@ -1,17 +1,19 @@
 #!/usr/bin/env bash
 # Checks what ./dev demo shows at the end, and that each of its ways gets there: a daemon's file, a
 # free /dev/log, and a private root. All run in private roots, with programs that are there already.
-# usage: demo_test.sh SOURCE MEDIA_SCANNER COMMONCTL
+# usage: demo_test.sh SOURCE MEDIA_SCANNER COMMONCTL LIBRARY
 # shellcheck disable=SC2034,SC2317 # what demo.sh uses, and the functions that it calls
 set -euo pipefail
 
-source_root=$1 scanner=$2 ctl=$3
+source_root=$1 scanner=$2 ctl=$3 library=$4
 work=$(mktemp -d "$PWD/demo_test.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 build=$work/build jobs=1 demo_packages=()
 records=$build/demo/records.txt
 mkdir -p "$build/demo/examples/media_scanner" "$build/demo/tools/commonctl" "$work/media/below"
-ln -s "$scanner" "$build/demo/examples/media_scanner/media_scanner"
+# In a private root, a folder below /tmp is there only if it is the program's or the current one.
+cp "$scanner" "$library" "$build/demo/examples/media_scanner"
+export LD_LIBRARY_PATH=$build/demo/examples/media_scanner
 for number in {1..30}; do
   mkdir "$work/media/$number"
 done
