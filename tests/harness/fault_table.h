@@ -125,7 +125,7 @@
 #define HARNESS_INFALLIBLE_SYMBOLS                                                               \
     "_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable", "___tls_get_addr",               \
         "__assert_fail", "__cxa_finalize", "__environ", "__errno_location", "__fpurge",          \
-        "__globfree64_time64", "__gmon_start__", "__pthread_register_cancel",                    \
+        "__globfree64_time64", "__gmon_start__", "__prctl_time64", "__pthread_register_cancel",  \
         "__pthread_unregister_cancel", "__pthread_unwind_next",                                  \
         "__register_atfork" /* pthread_atfork */, "__sigsetjmp", "__stack_chk_fail",             \
         "__tls_get_addr", "abort", "bsearch", "closedir", "dirfd", "environ", "exit", "feof",    \
