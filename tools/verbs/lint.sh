@@ -37,7 +37,7 @@ lint_cppcheck() {
   files '*.c' '*.cpp' | cppcheck --file-list=- --quiet --error-exitcode=1 -j "$jobs" \
     --cppcheck-build-dir="$build/lint/cppcheck" --std=c11 --std=c++20 --library=posix,gnu,googletest \
     --enable=warning,performance,portability --suppressions-list=tools/checks/cppcheck.txt \
-    -I include -I . -D_GNU_SOURCE \
+    -I include -I . -D_GNU_SOURCE '-DCOMMON_PRINTF(text,first)=' \
     '-DFRESH_TEST(suite,name)=void suite##name()' \
     '-DTYPED_TEST(suite,name)=template <class TypeParam> void suite##name()'
 }
