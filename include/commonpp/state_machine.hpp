@@ -32,7 +32,11 @@
 
 namespace commonpp {
 
-/** What machines over both engines share. They cannot be copied or moved: their states know them.
+/**
+ * What machine and ls_machine share, which programs derive from. It cannot be copied or moved, as
+ * its states know it.
+ * @tparam Owner the class that derives from them; the rest is of the engine: its records, where the
+ *         outermost state is, and what sets up a state.
  */
 template <class Owner, class Machine, class State, auto top, auto make>
 class machine_base {

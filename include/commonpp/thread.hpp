@@ -121,6 +121,7 @@ public:
     COMMON_Thread* native() const noexcept { return work_ != nullptr ? &work_->record : nullptr; }
 
 private:
+    /** @cond */
     /** What runs. The record and the id stay readable until the thread is joined. */
     struct work : detail::task {
         COMMON_Thread record;
@@ -133,6 +134,7 @@ private:
             return id != pthread_t{} ? id : self;
         }
     };
+    /** @endcond */
 
     static void* run(void* argument)
     {

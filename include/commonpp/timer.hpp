@@ -130,6 +130,7 @@ public:
     const TMR* native() const noexcept { return shot_ != nullptr ? shot_->record : nullptr; }
 
 private:
+    /** @cond */
     /** The callable, with what of it is under way. */
     struct shot : detail::task {
         TMR* record = nullptr;
@@ -152,6 +153,7 @@ private:
             }
         }
     };
+    /** @endcond */
 
     /** A call: it marks its thread and ends its hold, also when it ends the thread. */
     struct running_call {
