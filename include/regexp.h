@@ -48,8 +48,9 @@ typedef struct RegExp {
  *
  * What compiling takes is the C library's choice, here as in RegExp_New(): stack in proportion to
  * the length of a pattern (less than 1 MiB for 500 groups inside one another), time and memory for
- * repetitions such as "{1000}" of one another. So limit the length of what strangers may give, to
- * 500 bytes say, and take no "{" from them.
+ * repetitions such as "{1000}" of one another. One that has 4 GiB or more when it is rewritten ends
+ * the process ("size <= UINT32_MAX"). So limit the length of what strangers may give, to 500 bytes
+ * say, and take no "{" from them.
  * @param pattern what would be matched; null is not accepted ("No pattern").
  * @param case_sensitive as for RegExp_New().
  * @param error gets what is wrong, in the C library's words, such as "Unmatched ( or \\(", cut to

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -17,37 +16,20 @@
 
 namespace commonpp::detail {
 
-/**
- * Milliseconds for a timer, rounded up, so that none is early.
- * @return at least 1; 0 for what is no number of 32 bits, also for a NaN.
- */
-template <class Rep, class Period>
-constexpr std::uint32_t timer_milliseconds(const std::chrono::duration<Rep, Period>& time) noexcept
-{
-    const double wanted = std::chrono::duration<double, std::milli>(time).count();
-    if (!(wanted <= UINT32_MAX)) {
-        return 0;
-    }
-    return wanted <= 1 ? 1
-                       : static_cast<std::uint32_t>(
-                             std::chrono::ceil<std::chrono::milliseconds>(time).count());
-}
+/** A time that does not come, 146 years: even from now on it has room in 64 bits. */
+inline constexpr std::chrono::nanoseconds forever{std::int64_t{1} << 62};
 
-/** The time a duration from now, not before now; the end of all times when there is none. */
+/** A duration that is not negative and not too long; rounded up, so that nothing is early. */
 template <class Rep, class Period>
-std::chrono::steady_clock::time_point
-deadline_after(const std::chrono::duration<Rep, Period>& time) noexcept
+constexpr std::chrono::nanoseconds bounded(const std::chrono::duration<Rep, Period>& time) noexcept
 {
-    using clock = std::chrono::steady_clock;
-    const auto now = clock::now();
-    const double wanted = std::chrono::duration<double>(time).count();
-    const double room = std::chrono::duration<double>(clock::time_point::max() - now).count();
-    if (!(wanted > 0)) {
-        return now;
+    const double wanted = std::chrono::duration<double, std::nano>(time).count();
+    if (wanted <= 0) {
+        return std::chrono::nanoseconds::zero();
     }
-    // A little less than there is: a double is rounded.
-    return wanted < room * 0.999 ? now + std::chrono::ceil<clock::duration>(time)
-                                 : clock::time_point::max();
+    // A NaN is not less, either.
+    return wanted < double(forever.count()) ? std::chrono::ceil<std::chrono::nanoseconds>(time)
+                                            : forever;
 }
 
 /** No cancellation over a scope: a destructor that waits must not be unwound. */
@@ -62,27 +44,43 @@ private:
     int before_ = PTHREAD_CANCEL_ENABLE;
 };
 
-/** Makes an object in a block of its own; one whose constructor throws leaves nothing behind. */
-template <class Object, class Argument>
-Object* make(Argument&& argument)
-{
-    static_assert(alignof(Object) <= alignof(std::max_align_t) && sizeof(Object) <= UINT32_MAX);
-    struct block {
-        void* memory = MEM_Malloc(sizeof(Object));
-        ~block() { MEM_Free(memory); }
-    } room;
-    Object* const object = ::new (room.memory) Object(std::forward<Argument>(argument));
-    room.memory = nullptr;
-    return object;
-}
+/** What another thread calls, in a block of its own with what belongs to it. */
+class task {
+public:
+    task() noexcept = default;
+    virtual ~task() = default;
+    task(const task&) = delete;
+    task& operator=(const task&) = delete;
 
-/** Ends an object of make(), by way of the class that it was made of. */
-template <class Object, class Base>
-void end(Base& base) noexcept
-{
-    Object& object = static_cast<Object&>(base);
-    object.~Object();
-    MEM_Free(&object);
-}
+    /** Calls it. Gives the pointer that it returned; null when it was anything else. */
+    virtual void* run() = 0;
+
+    static void* operator new(std::size_t size) { return MEM_Malloc(std::uint32_t(size)); }
+    static void operator delete(void* memory) noexcept { MEM_Free(memory); }
+};
+
+/** A task of a callable, with the fields of Base beside it. */
+template <class Base, class Callable>
+class task_of final : public Base {
+    static_assert(alignof(Callable) <= alignof(std::max_align_t) && sizeof(Callable) <= INT32_MAX);
+
+public:
+    template <class Argument>
+    explicit task_of(Argument&& argument) : callable_(std::forward<Argument>(argument))
+    {
+    }
+    void* run() override
+    {
+        if constexpr (std::is_convertible_v<std::invoke_result_t<Callable&>, void*>) {
+            return callable_();
+        } else {
+            static_cast<void>(callable_());
+            return nullptr;
+        }
+    }
+
+private:
+    Callable callable_;
+};
 
 }  // namespace commonpp::detail

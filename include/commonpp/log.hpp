@@ -20,7 +20,6 @@
 #include <cstdint>
 
 #include <common/common_log.h>
-#include <common/oxa_logger.h>
 
 namespace commonpp {
 
@@ -28,10 +27,10 @@ namespace commonpp {
 class [[nodiscard]] log_record {
 public:
     /** As the functions of a zone make it. */
-    log_record(COMMON_LogLevel_t level, const char* name, std::uint32_t module, const char* file,
-               const char* function, int line) noexcept
-        : name_(name), module_(module), level_(level), file_(file), function_(function),
-          line_(line), wanted_(COMMON_Log_Acceptable(level) != 0)
+    log_record(COMMON_LogLevel_t level, const char* name, const char* file, const char* function,
+               int line) noexcept
+        : level_(level), name_(name), file_(file), function_(function), line_(line),
+          wanted_(COMMON_Log_Acceptable(level) != 0)
     {
     }
     log_record(const log_record&) = delete;
@@ -49,33 +48,28 @@ public:
         if (!wanted_) {
             return;
         }
-        const char* const name = name_ != nullptr ? name_ : LOG_GetModuleName(module_);
         std::va_list values;
         va_start(values, format);
-        COMMON_Log_WriteV(level_, kNoZone, name, file_, function_, line_, format, values);
+        COMMON_Log_WriteV(level_, kNoZone, name_, file_, function_, line_, format, values);
         va_end(values);
     }
 
 private:
     static constexpr std::uint32_t kNoZone = 4095;
 
-    const char* name_;
-    std::uint32_t module_;
     COMMON_LogLevel_t level_;
+    const char* name_;
     const char* file_;
     const char* function_;
     int line_;
     bool wanted_;
 };
 
-/** Who logs: a name, or a module by its id. A constant, which costs nothing to make. */
+/** Who logs. A constant, which costs nothing to make. */
 class zone {
 public:
-    /** By name. @param name not copied; null is empty. */
+    /** @param name not copied; null is empty. That of a module is LOG_GetModuleName(). */
     constexpr explicit zone(const char* name) noexcept : name_(name != nullptr ? name : "") {}
-
-    /** By module. @param module an id (oxa_logger.h), whose name is looked up at each record. */
-    static constexpr zone of_module(std::uint32_t module) noexcept { return zone(module, 0); }
 
 /** @cond */
 #define COMMONPP_LEVEL(function_name, level)                              \
@@ -83,7 +77,7 @@ public:
                              const char* function = __builtin_FUNCTION(), \
                              int line = __builtin_LINE()) const noexcept  \
     {                                                                     \
-        return {level, name_, module_, file, function, line};             \
+        return {level, name_, file, function, line};                      \
     }
     /** @endcond */
     /** A record at Fatal, from where it is called: leave the arguments out. */
@@ -105,10 +99,7 @@ public:
 #undef COMMONPP_LEVEL
 
 private:
-    constexpr zone(std::uint32_t module, int) noexcept : module_(module) {}
-
-    const char* name_ = nullptr;
-    std::uint32_t module_ = 0;
+    const char* name_;
 };
 
 }  // namespace commonpp

@@ -14,7 +14,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <utility>
 
 #include <common/common_monitor.h>
 #include <common/common_mutex.h>
@@ -23,26 +22,14 @@
 
 namespace commonpp {
 
-/** The attributes of a mutex: those of COMMON_Mutex, with its defaults. */
-struct mutex_options {
-    COMMON_MutexType_t type = COMMON_MutexTypeDefault;               /**< what locking again does */
-    COMMON_MutexProtocol_t protocol = COMMON_MutexProtocolInherited; /**< the holder's priority */
-    std::int32_t priority_ceiling = 0;                               /**< 0: none */
-    bool shared = false; /**< by processes; the object is in shared memory then */
-};
-
-/** A mutex with chosen attributes. */
+/** A mutex, among the threads of this process. */
 class mutex {
 public:
-    mutex() noexcept : mutex(mutex_options{}) {}
-    /** A refused attribute is reported, and there is a mutex without it. */
-    explicit mutex(const mutex_options& options) noexcept
+    /** @param type what locking again does. One that is refused is reported, and left out. */
+    explicit mutex(COMMON_MutexType_t type = COMMON_MutexTypeDefault) noexcept
     {
         COMMON_Mutex_Initialize(&record_);
-        COMMON_Mutex_SetPriorityCeiling(&record_, options.priority_ceiling);
-        COMMON_Mutex_SetProtocol(&record_, options.protocol);
-        COMMON_Mutex_SetShared(&record_, options.shared ? 1 : 0);
-        COMMON_Mutex_SetType(&record_, options.type);
+        COMMON_Mutex_SetType(&record_, type);
         COMMON_Mutex_Commit(&record_);
     }
     /** Nobody may hold it. */
@@ -56,7 +43,10 @@ public:
     [[nodiscard]] bool try_lock() noexcept { return pthread_mutex_trylock(&record_.mutex) == 0; }
     /** Unlocks. */
     void unlock() noexcept { COMMON_Mutex_Unlock(&record_); }
-    /** The C record, still this object's. */
+    /**
+     * The C record, still this object's. While nobody else knows it, it gets other attributes by
+     * COMMON_Mutex_Destroy(), the setters and COMMON_Mutex_Commit().
+     */
     COMMON_Mutex* native() noexcept { return &record_; }
 
 private:
@@ -88,29 +78,22 @@ public:
     /**
      * Waits until a condition holds, up to a time. The condition is looked at once more when the
      * time is over.
-     * @param deadline on the monotonic clock.
+     * @param limit 0 or less only looks; of any length.
      * @param condition called with the lock held.
      * @return what the condition gave last.
      */
-    template <class Condition>
-    [[nodiscard]] bool wait_until(std::chrono::steady_clock::time_point deadline,
-                                  Condition condition)
-    {
-        const auto end = std::chrono::nanoseconds(deadline.time_since_epoch()).count();
-        while (!condition()) {
-            if (COMMON_Monitor_WaitAbsolute(&record_, end < 0 ? 0 : std::uint64_t(end)) != 0) {
-                return condition();
-            }
-        }
-        return true;
-    }
-    /** wait_until() a time from now. @param limit 0 or less only looks; of any length. @param
-     * condition called with the lock held. */
     template <class Rep, class Period, class Condition>
     [[nodiscard]] bool wait_for(const std::chrono::duration<Rep, Period>& limit,
                                 Condition condition)
     {
-        return wait_until(detail::deadline_after(limit), std::move(condition));
+        const std::chrono::nanoseconds now = std::chrono::steady_clock::now().time_since_epoch();
+        const auto end = static_cast<std::uint64_t>((now + detail::bounded(limit)).count());
+        while (!condition()) {
+            if (COMMON_Monitor_WaitAbsolute(&record_, end) != 0) {
+                return condition();
+            }
+        }
+        return true;
     }
 
     /** Wakes one thread that waits. With or without the lock. */

@@ -31,8 +31,7 @@ class queue {
 
 public:
     queue() noexcept { BlockQ_Init(&record_, storage_, sizeof storage_); }
-    /** Nobody may wait for values. There is no closing: add a value that says that it is the end.
-     */
+    /** Nobody may wait. There is no closing: add a value that says that it is the end. */
     ~queue() { BlockQ_Destroy(&record_); }
     queue(const queue&) = delete;
     queue& operator=(const queue&) = delete;
@@ -49,12 +48,8 @@ public:
         static_cast<void>(BlockQ_Remove(&record_, bytes, sizeof bytes));
         return *std::launder(reinterpret_cast<const Value*>(bytes));
     }
-    /** Drops all values. */
-    void clear() noexcept { BlockQ_Flush(&record_); }
     /** Counts the values. Whoever alone takes them out need not wait for as many. */
     [[nodiscard]] std::uint32_t size() noexcept { return BlockQ_Len(&record_) / sizeof(Value); }
-    /** Tells whether there is no value. */
-    [[nodiscard]] bool empty() noexcept { return BlockQ_Len(&record_) == 0; }
     /** The C record, still this object's. Add and remove whole values only. */
     BlockQ* native() noexcept { return &record_; }
 

@@ -67,21 +67,6 @@ public:
     {
         return code == 0 ? to_string(status::success) : StatusToStr(static_cast<STATUS>(code));
     }
-    std::error_condition default_error_condition(int code) const noexcept override
-    {
-        switch (static_cast<STATUS>(code)) {
-        case STATUS_BUSY:
-            return std::errc::device_or_resource_busy;
-        case STATUS_NOT_SUPPORTED:
-            return std::errc::not_supported;
-        case STATUS_INVALID_PARAM:
-            return std::errc::invalid_argument;
-        case STATUS_TIMEOUT:
-            return std::errc::timed_out;
-        default:
-            return {code, *this};
-        }
-    }
 };
 
 }  // namespace detail
@@ -95,43 +80,34 @@ inline const std::error_category& error_category() noexcept
 
 /**
  * Makes an error code of a status. Success has the value 0 there, so that it is false like that of
- * any category. busy, not_supported, invalid_param and timeout compare equal to the std::errc of
- * that meaning.
+ * any category.
  */
 inline std::error_code make_error_code(status code) noexcept
 {
     return {ok(code) ? 0 : static_cast<int>(code), error_category()};
 }
 
-/** A value, or the error that there is in its place. Looked at like a std::optional. */
+/**
+ * A value, or the error that there is in its place. Whether there is a value, and what it is, is
+ * asked as of a std::optional: by its operators bool, * and ->.
+ */
 template <class Value, class Error = status>
-class [[nodiscard]] result {
+class [[nodiscard]] result : std::optional<Value> {
+    using optional = std::optional<Value>;
+
 public:
     /** Holds a value. */
-    result(Value value) noexcept(std::is_nothrow_move_constructible_v<Value>)
-        : value_(std::move(value))
-    {
-    }
+    result(Value value) : optional(std::move(value)) {}
     /** Holds an error. */
     result(Error error) noexcept : error_(error) {}
 
-    /** Tells whether there is a value. */
-    explicit operator bool() const noexcept { return value_.has_value(); }
-    /** The value. There must be one. */
-    Value& operator*() & noexcept { return *value_; }
-    /** The value. There must be one. */
-    const Value& operator*() const& noexcept { return *value_; }
-    /** The value, to be moved from. There must be one. */
-    Value&& operator*() && noexcept { return *std::move(value_); }
-    /** The value. There must be one. */
-    Value* operator->() noexcept { return &*value_; }
-    /** The value. There must be one. */
-    const Value* operator->() const noexcept { return &*value_; }
+    using optional::operator bool;
+    using optional::operator*;
+    using optional::operator->;
     /** The error. There must be no value. */
     const Error& error() const noexcept { return error_; }
 
 private:
-    std::optional<Value> value_;
     Error error_{};
 };
 

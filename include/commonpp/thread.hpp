@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -40,7 +41,8 @@ public:
     /** Takes the thread over; the own one is waited for. */
     thread& operator=(thread&& other) noexcept
     {
-        thread(std::move(other)).swap(*this);
+        thread taken(std::move(other));
+        std::swap(work_, taken.work_);
         return *this;
     }
     /**
@@ -52,9 +54,6 @@ public:
         const detail::uncancelled uncancelled;
         static_cast<void>(join());
     }
-
-    /** Exchanges what two of them hold. */
-    void swap(thread& other) noexcept { std::swap(work_, other.work_); }
 
     /**
      * Starts a thread, with one block for its record and the callable.
@@ -70,9 +69,10 @@ public:
         if (work_ != nullptr) {
             return status::busy;
         }
-        work* const made =
-            detail::make<work_of<std::decay_t<Callable>>>(std::forward<Callable>(callable));
-        COMMON_Thread_Initialize(&made->record, made->enter, made);
+        std::unique_ptr<work> made =
+            std::make_unique<detail::task_of<work, std::decay_t<Callable>>>(
+                std::forward<Callable>(callable));
+        COMMON_Thread_Initialize(&made->record, run, made.get());
         if (options.name != nullptr) {
             COMMON_Thread_SetName(&made->record, options.name);
         }
@@ -81,9 +81,7 @@ public:
         COMMON_Thread_SetSchedule(&made->record, options.schedule);
         const status started = to_status(COMMON_Thread_Start(&made->record));
         if (ok(started)) {
-            work_ = made;
-        } else {
-            made->destroy(*made);
+            work_ = made.release();
         }
         return started;
     }
@@ -97,7 +95,7 @@ public:
      * @param result gets the thread's result, PTHREAD_CANCELED when it was cancelled; may be null.
      * @return success; not_found when there is none; rejected in the thread itself, which is let go
      *         of then as by the destructor; failed when the platform refuses it, as for a thread
-     * that waits for the calling one: there is still a thread then.
+     *         that waits for the calling one: there is still a thread then.
      */
     status join(void** result = nullptr)
     {
@@ -107,15 +105,15 @@ public:
         const pthread_t id = work_->id();
         if (pthread_equal(id, COMMON_Thread_Self()) != 0) {
             pthread_detach(id);
-            static thread_local last_owner owner;
-            owner.owned = std::exchange(work_, nullptr);
+            // The record is written until the thread ends.
+            static thread_local std::unique_ptr<work> last_owner;
+            last_owner.reset(std::exchange(work_, nullptr));
             return status::rejected;
         }
         if (pthread_join(id, result) != 0) {
             return status::failed;
         }
-        work* const ended = std::exchange(work_, nullptr);
-        ended->destroy(*ended);
+        delete std::exchange(work_, nullptr);
         return status::success;
     }
 
@@ -123,57 +121,27 @@ public:
     COMMON_Thread* native() const noexcept { return work_ != nullptr ? &work_->record : nullptr; }
 
 private:
+    /** @cond */
     /** What runs. The record and the id stay readable until the thread is joined. */
-    struct work {
+    struct work : detail::task {
         COMMON_Thread record;
         /** Written by the thread before it clears the id of the record. */
         pthread_t self{};
-        void* (*const enter)(void*);
-        void (*const destroy)(work&);
 
-        work(void* (*enter_with)(void*), void (*destroy_with)(work&)) noexcept
-            : enter(enter_with), destroy(destroy_with)
-        {
-        }
         pthread_t id() const noexcept
         {
             const pthread_t id = COMMON_Thread_GetId(&record);
             return id != pthread_t{} ? id : self;
         }
     };
+    /** @endcond */
 
-    template <class Callable>
-    struct work_of : work {
-        template <class Argument>
-        explicit work_of(Argument&& argument)
-            : work(
-                  [](void* given) -> void* {
-                      auto& of = *static_cast<work_of*>(static_cast<work*>(given));
-                      of.self = COMMON_Thread_Self();
-                      if constexpr (std::is_convertible_v<std::invoke_result_t<Callable&>, void*>) {
-                          return of.callable();
-                      } else {
-                          static_cast<void>(of.callable());
-                          return nullptr;
-                      }
-                  },
-                  detail::end<work_of, work>),
-              callable(std::forward<Argument>(argument))
-        {
-        }
-        Callable callable;
-    };
-
-    /** Ends what a thread runs that was let go of: the record is written until the thread ends. */
-    struct last_owner {
-        work* owned = nullptr;
-        ~last_owner()
-        {
-            if (owned != nullptr) {
-                owned->destroy(*owned);
-            }
-        }
-    };
+    static void* run(void* argument)
+    {
+        auto& own = *static_cast<work*>(argument);
+        own.self = COMMON_Thread_Self();
+        return own.run();
+    }
 
     work* work_ = nullptr;
 };

@@ -11,6 +11,7 @@
  */
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -27,9 +28,8 @@
 namespace commonpp {
 
 /**
- * A timer. Any thread may start, stop, restart and ask it at any time; not while it is moved. In a
- * child of fork() it is idle, and may be used unless another thread was inside one of its
- * functions.
+ * A timer. Any thread may start, stop and ask it at any time; not while it is moved. In a child of
+ * fork() it is idle, and may be used unless another thread was inside one of its functions.
  */
 class timer {
 public:
@@ -42,15 +42,17 @@ public:
     template <class Callable,
               class = std::enable_if_t<std::is_invocable_v<std::decay_t<Callable>&>>>
     explicit timer(Callable&& callable)
-        : shot_(detail::make<shot_of<std::decay_t<Callable>>>(std::forward<Callable>(callable)))
+        : shot_(new detail::task_of<shot, std::decay_t<Callable>>(std::forward<Callable>(callable)))
     {
+        shot_->record = TMR_New();
     }
     /** Takes the timer over. */
     timer(timer&& other) noexcept : shot_(std::exchange(other.shot_, nullptr)) {}
     /** Takes the timer over; the own one ends as by the destructor. */
     timer& operator=(timer&& other) noexcept
     {
-        timer(std::move(other)).swap(*this);
+        timer taken(std::move(other));
+        std::swap(shot_, taken.shot_);
         return *this;
     }
     /**
@@ -60,15 +62,26 @@ public:
      */
     ~timer()
     {
-        if (shot_ != nullptr) {
-            end(*shot_);
+        if (shot_ == nullptr) {
+            return;
+        }
+        const detail::uncancelled uncancelled;
+        if (shot_->record != nullptr) {
+            {
+                const std::lock_guard<mutex> locked(shot_->lock);
+                shot_->ending = true;
+                shot_->take_back();
+            }
+            TMR_Delete(shot_->record);
+        }
+        if (running_ == shot_) {
+            shot_->release();
+        } else {
+            // Nothing of the timer runs any more, whatever the count says: in a child of fork it is
+            // too high.
+            delete shot_;
         }
     }
-
-    /** Exchanges what two of them hold. */
-    void swap(timer& other) noexcept { std::swap(shot_, other.shot_); }
-    /** Tells whether there is a timer: not when nothing is held, or one could not be had. */
-    explicit operator bool() const noexcept { return native() != nullptr; }
 
     /**
      * Arms the timer, instead of for an earlier deadline if there is one.
@@ -80,18 +93,22 @@ public:
     template <class Rep, class Period>
     status start(const std::chrono::duration<Rep, Period>& after)
     {
-        const std::uint32_t interval_ms = detail::timer_milliseconds(after);
-        if (!*this || interval_ms == 0) {
-            return *this ? status::invalid_param : status::no_resources;
+        using milliseconds = std::chrono::milliseconds;
+        const auto interval = std::chrono::ceil<milliseconds>(detail::bounded(after)).count();
+        if (native() == nullptr) {
+            return status::no_resources;
         }
-        const shot_lock locked(shot_->lock);
+        if (interval > UINT32_MAX) {
+            return status::invalid_param;
+        }
+        const std::lock_guard<mutex> locked(shot_->lock);
         if (shot_->ending) {
             return status::rejected;
         }
-        take_back_locked(*shot_);
-        shot_->holds.fetch_add(1, std::memory_order_relaxed);
-        if (TMR_Start(shot_->record, call, shot_, interval_ms) == 0) {
-            shot_->holds.fetch_sub(1, std::memory_order_relaxed);
+        shot_->take_back();
+        ++shot_->holds;
+        if (TMR_Start(shot_->record, call, shot_, std::max(std::uint32_t(interval), 1U)) == 0) {
+            --shot_->holds;
             return status::failed;
         }
         return status::success;
@@ -100,120 +117,59 @@ public:
     /** Takes the deadline back. @return whether there was one; nothing is called then. */
     bool stop()
     {
-        if (!*this) {
+        if (native() == nullptr) {
             return false;
         }
-        const shot_lock locked(shot_->lock);
-        return take_back_locked(*shot_);
-    }
-
-    /** Starts an armed timer again with its whole time. @return whether it was armed and is. */
-    bool restart()
-    {
-        if (!*this) {
-            return false;
-        }
-        const shot_lock locked(shot_->lock);
-        return !shot_->ending && TMR_Restart(shot_->record) == TMR_ReturnSuccess;
+        const std::lock_guard<mutex> locked(shot_->lock);
+        return shot_->take_back();
     }
 
     /** Tells whether a deadline is awaited. */
-    [[nodiscard]] bool in_use() const { return *this && TMR_InUse(shot_->record) != 0; }
-    /** The C record, still this object's, or null. To be looked at only. */
+    [[nodiscard]] bool in_use() const { return native() != nullptr && TMR_InUse(shot_->record); }
+    /** The C record, still this object's, to be looked at only; null when it could not be had. */
     const TMR* native() const noexcept { return shot_ != nullptr ? shot_->record : nullptr; }
 
 private:
+    /** @cond */
     /** The callable, with what of it is under way. */
-    struct shot {
-        TMR* const record = TMR_New();
-        void (*const run)(shot&);
-        void (*const destroy)(shot&);
+    struct shot : detail::task {
+        TMR* record = nullptr;
         /** The object's, and one for each start that has neither called nor was taken back. */
         std::atomic<std::uint32_t> holds{1};
         mutex lock; /**< orders starts, stops and the end */
         bool ending = false;
 
-        shot(void (*run_with)(shot&), void (*destroy_with)(shot&)) noexcept
-            : run(run_with), destroy(destroy_with)
+        /** With the lock. At most one deadline is awaited, as each start takes an earlier back. */
+        bool take_back()
         {
+            const bool taken = TMR_Stop(record) == TMR_ReturnSuccess;
+            holds -= taken ? 1 : 0;
+            return taken;
+        }
+        void release() noexcept
+        {
+            if (--holds == 0) {
+                delete this;
+            }
         }
     };
-
-    template <class Callable>
-    struct shot_of : shot {
-        template <class Argument>
-        explicit shot_of(Argument&& argument)
-            : shot([](shot& self) { static_cast<void>(static_cast<shot_of&>(self).callable()); },
-                   detail::end<shot_of, shot>),
-              callable(std::forward<Argument>(argument))
-        {
-        }
-        Callable callable;
-    };
-
-    using shot_lock = std::lock_guard<mutex>;
-
-    /** Whose callable the calling thread is in. */
-    static shot*& running() noexcept
-    {
-        static thread_local shot* running = nullptr;
-        return running;
-    }
+    /** @endcond */
 
     /** A call: it marks its thread and ends its hold, also when it ends the thread. */
     struct running_call {
-        shot& of;
-        explicit running_call(shot& called) noexcept : of(called) { running() = &called; }
-        ~running_call()
-        {
-            running() = nullptr;
-            release(of);
-        }
+        explicit running_call(shot& called) noexcept { running_ = &called; }
+        ~running_call() { std::exchange(running_, nullptr)->release(); }
     };
 
     static void call(void* argument)
     {
-        const running_call call(*static_cast<shot*>(argument));
-        call.of.run(call.of);
+        auto& called = *static_cast<shot*>(argument);
+        const running_call running(called);
+        called.run();
     }
 
-    /** At most one deadline is awaited, as each start takes an earlier one back. */
-    static bool take_back_locked(shot& shot)
-    {
-        const bool taken = TMR_Stop(shot.record) == TMR_ReturnSuccess;
-        if (taken) {
-            shot.holds.fetch_sub(1, std::memory_order_relaxed);
-        }
-        return taken;
-    }
-
-    static void release(shot& shot) noexcept
-    {
-        if (shot.holds.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            shot.destroy(shot);
-        }
-    }
-
-    static void end(shot& shot) noexcept
-    {
-        const detail::uncancelled uncancelled;
-        const bool own_call = running() == &shot;
-        if (shot.record != nullptr) {
-            {
-                const shot_lock locked(shot.lock);
-                shot.ending = true;
-                take_back_locked(shot);
-            }
-            TMR_Delete(shot.record);
-        }
-        // Elsewhere nothing of the timer runs any more, whatever the count says: in a child of fork
-        // it is too high.
-        if (own_call) {
-            release(shot);
-        } else {
-            shot.destroy(shot);
-        }
-    }
+    /** Whose callable the calling thread is in. */
+    static inline thread_local shot* running_ = nullptr;
 
     shot* shot_ = nullptr;
 };

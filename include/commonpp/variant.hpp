@@ -16,7 +16,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -30,16 +29,6 @@
 #include "status.hpp"
 
 namespace commonpp {
-
-/** What a variant holds. */
-enum class variant_type : std::uint32_t {
-    none = OXAVAR_TYPE_NONE,
-    integer = OXAVAR_TYPE_INT,
-    real = OXAVAR_TYPE_FLOAT,
-    text = OXAVAR_TYPE_STRING,
-    pointer = OXAVAR_TYPE_PVOID,
-    array = OXAVAR_TYPE_ARRAY
-};
 
 /** A value of one of these types, as large as a COMMON_OXAVar. Moved from, it is empty. */
 class variant {
@@ -71,16 +60,13 @@ public:
     variant(const variant& other) noexcept { COMMON_OXAVarCopy(&record_, &other.record_); }
     /** Takes the value over. */
     variant(variant&& other) noexcept : record_(std::exchange(other.record_, COMMON_OXAVar{})) {}
-    /** Copies; one of both may be inside the other. */
-    variant& operator=(const variant& other) noexcept
+    /**
+     * Takes a value, copied or moved. One may be inside the other; but what is moved into a part of
+     * itself is lost.
+     */
+    variant& operator=(variant other) noexcept
     {
-        variant(other).swap(*this);
-        return *this;
-    }
-    /** Takes the value over; one of both may be inside the other. */
-    variant& operator=(variant&& other) noexcept
-    {
-        variant(std::move(other)).swap(*this);
+        std::swap(record_, other.record_);
         return *this;
     }
     ~variant() { COMMON_OXAVarClear(&record_); }
@@ -92,18 +78,8 @@ public:
         COMMON_OXAVarArrayAllocAt(&made.record_, count);
         return made;
     }
-    /** An opaque pointer, which is never followed or freed. */
-    static variant pointer(void* pointer) noexcept
-    {
-        variant made;
-        COMMON_OXAVarSetPVoid(&made.record_, pointer);
-        return made;
-    }
-
-    /** Exchanges two values. */
-    void swap(variant& other) noexcept { std::swap(record_, other.record_); }
-    /** Tells what it holds. */
-    variant_type type() const noexcept { return static_cast<variant_type>(record_.type); }
+    /** Tells what it holds. @return one of OXAVAR_TYPE_. */
+    std::uint32_t type() const noexcept { return record_.type; }
 
     /**
      * Gives the place of the value, or null when it holds another type.
@@ -113,31 +89,14 @@ public:
     const Value* get_if() const noexcept
     {
         if constexpr (std::is_same_v<Value, std::int32_t>) {
-            return type() == variant_type::integer ? &record_.value.integer : nullptr;
+            return type() == OXAVAR_TYPE_INT ? &record_.value.integer : nullptr;
         } else if constexpr (std::is_same_v<Value, float>) {
-            return type() == variant_type::real ? &record_.value.real : nullptr;
+            return type() == OXAVAR_TYPE_FLOAT ? &record_.value.real : nullptr;
         } else if constexpr (std::is_same_v<Value, char*>) {
-            return type() == variant_type::text ? &record_.value.text : nullptr;
+            return type() == OXAVAR_TYPE_STRING ? &record_.value.text : nullptr;
         } else {
             static_assert(std::is_same_v<Value, void*>, "int32_t, float, char* or void*");
-            return type() == variant_type::pointer ? &record_.value.pointer : nullptr;
-        }
-    }
-
-    /**
-     * Gives the value, or nothing when it holds another type.
-     * @tparam Value std::int32_t, float, void* or std::string_view: a text, good until the variant
-     *         changes; nothing also for a null one.
-     */
-    template <class Value>
-    std::optional<Value> as() const noexcept
-    {
-        if constexpr (std::is_same_v<Value, std::string_view>) {
-            const char* const text = COMMON_OXAVarGetString(&record_);
-            return text != nullptr ? std::optional<Value>(text) : std::nullopt;
-        } else {
-            const Value* const value = get_if<Value>();
-            return value != nullptr ? std::optional<Value>(*value) : std::nullopt;
+            return type() == OXAVAR_TYPE_PVOID ? &record_.value.pointer : nullptr;
         }
     }
 
@@ -155,8 +114,6 @@ public:
     variant& operator[](std::uint32_t index) noexcept { return begin()[index]; }
     /** An element. @param index below size(), which is not looked at. */
     const variant& operator[](std::uint32_t index) const noexcept { return begin()[index]; }
-    /** Changes the number of elements of an array; anything else is left alone. */
-    void resize(std::uint32_t count) noexcept { COMMON_OXAVarArrayRealloc(&record_, count); }
 
     /** Gives the serialised form; nothing when it has 4 GiB or more. */
     std::vector<std::uint8_t> bytes() const
@@ -194,7 +151,10 @@ public:
     /** Gives a text for traces, of up to 1023 characters (COMMON_OXAVarToString()). */
     std::string text() const { return mem<char>(COMMON_OXAVarToString(&record_)).get(); }
 
-    /** The C record, still this object's, for the functions of oxavar.h but for those that free. */
+    /**
+     * The C record, still this object's, for what else oxavar.h can do, such as
+     * COMMON_OXAVarSetPVoid() and COMMON_OXAVarArrayRealloc(); not for what frees it.
+     */
     COMMON_OXAVar* native() noexcept { return &record_; }
     /** The C record. */
     const COMMON_OXAVar* native() const noexcept { return &record_; }
@@ -230,13 +190,13 @@ inline variant::variant(std::initializer_list<item> items) noexcept
 {
     // Some compilers copy a variant in braces, others make a list of it: here both copy.
     if (items.size() == 1 && items.begin()->whole) {
-        items.begin()->value.swap(*this);
+        *this = std::move(items.begin()->value);
         return;
     }
     COMMON_OXAVarArrayAllocAt(&record_, static_cast<std::uint32_t>(items.size()));
     variant* element = begin();
     for (const item& from : items) {
-        from.value.swap(*element++);
+        *element++ = std::move(from.value);
     }
 }
 

@@ -11,7 +11,6 @@ import subprocess
 import sys
 
 PROGRAM = """#include <mutex>
-#include <optional>
 #include <commonpp/commonpp.hpp>
 
 // Each C_x() is what the program would write without the layer, each P_x() with it.
@@ -62,7 +61,8 @@ int C_get(const COMMON_OXAVar* var)
 }
 int P_get(const commonpp::variant* var)
 {
-    return var->as<std::int32_t>().value_or(-1);
+    const std::int32_t* const value = var->get_if<std::int32_t>();
+    return value != nullptr ? *value : -1;
 }
 }
 
@@ -113,8 +113,7 @@ def main(compiler):
     pairs = [(name, found.get("C_" + name), found.get("P_" + name))
              for name in ("lock", "push", "pop", "wait", "delete", "get")]
     # A handler: what the engine calls only goes on to the member.
-    handler = [code for name, code in found.items() if "Chart" in name and "4call" in name
-               and "call_top" not in name]
+    handler = [code for name, code in found.items() if "4call" in name and "7in_only" in name]
     plain = [code for name, code in found.items() if "C_call" in name]
     pairs.append(("handler", plain[0], handler[0]))
     failures = [f"{name}:\n  C   {plain}\n  C++ {layered}" for name, plain, layered in pairs

@@ -25,12 +25,30 @@ FRESH_TEST(CommonppFault, TimerWithoutMemoryIsNone)
         fault::fail(Call::malloc, 2);
         commonpp::timer timer([] {});
         EXPECT_EQ(fault::fired(), 1);
-        EXPECT_FALSE(timer);
+        EXPECT_EQ(timer.native(), nullptr);
         EXPECT_FALSE(timer.in_use());
         EXPECT_FALSE(timer.stop());
-        EXPECT_FALSE(timer.restart());
         EXPECT_EQ(timer.start(1ms), status::no_resources);
     }
+    EXPECT_EQ(fault::outstanding_blocks(), blocks);
+}
+
+/// Cannot be kept.
+struct Unkept {
+    Unkept() = default;
+    Unkept(const Unkept&) { throw 1; }
+    void operator()() const {}
+};
+
+FRESH_TEST(CommonppFault, CallableThatCannotBeKeptLeavesNoBlock)
+{
+    const Unkept unkept;
+    // What is thrown is in a block of its own, which the first one leaves room for.
+    EXPECT_ANY_THROW(commonpp::timer{unkept});
+    commonpp::thread worker;
+    const long blocks = fault::outstanding_blocks();
+    EXPECT_ANY_THROW(commonpp::timer{unkept});
+    EXPECT_ANY_THROW(static_cast<void>(worker.start(unkept)));
     EXPECT_EQ(fault::outstanding_blocks(), blocks);
 }
 

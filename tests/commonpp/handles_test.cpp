@@ -69,29 +69,10 @@ BODY(CommonppHandles, WatchdogWatchesItsClient)
     CHECK(!not_fired.is_set());
 }
 
-BODY(CommonppHandles, MemoryIsZeroAndOfTheSize)
+BODY(CommonppHandles, MemoryIsReleased)
 {
-    const auto numbers = commonpp::make_mem<std::uint32_t>(100);
-    for (std::size_t index = 0; index < 100; ++index) {
-        CHECK_EQ(numbers[index], 0U);
-    }
-    CHECK(commonpp::make_mem<std::uint32_t>(0x40000000) == nullptr);
     const commonpp::mem<char> text(MEM_StrDup("text"));
     CHECK_EQ(std::strcmp(text.get(), "text"), 0);
-}
-
-BODY(CommonppRing, KeepsBytesInOrder)
-{
-    commonpp::ring<4> ring;
-    char out[4] = {};
-    CHECK_EQ(ring.write("abcdef", 6), 4U);
-    CHECK_EQ(ring.size(), 4U);
-    CHECK_EQ(ring.read(out, 3), 3U);
-    CHECK_EQ(std::memcmp(out, "abc", 3), 0);
-    CHECK_EQ(ring.write("gh", 2), 2U);
-    CHECK_EQ(ring.read(out, 4), 3U);
-    CHECK_EQ(std::memcmp(out, "dgh", 3), 0);
-    CHECK_EQ(ring.native()->count, 0U);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 namespace {
 
 constexpr commonpp::zone kZone{"TUNER"};
-constexpr commonpp::zone kModule = commonpp::zone::of_module(LOG_MODULE_TIMER);
 
 int evaluated = 0;
 int value()
@@ -19,7 +18,7 @@ BODY(CommonppLog, MacroEvaluatesNothingOfARejectedRecord)
 {
     evaluated = 0;
     COMMONPP_LOG(kZone.debug(), "%d", value());
-    COMMONPP_LOG(kModule.verbose(), "%d %d", value(), value());
+    COMMONPP_LOG(kZone.verbose(), "%d %d", value(), value());
     CHECK_EQ(evaluated, 0);
     // A statement like any other.
     if (evaluated == 0)
@@ -36,7 +35,7 @@ BODY(CommonppLog, RecordSaysWhetherItIsWanted)
     CHECK(static_cast<bool>(kZone.info()));
     CHECK(!kZone.debug());
     errno = EBADF;
-    CHECK(static_cast<bool>(kModule.fatal()));
+    CHECK(static_cast<bool>(kZone.fatal()));
     CHECK_EQ(errno, EBADF);
 }
 

@@ -24,7 +24,7 @@ struct Sealed {
 BODY(CommonppQueue, ValuesComeOutWholeAndInOrder)
 {
     queue<Packet, 3> packets;
-    CHECK(packets.empty());
+    CHECK_EQ(packets.size(), 0U);
     for (int round = 0; round < 5; ++round) {
         const auto base = static_cast<std::uint64_t>(round) * 10;
         CHECK(packets.push({1, base, {1, 2, 3}}));
@@ -37,7 +37,7 @@ BODY(CommonppQueue, ValuesComeOutWholeAndInOrder)
         const Packet second = packets.pop();
         CHECK_EQ(second.number, base + 1);
         CHECK_EQ(second.tail[0], 4);
-        CHECK(packets.empty());
+        CHECK_EQ(packets.size(), 0U);
     }
 }
 
@@ -52,9 +52,7 @@ BODY(CommonppQueue, FullOneRefusesTheWholeValue)
     CHECK(packets.push({4, 4, {}}));
     CHECK_EQ(packets.pop().number, 2U);
     CHECK_EQ(packets.pop().number, 4U);
-    CHECK(packets.push({5, 5, {}}));
-    packets.clear();
-    CHECK(packets.empty());
+    CHECK_EQ(packets.size(), 0U);
 }
 
 BODY(CommonppQueue, TakesWhatOnlyBytesCanCopy)

@@ -38,17 +38,6 @@ BODY(CommonppStatus, IsAnErrorCode)
     CHECK(&late.category() == &commonpp::error_category());
 }
 
-BODY(CommonppStatus, FourOfThemAreConditionsOfTheStandard)
-{
-    for (int code = 100; code <= 123; ++code) {
-        const std::error_code error = commonpp::to_status(static_cast<STATUS>(code));
-        CHECK_EQ(error == std::errc::timed_out, code == STATUS_TIMEOUT);
-        CHECK_EQ(error == std::errc::invalid_argument, code == STATUS_INVALID_PARAM);
-        CHECK_EQ(error == std::errc::not_supported, code == STATUS_NOT_SUPPORTED);
-        CHECK_EQ(error == std::errc::device_or_resource_busy, code == STATUS_BUSY);
-    }
-}
-
 BODY(CommonppStatus, ResultIsAValueOrAnError)
 {
     result<std::string> text = std::string("value");

@@ -29,5 +29,8 @@ int main(void)
     printf("%s %s %ld %s %s %d\n", COMMON_VERSION, COMMON_Version(), (long)DIALECT, NAMES,
            StatusToStr(STATUS_SUCCESS), *(int*)Map_Find(map, name));
     Map_Delete(map);
+#ifdef __cplusplus
+    use_layer();
+#endif
     return 0;
 }
