@@ -49,7 +49,10 @@ public:
         return *std::launder(reinterpret_cast<const Value*>(bytes));
     }
     /** Counts the values. Whoever alone takes them out need not wait for as many. */
-    [[nodiscard]] std::uint32_t size() noexcept { return BlockQ_Len(&record_) / sizeof(Value); }
+    [[nodiscard]] std::uint32_t size() noexcept
+    {
+        return BlockQ_Len(&record_) / std::uint32_t{sizeof(Value)};
+    }
     /** The C record, still this object's. Add and remove whole values only. */
     BlockQ* native() noexcept { return &record_; }
 
