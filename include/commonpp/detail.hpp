@@ -62,11 +62,12 @@ public:
 /** A task of a callable, with the fields of Base beside it. */
 template <class Base, class Callable>
 class task_of final : public Base {
-    static_assert(alignof(Callable) <= alignof(std::max_align_t) && sizeof(Callable) <= INT32_MAX);
+    static_assert(alignof(Callable) <= alignof(std::max_align_t));
+    static_assert(std::uint32_t(sizeof(Callable)) == sizeof(Callable), "MEM_Malloc takes 32 bits");
 
 public:
     template <class Argument>
-    explicit task_of(Argument&& argument) : callable_(std::forward<Argument>(argument))
+    task_of(std::in_place_t, Argument&& argument) : callable_(std::forward<Argument>(argument))
     {
     }
     void* run() override

@@ -71,7 +71,7 @@ public:
         }
         std::unique_ptr<work> made =
             std::make_unique<detail::task_of<work, std::decay_t<Callable>>>(
-                std::forward<Callable>(callable));
+                std::in_place, std::forward<Callable>(callable));
         COMMON_Thread_Initialize(&made->record, run, made.get());
         if (options.name != nullptr) {
             COMMON_Thread_SetName(&made->record, options.name);

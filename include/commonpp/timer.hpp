@@ -42,7 +42,8 @@ public:
     template <class Callable,
               class = std::enable_if_t<std::is_invocable_v<std::decay_t<Callable>&>>>
     explicit timer(Callable&& callable)
-        : shot_(new detail::task_of<shot, std::decay_t<Callable>>(std::forward<Callable>(callable)))
+        : shot_(new detail::task_of<shot, std::decay_t<Callable>>(std::in_place,
+                                                                  std::forward<Callable>(callable)))
     {
         shot_->record = TMR_New();
     }

@@ -12,7 +12,6 @@
 
 using namespace harness;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
