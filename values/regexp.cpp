@@ -137,7 +137,11 @@ uint32_t RegExp_Check(const char* pattern, uint32_t case_sensitive, char* error,
     regex_t expression;
     const int ret = compile(expression, pattern, case_sensitive != 0);
     if (ret != 0) {
-        regerror(ret, nullptr, error, size);
+        // AddressSanitizer takes the size that regerror() gives, which is that of the whole text,
+        // for what it has written: it is not handed a short buffer of the caller's.
+        char text[256];
+        regerror(ret, nullptr, text, sizeof text);
+        std::snprintf(error, size, "%s", text);
         return 0;
     }
     regfree(&expression);

@@ -78,6 +78,9 @@ FRESH_TEST(CommonppExceptions, ThrowingConditionLeavesTheLockToItsGuard)
     const std::lock_guard<commonpp::monitor> held(monitor);
 }
 
+// AddressSanitizer does not know that the frames of the library, which is built without exceptions,
+// are gone when those above them are unwound, and finds the marks of their variables.
+#ifndef HARNESS_ADDRESS_SANITIZER
 FRESH_TEST(CommonppExceptions, CancelledThreadIsUnwoundAndJoined)
 {
     std::atomic<int> alive{0};
@@ -103,6 +106,7 @@ FRESH_TEST(CommonppExceptions, CancelledThreadIsUnwoundAndJoined)
     EXPECT_EQ(alive.load(), 0);
     const std::lock_guard<commonpp::monitor> held(monitor);
 }
+#endif
 
 FRESH_TEST(CommonppExceptions, CancelledReaderLeavesTheQueueToOthers)
 {
