@@ -49,6 +49,7 @@ def compiled(compiler, bodies):
     program = START + "".join(f'#line {number} "case"\nvoid use{number}(); '
                               f'void use{number}() {{ {body} }}\n'
                               for number, body in enumerate(bodies, 1))
+    # What is right declares what nothing uses, and must be accepted without a word.
     done = subprocess.run([*compiler, "-std=c++17", "-Wall", "-Wextra", "-Wformat=2",
                            "-Wno-unused-variable", "-fsyntax-only", "-x", "c++", "-"], text=True,
                           input=program, capture_output=True, check=False)

@@ -108,12 +108,14 @@ BODY(CommonppVariant, CopiesAreDeepAndMovesLeaveNothing)
     CHECK_EQ(first.text(), "{\"a\", {1, 2}}");
     CHECK_EQ(second.text(), "{\"a\", {9, 2}}");
     const variant third(std::move(second));
-    CHECK(second.type() == OXAVAR_TYPE_NONE);  // NOLINT(bugprone-use-after-move)
+    // NOLINTNEXTLINE(bugprone-use-after-move): what a move leaves behind is looked at.
+    CHECK(second.type() == OXAVAR_TYPE_NONE);
     CHECK_EQ(third.text(), "{\"a\", {9, 2}}");
     second = third;
     CHECK_EQ(second.text(), third.text());
     first = std::move(second);
-    CHECK(second.type() == OXAVAR_TYPE_NONE);  // NOLINT(bugprone-use-after-move)
+    // NOLINTNEXTLINE(bugprone-use-after-move): what a move leaves behind is looked at.
+    CHECK(second.type() == OXAVAR_TYPE_NONE);
     CHECK_EQ(first.text(), third.text());
     first = 5;
     CHECK_EQ(first.text(), "5");

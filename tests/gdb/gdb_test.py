@@ -105,7 +105,7 @@ def installed(gdb):
                     "--component", "gdb"], check=True, stdout=subprocess.DEVNULL)
     libraries = prefix / gdb.arguments.libdir
     libraries.mkdir(parents=True)
-    library = Path(gdb.arguments.library).resolve()
+    library = Path(os.path.realpath(gdb.arguments.library))
     shutil.copy(library, libraries)
     (libraries / "libcommon.so.1").symlink_to(library.name)
     scripts = prefix / "share/gdb/auto-load"
@@ -118,7 +118,7 @@ def installed(gdb):
 
 def without_debug_information(gdb):
     """What remains is shown, and one line says what is missing."""
-    library = Path(gdb.arguments.library).resolve()
+    library = Path(os.path.realpath(gdb.arguments.library))
     copy = gdb.work / library.name
     subprocess.run([gdb.arguments.strip, "--strip-unneeded", "-o", copy, library], check=True)
     (gdb.work / "libcommon.so.1").symlink_to(library.name)

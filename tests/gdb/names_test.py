@@ -3,7 +3,7 @@
 
 usage: names_test.py ROOT
 """
-import importlib.util
+import runpy
 import re
 import sys
 from pathlib import Path
@@ -23,10 +23,7 @@ def names_of_headers(include):
 
 
 def names_of_script(path):
-    specification = importlib.util.spec_from_file_location("names", path)
-    module = importlib.util.module_from_spec(specification)
-    specification.loader.exec_module(module)
-    return module.NAMES
+    return runpy.run_path(str(path))["NAMES"]
 
 
 def main():

@@ -150,7 +150,7 @@ TEST(CommonLogMacros, ValuesAreEvaluatedOnceForARecordAndNeverWithout)
         COMMON_LOG_IN((++zones, "ZONE"), level(kDebug), "%d", ++values);
         COMMON_LOG_ONCE(NOTE, "%d", ++values);
         COMMON_LOG_EVERY_N(NOTE, (++values, 1U), "%d", ++values);
-        // NOLINTNEXTLINE(bugprone-lambda-function-name): it is meant.
+        // NOLINTNEXTLINE(bugprone-lambda-function-name): records of a lambda say operator().
         COMMON_LOG_PER_SECOND(NOTE, (++values, 1U), "%d", ++values);
         EXPECT_EQ(values, 0);
         EXPECT_EQ(zones, 0);
@@ -160,7 +160,7 @@ TEST(CommonLogMacros, ValuesAreEvaluatedOnceForARecordAndNeverWithout)
         COMMON_LOG_IN((++zones, "ZONE"), level(kWarn), "%d", ++values);
         COMMON_LOG_ONCE(WARN, "%d", ++values);
         COMMON_LOG_EVERY_N(WARN, 1, "%d", ++values);
-        // NOLINTNEXTLINE(bugprone-lambda-function-name): it is meant.
+        // NOLINTNEXTLINE(bugprone-lambda-function-name): records of a lambda say operator().
         COMMON_LOG_PER_SECOND(WARN, 1, "%d", ++values);
         EXPECT_EQ(values, 6);
         EXPECT_EQ(zones, 1);
@@ -177,7 +177,7 @@ TEST(CommonLogMacros, KeepErrnoAndShowItAlsoInTheFirstRecord)
         COMMON_LOG_DEBUG("%m");
         COMMON_LOG_ONCE(WARN, "%m");
         COMMON_LOG_EVERY_N(WARN, 2, "%m");
-        // NOLINTNEXTLINE(bugprone-lambda-function-name): it is meant.
+        // NOLINTNEXTLINE(bugprone-lambda-function-name): records of a lambda say operator().
         COMMON_LOG_PER_SECOND(WARN, 2, "%m");
         COMMON_LOG_IN("TUNER", kWarn, "%m");
         EXPECT_EQ(errno, ENOENT);
@@ -204,7 +204,7 @@ void choose(bool first)
     else
         COMMON_LOG_EVERY_N(NOTE, 1, "second");
     if (!first)
-        // NOLINTNEXTLINE(bugprone-lambda-function-name): it is meant.
+        // NOLINTNEXTLINE(bugprone-lambda-function-name): records of a lambda say operator().
         COMMON_LOG_PER_SECOND(NOTE, 1, "second");
     else
         COMMON_LOG_WARN("first");
