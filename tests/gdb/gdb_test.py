@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Asks gdb what it shows of a process with one of each record (records.c), or of a core of it.
 
-usage: gdb_test.py CASE --gdb GDB --program PROGRAM --library LIBRARY --build FOLDER --work FOLDER
+usage: gdb_test.py CASE --gdb GDB --program PROGRAM --shared-object FILE --build FOLDER --work FOLDER
                    --libdir FOLDER --cmake CMAKE --strip STRIP
 """
 import argparse
@@ -105,7 +105,7 @@ def installed(gdb):
                     "--component", "gdb"], check=True, stdout=subprocess.DEVNULL)
     libraries = prefix / gdb.arguments.libdir
     libraries.mkdir(parents=True)
-    library = Path(os.path.realpath(gdb.arguments.library))
+    library = Path(gdb.arguments.shared_object).resolve()
     shutil.copy(library, libraries)
     (libraries / "libcommon.so.1").symlink_to(library.name)
     scripts = prefix / "share/gdb/auto-load"
@@ -118,7 +118,7 @@ def installed(gdb):
 
 def without_debug_information(gdb):
     """What remains is shown, and one line says what is missing."""
-    library = Path(os.path.realpath(gdb.arguments.library))
+    library = Path(gdb.arguments.shared_object).resolve()
     copy = gdb.work / library.name
     subprocess.run([gdb.arguments.strip, "--strip-unneeded", "-o", copy, library], check=True)
     (gdb.work / "libcommon.so.1").symlink_to(library.name)
@@ -146,7 +146,7 @@ def main():
     cases = {"Process": process, "Core": core, "Installed": installed, "Page": page,
              "WithoutDebugInformation": without_debug_information, "WithoutProcess": without_process}
     parser.add_argument("case", choices=cases)
-    for option in ("gdb", "program", "library", "build", "work", "libdir", "cmake", "strip"):
+    for option in ("gdb", "program", "shared-object", "build", "work", "libdir", "cmake", "strip"):
         parser.add_argument(f"--{option}", required=True)
     arguments = parser.parse_args()
     cases[arguments.case](Gdb(arguments))
