@@ -1,0 +1,47 @@
+// Where records come from: files, a journal, standard input, a socket.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "records/record.h"
+
+namespace commonctl {
+
+/// Where to read, as the command line says.
+struct SourceOptions {
+    /// Files of a system log, one behind the other; "-" is standard input. Without any (and without
+    /// journal and socket): the system log of this machine, /var/log/syslog or /var/log/messages.
+    std::vector<std::string> files{};
+    bool journal = false;  ///< what journalctl(1) gives, instead
+    std::string socket{};  ///< a socket to receive at, such as /dev/log, instead; empty for none
+    bool follow = false;   ///< go on with what is written from now on, also over rotation
+    std::optional<std::uint64_t> last{};  ///< begin with the last so many records
+};
+
+/// Gives one record after the other.
+class RecordSource {
+public:
+    virtual ~RecordSource() = default;
+
+    enum class Next {
+        Record,  ///< there was one
+        Later,   ///< none yet; more may come (only when following)
+        End      ///< there are no more
+    };
+
+    /// Gives the next record, without waiting. Its texts live until the next call.
+    /// @throws std::system_error when the source cannot be read.
+    virtual Next next(Record& record) = 0;
+
+    /// Descriptors that become readable when more may have come, for poll(2); also look again after
+    /// some 100 ms, for what no descriptor tells (a file that is rotated).
+    virtual std::vector<int> descriptors() const = 0;
+};
+
+/// @throws std::system_error or std::runtime_error, with a text that says what to do.
+std::unique_ptr<RecordSource> open_source(const SourceOptions& options);
+
+}  // namespace commonctl
