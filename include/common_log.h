@@ -81,8 +81,8 @@ enum {
     /** "[%03u.%s.%09u] %s: %s (file=%s,func=%s,line=%d) %s": day, time, nanoseconds, zone, level,
      * file, function, line, message. */
     COMMON_LogFormatLegacy = 0,
-    /** "[%03u.%s.%09u] PID: %u, TID: %u, Proc: %s, Level: %s, Zone: %s, File: %s, Func: %s,
-     * Line: %u, Message: %s", in one line. Any number above 4 is written so, too. */
+    /** "[%03u.%s.%09u] PID: %u, TID: %u, Proc: %s, Level: %s, Zone: %s, File: %s, Func: %s, "
+     * "Line: %u, Message: %s", in one line. Any number above 4 is written so, too. */
     COMMON_LogFormatAll = 1,
     /** "%03u.%s.%09u   %2u  %-8s  %-15s  %-30s  %-34s  %4u  %s": day, time, nanoseconds, thread,
      * level, zone, file, function, line, message. */

@@ -44,7 +44,11 @@ lint_cppcheck() {
 
 # The header comments and the pages, as the manual needs them.
 lint_docs() {
-  tools/docs/undocumented.py --self-test && ./dev docs
+  local tool
+  for tool in lost_words undocumented; do
+    "tools/docs/$tool.py" --self-test || return 1
+  done
+  ./dev docs
 }
 
 lint_shell() {
