@@ -78,6 +78,27 @@ test_man() {
   return $bad
 }
 
+# Each exported name is found: by the search, and by man if it is a function; if not, on a page of man. And
+# each page of man that another one leads to is there.
+test_names() {
+  local name names pages missing=()
+  mapfile -t names < <(sed -nE 's/^ +([A-Za-z]\w*);$/\1/p' cmake/libcommon.map)
+  for name in "${names[@]}"; do
+    grep -qF "[\"$name\", " "$docs/html/search_index.js" || missing+=("the search: $name")
+    if [[ ! -f $docs/man/man3/$name.3 ]] && ! grep -qE "^.fB[^(]*\b$name(\[\])?;" "$docs"/man/man3/*.3; then
+      missing+=("man: $name")
+    fi
+  done
+  mapfile -t pages < <(sed -nE 's/^.fB(common\w*).fR\(3\),?$/\1/p' "$docs"/man/man3/*.3 | sort -u)
+  for name in "${pages[@]}"; do
+    [[ -f $docs/man/man3/$name.3 ]] || missing+=("man: $name, which another page leads to")
+  done
+  ((${#names[@]} && ${#pages[@]})) || missing+=('names to look for')
+  printf 'names: %s\n' "$( ((${#missing[@]})) && printf 'BAD' || printf '%d good' $((${#names[@]} + ${#pages[@]})))"
+  ((!${#missing[@]})) || printf 'not found by %s\n' "${missing[@]}"
+  return $((${#missing[@]} > 0))
+}
+
 # Looks at the pages with a browser. What npm brings is in the build folder; it brings no browser.
 test_html() {
   local folder=$docs/test
@@ -100,6 +121,7 @@ main() {
   printf 'dev: the manual is %s, its man pages are in %s\n' "$docs/html/index.html" "$docs/man" >&2
   if (($#)); then
     test_man
+    test_names
     test_html
   fi
 }
