@@ -39,7 +39,8 @@ def pieces(path):
     if path.suffix == ".md":
         return [line.strip() for listing in LISTING.findall(text) for line in listing.split("\n")]
     comments = [re.sub(r"(?m)^\s*\* ?", "", comment) for comment in COMMENT.findall(INTERNAL.sub("", text))]
-    return [word.replace("`", "") for comment in comments for word in comment.split() if not LAYOUT.fullmatch(word)]
+    words = (word for comment in comments for word in comment.split())
+    return [word.replace("`", "") for word in words if not LAYOUT.fullmatch(word)]
 
 
 def problems(folder, xml):
@@ -56,7 +57,8 @@ def problems(folder, xml):
 
 def self_test():
     """Shows that what is lost is found, and that nothing else is."""
-    header = "/**\n * @param\n * Takes %s, `%d`.\n */\n/** @cond x */ /** inside */ /** @endcond */ int a; /**< one */\n"
+    header = ("/**\n * @param\n * Takes %s, `%d`.\n */\n"
+              "/** @cond x */ /** inside */ /** @endcond */ int a; /**< one */\n")
     page = "Text.\n\n```c\nint a;  /** one */\n```\n\n  ```text\n  out\n  ```\n"
     member = "<compounddef><memberdef>one<location file='common/a.h'/></memberdef></compounddef>"
     file = "<compounddef><para>Takes {}, %d.</para><location file='common/a.h'/></compounddef>"
