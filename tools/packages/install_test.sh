@@ -4,6 +4,10 @@
 # changes the system, and runs in a private root therefore.
 set -uo pipefail
 
+if [[ ! -d /run/changes ]]; then
+  printf 'dev: install_test.sh changes the system: run it by in_private_root.sh\n' >&2
+  exit 1
+fi
 arch=$(dpkg --print-architecture)
 triplet=$(dpkg-architecture --query DEB_HOST_MULTIARCH)
 all=$1
