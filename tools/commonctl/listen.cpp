@@ -27,9 +27,9 @@ constexpr const char* kHelp =
     "\n"
     "  --color=WHEN     auto (on a terminal), always or never\n"
     "  --output=FILE    print the records to FILE, and leave standard output to the COMMAND\n"
-    "  --private-root   work in a private root, with folders /config, /dev, /oxa and /tmp of its\n"
-    "                   own: for a COMMAND, next to a log daemon or without the right to replace "
-    "it\n"
+    "  --private-root   work in a private root, with folders /config, /config-mfg, /dev, /log,\n"
+    "                   /oxa and /tmp of its own that vanish with it: for a COMMAND, next to a\n"
+    "                   log daemon or without the right to replace it\n"
     "  --socket=PATH    listen at PATH instead of /dev/log\n";
 
 /// Keeps the current folder and that of a command given by its path.
