@@ -216,6 +216,7 @@ BODY(CommonppVariant, SizesAreNotCutTo32Bits)
     const auto received = variant::from_bytes(bytes.data(), std::size_t{1} << 32);
     CHECK(static_cast<bool>(received));
     CHECK_EQ(*received->get_if<std::int32_t>(), 5);
+    CHECK(*variant(std::string_view("text", std::size_t{1} << 32)).get_if<char*>() == nullptr);
 }
 #endif
 
