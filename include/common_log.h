@@ -124,7 +124,7 @@ extern const char COMMON_LogLevel_stringDefault[];
 extern const char COMMON_Log_zoneDefault[];
 
 /**
- * Tells whether records of a level are wanted now. Cheap (one load and one compare), so that
+ * Tells whether records of a level are wanted now. Cheap (one load and two compares), so that
  * callers ask before they build a message. Does not change errno.
  * @param level any value.
  * @return 1 when logging is enabled and `level` is at most the current level, else 0.
