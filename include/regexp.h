@@ -51,7 +51,7 @@ typedef struct RegExp {
  * double with each "+" of another one (14 groups inside one another, each with a "+", take more
  * than 100 MB), and multiply with repetitions such as "{1000}" of one another. A pattern that has
  * 4 GiB or more when it is rewritten ends the process ("size <= UINT32_MAX"). And searching for
- * back-references such as "" may take a time that grows with a high power of the text's length.
+ * back-references such as "\\1" may take a time that grows with a high power of the text's length.
  * So limit the length of what strangers may give, to 500 bytes say, and take neither "{" nor "+"
  * from them, nor a backslash in front of a digit.
  * @param pattern what would be matched; null is not accepted ("No pattern").
