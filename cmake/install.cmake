@@ -26,7 +26,7 @@ install(
   DIRECTORY include/commonpp
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   COMPONENT development
-  OPTIONAL FILES_MATCHING
+  FILES_MATCHING
   PATTERN "*.hpp")
 
 # In the build tree, links give the folder the names that it has when installed.

@@ -78,7 +78,7 @@
 #define COMMON_NEVER_NULL
 #endif
 
-/**
+/*
  * COMMON_64_BIT_TIMES: the function is handed a time as the library was built, with 64 bits also on
  * 32-bit machines. Where a program has other ones, calling it does not compile.
  */

@@ -9,9 +9,9 @@
  *     COMMON_DEBUG_ENABLE        True, False (any case)                      False
  *     COMMON_DEBUG_ROW_LENGTH    bytes in a row of a hex dump, 4 to 128      32
  *
- * A row length below 4 becomes 4, one above 128 becomes 128, others are rounded up to a multiple of
- * 4. A negative number is stored as it is; a hex dump then uses 32 bytes a row, and so it does for
- * the 0 that rounding -1 to -3 gives.
+ * A row length below 4 becomes 4, one above 128 becomes 128, others are rounded up to a
+ * multiple of 4. A negative number is stored as it is; a hex dump then uses 32 bytes a row, and so
+ * it does for the 0 that rounding -1 to -3 gives.
  *
  * A row is one line of fixed columns: the count of rows so far, day since the epoch and local time,
  * thread, stream, zone (empty), file, function, line, message. The first row of a process is

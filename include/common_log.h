@@ -81,8 +81,8 @@ enum {
     /** "[%03u.%s.%09u] %s: %s (file=%s,func=%s,line=%d) %s": day, time, nanoseconds, zone, level,
      * file, function, line, message. */
     COMMON_LogFormatLegacy = 0,
-    /** "[%03u.%s.%09u] PID: %u, TID: %u, Proc: %s, Level: %s, Zone: %s, File: %s, Func: %s,
-     * Line: %u, Message: %s", in one line. Any number above 4 is written so, too. */
+    /** "[%03u.%s.%09u] PID: %u, TID: %u, Proc: %s, Level: %s, Zone: %s, File: %s, Func: %s, "
+     * "Line: %u, Message: %s", in one line. Any number above 4 is written so, too. */
     COMMON_LogFormatAll = 1,
     /** "%03u.%s.%09u   %2u  %-8s  %-15s  %-30s  %-34s  %4u  %s": day, time, nanoseconds, thread,
      * level, zone, file, function, line, message. */
@@ -124,7 +124,7 @@ extern const char COMMON_LogLevel_stringDefault[];
 extern const char COMMON_Log_zoneDefault[];
 
 /**
- * Tells whether records of a level are wanted now. Cheap (one load and one compare), so that
+ * Tells whether records of a level are wanted now. Cheap (one load and two compares), so that
  * callers ask before they build a message. Does not change errno.
  * @param level any value.
  * @return 1 when logging is enabled and `level` is at most the current level, else 0.

@@ -23,8 +23,8 @@
  * - The format is a printf format that the compiler checks; "%m" shows the errno that the caller
  *   had, as long as no value changes it. (Only g++ with -Wpedantic objects to "%m", in templates.)
  *   The rest is as for COMMON_Log_Write(): messages are cut at 1023 bytes, errno stays as it is.
- * - The file is __FILE__, of which records show what follows the last '/' unless the strip setting
- *   is off. The function is __func__: "operator()" in a lambda.
+ * - The file is `__FILE__`, of which records show what follows the last '/' unless the strip
+ *   setting is off. The function is `__func__`: "operator()" in a lambda.
  * - Each macro is one statement, also without braces behind an if.
  * - They may be used wherever COMMON_Log_Write() may: by any thread, not in signal handlers.
  * - A header that logs does not name a zone for all who include it. In C++ it names one in its own

@@ -55,6 +55,7 @@ typedef struct COMMON_sync {
     pthread_t owner; /**< who holds the lock; all ones: nobody */
     sem_t lock;      /**< 1 while nobody holds it */
     sem_t signal;    /**< 1 while a signal is pending */
+    /* public */
     /** The caller's: bits of the above, not to be changed while others use the object. */
     uint32_t flags;
 } COMMON_sync;

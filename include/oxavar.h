@@ -223,7 +223,7 @@ COMMON_MUST_USE STATUS COMMON_OXAVarDeserializeBounded(const void* buffer, uint3
                                                        COMMON_OXAVar* var, uint32_t* consumed);
 
 /**
- * Gives a text for traces: 12, 0.500000, "text", the pointer as %p prints it, {1, {}, "two"}, or
+ * Gives a text for traces: 12, 0.500000, "text", the pointer as "%p" prints it, {1, {}, "two"}, or
  * unknown (type=0) for what is empty or unknown.
  *
  * The text is cut to 1023 characters. A text of 1021 characters or more has no quotes; one of 1021

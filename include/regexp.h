@@ -47,10 +47,13 @@ typedef struct RegExp {
  * again. Nothing is kept, and a pattern that does not compile is only told about.
  *
  * What compiling takes is the C library's choice, here as in RegExp_New(): stack in proportion to
- * the length of a pattern (less than 1 MiB for 500 groups inside one another), time and memory for
- * repetitions such as "{1000}" of one another. One that has 4 GiB or more when it is rewritten ends
- * the process ("size <= UINT32_MAX"). So limit the length of what strangers may give, to 500 bytes
- * say, and take no "{" from them.
+ * the length of a pattern (less than 1 MiB for 500 groups inside one another); time and memory that
+ * double with each "+" of another one (14 groups inside one another, each with a "+", take more
+ * than 100 MB), and multiply with repetitions such as "{1000}" of one another. A pattern that has
+ * 4 GiB or more when it is rewritten ends the process ("size <= UINT32_MAX"). And searching for
+ * back-references such as "\\1" may take a time that grows with a high power of the text's length.
+ * So limit the length of what strangers may give, to 500 bytes say, and take neither "{" nor "+"
+ * from them, nor a backslash in front of a digit.
  * @param pattern what would be matched; null is not accepted ("No pattern").
  * @param case_sensitive as for RegExp_New().
  * @param error gets what is wrong, in the C library's words, such as "Unmatched ( or \\(", cut to

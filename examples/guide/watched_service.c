@@ -56,9 +56,9 @@ int main(void)
             COMMON_wdm_Tickle(tuner.watch, 2);
         }
     }
-    COMMON_Monitor_Unlock(&monitor);
     printf("%s: %s\n", decoder.name, decoder.missed ? "missed" : "in time");
     printf("%s: %s\n", tuner.name, tuner.missed ? "missed" : "in time");
+    COMMON_Monitor_Unlock(&monitor);
 
     COMMON_wdm_Unsubscribe(decoder.watch);  // gives them away: not to be used any more
     COMMON_wdm_Unsubscribe(tuner.watch);

@@ -10,12 +10,14 @@
 
 #include <memory>
 
+#include <common/common.h>
 #include <common/common_wdm.h>
 #include <common/data.h>
 #include <common/list_by_abstractset.h>
 #include <common/list_light.h>
 #include <common/map.h>
 #include <common/mem_malloc.h>
+#include <common/oxa_file.h>
 
 namespace commonpp {
 
@@ -57,6 +59,10 @@ using owning_light_list =
 using map = handle<Map, Map_Delete>;
 /** Of DATA_ArrayNew() and its like. */
 using byte_array = handle<DATA_Array, DATA_ArrayDelete>;
+/** Of FILE_Open(). Only FILE_Close(owner.release()) tells whether all that was written arrived. */
+using stream = handle<FILE, FILE_Close>;
+/** Of the caller's record that UTIL_GetFolderItems() fills, also when that fails: its names. */
+using folder_items = handle<UTIL_FolderItems, UTIL_ReleaseFolderItems>;
 /** Of COMMON_wdm_Init(). */
 using watchdog = handle<COMMON_wdm, COMMON_wdm_Destroy>;
 /** Of COMMON_wdm_Create_Subscriber(): ends the watch when it goes. */

@@ -69,7 +69,7 @@ private:
 class zone {
 public:
     /** @param name not copied; null is empty. That of a module is LOG_GetModuleName(). */
-    constexpr explicit zone(const char* name) noexcept : name_(name != nullptr ? name : "") {}
+    constexpr explicit zone(const char* name) noexcept : name_(name) {}
 
 /** @cond */
 #define COMMONPP_LEVEL(function_name, level)                              \

@@ -71,7 +71,11 @@ public:
 
 }  // namespace detail
 
-/** Gives the category of status codes, named "common". Its messages are the display texts. */
+/**
+ * Gives the category of status codes, named "common". Its messages are the display texts. Shared
+ * objects that are compiled with -fvisibility=hidden have one each, and codes of different ones
+ * compare unequal: hand a status over between them.
+ */
 inline const std::error_category& error_category() noexcept
 {
     static const detail::status_category category;

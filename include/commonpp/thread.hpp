@@ -7,7 +7,9 @@
  *     if (!ok(scanner.start([&] { scan(folder); }, {"scanner"}))) { ...
  *
  * An exception that leaves what it runs ends the process (std::terminate). Cancellation and
- * pthread_exit(3) unwind it, where the program is compiled with exceptions.
+ * pthread_exit(3) unwind it, where the program is compiled with exceptions. In a child of fork()
+ * the thread is not there: an object that has one is neither to be joined nor to be destroyed, as a
+ * thread of the child's may have its id by then. So end such a child with _exit(2).
  */
 #pragma once
 

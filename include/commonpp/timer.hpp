@@ -7,7 +7,8 @@
  *
  * What it calls runs in a thread of the timer's (timer.h), may start the timer again, which makes a
  * periodic one, and may use all of its functions. An exception that leaves it ends the process
- * (std::terminate). It may end its thread.
+ * (std::terminate). It may end its thread, which unwinds it as in thread.hpp. It may destroy its
+ * own timer, but with -fvisibility=hidden not from another shared object than the one that made it.
  */
 #pragma once
 

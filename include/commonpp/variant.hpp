@@ -9,7 +9,8 @@
  *     if (received) { for (const commonpp::variant& part : *received) { ...
  *
  * Braces make an array, but for those around a single variant, which copy it; parentheses or "="
- * make the value itself. Nothing is converted: of numbers only int32_t and float are taken.
+ * make the value itself. Of numbers only int32_t, what is promoted to it (such as char and short)
+ * and float are taken.
  */
 #pragma once
 

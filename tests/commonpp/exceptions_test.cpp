@@ -148,6 +148,49 @@ FRESH_TEST(CommonppExceptions, CancelledThreadStillWaitsInADestructor)
     EXPECT_TRUE(inner_done.load());
 }
 
+FRESH_TEST(CommonppExceptions, CancelledJoinLeavesTheThreadToOthers)
+{
+    Flag go;
+    int answer = 0;
+    commonpp::thread inner;
+    ASSERT_EQ(inner.start([&] {
+        go.wait();
+        return &answer;
+    }),
+              commonpp::status::success);
+    commonpp::thread outer;
+    ASSERT_EQ(outer.start([&] { static_cast<void>(inner.join()); }), commonpp::status::success);
+    EXPECT_EQ(COMMON_Thread_Cancel(outer.native()), STATUS_SUCCESS);
+    void* result = nullptr;
+    EXPECT_EQ(outer.join(&result), commonpp::status::success);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_TRUE(inner.joinable());
+    go.set();
+    EXPECT_EQ(inner.join(&result), commonpp::status::success);
+    EXPECT_EQ(result, &answer);
+}
+
+FRESH_TEST(CommonppExceptions, TimersDestructorIsNoCancellationPoint)
+{
+    bool went_on = false;
+    commonpp::thread worker;
+    ASSERT_EQ(worker.start([&] {
+        {
+            int value = 0;
+            const auto end = [](int*) { pthread_testcancel(); };
+            const commonpp::timer timer([kept = std::shared_ptr<int>(&value, end)] {});
+            EXPECT_EQ(pthread_cancel(pthread_self()), 0);
+        }
+        went_on = true;
+        pthread_testcancel();
+    }),
+              commonpp::status::success);
+    void* result = nullptr;
+    EXPECT_EQ(worker.join(&result), commonpp::status::success);
+    EXPECT_TRUE(went_on);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+}
+
 FRESH_TEST(CommonppExceptions, CallThatEndsItsThreadGivesTheCallableBack)
 {
     std::atomic<int> alive{0};
@@ -198,17 +241,20 @@ TEST(CommonppExceptions, ThreadThatThePlatformRefusesIsNone)
     const Outcome outcome = well([] {
         std::atomic<int> alive{0};
         commonpp::thread_options options;
-        options.schedule = 77;
+        options.priority = 200;
         commonpp::thread worker;
+        EXPECT_EQ(worker.start([kept = Counted(alive)] {}, options), commonpp::status::failed);
+        options.schedule = 77;
         EXPECT_EQ(worker.start([kept = Counted(alive)] {}, options), commonpp::status::failed);
         EXPECT_EQ(alive.load(), 0);
         EXPECT_FALSE(worker.joinable());
         EXPECT_EQ(worker.join(), commonpp::status::not_found);
     });
-    EXPECT_THAT(
-        outcome.log,
-        ElementsAre(said(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Start",
-                         "Failed to set the scheduling policy with error: Invalid argument (22)")));
+    const auto refused = [](const std::string& what) {
+        return said(COMMON_LogLevelError, "", "common_thread", "COMMON_Thread_Start",
+                    "Failed to set the scheduling " + what + " with error: Invalid argument (22)");
+    };
+    EXPECT_THAT(outcome.log, ElementsAre(refused("parameters"), refused("policy")));
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 // Handles: the size of a pointer, ended by the right function.
+#include <cstdio>
 #include <cstring>
 #include <utility>
+
+#include <fcntl.h>
 
 #include "bodies.h"
 
@@ -38,10 +41,30 @@ BODY(CommonppHandles, EndWhatTheyOwn)
     CHECK_EQ(released, 1);
 }
 
+BODY(CommonppHandles, StreamIsClosedAndNamesOfFoldersAreReleased)
+{
+    int descriptor = -1;
+    {
+        const commonpp::stream stream{FILE_Open("/proc/self/status", "r")};
+        descriptor = fileno(stream.get());
+        CHECK(fcntl(descriptor, F_GETFD) != -1);
+    }
+    CHECK_EQ(fcntl(descriptor, F_GETFD), -1);
+    UTIL_FolderItems names{};
+    {
+        const commonpp::folder_items owner{&names};
+        CHECK_EQ(UTIL_GetFolderItems("/", nullptr, UTIL_FOLDER_ITEMS_ALL, owner.get()),
+                 STATUS_SUCCESS);
+        CHECK(names.count != 0);
+    }
+    CHECK_EQ(names.count, 0U);
+}
+
 BODY(CommonppHandles, EmptyOnesEndNothing)
 {
     const commonpp::list none;
     const commonpp::watchdog no_watchdog;
+    const commonpp::stream no_stream;
     commonpp::map first{Map_New(nullptr)};
     const commonpp::map second = std::move(first);
     CHECK(first == nullptr);

@@ -111,6 +111,19 @@ BODY(CommonppThread, StartedAgainOnlyAfterAJoin)
     CHECK_EQ(runs.load(), 2);
 }
 
+// Never destroyed, as the block of a thread that may still run is not given back.
+BODY(CommonppThread, JoinThatFailsLeavesAThread)
+{
+    static thread& detached = *new thread;
+    Flag go;
+    CHECK(detached.start([&] { go.wait(); }) == status::success);
+    CHECK_EQ(COMMON_Thread_Detach(detached.native()), STATUS_SUCCESS);
+    CHECK(detached.join() == status::failed);
+    CHECK(detached.joinable());
+    go.set();
+    await_end(detached);
+}
+
 BODY(CommonppThread, DestroyedInItselfAllIsGivenBackWhenItEnds)
 {
     std::atomic<int> alive{0};

@@ -211,6 +211,20 @@ BODY(CommonppTimer, DestroyedInItsOwnCallAfterManyStartsItIsFreed)
     }
 }
 
+BODY(CommonppTimer, DestroyedInItsOwnCallWithADeadlineAheadItIsFreed)
+{
+    std::atomic<int> alive{0};
+    std::unique_ptr<timer> owner;
+    owner = std::make_unique<timer>([&, kept = Counted(alive)] {
+        CHECK(owner->start(kNever) == status::success);
+        owner.reset();
+    });
+    CHECK(owner->start(1ms) == status::success);
+    while (alive.load() != 0) {
+        sched_yield();
+    }
+}
+
 BODY(CommonppTimer, DestroyedInTheCallOfAnotherOneItIsEndedThere)
 {
     std::atomic<int> alive{0};

@@ -42,6 +42,7 @@ BODY(CommonppVariant, HoldsOneOfItsTypes)
     CHECK(variant().type() == OXAVAR_TYPE_NONE);
     CHECK(variant(-5).type() == OXAVAR_TYPE_INT);
     CHECK_EQ(*variant(-5).get_if<std::int32_t>(), -5);
+    CHECK_EQ(*variant(static_cast<short>(-5)).get_if<std::int32_t>(), -5);
     CHECK_EQ(*variant(2.5F).get_if<float>(), 2.5F);
     CHECK_EQ(text_of("text"), "text");
     CHECK_EQ(text_of(variant(std::string("text"))), "text");
@@ -215,6 +216,7 @@ BODY(CommonppVariant, SizesAreNotCutTo32Bits)
     const auto received = variant::from_bytes(bytes.data(), std::size_t{1} << 32);
     CHECK(static_cast<bool>(received));
     CHECK_EQ(*received->get_if<std::int32_t>(), 5);
+    CHECK(*variant(std::string_view("text", std::size_t{1} << 32)).get_if<char*>() == nullptr);
 }
 #endif
 

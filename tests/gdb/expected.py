@@ -37,6 +37,14 @@ COMMANDS = {
     "common values &cyclic as int *": "[0] 0x* <anchor>\n[1] 0x* <anchor>\n[2] <leads back to 0x*>",
     "common values ring as char *": "error: ring is no list and no map",
     "common values tracks": "error: usage: common values LIST as TYPE",
+    "common values missing as char *": 'error: No symbol "missing" in current context.',
+    "common values tracks as Missing *": 'error: No symbol "Missing" in current context.',
+    "common values broken_map as char *": "error: Cannot access memory at address 0x*",
+    "common values broken_pair as char *": "<Cannot access memory at address 0x*>"
+                                           " -> <Cannot access memory at address 0x*>\n"
+                                           '0x2f -> 0x* <oslo> "Oslo"',
+    "common values broken_pair.list as Map_Pair *": "[0] <Cannot access memory at address 0x*>\n"
+                                                    "[1] {key = 0x2f, value = 0x* <oslo>}",
     # Bytes.
     "print ring": "5 of 8 bytes: 65 66 67 68 69",
     "print unset_ring": "no bytes",
@@ -63,6 +71,8 @@ COMMANDS = {
     # What is the same in a core.
     "print *let_go": "free",
     "print signalled": "free, signal pending",
+    "set $copy = signalled": "",  # a value without an address
+    "print $copy": "free, signal pending",
     "print *idle": "idle",
     "print *busy_watchdog": "0 subscribers",
     "print *late": "on_late(0x0), fired",
@@ -79,6 +89,8 @@ COMMANDS = {
     "print no_list": "map without list",
     "print broken_map": "<Cannot access memory at address 0x*>"
                         " = {[<Cannot access memory at address 0x*>] = <Cannot access memory at address 0x*>}",
+    "print broken_pair": "map of 2 = {[<Cannot access memory at address 0x*>] = <Cannot access memory at address 0x*>,"
+                         " [0x2f] = 0x* <oslo>}",
     "print broken_ring": "<corrupt: 9 of 8 bytes>",
     "print far_ring": "<Cannot access memory at address 0x10>",
     "print broken_data": "<corrupt: 9 of 8 bytes>",

@@ -59,9 +59,13 @@ AbsSET copied_set;
 
 /* What cannot be: a debugger has to show it without harm. */
 static ListLight_Node nodes[2];
+static Map_Pair pair = {(void*)47, oslo};
+static ListLight_Node node_of_pair = {&pair, NULL};
+static ListLight_Node node_of_broken_pair = {(void*)256, &node_of_pair};
+static ListLight list_of_broken_pair = {&node_of_broken_pair, &node_of_pair, 2};
 ListLight cyclic, broken_list;
 AbsSET broken_set;
-Map no_list, broken_map;
+Map no_list, broken_map, broken_pair;
 RingBuf broken_ring, far_ring;
 DATA_Array broken_data;
 COMMON_UUID broken_id;
@@ -122,6 +126,7 @@ static void make_corrupt(void)
     nodes[0] = (ListLight_Node){&anchor, &nodes[1]};
     nodes[1] = (ListLight_Node){&anchor, &nodes[0]};
     broken_map.list = (ListLight*)256;
+    broken_pair.list = &list_of_broken_pair;
     cyclic = (ListLight){nodes, &nodes[1], 2};
     broken_list = (ListLight){(ListLight_Node*)16, NULL, 7};
     broken_set.sentinel.flink = (AbsSET_Entry*)16;

@@ -10,10 +10,19 @@ work=$(mktemp -d "$PWD/demo_test.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 build=$work/build jobs=1 demo_packages=()
 records=$build/demo/records.txt
-mkdir -p "$build/demo/examples/media_scanner" "$build/demo/tools/commonctl" "$work/media/below"
+scanners=$build/demo/examples/media_scanner
+mkdir -p "$scanners" "$build/demo/tools/commonctl" "$work/media/below"
 # In a private root, a folder below /tmp is there only if it is the program's or the current one.
-cp "$scanner" "$library" "$build/demo/examples/media_scanner"
-export LD_LIBRARY_PATH=$build/demo/examples/media_scanner
+cp "$scanner" "$scanners/real_scanner"
+cp "$library" "$scanners"
+export LD_LIBRARY_PATH=$scanners
+# Without records of progress: how many come depends on how fast the machine is.
+cat >"$scanners/media_scanner" <<TEXT
+#!/bin/sh
+exec $scanners/real_scanner --interval=0 "\$@"
+TEXT
+chmod +x "$scanners/media_scanner"
+cp "$scanners/media_scanner" "$work/file"
 for number in {1..30}; do
   mkdir "$work/media/$number"
 done
@@ -62,6 +71,8 @@ TEXT
   [[ $before == 'Scanned '*'folders              32'* ]] || fail "$way: no summary: $before"
   expect_end 1 "$work/none"
   [[ $counted == '1 record: 1 Error:' && -z $before ]] || fail "$way: $counted"
+  expect_end 1 "$work/file"
+  [[ $(sed 1d "$work/err") == "media_scanner: $work/file: Not a directory" ]] || fail "$way: $(cat "$work/err")"
 done
 grep -q '^listen --private-root --output=' "$work/asked" || fail 'no private root was asked for'
 
@@ -77,7 +88,7 @@ echo 'host media_scanner[1]: x, Note, Scan of /tmp ended: 1 folders' >>$work/sys
 exit 3
 TEXT
 chmod +x "$work/scanner"
-ln -sf "$work/scanner" "$build/demo/examples/media_scanner/media_scanner"
+ln -sf "$work/scanner" "$scanners/media_scanner"
 expect_end 3 /tmp
 [[ $counted == '1 record: 1 Note:' && $before == Scanned ]] || fail "$way: $counted"
 diff <(printf 'host media_scanner[1]: x, Note, Scan of /tmp ended: 1 folders\n') "$records" >&2

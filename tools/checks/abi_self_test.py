@@ -16,7 +16,9 @@ typedef struct Pair {
     void* key;
 } Pair;
 #define HIDDEN __attribute__((visibility("hidden")))
+typedef enum Colour { RED, GREEN } Colour;
 int take(Outside* outside);
+int paint(Colour colour);
 extern Pair pairs[2];
 int leave(void);
 """
@@ -24,6 +26,7 @@ SOURCE = """#include "toy.h"
 struct Inside { int a; };
 int take(Outside* outside) { return outside->hidden->a; }
 Pair pairs[2];
+int paint(Colour colour) { return colour; }
 int leave(void) { return 1; }
 """
 # What is replaced in header and source, with what, and what that is to programs.
@@ -32,6 +35,10 @@ CHANGES = [
     ("return 1;", "return 2;", Change.NONE),
     ("int leave(void)", "int more(void); int leave(void)", Change.NONE),
     ("int leave(void) {", "int more(void) { return 3; }\nint leave(void) {", Change.ADDITION),
+    ("GREEN }", "GREEN, BLUE }", Change.ADDITION),
+    ("char second;", "char renamed;", Change.ADDITION),
+    ("GREEN }", "BLUE }", Change.BREAK),
+    ("RED, GREEN }", "GREEN, RED }", Change.BREAK),
     ("int leave(void)", "HIDDEN int leave(void)", Change.BREAK),
     ("int leave(void)", "long leave(void)", Change.BREAK),
     ("Outside* outside", "Outside* outside, int more", Change.BREAK),

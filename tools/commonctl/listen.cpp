@@ -16,6 +16,7 @@
 namespace commonctl {
 namespace {
 
+<<<<<<< HEAD
 std::string not_empty(const std::string& path)
 {
     return path.empty() ? "it needs a path" : "";
@@ -28,6 +29,22 @@ struct ListenOptions {
     bool private_root = false;
     Arguments command;  ///< empty for none
 };
+=======
+constexpr const char* kHelp =
+    "usage: commonctl listen [OPTION...] [-- COMMAND [ARGUMENT...]]\n"
+    "\n"
+    "Takes the place of the log daemon and prints each record that it receives as one line:\n"
+    "priority, program, text. With a COMMAND: runs it, and ends when it has ended and its records\n"
+    "are printed, with its exit status (128 and the signal's number when a signal killed it).\n"
+    "Otherwise listens until SIGINT or SIGTERM.\n"
+    "\n"
+    "  --color=WHEN     auto (on a terminal), always or never\n"
+    "  --output=FILE    print the records to FILE, and leave standard output to the COMMAND\n"
+    "  --private-root   work in a private root, with folders /config, /config-mfg, /dev, /log,\n"
+    "                   /oxa and /tmp of its own that vanish with it: for a COMMAND, next to a\n"
+    "                   log daemon or without the right to replace it\n"
+    "  --socket=PATH    listen at PATH instead of /dev/log\n";
+>>>>>>> main
 
 /// Keeps the current folder and that of a command given by its path.
 void enter_private_root_for(const Arguments& command)

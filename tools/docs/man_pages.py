@@ -161,6 +161,7 @@ class Page:
         self.version = version
         self.members = []
         self.records = []
+        self.unnamed = {}  # types of fields, by the record's name and the field's
 
     def of_kind(self, *kinds):
         return [member for member in self.members if member.get("kind") in kinds]
@@ -197,22 +198,34 @@ class Page:
                 roff.lines.append(escaped(f"{value.findtext('name')} {value.findtext('initializer') or ''}".strip()))
                 roff.words(value, False, False)
 
+    def fields(self, roff, compound):
+        """The fields of a record. One whose type has no name has its own fields below it."""
+        for member in compound.iter("memberdef"):
+            if member.get("prot") != "public" or member.get("kind") != "variable":
+                continue
+            inner = self.unnamed.get(f"{compound.findtext('compoundname')}.{member.findtext('name')}")
+            shown = prototype(member) if inner is None else [f"{inner.get('kind')} {member.findtext('name')};"]
+            roff.request("TP")
+            roff.lines.append(rf"\fB{escaped(' '.join(shown))}\fR")
+            roff.words(member, False, False)
+            if inner is not None:
+                roff.request("RS")
+                self.fields(roff, inner)
+                roff.request("RE")
+
     def record(self, roff, compound):
         roff.request("SS", f'"{compound.get("kind")} {escaped(compound.findtext("compoundname"))}"')
         roff.words(compound, False)
-        public = [member for member in compound.iter("memberdef") if member.get("prot") == "public"]
-        for member in public:
-            if member.get("kind") == "variable":
-                roff.request("TP")
-                roff.lines.append(rf"\fB{escaped(' '.join(prototype(member)))}\fR")
-                roff.words(member, False, False)
-        others = [member for member in public if member.get("kind") not in ("variable", "friend")]
+        self.fields(roff, compound)
+        others = [member for member in compound.iter("memberdef")
+                  if member.get("prot") == "public" and member.get("kind") not in ("variable", "friend")]
         self.declarations(roff, others, compound.findtext("compoundname") + "::")
 
-    def text(self):
+    def text(self, names):
+        """The page. The names are those of all pages, by what Doxygen calls the headers."""
         roff = Roff()
         roff.request("TH", f'{self.name.upper()} 3 "" "Common library {self.version}" "Library functions"')
-        roff.request("nr", "HY 0")
+        roff.request("nh")
         roff.request("ad", "l")
         roff.request("SH", "NAME")
         brief = plain(self.compound.find("briefdescription")).rstrip(".:")
@@ -234,10 +247,8 @@ class Page:
         self.section(roff, "FUNCTIONS", "function")
         self.section(roff, "VARIABLES", "variable")
         roff.request("SH", "SEE ALSO")
-        named = [ref.text or "" for ref in self.compound.iter("ref")]
-        named += [part.text for part in self.compound.findall("includes[@local='yes']")]
-        seen = {page_name(name if "/" in name else "common/" + name)
-                for name in named if re.fullmatch(r"[\w/]+\.hp?p?", name)}
+        named = [*self.compound.iter("ref"), *self.compound.findall("includes")]
+        seen = {names[part.get("refid")] for part in named if part.get("refid") in names}
         others = sorted((seen | {"common_library"}) - {self.name}) or ["common_log"]
         roff.lines.append(",\n".join(rf"\fB{escaped(other)}\fR(3)" for other in others))
         return "\n".join(roff.lines) + "\n"
@@ -256,8 +267,12 @@ def pages(folder, version):
     for compound in compounds:
         location = compound.find("location")
         if compound.get("kind") in ("struct", "class", "union") and location is not None:
-            if "." not in compound.findtext("compoundname") and location.get("file") in found:
-                found[location.get("file")].records.append(compound)
+            if compound.get("prot", "public") == "public" and location.get("file") in found:
+                page, name = found[location.get("file")], compound.findtext("compoundname")
+                if "." in name:
+                    page.unnamed[name] = compound
+                else:
+                    page.records.append(compound)
         elif compound.get("kind") in ("file", "namespace"):
             for member in compound.iter("memberdef"):
                 file = member.find("location").get("file")
@@ -273,11 +288,11 @@ def main():
     folder = Path(sys.argv[2]) / "man3"
     folder.mkdir(parents=True, exist_ok=True)
     made = pages(Path(sys.argv[1]), sys.argv[3])
-    names = {page.name for page in made}
+    names = {page.compound.get("id"): page.name for page in made}
     for page in made:
-        (folder / f"{page.name}.3").write_text(page.text(), encoding="utf-8")
+        (folder / f"{page.name}.3").write_text(page.text(names), encoding="utf-8")
         for name in page.callables():
-            if name not in names:
+            if name not in names.values():
                 (folder / f"{name}.3").write_text(f".so man3/{page.name}.3\n", encoding="utf-8")
 
 

@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 """Lays out the files of this repository for Doxygen, line by line the same, in a folder.
 
-Headers go to common/ and commonpp/, as they are included. What a record keeps to itself, behind a
-comment that begins with "private", is left out. Markdown: pages and headings get names that links
-can lead to; links to other pages become references, links to other files lead to their copies in
-the manual (tools/docs/finish_html.py makes these); a line "<!-- pages: PATTERN -->" becomes the
-list of the pages that fit, and the pages of the guide become parts of its first one.
+Headers go to common/ and commonpp/, as they are included. What a record keeps to itself, from a
+comment that begins with "private" to one that says "public" or to the end, is left out.
+
+Markdown: pages and headings get names that links can lead to; links to other pages become
+references, links to other files lead to their copies in the manual (tools/docs/finish_html.py makes
+these); a line "<!-- pages: PATTERN -->" becomes the list of the pages that fit, and the pages of the
+guide become parts of its first one.
 
 usage: prepare.py FOLDER FILE...
 """
@@ -21,6 +23,7 @@ TITLES = {"README.md": "About the library"}  # the start of the manual has the n
 RECORDS = re.compile(r"(`[^`]*`|\[[^]]*\])|\b(State|Map)\b")  # words that are names of records, too
 PAGES = re.compile(r"<!-- pages: (\S+) -->")
 PRIVATE = re.compile(r"\s*/\* private\b", re.IGNORECASE)
+PUBLIC = re.compile(r"\}|\s*/\* public \*/")
 
 
 def slug(heading):
@@ -78,7 +81,7 @@ def markdown(path, lines):
     page = page_name(path)
     titled = fenced = False
     for line in lines:
-        if line.startswith("```"):
+        if line.lstrip().startswith("```"):
             fenced = not fenced
         heading = None if fenced else re.fullmatch(r"(#+) (.*?)", line)
         pages = PAGES.fullmatch(line)
@@ -103,7 +106,7 @@ def header(lines):
     for line in lines:
         if PRIVATE.match(line):
             private = True
-        elif private and line.startswith("}"):
+        elif PUBLIC.match(line):
             private = False
         yield "" if private else line
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # in_private_root.sh FOLDER COMMAND [ARGUMENT...]: runs COMMAND as root, in the current folder, in a root
 # that looks like that of this system and whose changes vanish with it: packages can be installed and
-# removed there. Only what is written in FOLDER stays. /run/changes shows what differs from the system.
+# removed there. Only what is written in the current folder and in FOLDER stays. /run/changes shows what differs from the system.
 set -euo pipefail
 
 die() {

@@ -4,6 +4,10 @@
 # changes the system, and runs in a private root therefore.
 set -uo pipefail
 
+if [[ ! -d /run/changes ]]; then
+  printf 'dev: install_test.sh changes the system: run it by in_private_root.sh\n' >&2
+  exit 1
+fi
 arch=$(dpkg --print-architecture)
 triplet=$(dpkg-architecture --query DEB_HOST_MULTIARCH)
 all=$1
@@ -81,6 +85,16 @@ has_manual_page() {
   man -P cat commonctl >"$work/page.txt" && grep 'see what programs log' "$work/page.txt"
 }
 
+# Its pages lead to each other and to its files by their names, so that none may be compressed.
+manual_is_as_made() {
+  local manual=/usr/share/doc/libcommon-doc/html
+  [[ -f $manual/changelog.html && -f $manual/files/LICENSE.txt ]] && ! find "$manual" -name '*.gz' | grep .
+}
+
+man_knows_functions() {
+  man -P cat 3 TMR_Start >"$work/page.txt" && grep 'Arms a timer' "$work/page.txt"
+}
+
 gdb_knows_library() {
   gdb -nx -batch -ex 'break main' -ex run -ex 'info pretty-printer' "$work/by_hand" >"$work/gdb.txt" 2>&1
   grep libcommon "$work/gdb.txt" || { cat "$work/gdb.txt"; return 1; }
@@ -148,6 +162,8 @@ check 'the programs of the guide compile and run' env AUTOPKGTEST_TMP="$work" \
   "$folder/source/debian/tests/guide-programs"
 check 'gdb loads the script of the library' gdb_knows_library
 check 'commonctl has a manual page' has_manual_page
+check 'man knows the functions' man_knows_functions
+check 'the manual has its files as they were made' manual_is_as_made
 check 'bash completes a sub-command' completes listen commonctl li
 check 'bash completes an option' completes --private-root commonctl listen --p
 check 'bash completes the value of an option' completes 'always auto' commonctl listen --color = a

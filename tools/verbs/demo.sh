@@ -31,7 +31,7 @@ main() {
     "$ctl" listen --output="$records" -- "$scanner" "$folder" || status=$?
   elif "$ctl" listen --private-root -- true; then
     # The current folder stays visible in the private root, wherever it is.
-    [[ ! -x $folder ]] || cd "$folder"
+    [[ ! -d $folder || ! -x $folder ]] || cd "$folder"
     "$ctl" listen --private-root --output="$records" -- "$scanner" "$folder" || status=$?
   else
     printf 'dev: nobody can listen at /dev/log here, so the records of this scan are lost\n' >&2

@@ -25,7 +25,7 @@ check_main_page() {
 # Makes HTML and XML from the header comments and the pages. Any warning is a failure, and is shown
 # with the file that it speaks of.
 make_html() {
-  local file inputs=() input=$docs/input warnings=$docs/warnings.txt
+  local file bad=0 inputs=() input=$docs/input warnings=$docs/warnings.txt
   rm -rf "$input" "$docs/html" "$docs/xml"
   mkdir -p "$docs"
   # By name, not from git: a package is built from a copy.
@@ -44,22 +44,26 @@ STRIP_FROM_INC_PATH    = "$input"
 OUTPUT_DIRECTORY       = "$docs"
 HTML_EXTRA_STYLESHEET  = $theme/doxygen-awesome.css $theme/doxygen-awesome-sidebar-only.css $manual/manual.css
 TEXT
-  } | doxygen - 2>"$warnings" || return 1
+  } | doxygen - 2>"$warnings" || bad=1
   sed -E "s|^$input/(common/)?|\\1|; s|^common/|include/|; s|^commonpp/|include/&|" "$warnings" >&2
-  tools/docs/undocumented.py "$docs/xml" >&2 && [[ ! -s $warnings ]] || return 1
+  ((!bad)) || return 1
+  [[ ! -s $warnings ]] || bad=1
+  tools/docs/undocumented.py "$docs/xml" >&2 || bad=1
+  tools/docs/lost_words.py "$input" "$docs/xml" >&2 || bad=1
+  ((!bad)) || return 1
   # A page of a header is called what the header is.
   sed -i 's/ File Reference</</; s/ File Reference - / - /' "$docs"/html/*.html
   tools/docs/finish_html.py "$docs/html" &&
     tools/docs/search_index.py "$docs/xml" "$docs/html"
 }
 
-# Writes the man pages, and has man read each without a word.
+# Writes the man pages.
 make_man() {
-  local page
   rm -rf "$docs/man"
   tools/docs/man_pages.py "$docs/xml" "$docs/man" "$(version)"
 }
 
+# Has man read each page without a word.
 test_man() {
   local page warnings bad=0
   for page in "$docs"/man/man3/*.3; do
@@ -72,6 +76,27 @@ test_man() {
   done
   printf 'man pages: %s\n' "$( ((bad)) && echo BAD || echo good)"
   return $bad
+}
+
+# Each exported name is found: by the search, and by man if it is a function; if not, on a page of man. And
+# each page of man that another one leads to is there.
+test_names() {
+  local name names pages missing=()
+  mapfile -t names < <(sed -nE 's/^ +([A-Za-z]\w*);$/\1/p' cmake/libcommon.map)
+  for name in "${names[@]}"; do
+    grep -qF "[\"$name\", " "$docs/html/search_index.js" || missing+=("the search: $name")
+    if [[ ! -f $docs/man/man3/$name.3 ]] && ! grep -qE "^.fB[^(]*\b$name(\[\])?;" "$docs"/man/man3/*.3; then
+      missing+=("man: $name")
+    fi
+  done
+  mapfile -t pages < <(sed -nE 's/^.fB(common\w*).fR\(3\),?$/\1/p' "$docs"/man/man3/*.3 | sort -u)
+  for name in "${pages[@]}"; do
+    [[ -f $docs/man/man3/$name.3 ]] || missing+=("man: $name, which another page leads to")
+  done
+  ((${#names[@]} && ${#pages[@]})) || missing+=('names to look for')
+  printf 'names: %s\n' "$( ((${#missing[@]})) && printf 'BAD' || printf '%d good' $((${#names[@]} + ${#pages[@]})))"
+  ((!${#missing[@]})) || printf 'not found by %s\n' "${missing[@]}"
+  return $((${#missing[@]} > 0))
 }
 
 # Looks at the pages with a browser. What npm brings is in the build folder; it brings no browser.
@@ -96,6 +121,7 @@ main() {
   printf 'dev: the manual is %s, its man pages are in %s\n' "$docs/html/index.html" "$docs/man" >&2
   if (($#)); then
     test_man
+    test_names
     test_html
   fi
 }

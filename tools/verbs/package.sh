@@ -17,9 +17,9 @@ build_packages() {
   copy_sources "$folder/source"
   printf 'dev: building the packages of %s\n' "$arch" >&2
   if ! (
-    cd "$folder/source"
-    DEB_BUILD_OPTIONS="parallel=$jobs terse ${DEB_BUILD_OPTIONS-}" \
-      dpkg-buildpackage --unsigned-source --unsigned-changes "${options[@]}"
+    cd "$folder/source" &&
+      DEB_BUILD_OPTIONS="parallel=$jobs terse ${DEB_BUILD_OPTIONS-}" \
+        dpkg-buildpackage --unsigned-source --unsigned-changes "${options[@]}"
   ) >"$folder/build.txt" 2>&1; then
     grep -vE "^-- (Installing|Up-to-date):" "$folder/build.txt" | tail -n 30 >&2
     die "the packages of $arch could not be built; all of the above is in $folder/build.txt"

@@ -147,7 +147,7 @@ main() {
     case $1 in
       --all) presets+=("${test_presets[@]}") verbs=("${test_verbs[@]}") ;;
       --preset)
-        [[ -n ${2-} ]] || die "test --preset takes the name of a preset"
+        [[ " ${test_presets[*]} " == *" ${2:--} "* ]] || die "test --preset takes one of: ${test_presets[*]}"
         presets+=("$2")
         shift
         ;;

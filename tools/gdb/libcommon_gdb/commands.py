@@ -30,20 +30,25 @@ class Common(gdb.Command):
         super().__init__("common", gdb.COMMAND_DATA, prefix=True)
 
 
-class Log(gdb.Command):
+class _Command(gdb.Command):
+    """A command whose mistakes, and what cannot be read, are one line without a word about Python."""
+
+    def invoke(self, argument, from_tty):
+        try:
+            self.answer(argument)
+        except gdb.error as error:
+            raise gdb.GdbError(str(error)) from error
+
+
+class Log(_Command):
     """Show the settings of the log, as they are in the process or core.
 This takes debug information of the library itself."""
 
     def __init__(self):
         super().__init__("common log", gdb.COMMAND_DATA)
 
-    def invoke(self, argument, from_tty):
-        logger, gate = variable("logger"), int(first_word(variable("gate")))
-        try:
-            rows = list(self._rows(logger, gate))
-        except gdb.MemoryError as error:
-            raise gdb.GdbError(f"the settings cannot be read: {error}") from error
-        for name, shown in rows:
+    def answer(self, _):
+        for name, shown in self._rows(variable("logger"), int(first_word(variable("gate")))):
             gdb.write(f"{name + ':':18}{shown}\n")
 
     def _rows(self, logger, gate):
@@ -71,7 +76,7 @@ This takes debug information of the library itself."""
             yield "process", f"{int(process['id'])} {text(process['name'])}"
 
 
-class Threads(gdb.Command):
+class Threads(_Command):
     """List the threads that the library itself has started, with what they are for.
 They are known by their names, which a core does not have, or by their functions, which takes symbols of
 the library. A thread that a callback or handler has started inherits the name."""
@@ -84,7 +89,7 @@ the library. A thread that a callback or handler has started inherits the name."
     def __init__(self):
         super().__init__("common threads", gdb.COMMAND_DATA)
 
-    def invoke(self, argument, from_tty):
+    def answer(self, _):
         selected = gdb.selected_thread()
         if selected is None:
             raise gdb.GdbError("there is no process")
@@ -116,7 +121,7 @@ the library. A thread that a callback or handler has started inherits the name."
         return None
 
 
-class Values(gdb.Command):
+class Values(_Command):
     """Print what is in a list or map, each value as of a type: common values LIST as TYPE
 LIST is a ListLight, AbsSET (LIST) or Map, or a pointer to one. TYPE is of the word itself, such as
 "char *" or "unsigned long"; what a "struct TRACK *" leads to is printed whole. For a map it is that of
@@ -125,7 +130,7 @@ the values; "KEY, VALUE" gives both types. Example: common values tracks as char
     def __init__(self):
         super().__init__("common values", gdb.COMMAND_DATA, gdb.COMPLETE_EXPRESSION)
 
-    def invoke(self, argument, from_tty):
+    def answer(self, argument):
         expression, found, wanted = argument.rpartition(" as ")
         if not found or not expression.strip():
             raise gdb.GdbError("usage: common values LIST as TYPE")
@@ -143,19 +148,20 @@ the values; "KEY, VALUE" gives both types. Example: common values tracks as char
 
     def _print(self, items, types, is_map):
         for index, (_, (_, item)) in enumerate(items):
-            shown = item if isinstance(item, str) else self._text(item.cast(types[index % 2]))
+            shown = item if isinstance(item, str) else self._text(item, types[index % 2])
             if is_map and index % 2 == 0:
                 gdb.write(f"{shown} -> ")
             else:
                 gdb.write(f"{shown}\n" if is_map else f"[{index}] {shown}\n")
 
-    def _text(self, value):
-        target = value.type.strip_typedefs()
-        if target.code == gdb.TYPE_CODE_PTR:
-            target = target.target().strip_typedefs()
-            if target.code in (gdb.TYPE_CODE_STRUCT, gdb.TYPE_CODE_UNION) and int(value):
-                value = value.dereference()
+    def _text(self, item, kind):
         try:
+            value = item.cast(kind)
+            target = kind.strip_typedefs()
+            if target.code == gdb.TYPE_CODE_PTR:
+                target = target.target().strip_typedefs()
+                if target.code in (gdb.TYPE_CODE_STRUCT, gdb.TYPE_CODE_UNION) and int(value):
+                    value = value.dereference()
             return value.format_string()
         except gdb.MemoryError as error:
             return f"<{error}>"

@@ -63,8 +63,13 @@ def map_pairs(value):
         if isinstance(pair, str):
             yield from (pair, pair)
             return
-        pair = pair.cast(words)
-        yield from (pair[0], pair[1])
+        pair = [pair.cast(words)[index] for index in range(2)]
+        try:
+            for word in pair:
+                word.fetch_lazy()
+        except gdb.MemoryError as error:
+            pair = [f"<{error}>"] * 2
+        yield from pair
 
 
 def numbered(values):
@@ -100,8 +105,9 @@ def platform_mutex(value):
 
 def platform_semaphore(value):
     """The value of a sem_t: with 32-bit words, its lowest bit says whether somebody waits."""
-    first = int(value.address.cast(gdb.lookup_type("unsigned int").pointer()).dereference())
-    return first if gdb.lookup_type("long").sizeof == 8 else first >> 1
+    word = value["__align"]
+    low = int(word) & 0xFFFFFFFF
+    return low if word.type.sizeof == 8 else low >> 1
 
 
 def mutex(value):
