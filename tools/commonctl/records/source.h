@@ -21,14 +21,15 @@ struct SourceOptions {
     std::optional<std::uint64_t> last{};  ///< begin with the last so many records
 };
 
-/// Gives one record after the other.
+/// Gives one record after the other. What concerns no single record (a line that had to be cut, a
+/// file that is not there yet) is said once, in a line on standard error.
 class RecordSource {
 public:
     virtual ~RecordSource() = default;
 
     enum class Next {
         Record,  ///< there was one
-        Later,   ///< none yet; more may come (only when following)
+        Later,   ///< none yet; more may come (when following, or from a pipe or socket)
         End      ///< there are no more
     };
 
@@ -36,8 +37,8 @@ public:
     /// @throws std::system_error when the source cannot be read.
     virtual Next next(Record& record) = 0;
 
-    /// Descriptors that become readable when more may have come, for poll(2); also look again after
-    /// some 100 ms, for what no descriptor tells (a file that is rotated).
+    /// Descriptors that become readable when more may have come, for poll(2); none for files, so
+    /// look again after some 100 ms, too.
     virtual std::vector<int> descriptors() const = 0;
 };
 
