@@ -143,6 +143,8 @@ TEST(RecordParser, FindsEachLayoutBehindAPriority)
                       {"program", 99, then + kSecond / 4, "host", LOG_WARNING});
     check_each_layout("<12>1 2026-11-22T03:04:05Z - - - id [a@1 b=\"]\\\"\"][c] \xef\xbb\xbf",
                       {"", -1, then, "", LOG_WARNING});
+    check_each_layout("<12>1 2026-11-22T03:04:05Z host program - - -  ",
+                      {"program", -1, then, "host", LOG_WARNING});
     check_each_layout("<12>1 - host program 99 - - ",
                       {"program", 99, kNoTime, "host", LOG_WARNING});
     check_each_layout("<191>", {"", -1, kNoTime, "", LOG_DEBUG});

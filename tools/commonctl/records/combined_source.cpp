@@ -39,6 +39,22 @@ std::vector<int> ChainedSource::descriptors() const
     return all;
 }
 
+FilteredSource::FilteredSource(std::unique_ptr<RecordSource> source,
+                               std::function<bool(const Record&)> wanted)
+    : source_(std::move(source)), wanted_(std::move(wanted))
+{
+}
+
+RecordSource::Next FilteredSource::next(Record& record)
+{
+    for (;;) {
+        const Next result = source_->next(record);
+        if (result != Next::Record || wanted_(record)) {
+            return result;
+        }
+    }
+}
+
 LastSource::LastSource(std::unique_ptr<RecordSource> source, std::uint64_t count, bool follow)
     : source_(std::move(source)), count_(count), follow_(follow)
 {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -24,6 +25,19 @@ private:
     std::vector<std::unique_ptr<RecordSource>> parts_;
     bool follow_;
     std::size_t current_ = 0;
+};
+
+/// Of another source, the records that are wanted.
+class FilteredSource : public RecordSource {
+public:
+    FilteredSource(std::unique_ptr<RecordSource> source, std::function<bool(const Record&)> wanted);
+
+    Next next(Record& record) override;
+    std::vector<int> descriptors() const override { return source_->descriptors(); }
+
+private:
+    std::unique_ptr<RecordSource> source_;
+    std::function<bool(const Record&)> wanted_;
 };
 
 /// The last records of a source that cannot begin with them, and what comes later. They are kept

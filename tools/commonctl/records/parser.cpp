@@ -150,13 +150,15 @@ void Parser::fill(const Prefix& prefix, std::int64_t log_time_ns, Record& record
     record.host = prefix.host;
     record.process = prefix.process;
     record.pid = prefix.pid;
-    if (fill_from_layout(prefix, log_time_ns, record)) {
-        return;
+    if (!fill_from_layout(prefix, log_time_ns, record)) {
+        record.layout = Layout::Foreign;
+        record.level = level_of_priority(prefix.priority);
+        record.message = prefix.text;
+        record.time_ns = log_time_ns == kOfStamp ? time_of(prefix.stamp) : log_time_ns;
     }
-    record.layout = Layout::Foreign;
-    record.level = level_of_priority(prefix.priority);
-    record.message = prefix.text;
-    record.time_ns = log_time_ns == kOfStamp ? time_of(prefix.stamp) : log_time_ns;
+    if (record.time_ns < 0) {  // nothing was logged then
+        record.time_ns = kNoTime;
+    }
 }
 
 bool Parser::fill_from_layout(const Prefix& prefix, std::int64_t log_time_ns, Record& record)

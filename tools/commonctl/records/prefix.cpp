@@ -149,6 +149,7 @@ bool take_rfc5424(std::string_view& rest, Prefix& prefix)
         return false;
     }
     take(rest, "\xef\xbb\xbf");
+    take(rest, " ");  // which a daemon leaves that was behind the tag of a datagram
     return true;
 }
 

@@ -52,6 +52,7 @@ void check_form(int fd, const std::string& path)
 struct OpenedFile {
     std::unique_ptr<RecordSource> source;
     FileSource* file;  ///< the same, when records can be counted from its end
+    bool is_stream = false;
 };
 
 OpenedFile open_file(const std::string& path, bool follow)
@@ -74,7 +75,7 @@ OpenedFile open_file(const std::string& path, bool follow)
         throw std::runtime_error(name + " is a folder; name the files in it");
     }
     if (!S_ISREG(status.st_mode)) {
-        return {std::make_unique<StreamSource>(std::move(fd), name), nullptr};
+        return {std::make_unique<StreamSource>(std::move(fd), name), nullptr, true};
     }
     check_form(fd.get(), name);
     auto source =
@@ -83,20 +84,28 @@ OpenedFile open_file(const std::string& path, bool follow)
     return {std::move(source), file};
 }
 
-std::unique_ptr<RecordSource> open_files(const std::vector<std::string>& paths,
-                                         const SourceOptions& options)
+/// A source, and what beginning with the last records takes.
+struct Opened {
+    std::unique_ptr<RecordSource> source;
+    bool has_skipped;  ///< it begins with them already
+    bool has_streams;  ///< which tell only by their end that there is no more
+};
+
+Opened open_files(const std::vector<std::string>& paths, const SourceOptions& options)
 {
     std::vector<std::unique_ptr<RecordSource>> parts;
     std::vector<FileSource*> files;
+    bool has_streams = false;
     for (const auto& path : paths) {
         auto opened = open_file(path, options.follow);
-        parts.push_back(std::move(opened.source));
+        has_streams = has_streams || opened.is_stream;
         if (opened.file != nullptr) {
             files.push_back(opened.file);
         }
+        parts.push_back(std::move(opened.source));
     }
-    const bool can_skip = files.size() == parts.size();
-    if (options.last && can_skip) {
+    const bool can_skip = options.last && !options.wanted && files.size() == parts.size();
+    if (can_skip) {
         std::uint64_t count = *options.last;
         for (std::size_t i = files.size(); i-- > 0;) {
             count = files[i]->skip_to_last(count);
@@ -105,24 +114,37 @@ std::unique_ptr<RecordSource> open_files(const std::vector<std::string>& paths,
     auto source = parts.size() == 1
                       ? std::move(parts[0])
                       : std::make_unique<ChainedSource>(std::move(parts), options.follow);
-    if (options.last && !can_skip) {
-        return std::make_unique<LastSource>(std::move(source), *options.last, options.follow);
+    return {std::move(source), can_skip, has_streams};
+}
+
+Opened open_unfiltered(const SourceOptions& options)
+{
+    if (options.journal) {
+        // Of one that is followed nothing tells when all that is old has come.
+        const bool can_skip = options.follow || !options.wanted;
+        return {open_journal(options.follow, can_skip ? options.last : std::nullopt), can_skip,
+                true};
     }
-    return source;
+    if (!options.socket.empty()) {
+        return {open_socket(options.socket), true, true};
+    }
+    return open_files(
+        options.files.empty() ? std::vector<std::string>{system_log()} : options.files, options);
 }
 
 }  // namespace
 
 std::unique_ptr<RecordSource> open_source(const SourceOptions& options)
 {
-    if (options.journal) {
-        return open_journal(options.follow, options.last);
+    auto [source, has_skipped, has_streams] = open_unfiltered(options);
+    if (options.wanted) {
+        source = std::make_unique<FilteredSource>(std::move(source), options.wanted);
     }
-    if (!options.socket.empty()) {
-        return open_socket(options.socket);
+    if (options.last && !has_skipped) {
+        source = std::make_unique<LastSource>(std::move(source), *options.last,
+                                              options.follow && !has_streams);
     }
-    return open_files(
-        options.files.empty() ? std::vector<std::string>{system_log()} : options.files, options);
+    return std::move(source);
 }
 
 }  // namespace commonctl

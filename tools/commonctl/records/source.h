@@ -1,6 +1,7 @@
 // Where records come from: files, a journal, standard input, a socket.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,7 +19,11 @@ struct SourceOptions {
     bool journal = false;  ///< what journalctl(1) gives, instead
     std::string socket{};  ///< a socket to receive at, such as /dev/log, instead; empty for none
     bool follow = false;   ///< go on with what is written from now on, also over rotation
-    std::optional<std::uint64_t> last{};  ///< begin with the last so many records
+    /// Begin with the last so many records. What is there later is not waited for; of a pipe, all
+    /// is. Of a journal that is followed, they are counted before `wanted` is asked.
+    std::optional<std::uint64_t> last{};
+    /// Tells which records to give; all without it.
+    std::function<bool(const Record&)> wanted{};
 };
 
 /// Gives one record after the other. What concerns no single record (a line that had to be cut, a

@@ -59,7 +59,7 @@ bool take_offset(std::string_view text, std::size_t& at, std::int64_t& seconds)
     const int minutes = two_digits(text, at + 4);
     seconds = (hours * 60 + minutes) * 60 * (text[at] == '-' ? -1 : 1);
     at += kSize;
-    return hours >= 0 && minutes >= 0;
+    return hours >= 0 && hours < 24 && minutes >= 0 && minutes < 60;
 }
 
 }  // namespace
