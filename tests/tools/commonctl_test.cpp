@@ -299,7 +299,8 @@ TEST(Commonctl, HelpIsThere)
         EXPECT_EQ(outcome.err, "");
     }
     for (const Words& arguments : {Words{"help", "listen"}, {"listen", "--help"}}) {
-        EXPECT_THAT(commonctl(arguments).out, StartsWith("Usage: commonctl listen [OPTION...] [-- COMMAND"));
+        EXPECT_THAT(commonctl(arguments).out,
+                    StartsWith("Usage: commonctl listen [OPTION...] [-- COMMAND"));
     }
 }
 

@@ -6,5 +6,6 @@ namespace commonctl {
 class Tool;
 
 void add_listen(Tool& tool);
+void add_log(Tool& tool);
 
 }  // namespace commonctl

@@ -30,6 +30,8 @@ struct Record {
     std::string_view function{};
     std::string_view message{};
     std::string_view host{};  ///< where the log tells it
+    /// The whole of it in the log: the line, the datagram, or the message of a journal entry.
+    std::string_view raw{};
 };
 
 }  // namespace commonctl
