@@ -16,7 +16,6 @@
 namespace commonctl {
 namespace {
 
-<<<<<<< HEAD
 std::string not_empty(const std::string& path)
 {
     return path.empty() ? "it needs a path" : "";
@@ -29,22 +28,6 @@ struct ListenOptions {
     bool private_root = false;
     Arguments command;  ///< empty for none
 };
-=======
-constexpr const char* kHelp =
-    "usage: commonctl listen [OPTION...] [-- COMMAND [ARGUMENT...]]\n"
-    "\n"
-    "Takes the place of the log daemon and prints each record that it receives as one line:\n"
-    "priority, program, text. With a COMMAND: runs it, and ends when it has ended and its records\n"
-    "are printed, with its exit status (128 and the signal's number when a signal killed it).\n"
-    "Otherwise listens until SIGINT or SIGTERM.\n"
-    "\n"
-    "  --color=WHEN     auto (on a terminal), always or never\n"
-    "  --output=FILE    print the records to FILE, and leave standard output to the COMMAND\n"
-    "  --private-root   work in a private root, with folders /config, /config-mfg, /dev, /log,\n"
-    "                   /oxa and /tmp of its own that vanish with it: for a COMMAND, next to a\n"
-    "                   log daemon or without the right to replace it\n"
-    "  --socket=PATH    listen at PATH instead of /dev/log\n";
->>>>>>> main
 
 /// Keeps the current folder and that of a command given by its path.
 void enter_private_root_for(const Arguments& command)
@@ -147,10 +130,10 @@ void add_listen(Tool& tool)
     app.add_option("--socket", options.socket, "Listen at PATH instead of /dev/log")
         ->option_text("PATH")
         ->check(not_empty);
-    app.add_flag(
-        "--private-root", options.private_root,
-        "Work in a private root, with folders /config, /dev, /oxa and /tmp of its own: for\n"
-        "a COMMAND, next to a log daemon or without the right to replace it");
+    app.add_flag("--private-root", options.private_root,
+                 "Work in a private root, with folders /config, /config-mfg, /dev, /log, /oxa and\n"
+                 "/tmp of its own that vanish with it: for a COMMAND, next to a log daemon or\n"
+                 "without the right to replace it");
     tool.take_command("listen", options.command);
     app.footer("Examples:\n"
                "  commonctl listen -- ./player --verbose     run a program and show what it logs\n"
