@@ -32,20 +32,20 @@ public:
     Tool();
 
     /// Adds a sub-command: an app to give options to, and the record that the options fill; both
-    /// live as long as the tool. `run` gets the record when the whole line is read. It returns the
-    /// exit status or throws: UsageError, or any other exception, whose text is printed before
+    /// live as long as the tool. `action` gets the record when the whole line is read. It returns
+    /// the exit status or throws: UsageError, or any other exception, whose text is printed before
     /// kFailure.
     /// @param summary a line for the list of sub-commands.
     /// @param about what the help tells: lines of at most 88 characters.
     template <typename Options>
     std::pair<CLI::App&, Options&> add(const std::string& name, const std::string& summary,
-                                       const std::string& about, int (*run)(const Options&))
+                                       const std::string& about, int (*action)(const Options&))
     {
         CLI::App& app = *app_.add_subcommand(name, summary);
         abouts_[name] = about;
         const auto options = std::make_shared<Options>();
         app.final_callback(
-            [this, options, run] { chosen_ = [options, run] { return run(*options); }; });
+            [this, options, action] { chosen_ = [options, action] { return action(*options); }; });
         return {app, *options};
     }
 
