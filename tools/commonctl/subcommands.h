@@ -5,6 +5,8 @@ namespace commonctl {
 
 class Tool;
 
+void add_level(Tool& tool);
 void add_listen(Tool& tool);
+void add_settings(Tool& tool);
 
 }  // namespace commonctl
