@@ -5,7 +5,9 @@ namespace commonctl {
 
 class Tool;
 
+void add_level(Tool& tool);
 void add_listen(Tool& tool);
 void add_log(Tool& tool);
+void add_settings(Tool& tool);
 
 }  // namespace commonctl
