@@ -5,6 +5,8 @@ namespace commonctl {
 
 class Tool;
 
+void add_decode(Tool& tool);
+void add_encode(Tool& tool);
 void add_listen(Tool& tool);
 
 }  // namespace commonctl
