@@ -8,6 +8,7 @@ class Tool;
 void add_decode(Tool& tool);
 void add_encode(Tool& tool);
 void add_listen(Tool& tool);
+void add_machine(Tool& tool);
 /// status, service, transport, module, charset, level-name
 void add_names(Tool& tool);
 
