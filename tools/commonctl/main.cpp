@@ -14,6 +14,7 @@ int main(int argc, char** argv)
         commonctl::add_encode(tool);
         commonctl::add_names(tool);
         commonctl::add_machine(tool);
+        commonctl::add_flash(tool);
         return tool.run(commonctl::Arguments(argv + (argc > 0 ? 1 : 0), argv + argc));
     } catch (const commonctl::UsageError& error) {
         std::fprintf(stderr, "commonctl: %s (see \"commonctl help\")\n", error.what());

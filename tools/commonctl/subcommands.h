@@ -7,6 +7,7 @@ class Tool;
 
 void add_decode(Tool& tool);
 void add_encode(Tool& tool);
+void add_flash(Tool& tool);
 void add_listen(Tool& tool);
 void add_machine(Tool& tool);
 /// status, service, transport, module, charset, level-name
