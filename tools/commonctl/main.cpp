@@ -13,6 +13,11 @@ int main(int argc, char** argv)
         commonctl::add_log(tool);
         commonctl::add_level(tool);
         commonctl::add_settings(tool);
+        commonctl::add_decode(tool);
+        commonctl::add_encode(tool);
+        commonctl::add_names(tool);
+        commonctl::add_machine(tool);
+        commonctl::add_flash(tool);
         return tool.run(commonctl::Arguments(argv + (argc > 0 ? 1 : 0), argv + argc));
     } catch (const commonctl::UsageError& error) {
         std::fprintf(stderr, "commonctl: %s (see \"commonctl help\")\n", error.what());
