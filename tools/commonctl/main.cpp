@@ -11,6 +11,7 @@ int main(int argc, char** argv)
         commonctl::Tool tool;
         commonctl::add_listen(tool);
         commonctl::add_log(tool);
+        commonctl::add_top(tool);
         return tool.run(commonctl::Arguments(argv + (argc > 0 ? 1 : 0), argv + argc));
     } catch (const commonctl::UsageError& error) {
         std::fprintf(stderr, "commonctl: %s (see \"commonctl help\")\n", error.what());
