@@ -18,6 +18,7 @@ int main(int argc, char** argv)
         commonctl::add_names(tool);
         commonctl::add_machine(tool);
         commonctl::add_flash(tool);
+        commonctl::add_top(tool);
         return tool.run(commonctl::Arguments(argv + (argc > 0 ? 1 : 0), argv + argc));
     } catch (const commonctl::UsageError& error) {
         std::fprintf(stderr, "commonctl: %s (see \"commonctl help\")\n", error.what());

@@ -16,5 +16,6 @@ void add_listen(Tool& tool);
 void add_machine(Tool& tool);
 /// status, service, transport, module, charset, level-name
 void add_names(Tool& tool);
+void add_top(Tool& tool);
 
 }  // namespace commonctl
