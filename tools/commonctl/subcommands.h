@@ -7,5 +7,6 @@ class Tool;
 
 void add_listen(Tool& tool);
 void add_log(Tool& tool);
+void add_serve(Tool& tool);
 
 }  // namespace commonctl
