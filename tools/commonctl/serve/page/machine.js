@@ -11,6 +11,7 @@ async function draw() {
     const picture = URL.createObjectURL(new Blob([await answer.text()], {type: 'image/svg+xml'}));
     URL.revokeObjectURL(byId('save').href);
     byId('diagram').src = picture;
+    await byId('diagram').decode();
     byId('save').href = picture;
     byId('figure').hidden = false;
     problem.hidden = true;

@@ -10,6 +10,7 @@ import {count, fullTime, levels, put, visible} from './text.js';
 
 const most = 2000;        // records in an answer
 const breathMs = 100;     // between two questions for records
+const waitSeconds = 15;   // for a record
 const retryMs = 1000;
 const longestList = 200;  // of proposals
 
@@ -67,13 +68,16 @@ function takeRecords(answer) {
 }
 
 async function followRecords() {
+  let wait = 0;  // at first: that the server answers is told soon
   for (;;) {
     try {
-      const answer = await get(`/api/records?after=${next}&most=${most}&wait=15`);
+      const answer = await get(`/api/records?after=${next}&most=${most}&wait=${wait}`);
       takeRecords(answer);
       setConnection('live', true);
+      wait = waitSeconds;
       await (answer.records.length === most ? frame() : sleep(breathMs));
     } catch (error) {
+      wait = 0;
       setConnection(error instanceof Refused ? error.message : 'the server does not answer', false);
       await sleep(retryMs);
     }
