@@ -5,10 +5,10 @@ import {once} from 'node:events';
 const names = ['Fatal', 'Critical', 'Error', 'Warn', 'Note', 'Info', 'Debug', 'Verbose'];
 
 // A record in the default layout.
-export function line({level = 5, zone = 'TUNER', pid = 101, process = 'tuner', message = ''}) {
-  const now = new Date();
-  const day = Math.floor(now / 86400000);
-  return `[${day}.${now.toISOString().slice(11, 23)}000000], ${zone}, ${pid}, ${process}, ${pid}, ` +
+export function line({level = 5, zone = 'TUNER', pid = 101, process = 'tuner', message = '', time = Date.now()}) {
+  const date = new Date(time);
+  const day = Math.floor(time / 86400000);
+  return `[${day}.${date.toISOString().slice(11, 23)}000000], ${zone}, ${pid}, ${process}, ${pid}, ` +
       `${names[level]}, main.cpp, run 17, ${message}\n`;
 }
 

@@ -9,14 +9,19 @@ const widths = [1400, 400];
 const schemes = ['light', 'dark'];
 const smallestText = 14;
 
-const words = ['tuned to 98.5 MHz', 'reading /usr/share/maps', 'route of 87 km in 4 parts', 'cannot open the device: busy',
-               'cover of 64 x 64 pixels', 'session 12 has ended', 'waiting for the disc', 'volume 17'];
-const people = [['tuner', 101, 'TUNER'], ['navigation', 102, 'ROUTE'], ['media_scanner', 104, 'FINDER']];
+// What some processes say: level, and text.
+const examples = [
+  ['tuner', 101, 'TUNER', [[5, 'tuned to 98.5 MHz'], [6, 'signal 61 of 100, 2 antennas'], [3, 'signal is weak: 12 of 100']]],
+  ['navigation', 102, 'ROUTE', [[6, 'reading /usr/share/maps/17'], [5, 'route of 87 km in 4 parts'], [4, 'the way was left'],
+                                [6, 'tile 4711 in 3 ms']]],
+  ['media_scanner', 104, 'FINDER', [[5, 'Found /media/usb1 with 87 folders'], [6, 'cover of 64 x 64 pixels'],
+                                    [2, 'cannot open /media/usb1/07.mp3: Input/output error'], [7, 'tag 12 of 30'], [7, 'tag 13 of 30']]],
+];
 
-function example(i) {
-  const [process, pid, zone] = people[i * 7 % 3];
-  const level = i % 41 === 0 ? 2 : i % 17 === 0 ? 3 : i % 13 === 0 ? 4 : i % 3 === 0 ? 6 : 5;
-  return {process, pid, zone, level, message: words[i * 5 % words.length]};
+function example(i, time) {
+  const [process, pid, zone, texts] = examples[i * 7 % 11 % 3];
+  const [level, message] = texts[i * 5 % 13 % texts.length];
+  return {process, pid, zone, level, message, time};
 }
 
 async function fill(bench) {
@@ -25,7 +30,7 @@ async function fill(bench) {
   await bench.page.fill('#recording', 'stateDiagram-v2\n');
   await bench.page.click('#machine button');
   await bench.page.waitForFunction(() => document.querySelector('#diagram').naturalWidth > 0);
-  await bench.text('#legend', /Error05/);
+  await bench.text('#legend', /Error0[1-9]/);
   await bench.page.getByLabel('Level of tuner, 101').waitFor();
 }
 
@@ -131,11 +136,15 @@ async function staySmooth(bench, {seconds}) {
 
 export async function takePictures(bench, folder) {
   const {page} = bench;
-  await page.setViewportSize({width: 1200, height: 760});
-  for (let i = 0; i < 40; ++i) {
-    bench.say(...Array.from({length: 5 + i * i % 23}, (_, k) => example(i * 31 + k)));
-    await page.waitForTimeout(250);
+  await page.setViewportSize({width: 1200, height: 800});
+  // A minute in which more and less came.
+  const end = Date.now();
+  for (let second = 0; second < 60; ++second) {
+    const count = 12 + Math.round(9 * Math.sin(second / 6)) + second * 7 % 5 + (second % 29 === 20 ? 30 : 0);
+    bench.say(...Array.from({length: count},
+                            (_, k) => example(second * 31 + k, end - (60 - second) * 1000 + k * 1000 / count)));
   }
+  await page.getByLabel('Level of tuner, 101').waitFor();
   await page.waitForTimeout(1500);
   await page.screenshot({path: join(folder, 'serve.png')});
   await page.emulateMedia({colorScheme: 'dark'});

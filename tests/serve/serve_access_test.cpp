@@ -13,6 +13,7 @@ using namespace commonctl;
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::Not;
 
 namespace {
 
@@ -91,6 +92,8 @@ TEST(ServeAccess, ChangesTakeTheToken)
     EXPECT_EQ(status_of(bench.change("X-Commonctl: page\r\nCookie: token=" + token + "\r\n")), 401);
     EXPECT_EQ(fake::last_change(), "");
 
+    EXPECT_THAT(ask(bench.server.port(), request("GET", "/api/processes")),
+                Not(HasSubstr("Debug")));
     const std::string done = bench.change(bench.bearer());
     EXPECT_EQ(status_of(done), 200);
     EXPECT_EQ(json::parse(body_of(done)),

@@ -1,5 +1,6 @@
 // The server as a client sees it, also a hostile one.
 #include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -341,6 +342,27 @@ TEST(Serve, EndsWhileClientsWait)
     for (const auto& client : idle) {
         EXPECT_EQ(client->rest(), "");
     }
+}
+
+TEST(Serve, ProgramsThatAreStartedInheritNothing)
+{
+    std::vector<bool> before;
+    for (int fd = 0; fd < 100; ++fd) {
+        before.push_back(fcntl(fd, F_GETFD) >= 0);
+    }
+    const Bench bench;
+    Client client(bench.server.port());
+    ASSERT_TRUE(client.send_text(request("GET", "/")));
+    EXPECT_EQ(status_of(client.answer()), 200);
+    int opened = 0;
+    for (int fd = 0; fd < 100; ++fd) {
+        const int flags = fcntl(fd, F_GETFD);
+        if (!before[static_cast<std::size_t>(fd)] && flags >= 0) {
+            EXPECT_EQ(flags, FD_CLOEXEC) << fd;
+            ++opened;
+        }
+    }
+    EXPECT_EQ(opened, 3);  // the server's two and the client's
 }
 
 TEST(Serve, APortBelongsToOneServer)

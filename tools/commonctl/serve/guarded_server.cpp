@@ -17,9 +17,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Of one connection.
-constexpr int kMostRequests = 10'000;
-
 /// Connections that may wait to be accepted.
 constexpr int kBacklog = 256;
 
@@ -149,7 +146,7 @@ bool GuardedServer::process_and_close_socket(socket_t fd)
 void GuardedServer::serve(socket_t fd, ConnectionPool::Connection& connection)
 {
     RequestReader reader(fd, limits_);
-    for (int left = kMostRequests; left > 0; --left) {
+    for (;;) {
         connection.wait();
         auto [request, refused] = reader.next();
         if (refused != 0) {
@@ -162,7 +159,7 @@ void GuardedServer::serve(socket_t fd, ConnectionPool::Connection& connection)
         connection.work();
         Exchange exchange(fd, connection, std::move(request), limits_.answer);
         bool closed = false;
-        if (!process_request(exchange, left == 1, closed, nullptr) || closed) {
+        if (!process_request(exchange, false, closed, nullptr) || closed) {
             return;
         }
     }
