@@ -141,7 +141,8 @@ std::vector<Process> find_processes()
          .name = "navigation",
          .level = levels[102],
          .why_not = "does not look at files: start it with COMMON_LOG_PEAKLOADCONTROL"});
-    found.push_back({.pid = 103, .name = "<b>bold</b>", .readable = false});
+    found.push_back({.pid = 103, .name = "phone", .readable = false});
+    found.push_back({.pid = 104, .name = "<b>bold</b>"});
     return found;
 }
 
@@ -149,6 +150,9 @@ LevelChange change_level(pid_t pid, const std::string& level)
 {
     const std::lock_guard held(lock);
     change = std::to_string(pid) + " " + level;
+    if (pid == 103) {
+        throw std::runtime_error("cannot write its file: Permission denied");
+    }
     if (pid != 101) {
         return {.changed = false, .text = "it does not look at files"};
     }

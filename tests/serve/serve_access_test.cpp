@@ -113,6 +113,9 @@ TEST(ServeAccess, WhyALevelWasNotChangedIsTold)
     EXPECT_EQ(status_of(refused), 409);
     EXPECT_EQ(json::parse(body_of(refused)),
               (json{{"changed", false}, {"error", "it does not look at files"}}));
+    const std::string failed = bench.change(bench.bearer(), R"({"pid":103,"level":"Debug"})");
+    EXPECT_EQ(status_of(failed), 409);
+    EXPECT_THAT(body_of(failed), HasSubstr("Permission denied"));
 }
 
 TEST(ServeAccess, OnlyRealLevelsOfRealProcessesAreChanged)

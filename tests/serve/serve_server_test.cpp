@@ -154,7 +154,7 @@ TEST(Serve, TellsRatesProcessesAndItself)
     EXPECT_EQ(rates["total"], 1);
 
     const json processes = bench.get("/api/processes");
-    ASSERT_EQ(processes.size(), 3u);
+    ASSERT_EQ(processes.size(), 4u);
     EXPECT_EQ(processes[0]["pid"], 101);
     EXPECT_EQ(processes[0]["name"], "tuner");
     EXPECT_EQ(processes[0]["level"], "Info");

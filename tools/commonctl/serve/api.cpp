@@ -70,6 +70,16 @@ json json_of(const Process& process)
             {"readable", process.readable}};
 }
 
+/// A failure is one more reason why a level was not changed.
+LevelChange changed_level(pid_t pid, const std::string& level)
+{
+    try {
+        return change_level(pid, level);
+    } catch (const std::exception& error) {
+        return {.changed = false, .text = error.what()};
+    }
+}
+
 /// One place among those that may wait.
 class Place {
 public:
@@ -226,8 +236,8 @@ void Api::level(const Request& request, Response& response)
         })) {
         return answer_error(response, 404, "no such process has the library loaded");
     }
-    const auto change = change_level(static_cast<pid_t>(pid), level);
     processes_known_ = false;
+    const auto change = changed_level(static_cast<pid_t>(pid), level);
     answer(response, change.changed ? 200 : 409,
            {{"changed", change.changed}, {change.changed ? "text" : "error", change.text}});
 }
