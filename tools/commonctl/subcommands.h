@@ -17,5 +17,6 @@ void add_machine(Tool& tool);
 /// status, service, transport, module, charset, level-name
 void add_names(Tool& tool);
 void add_top(Tool& tool);
+void add_serve(Tool& tool);
 
 }  // namespace commonctl
