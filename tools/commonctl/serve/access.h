@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include <httplib.h>
+#include "serve/http.h"
 
 namespace commonctl {
 

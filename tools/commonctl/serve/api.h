@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include <httplib.h>
+#include "serve/http.h"
 
 #include "processes/processes.h"
 #include "serve/access.h"

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include <httplib.h>
+#include "serve/http.h"
 
 namespace commonctl {
 

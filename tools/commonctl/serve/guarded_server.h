@@ -4,7 +4,7 @@
 #include <string>
 #include <sys/socket.h>
 
-#include <httplib.h>
+#include "serve/http.h"
 
 #include "serve/connection_pool.h"
 #include "serve/limits.h"
