@@ -44,6 +44,16 @@ public:
         return usage;
     }
 
+    /// "-f, --follow", as other programs have it.
+    std::string make_option_name(const CLI::Option* option, bool is_positional) const override
+    {
+        std::string name = Formatter::make_option_name(option, is_positional);
+        if (const auto comma = name.find(",--"); name.starts_with('-') && comma == 2) {
+            name.insert(comma + 1, " ");
+        }
+        return name;
+    }
+
 private:
     std::string about(const CLI::App& app) const
     {
