@@ -24,16 +24,19 @@ void check(const Record& record)
     FUZZ_CHECK(record.layout != Layout::Foreign ||
                (record.tid == -1 && record.line == -1 && record.zone.empty()));
     FUZZ_CHECK(record.message.size() <= record.raw.size());
+    static RecordFormatter formatters[] = {
+        {Format::Short, true}, {Format::Full, true}, {Format::Columns, true}};
+    static RecordFormatter json(Format::Json, false);
     const KeptRecord kept(record);
     std::string text;
-    for (const Format format : {Format::Short, Format::Full, Format::Columns}) {
-        RecordFormatter(format, true).append(kept.record(), text);
+    for (RecordFormatter& formatter : formatters) {
+        formatter.append(kept.record(), text);
     }
     for (const char c : text) {
         FUZZ_CHECK(c == '\n' || c == '\t' || c == '\033' || (c & 0xe0) != 0);
     }
     text.clear();
-    RecordFormatter(Format::Json, false).append(kept.record(), text);
+    json.append(kept.record(), text);
     FUZZ_CHECK(text.find('\n') == text.size() - 1);
     FUZZ_CHECK(nlohmann::json::accept(text));
 }

@@ -75,12 +75,6 @@ bool append_process(const Record& record, bool with_thread, std::string& out)
     return true;
 }
 
-std::string formatted(const tm& parts, const char* format)
-{
-    char text[40];
-    return {text, std::strftime(text, sizeof text, format, &parts)};
-}
-
 }  // namespace
 
 RecordFormatter::RecordFormatter(Format format, bool colored) : format_(format), colored_(colored)
@@ -126,9 +120,13 @@ void RecordFormatter::look_up(std::int64_t second)
     const auto time = static_cast<std::time_t>(second);
     tm parts{};
     localtime_r(&time, &parts);
-    syslog_text_ = formatted(parts, "%b %e %H:%M:%S");
-    iso_text_ = formatted(parts, "%Y-%m-%d %H:%M:%S");
-    offset_text_ = formatted(parts, "%z").insert(3, ":");
+    char text[64];
+    const std::string all(text, std::strftime(text, sizeof text, "%b %e %T%F %T%z", &parts));
+    constexpr std::size_t kSyslog = sizeof "Nov 22 10:00:00" - 1;
+    constexpr std::size_t kIso = sizeof "2026-11-22 10:00:00" - 1;
+    syslog_text_ = all.substr(0, kSyslog);
+    iso_text_ = all.substr(kSyslog, kIso);
+    offset_text_ = all.substr(kSyslog + kIso).insert(3, ":");
 }
 
 void RecordFormatter::append_short(const Record& record, std::string& out)

@@ -1,6 +1,7 @@
 #include "records/splitter.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -146,11 +147,10 @@ bool LineCutter::next(Buffer& buffer, bool at_end, std::string_view& line)
     const auto bytes = buffer.bytes();
     const auto end = bytes.find('\n', searched_);
     if (std::min(end, bytes.size()) > kLongestLine) {
-        static bool is_said = false;
-        if (!is_said) {
+        static std::atomic<bool> is_said = false;
+        if (!is_said.exchange(true)) {
             std::fprintf(stderr, "commonctl: lines of more than %zu KiB are cut\n",
                          kLongestLine / 1024);
-            is_said = true;
         }
         line = bytes.substr(0, kLongestLine);
         buffer.consume(kLongestLine);

@@ -15,6 +15,9 @@
 namespace commonctl {
 namespace {
 
+/// How a child ends that is no journalctl.
+constexpr int kNotFound = 127;
+
 bool is_readable(int fd)
 {
     pollfd entry{fd, POLLIN, 0};
@@ -42,6 +45,9 @@ private:
     {
         int status = 0;
         const bool is_known = waitpid(std::exchange(child_, -1), &status, 0) > 0;
+        if (is_known && WIFEXITED(status) && WEXITSTATUS(status) == kNotFound) {
+            throw std::runtime_error("there is no journalctl; name a file of the log instead");
+        }
         if (is_known && status != 0) {
             throw std::runtime_error("journalctl failed; try \"journalctl -o export\" to see why");
         }
@@ -84,8 +90,7 @@ private:
     }
     pointers.push_back(nullptr);
     execvp(pointers[0], pointers.data());
-    dprintf(STDERR_FILENO, "commonctl: cannot run journalctl; name a file of the log instead\n");
-    _exit(127);
+    _exit(kNotFound);
 }
 
 }  // namespace
