@@ -239,11 +239,10 @@ TEST(CommonctlLevel, AProcessThatMayNotBeLookedIntoIsToldSo)
 
 TEST(CommonctlLevel, WrongUsageIsExplained)
 {
-    for (const std::string& words :
-         {"level 1 Loud", "level 1 FORMAT=All", "level 1 NONE=1",
-          "level 1 =", "level 1 LEVEL=", "level --all", "level --restore",
-          "level 1 Debug --restore", "level --all Debug --restore", "level --clean 1",
-          "level --clean --all", "level -o yaml"}) {
+    for (const char* const words : {"level 1 Loud", "level 1 FORMAT=All", "level 1 NONE=1",
+                                    "level 1 =", "level 1 LEVEL=", "level --all", "level --restore",
+                                    "level 1 Debug --restore", "level --all Debug --restore",
+                                    "level --clean 1", "level --clean --all", "level -o yaml"}) {
         const Ran ran = commonctl(words);
         EXPECT_EQ(ran.status, 2) << words;
         EXPECT_THAT(ran.text,
@@ -261,6 +260,8 @@ TEST(CommonctlLevel, TheScannerLogsMoreAfterAChange)
     setup.open_log_socket = true;
     setup.files["/tmp/media/song.mp3"] = "";
     const Outcome outcome = run_fresh(setup, [] {
+        // The kernel keeps no more than 15 characters of a name.
+        const std::string name = "the scanner started by " + std::to_string(getpid());
         const pid_t scanner = fork();
         if (scanner == 0) {
             // A scan that finds an interrupt at its start begins paused.
@@ -269,14 +270,14 @@ TEST(CommonctlLevel, TheScannerLogsMoreAfterAChange)
             sigaddset(&interrupt, SIGINT);
             sigprocmask(SIG_BLOCK, &interrupt, nullptr);
             raise(SIGINT);
-            execl(MEDIA_SCANNER, "media_scanner", "/tmp/media", nullptr);
+            execl(MEDIA_SCANNER, ("/a/" + name).c_str(), "/tmp/media", nullptr);
             _exit(127);
         }
         const std::string id = std::to_string(scanner);
         EXPECT_TRUE(wait_until([&] {
             return commonctl("level " + id).text.find("media_scanner") != std::string::npos;
         }));
-        EXPECT_EQ(commonctl("level " + id + " Verbose --no-wait").status, 0);
+        EXPECT_EQ(commonctl("level '" + name + "' Verbose --no-wait").status, 0);
         kill(scanner, SIGCONT);
         int status = -1;
         EXPECT_EQ(waitpid(scanner, &status, 0), scanner);
@@ -288,7 +289,7 @@ TEST(CommonctlLevel, TheScannerLogsMoreAfterAChange)
 
 TEST(CommonctlLevel, WorksInTheSimulatedTarget)
 {
-    executed(looking(), [] {
+    well(looking(), [] {
         const int status = support::run_on_target({}, [] {
             COMMON_Log_LevelGet();
             const Logging logging;

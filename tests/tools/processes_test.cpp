@@ -4,6 +4,7 @@
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -14,6 +15,7 @@
 #include "processes/level_change.h"
 #include "processes/process_text.h"
 #include "processes/processes.h"
+#include "processes/settings_files.h"
 
 using namespace harness;
 using commonctl::Before;
@@ -181,6 +183,50 @@ TEST(CommonctlProcesses, AProcessInAContainerHasItsFileByItsIdThere)
         EXPECT_EQ(found[0].own_pid, 12);
         EXPECT_EQ(found[0].settings_file, "/tmp/common/log/settings_12.txt");
     });
+}
+
+TEST(CommonctlProcesses, AContainerCannotLeadElsewhere)
+{
+    well(kNoDaemon, [] {
+        FakeProcesses processes;
+        add(processes, "12", {});
+        unlink("/proc/12/root");
+        std::filesystem::create_directories("/tmp/container");
+        std::filesystem::create_directories("/tmp/elsewhere");
+        ASSERT_EQ(symlink("/tmp/container", "/proc/12/root"), 0);
+        ASSERT_EQ(symlink("/tmp/elsewhere", "/tmp/container/tmp"), 0);
+        EXPECT_THROW(commonctl::change_level(12, "Debug"), std::system_error);
+        EXPECT_TRUE(std::filesystem::is_empty("/tmp/elsewhere"));
+        unlink("/tmp/container/tmp");
+        std::filesystem::create_directories("/tmp/container/tmp");
+        commonctl::change_level(12, "Debug");
+        EXPECT_TRUE(std::filesystem::exists("/tmp/container/tmp/common/log/settings_12.txt"));
+        EXPECT_FALSE(std::filesystem::exists("/tmp/common"));
+    });
+}
+
+TEST(CommonctlProcesses, WhatBelongsToAnotherUserIsLeftAlone)
+{
+    using commonctl::SettingsFolder;
+    constexpr uid_t kSomebody = 12345;
+    const std::string folder = commonctl::kSettingsFolder;
+    for (const std::string& path : {std::string("/tmp/common"), folder, folder + "/settings.txt"}) {
+        well(kNoDaemon, [&] {
+            // Only root may give files away; for others these are then another user's.
+            const uid_t user = geteuid() == 0 ? 0 : geteuid() + 1;
+            write(folder + "/settings.txt", "");
+            if (geteuid() == 0) {
+                ASSERT_EQ(chown(path.c_str(), kSomebody, kSomebody), 0);
+            }
+            try {
+                SettingsFolder("", SettingsFolder::Missing::Make, user).read("settings.txt");
+                ADD_FAILURE() << path;
+            } catch (const std::runtime_error& error) {
+                EXPECT_THAT(error.what(), HasSubstr(" belongs to another user ("));
+                EXPECT_TRUE(user != 0 || std::string(error.what()).starts_with(path + " "));
+            }
+        });
+    }
 }
 
 TEST(CommonctlProcesses, FilesOfAnEarlierProcessOfTheSameIdAreStale)

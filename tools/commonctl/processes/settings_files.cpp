@@ -32,9 +32,9 @@ std::string path_of(const std::string& name)
 }
 
 /// Refuses what another user could use to mislead this one.
-void must_be_trusted(const struct stat& status, const std::string& path)
+void must_be_trusted(const struct stat& status, const std::string& path, uid_t user)
 {
-    if (status.st_uid != geteuid() && status.st_uid != 0) {
+    if (status.st_uid != user && status.st_uid != 0) {
         throw std::runtime_error(path + " belongs to another user (" +
                                  std::to_string(status.st_uid) +
                                  ") and is left alone; remove it, or run commonctl as that user");
@@ -50,7 +50,7 @@ std::int64_t now_s()
 
 /// Opens a folder without following a link to it; makes it when it is missing and wanted.
 Descriptor open_folder(const Descriptor& above, const char* name, const std::string& path,
-                       SettingsFolder::Missing missing)
+                       SettingsFolder::Missing missing, uid_t user)
 {
     const bool made =
         missing == SettingsFolder::Missing::Make && mkdirat(above.get(), name, 0755) == 0;
@@ -71,7 +71,7 @@ Descriptor open_folder(const Descriptor& above, const char* name, const std::str
     if (fstat(folder.get(), &status) != 0) {
         fail(path);
     }
-    must_be_trusted(status, path);
+    must_be_trusted(status, path, user);
     // Whatever this user's mask of modes: processes of all users look into it.
     if (made && fchmod(folder.get(), 0755) != 0) {
         fail(path);
@@ -87,7 +87,7 @@ Descriptor make_beside(int folder, const std::string& name)
     struct stat status {};
     if (file.get() < 0 && errno == EEXIST &&
         fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-        status.st_ctim.tv_sec + kGivenUp_s < now_s()) {
+        status.st_mtim.tv_sec + kGivenUp_s < now_s()) {
         unlinkat(folder, name.c_str(), 0);
         file = Descriptor(openat(folder, name.c_str(), kFlags, 0600));
     }
@@ -136,7 +136,7 @@ Descriptor::~Descriptor()
     }
 }
 
-SettingsFolder::SettingsFolder(const std::string& root, Missing missing)
+SettingsFolder::SettingsFolder(const std::string& root, Missing missing, uid_t user) : user_(user)
 {
     // Who may put a link in the place of /tmp owns the machine, but in a container that is another.
     struct stat own_root {
@@ -150,9 +150,9 @@ SettingsFolder::SettingsFolder(const std::string& root, Missing missing)
     if (tmp.get() < 0) {
         fail("/tmp");
     }
-    const Descriptor common = open_folder(tmp, "common", "/tmp/common", missing);
+    const Descriptor common = open_folder(tmp, "common", "/tmp/common", missing, user);
     if (common.get() >= 0) {
-        fd_ = open_folder(common, "log", kSettingsFolder, missing);
+        fd_ = open_folder(common, "log", kSettingsFolder, missing, user);
     }
 }
 
@@ -198,7 +198,7 @@ std::optional<std::string> SettingsFolder::read(const std::string& name) const
     if (file.get() < 0 || fstat(file.get(), &status) != 0) {
         fail(path_of(name));
     }
-    must_be_trusted(status, path_of(name));
+    must_be_trusted(status, path_of(name), user_);
     if (!S_ISREG(status.st_mode) || status.st_size > kMostBytes) {
         throw std::runtime_error(path_of(name) + " is no settings file; remove it");
     }

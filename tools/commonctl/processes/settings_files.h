@@ -8,6 +8,7 @@
 
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 namespace commonctl {
 
@@ -42,7 +43,8 @@ public:
     /// Opens the folder.
     /// @param root where "/" is, without a slash behind it: empty, or "/proc/PID/root".
     /// @param missing Make makes it, so that all may look into it and only this user may write.
-    SettingsFolder(const std::string& root, Missing missing);
+    /// @param user who is asking.
+    SettingsFolder(const std::string& root, Missing missing, uid_t user = geteuid());
 
     /// Whether there is one.
     bool is_there() const { return fd_.get() >= 0; }
@@ -64,6 +66,7 @@ public:
     void remove(const std::string& name) const;
 
 private:
+    uid_t user_;
     Descriptor fd_{};
 };
 
