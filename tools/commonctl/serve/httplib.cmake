@@ -1,14 +1,11 @@
-# cpp-httplib and nlohmann-json, for this build's word size: makes the target common_httplib when both are
-# there. What the library was compiled with, and its header must know, pkg-config tells.
+# cpp-httplib for this build's word size: makes the target common_httplib when it is there. What the library
+# was compiled with, and its header must know, pkg-config tells.
 include(CheckCXXSourceCompiles)
 find_package(Threads REQUIRED)
 find_package(PkgConfig QUIET)
-find_package(nlohmann_json QUIET)
-if(nlohmann_json_FOUND)
-  # Also for tests, which are in another folder.
-  set_target_properties(nlohmann_json::nlohmann_json PROPERTIES IMPORTED_GLOBAL TRUE)
-endif()
-if(PkgConfig_FOUND AND nlohmann_json_FOUND)
+# Also for tests, which are in another folder.
+set_target_properties(nlohmann_json::nlohmann_json PROPERTIES IMPORTED_GLOBAL TRUE)
+if(PkgConfig_FOUND)
   pkg_check_modules(HTTPLIB QUIET IMPORTED_TARGET GLOBAL cpp-httplib)
 endif()
 if(TARGET PkgConfig::HTTPLIB)
