@@ -146,7 +146,7 @@ std::vector<Process> find_processes()
     return found;
 }
 
-LevelChange change_level(pid_t pid, const std::string& level)
+LevelChange change_level(pid_t pid, const std::string& level, Wait)
 {
     const std::lock_guard held(lock);
     change = std::to_string(pid) + " " + level;
