@@ -10,6 +10,8 @@
 #include <string>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <system_error>
 #include <unistd.h>
 #include <vector>
 
@@ -20,7 +22,6 @@
 #include "simulated_target.h"
 
 using namespace harness;
-using support::TargetSetup;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -32,26 +33,61 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-/// Runs the tool on a target; the commands that the target ran, and the names of its devices and
-/// files, stand behind its outputs: nothing may have changed.
-Outcome check(const Words& arguments, const std::function<void()>& prepare = {},
-              const TargetSetup& target = {})
+/// What there is on the target: the entries of its partitions and devices with the times of their
+/// last changes, and its processes.
+std::string state_of_target()
+{
+    std::string all;
+    for (const char* const folder : {"/config", "/config-mfg", "/log", "/dev"}) {
+        std::error_code error;
+        const auto skip = std::filesystem::directory_options::skip_permission_denied;
+        for (std::filesystem::recursive_directory_iterator it(folder, skip, error), end;
+             !error && it != end; it.increment(error)) {
+            std::error_code gone;
+            const auto changed = std::filesystem::last_write_time(*it, gone).time_since_epoch();
+            all += it->path().string() + " " + std::to_string(changed.count()) + "\n";
+        }
+    }
+    for (const auto& process : std::filesystem::directory_iterator("/proc")) {
+        const std::string name = process.path().filename();
+        all += name.find_first_not_of("0123456789") == std::string::npos ? name + "\n" : "";
+    }
+    return all;
+}
+
+int run_tool(const Words& arguments)
+{
+    Words words{COMMONCTL, "flash", "check"};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> line;
+    for (std::string& word : words) {
+        line.push_back(word.data());
+    }
+    line.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        execv(COMMONCTL, line.data());
+        _exit(99);
+    }
+    int status = 0;
+    return waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : 98;
+}
+
+/// Runs the tool on a target, and prints its exit status. It must not have changed anything, nor
+/// have had a command run.
+Outcome check(const Words& arguments, const std::function<void()>& prepare = {})
 {
     return run_fresh([&] {
-        std::fflush(stdout);
-        const int status = support::run_on_target(target, [&] {
+        const int status = support::run_on_target({}, [&] {
             if (prepare) {
                 prepare();
             }
-            Words words{COMMONCTL, "flash", "check"};
-            words.insert(words.end(), arguments.begin(), arguments.end());
-            std::vector<char*> line;
-            for (std::string& word : words) {
-                line.push_back(word.data());
+            const std::string before = state_of_target();
+            const int ended = run_tool(arguments);
+            if (state_of_target() != before) {
+                std::printf("something has changed:\n%s", before.c_str());
             }
-            line.push_back(nullptr);
-            execv(COMMONCTL, line.data());
-            return 99;
+            return ended;
         });
         std::printf("exits with %d\n", status);
         EXPECT_THAT(support::target_journal(), IsEmpty());
