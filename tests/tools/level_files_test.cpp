@@ -254,10 +254,13 @@ TEST(CommonctlLevelFiles, WhatIsNoSettingsFileIsLeftAlone)
 
 TEST(CommonctlLevelFiles, AFullDiskChangesNothing)
 {
-    well(kNotLooking, [] {
+    FreshSetup setup = looking();
+    setup.prepare = [] {
         std::filesystem::create_directories(kFolder);
         const std::string size = "size=" + std::to_string(4 * sysconf(_SC_PAGESIZE));
         ASSERT_EQ(mount("tmpfs", kFolder, "tmpfs", 0, size.c_str()), 0);
+    };
+    executed(setup, [] {
         write_file(own_file(), "COMMON_LOG_LEVEL=Error\n");
         const std::string filler = std::string(kFolder) + "/filler";
         for (int left = 0; left < 2; ++left) {
@@ -273,7 +276,6 @@ TEST(CommonctlLevelFiles, AFullDiskChangesNothing)
             EXPECT_FALSE(exists(own_file() + ".new"));
             EXPECT_FALSE(exists(own_file() + ".before.new"));
         }
-        umount2(kFolder, MNT_DETACH);
     });
 }
 

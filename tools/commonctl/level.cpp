@@ -72,8 +72,7 @@ Process find(const std::string& word)
     }
     if (is_hidden(pid)) {
         throw std::runtime_error("process " + word +
-                                 " is another user's and may not be looked into; run commonctl as "
-                                 "root");
+                                 " may not be looked into by this user; run commonctl as root");
     }
     throw std::runtime_error(start_ticks(pid) ? "process " + word + " has not loaded the library"
                                               : "there is no process " + word);

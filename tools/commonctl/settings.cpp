@@ -102,9 +102,10 @@ bool check_process(pid_t pid, bool colored)
 {
     const auto process = look_at(pid);
     if (!process) {
-        throw std::runtime_error("process " + std::to_string(pid) +
-                                 (is_hidden(pid) ? " may not be looked into; run commonctl as root"
-                                                 : " is not there or has not loaded the library"));
+        throw std::runtime_error(
+            "process " + std::to_string(pid) +
+            (is_hidden(pid) ? " may not be looked into by this user; run commonctl as root"
+                            : " is not there or has not loaded the library"));
     }
     const std::string root = proc_folder(pid) + "root";
     bool wrong = check_usual(root, {kConfiguredFile, kSharedFile}, colored);

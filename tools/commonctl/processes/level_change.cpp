@@ -161,9 +161,10 @@ LevelChange change_level(pid_t pid, const std::string& level, Wait wait)
 {
     const auto process = look_at(pid);
     if (!process) {
-        throw std::runtime_error("process " + std::to_string(pid) +
-                                 (is_hidden(pid) ? " may not be looked into: run commonctl as root"
-                                                 : " is not there or has not loaded the library"));
+        throw std::runtime_error(
+            "process " + std::to_string(pid) +
+            (is_hidden(pid) ? " may not be looked into by this user; run commonctl as root"
+                            : " is not there or has not loaded the library"));
     }
     return level.empty() ? restore_settings(*process, wait)
                          : change_settings(*process, lines_for({level}, false), wait);
