@@ -199,7 +199,7 @@ std::vector<bench::Ratio> ratios()
 
 int main(int argc, char** argv)
 {
-    Log log;
+    static Log log;
     the_log = &log;
     add_lnav();
     const int status = bench::run_and_compare(argc, argv, ratios());

@@ -77,7 +77,8 @@ int decode(const DecodeOptions& options)
     const std::string bytes = bytes_to_decode(options);
     VariantTree tree(bytes.size());
     VariantJson json;
-    VariantText& text = options.form == Form::Tree ? static_cast<VariantText&>(tree) : json;
+    VariantText& text = options.form == Form::Tree ? static_cast<VariantText&>(tree)
+                                                   : static_cast<VariantText&>(json);
     for (std::size_t at = 0; at < bytes.size();) {
         const auto broken = read_variant(bytes, at, text);
         text.end(broken);

@@ -63,7 +63,10 @@ void handle_fatal_signals(void (*handler)(int))
 int open_keys()
 {
     const int fd = open("/dev/tty", O_RDONLY | O_CLOEXEC | O_NOCTTY);
-    return fd >= 0 || isatty(STDIN_FILENO) == 0 ? fd : dup(STDIN_FILENO);
+    if (fd < 0 && isatty(STDIN_FILENO) == 1) {
+        return dup(STDIN_FILENO);
+    }
+    return fd;
 }
 
 void write_all(std::string_view text)

@@ -136,15 +136,16 @@ Opened open_unfiltered(const SourceOptions& options)
 
 std::unique_ptr<RecordSource> open_source(const SourceOptions& options)
 {
-    auto [source, has_skipped, has_streams] = open_unfiltered(options);
+    Opened opened = open_unfiltered(options);
+    std::unique_ptr<RecordSource> source = std::move(opened.source);
     if (options.wanted) {
         source = std::make_unique<FilteredSource>(std::move(source), options.wanted);
     }
-    if (options.last && !has_skipped) {
+    if (options.last && !opened.has_skipped) {
         source = std::make_unique<LastSource>(std::move(source), *options.last,
-                                              options.follow && !has_streams);
+                                              options.follow && !opened.has_streams);
     }
-    return std::move(source);
+    return source;
 }
 
 }  // namespace commonctl

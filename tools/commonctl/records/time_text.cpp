@@ -123,7 +123,7 @@ std::optional<std::int64_t> span_of(std::string_view text)
         skip_blanks();
         const auto end = std::min(text.find_first_of(" 0123456789"), text.size());
         const std::int64_t unit = unit_seconds(text.substr(0, end));
-        if (count < 0 || unit < 0 || count > kMostSeconds / unit) {
+        if (count < 0 || unit <= 0 || count > kMostSeconds / unit) {
             return std::nullopt;
         }
         text.remove_prefix(end);
