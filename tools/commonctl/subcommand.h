@@ -1,30 +1,20 @@
-// What the sub-commands of commonctl share.
+// What a sub-command of commonctl adds to its command line.
 #pragma once
 
 #include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "terminal.h"
+#include "usage.h"
+
 namespace commonctl {
-
-/// Exit statuses of the tool itself.
-enum ExitStatus : int { kSuccess = 0, kFailure = 1, kUsage = 2 };
-
-/// The arguments are wrong: the tool prints the text, points to its help and exits with kUsage.
-class UsageError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-/// Words of a command line.
-using Arguments = std::vector<std::string>;
 
 /// The command line of the tool: its sub-commands, and what they do.
 class Tool {
@@ -86,5 +76,8 @@ void add_word_option(CLI::App& app, const std::string& name, const char* shown, 
     };
     app.add_option_function<std::string>(name, read, description)->option_text(shown);
 }
+
+/// The option --color=WHEN: auto (the default), always or never.
+void add_color_option(CLI::App& app, Color& color);
 
 }  // namespace commonctl

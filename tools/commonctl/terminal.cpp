@@ -5,13 +5,6 @@
 
 namespace commonctl {
 
-void add_color_option(CLI::App& app, Color& color)
-{
-    add_word_option(app, "--color", "WHEN", color,
-                    "Color records: auto (on a terminal), always or never",
-                    {{"auto", Color::Auto}, {"always", Color::Always}, {"never", Color::Never}});
-}
-
 bool wants_color(Color color, FILE* stream)
 {
     if (color != Color::Auto) {

@@ -5,14 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "subcommand.h"
-
 namespace commonctl {
 
 enum class Color { Auto, Always, Never };
-
-/// The option --color=WHEN: auto (the default), always or never.
-void add_color_option(CLI::App& app, Color& color);
 
 /// Whether to color what goes to a stream: as chosen; by itself on a terminal that is not dumb,
 /// unless NO_COLOR is set to something.

@@ -115,4 +115,11 @@ int Tool::run(Arguments line)
     return chosen_();
 }
 
+void add_color_option(CLI::App& app, Color& color)
+{
+    add_word_option(app, "--color", "WHEN", color,
+                    "Color records: auto (on a terminal), always or never",
+                    {{"auto", Color::Auto}, {"always", Color::Always}, {"never", Color::Never}});
+}
+
 }  // namespace commonctl

@@ -6,7 +6,7 @@
 #include "processes/changed_file.h"
 #include "processes/proc.h"
 #include "processes/read_watch.h"
-#include "subcommand.h"
+#include "usage.h"
 
 namespace commonctl {
 namespace {

@@ -4,7 +4,7 @@
 #include <charconv>
 
 #include "records/levels.h"
-#include "subcommand.h"
+#include "usage.h"
 
 namespace commonctl {
 namespace {

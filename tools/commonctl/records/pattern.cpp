@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "subcommand.h"
+#include "usage.h"
 
 namespace commonctl {
 namespace {
