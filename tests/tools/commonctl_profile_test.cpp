@@ -427,7 +427,7 @@ TEST(Phases, AJumpOfTheClockEndsAPhase)
 TEST(Phases, TheTenThatCountMostAreGivenByTime)
 {
     std::vector<std::uint64_t> records;
-    for (std::uint64_t i = 0; i < 12; ++i) {
+    for (std::size_t i = 0; i < 12; ++i) {
         // Quiet phases of one to twelve seconds, and between them ever louder ones.
         records.insert(records.end(), i + 1, 0);
         records.insert(records.end(), {10, 10, 10, 100 + i});

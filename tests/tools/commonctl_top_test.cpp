@@ -186,13 +186,22 @@ TEST(CommonctlTop, WithoutATerminalItPrintsBlocks)
                 AllOf(HasSubstr("  ZONE\n"), HasSubstr("  A\n"), HasSubstr("  (others)\n\n")));
 }
 
-TEST(CommonctlTop, BlocksComeByTheIntervalUntilTheTimeIsOver)
+TEST(CommonctlTop, BlocksComeByTheInterval)
 {
-    const Outcome outcome = top({"-f", "--interval=0.1", "--for=0.5", kLog}, with_log("old\n"));
+    const Outcome outcome =
+        script("top -f --interval=0.1 /log/messages | head -n 7", with_log("old\n"));
     EXPECT_THAT(outcome, exited(0));
-    EXPECT_THAT(outcome.out,
-                AllOf(StartsWith("commonctl top  "), EndsWith("PROCESS\n\n"),
-                      HasSubstr("PROCESS\n\ncommonctl top  "), HasSubstr("  0 in 00:00:00\n")));
+    EXPECT_THAT(outcome.out, MatchesRegex("(commonctl top  [^\n]+  0 in [0-9:]+\n"
+                                          "  RECORDS/S [^\n]+  PROCESS\n\n)+"
+                                          "commonctl top  [^\n]+\n"));
+}
+
+TEST(CommonctlTop, ItEndsWhenItsTimeIsOver)
+{
+    const Outcome outcome = top({"-f", "--interval=3600", "--for=0.5", kLog});
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_GE(outcome.duration, std::chrono::milliseconds(500));
+    EXPECT_THAT(outcome.out, MatchesRegex("commonctl top  [^\n]+\n[^\n]+PROCESS\n\n"));
 }
 
 /// Runs "top" over a pipe whose other end stays open, until it has read what was put in.
@@ -269,9 +278,9 @@ void on_terminal(const Words& options,
 TEST(CommonctlTopTerminal, ShowsWhatIsWrittenFromNowOn)
 {
     on_terminal({"--interval=0.1"}, [](PseudoTerminal& terminal, pid_t) {
-        terminal.shows("  0 in 00:00:0");
+        terminal.shows("  0 in 00:");
         append(line_of(0, "NEW") + line_of(0, "NEW"));
-        terminal.shows("  2 in 00:00:");
+        terminal.shows("  2 in 00:");
         terminal.shows("  player[12]\033[K");
         terminal.type("q");
         EXPECT_EQ(terminal.wait(), 0);
@@ -353,8 +362,19 @@ TEST(CommonctlTopTerminal, IsGivenBackOnEachWayOut)
             EXPECT_EQ(terminal.wait(), 0);
         });
     }
-    on_terminal({"--for=0.3"},
-                [](PseudoTerminal& terminal, pid_t) { EXPECT_EQ(terminal.wait(), 0); });
+}
+
+TEST(CommonctlTopTerminal, IsGivenBackWhenTheTimeIsOver)
+{
+    PseudoTerminal terminal(10, 80);
+    const termios before = terminal.modes();
+    well(with_log(""), [&] {
+        terminal.start({COMMONCTL, "top", "-f", "--for=0.2", kLog});
+        EXPECT_EQ(terminal.wait(), 0);
+        EXPECT_TRUE(terminal.modes() == before);
+        EXPECT_THAT(terminal.written(),
+                    AllOf(StartsWith(kEntered), HasSubstr("PROCESS"), EndsWith(kLeft)));
+    });
 }
 
 TEST(CommonctlTopTerminal, IsGivenBackWhenTheProgramCrashes)
@@ -384,7 +404,7 @@ TEST(CommonctlTopTerminal, IsGivenBackWhileTheProgramIsStopped)
             }));
         }
         append(line_of(0, "NEW"));
-        terminal.shows("  1 in 00:00:");
+        terminal.shows("  1 in 00:");
         terminal.type("q");
         EXPECT_EQ(terminal.wait(), 0);
     });

@@ -135,12 +135,13 @@ public:
         if (screen_) {
             draw();
         }
-        while (!quits_ && Clock::now() < end) {
+        while (!quits_) {
             intake_.step(std::min(next_, end), {signals_.fd(), screen_ ? screen_->keys_fd() : -1});
             look_at_signals();
             look_at_keys();
-            const bool over = intake_.ended() && !screen_;
-            if (!quits_ && (Clock::now() >= std::min(next_, end) || over)) {
+            const auto now = Clock::now();
+            const bool over = now >= end || (intake_.ended() && !screen_);
+            if (!quits_ && (now >= next_ || over)) {
                 finish_period();
                 draw();
             }
