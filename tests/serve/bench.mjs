@@ -12,12 +12,15 @@ export function line({level = 5, zone = 'TUNER', pid = 101, process = 'tuner', m
       `${names[level]}, main.cpp, run 17, ${message}\n`;
 }
 
+const overFakes = ({fakes}, port, options) => [fakes, 'serve', '--port', String(port), ...options, '-'];
+
 export class Bench {
-  static async open(program, browser, {port = 0, options = ['--allow-changes'], token = true, view = {}} = {}) {
+  static async open(programs, browser, {command = overFakes, options = ['--allow-changes'], token = true} = {}) {
     const bench = new Bench();
-    bench.program = program;
-    await bench.serve(port, options);
-    const context = await browser.newContext({viewport: {width: 1400, height: 900}, ...view});
+    Object.assign(bench, {programs, command});
+    await bench.serve(0, options);
+    const context = await browser.newContext({viewport: {width: 1400, height: 900}});
+    context.setDefaultTimeout(120000);  // on a busy machine all takes long
     bench.context = context;
     bench.page = await context.newPage();
     bench.problems = [];
@@ -40,10 +43,13 @@ export class Bench {
 
   // Starts the server, and waits for its address.
   async serve(port, options) {
-    this.server = spawn(this.program, ['serve', '--port', String(port), ...options, '-'],
-                        {stdio: ['pipe', 'pipe', 'inherit']});
+    const [program, ...words] = this.command(this.programs, port, options);
+    // In a folder that is there in a private root, too.
+    this.server = spawn(program, words, {stdio: ['pipe', 'pipe', 'inherit'], cwd: this.programs.folder});
     this.server.stdin.on('error', () => {});  // when it is ended while it is told something
-    const [text] = await once(this.server.stdout, 'data');
+    const ended = once(this.server, 'exit').then(() => { throw new Error('the server has ended'); });
+    ended.catch(() => {});
+    const [text] = await Promise.race([once(this.server.stdout, 'data'), ended]);
     this.address = String(text).trim();
     this.port = Number(new URL(this.address).port);
   }

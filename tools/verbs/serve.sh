@@ -6,8 +6,8 @@ main() {
   if (($#)); then
     need "${test_packages[@]}" "${docs_test_packages[@]}"
     configure release release
-    cmake --build "$build/release" -j "$jobs" --target serve_with_fakes >&2
-    tests/serve/run.sh "$build/release/tests/serve/serve_with_fakes" "$build/serve-test"
+    cmake --build "$build/release" -j "$jobs" --target serve_with_fakes commonctl speaker >&2
+    tests/serve/run.sh "$build/release" "$build/serve-test"
     return
   fi
   need "${demo_packages[@]}"
