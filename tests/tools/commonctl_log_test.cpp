@@ -139,8 +139,8 @@ TEST(CommonctlLog, IsJsonWhereAsked)
 
 TEST(CommonctlLog, JsonIsValidWhateverTheBytes)
 {
-    std::string all("a\0b\"\\\x1b\x7f\t\r\xc3\xa9\xff\xc3(\xed\xa0\x80\xf4\x90\x80\x80\xe2\x82",
-                    28);
+    using namespace std::string_literals;
+    std::string all = "a\0b\"\\\x1b\x7f\t\r\xc3\xa9\xff\xc3(\xed\xa0\x80\xf4\x90\x80\x80\xe2\x82"s;
     for (int byte = 0; byte < 256; ++byte) {
         all += byte == '\n' ? ' ' : static_cast<char>(byte);
     }
