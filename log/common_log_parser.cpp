@@ -2,62 +2,17 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
-#include <string_view>
 
 #include "foundation/settings_text.h"
 #include "log/common_log_layout.h"
 #include "log/levels.h"
 #include "log/logger.h"
 #include "log/report.h"
-#include "log/settings_list.h"
+#include "log/settings_names.h"
 #include "platform/assertion.h"
 
 namespace common::log {
 namespace {
-
-constexpr std::string_view kPrefix = "COMMON_LOG_";
-
-enum class Setting {
-#define ENUMERATOR(setting, variable, counts, shown, reader) setting,
-    COMMON_LOG_SETTINGS(ENUMERATOR)
-#undef ENUMERATOR
-        Unknown
-};
-
-/// By setting. The names are held in place, which spares every process the relocations.
-constexpr struct {
-    char variable[32];
-    Counts counts;
-} kSettings[] = {
-#define ROW(setting, variable, counts, shown, reader) {variable, Counts::counts},
-    COMMON_LOG_SETTINGS(ROW)
-#undef ROW
-};
-
-constexpr const char* variable_of(Setting setting) noexcept
-{
-    return kSettings[static_cast<std::size_t>(setting)].variable;
-}
-
-/// The first variable that begins with the given name. What does not count now is passed over, so
-/// that a shortened name may then be a later one.
-Setting find(const char* name, std::size_t length, bool at_initialisation) noexcept
-{
-    std::size_t i = 0;
-    while (i < std::size(kSettings) &&
-           ((kSettings[i].counts == Counts::AtStart && !at_initialisation) ||
-            !abbreviates(name, length, kSettings[i].variable))) {
-        ++i;
-    }
-    const auto found = static_cast<Setting>(i);
-    // Oddity: a name is that of the level at peak load in full only; shortened, as integrators have
-    // it, it is the other level.
-    // Test: CommonLogEnvironment.ShortenedNamesAreTheFirstThatBeginsWithThem.
-    constexpr std::string_view kLevelPeakload = variable_of(Setting::LevelPeakload);
-    return found == Setting::LevelPeakload && length != kLevelPeakload.size() ? Setting::Level
-                                                                              : found;
-}
 
 bool read_boolean(std::atomic<std::uint32_t>& setting, const char* value) noexcept
 {
@@ -158,11 +113,11 @@ void parseVariable(const char* variable, bool at_initialisation) noexcept
 {
     COMMON_ASSERT(kSource, variable != nullptr, "((void *)0) != variable");
     const char* const equals = std::strchr(variable, '=');
-    if (equals == nullptr || !abbreviates(kPrefix.data(), kPrefix.size(), variable)) {
+    if (equals == nullptr || !abbreviates(kSettingPrefix.data(), kSettingPrefix.size(), variable)) {
         return;
     }
     const Setting setting =
-        find(variable, static_cast<std::size_t>(equals - variable), at_initialisation);
+        find_setting(variable, static_cast<std::size_t>(equals - variable), at_initialisation);
     if (!read(setting, equals + 1)) {
         COMMON_ROW(kSource, stderr, "Invalid %s: %s", variable_of(setting), equals + 1);
     }

@@ -20,15 +20,15 @@
 namespace common::log {
 
 /// The type of the public constants, which is what lets the compiler count them in a switch.
-using Level = decltype(COMMON_LogLevelFatal);
+using LevelConstant = decltype(COMMON_LogLevelFatal);
 
 #define CONSTANT(level, priority) COMMON_LogLevel##level,
-inline constexpr Level kLevels[] = {COMMON_LOG_LEVELS(CONSTANT)};
+inline constexpr LevelConstant kLevels[] = {COMMON_LOG_LEVELS(CONSTANT)};
 #undef CONSTANT
 inline constexpr COMMON_LogLevel_t kLevelCount = std::size(kLevels);
 
 // The interface has no level that the list has not.
-static_assert([](Level level) {
+static_assert([](LevelConstant level) {
     switch (level) {
 #define LISTED(level, priority) case COMMON_LogLevel##level:
         COMMON_LOG_LEVELS(LISTED)

@@ -9,27 +9,46 @@
 
 namespace support {
 
-/// The fields of a record. What its layout does not have is -1 or empty.
-struct LayoutFields {
+/// The layouts, in the order of their public constants.
+enum class LogLayout : std::uint8_t { Legacy, All, Columns, Syslogng, Syslogngext };
+
+/// The fields of a record, by a type of text. What its layout does not have is -1 or empty.
+template <typename Text>
+struct BasicLayoutFields {
     std::int64_t day = -1;
-    std::string time{};  ///< as written, such as "03:04:05"
+    Text time{};  ///< as written, such as "03:04:05"
     std::int64_t nanoseconds = -1;
     std::int64_t pid = -1;
     std::int64_t tid = -1;
-    std::string process{};
-    std::string level{};
-    std::string zone{};
-    std::string file{};
-    std::string function{};
+    Text process{};
+    Text level{};
+    Text zone{};
+    Text file{};
+    Text function{};
     std::int64_t line = -1;
-    std::string message{};
+    Text message{};
 
-    bool operator==(const LayoutFields&) const = default;
+    bool operator==(const BasicLayoutFields&) const = default;
 };
 
-/// Take a text apart that was written in the layout of that name. They accept exactly what the
-/// layout can give, to the width of each number and the last blank; a zone or file that contains a
-/// separator of the layout cannot be told from two fields. @return nothing when the text differs.
+/// Parts of the text that was taken apart: nothing is copied or allocated.
+using LayoutParts = BasicLayoutFields<std::string_view>;
+
+/// Copies of their own.
+using LayoutFields = BasicLayoutFields<std::string>;
+
+/// Takes a text apart that was written in a layout. It accepts exactly what the layout can give, to
+/// the width of each number and the last blank; a zone or file that contains a separator of the
+/// layout cannot be told from two fields.
+/// @param parts what the layout has is set, and nothing else, so begin with fresh ones.
+/// @return whether the text is in that layout. If not, some of the parts may be set.
+bool take_apart(LogLayout layout, std::string_view text, LayoutParts& parts);
+
+/// Gives the only layout that a text can be in, by how it begins; take_apart() tells whether it is.
+/// @return nothing when it is in none.
+std::optional<LogLayout> possible_layout(std::string_view text);
+
+/// take_apart() with copies. @return nothing when the text is not in that layout.
 std::optional<LayoutFields> parse_legacy(std::string_view text);
 std::optional<LayoutFields> parse_all(std::string_view text);
 std::optional<LayoutFields> parse_columns(std::string_view text);

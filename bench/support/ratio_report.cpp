@@ -19,7 +19,7 @@ const char* rows_path()
 struct Median {
     double of_thread = 0;  ///< on the processor, which other programs do not lengthen
     double of_clock = 0;
-    bool is_real_time = false;  ///< the benchmark asks for the clock's
+    bool is_real_time = false;  ///< the benchmark asks for the clock's, or gives its own
 };
 
 /// Prints the aggregates as usual, and keeps the medians.
@@ -41,7 +41,8 @@ public:
                 const double ns = 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
                 medians_[run.run_name.str()] = {run.GetAdjustedCPUTime() * ns,
                                                 run.GetAdjustedRealTime() * ns,
-                                                run.run_name.time_type == "real_time"};
+                                                run.run_name.time_type == "real_time" ||
+                                                    run.run_name.time_type == "manual_time"};
             }
         }
         if (!shown.empty()) {

@@ -9,7 +9,7 @@ namespace bench {
 
 /// A comparison of two benchmarks of one run: by the time that their thread had a processor, or by
 /// the clock if one of them has UseRealTime(), as one whose work is done in other threads or
-/// processes must.
+/// processes must, or by the time that they give themselves if one has UseManualTime().
 struct Ratio {
     /// "what is measured / its peer".
     std::string what;

@@ -3,8 +3,10 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <string>
 #include <syslog.h>
 #include <system_error>
+#include <utility>
 
 #include <gmock/gmock.h>
 
@@ -173,6 +175,11 @@ TEST(LogLayout, WhatDiffersIsRefused)
     EXPECT_EQ(parse_syslogngext("[12.03:04:05.000000005], Z, 1, p, 1, Note, f, g 1, m"),
               std::nullopt);
     EXPECT_EQ(parse_syslogngext("[123.03:04:05.5], Z, 1, p, 1, Note, f, g 1, m"), std::nullopt);
+    // Numbers that are out of the type's range.
+    EXPECT_EQ(parse_syslogngext("[123.03:04:05.000000005], Z, 2147483648, p, 1, Note, f, g 1, m"),
+              std::nullopt);
+    EXPECT_EQ(parse_syslogngext("[-123.03:04:05.000000005], Z, 1, p, 1, Note, f, g 1, m"),
+              std::nullopt);
     // No number, a missing field, a missing blank.
     EXPECT_EQ(parse_syslogngext("[123.03:04:05.000000005], Z, x, p, 1, Note, f, g 1, m"),
               std::nullopt);
@@ -186,6 +193,38 @@ TEST(LogLayout, WhatDiffersIsRefused)
     EXPECT_EQ(parse_columns("20000.03:04:05.000000001     7  Error     Z                file.c     "
                             "                     function                              12  m"),
               std::nullopt);
+}
+
+TEST(LogLayout, IsToldByTheBeginning)
+{
+    constexpr std::pair<const char*, std::optional<LogLayout>> kCases[] = {
+        {"[20779.03:04:05.000000042] ZONE: Warn (file=", LogLayout::Legacy},
+        {"[20779.03:04:05.000000042] PID: Warn (file=", LogLayout::Legacy},
+        {"[20779.03:04:05.000000042] PID: 12, TID", LogLayout::All},
+        {"20779.03:04:05.000000042   12  Warn", LogLayout::Columns},
+        {"03:04:05, ZONE, 12", LogLayout::Syslogng},
+        {"[20779.03:04:05.000000042], ZONE, 12", LogLayout::Syslogngext},
+        {"12", std::nullopt},
+        {"a text", std::nullopt},
+        {"1 text", std::nullopt}};
+    for (const auto& [text, layout] : kCases) {
+        EXPECT_EQ(possible_layout(text), layout) << text;
+    }
+}
+
+TEST(LogLayout, PartsAreOfTheTextThatIsTakenApart)
+{
+    const std::string_view text =
+        "[123.03:04:05.000000005], Z, 12, process, 13, Note, file.c, void f(int, int) 7, text";
+    LayoutParts parts;
+    ASSERT_TRUE(take_apart(LogLayout::Syslogngext, text, parts));
+    EXPECT_EQ(parts.function, "void f(int, int)");
+    EXPECT_EQ(parts.line, 7);
+    for (const auto part : {parts.time, parts.zone, parts.process, parts.level, parts.file,
+                            parts.function, parts.message}) {
+        EXPECT_GE(part.data(), text.data());
+        EXPECT_LE(part.data() + part.size(), text.data() + text.size());
+    }
 }
 
 TEST(LogSocket, RecordsArriveInOrder)

@@ -13,6 +13,8 @@
 
 #include <gmock/gmock.h>
 
+#include <common/common_version.h>
+
 #include "fresh_process.h"
 #include "log_socket.h"
 #include "wait_until.h"
@@ -293,12 +295,20 @@ TEST(Commonctl, HelpIsThere)
     for (const Words& arguments : {Words{"help"}, {"--help"}, {"-h"}}) {
         const Outcome outcome = commonctl(arguments);
         EXPECT_THAT(outcome, exited(0));
-        EXPECT_THAT(outcome.out, AllOf(StartsWith("usage: commonctl"), HasSubstr("  listen ")));
+        EXPECT_THAT(outcome.out, AllOf(StartsWith("Usage: commonctl"), HasSubstr("  listen ")));
         EXPECT_EQ(outcome.err, "");
     }
     for (const Words& arguments : {Words{"help", "listen"}, {"listen", "--help"}}) {
-        EXPECT_THAT(commonctl(arguments).out, StartsWith("usage: commonctl listen"));
+        EXPECT_THAT(commonctl(arguments).out,
+                    StartsWith("Usage: commonctl listen [OPTION...] [-- COMMAND"));
     }
+}
+
+TEST(Commonctl, TellsItsVersion)
+{
+    const Outcome outcome = commonctl({"--version"});
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_EQ(outcome.out, "commonctl " COMMON_VERSION "\n");
 }
 
 TEST(Commonctl, WrongUsageIsExplained)

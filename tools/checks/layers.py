@@ -61,10 +61,12 @@ def room_of(rooms, path):
 
 def resolve(root, source, name, folders):
     """Finds an included file as the compiler does, or None: beside the file that includes it, in a folder
-    above, in one beside it (another program's), among the public headers, in support/."""
+    above, in one beside it (another program's), among the public headers, in support/, and in
+    tools/commonctl/, whose parts are measured, too."""
     beside = sorted(path.relative_to(root) for path in (root / source).parent.parent.iterdir()
                     if path.is_dir()) if len(source.parts) > 2 else []
-    for folder in (*source.parents, *beside, Path("include"), Path("support")):
+    for folder in (*source.parents, *beside, Path("include"), Path("support"),
+                   Path("tools/commonctl")):
         for path in (folder / name, folder / name.removeprefix("common/")):
             if (root / path).is_file():
                 path = (root / path).resolve().relative_to(root)

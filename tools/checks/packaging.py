@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
-"""Checks that what the Debian packages say is what the library and its tool are.
+"""Checks that what the Debian packages say is what the library is.
 
 The symbols file names what the version script exports, the changelog begins with the version of the
-library, the package of the shared library has the number of its interface, and the manual page and the
-completion of commonctl know its sub-commands and their options.
+library, and the package of the shared library has the number of its interface.
 
 usage: packaging.py [--self-test]
 """
@@ -13,7 +12,6 @@ from check import ROOT, run
 from exports import exported
 
 SYMBOLS = "debian/libcommon{}.symbols"
-TOOL = "tools/commonctl"
 
 
 def symbol_problems(version_script, symbols, name):
@@ -27,16 +25,6 @@ def symbol_problems(version_script, symbols, name):
     found += [f"{name}: lacks a line ' {symbol} VERSION', VERSION being the first that has it"
               for symbol in sorted(wanted - set(listed))]
     return found + [f"{name}: {symbol} is not exported" for symbol in sorted(set(listed) - wanted)]
-
-
-def tool_problems(sources, texts):
-    """What the texts about commonctl do not say: they map a file name to its text, without escapes."""
-    commands = re.findall(r'const Subcommand \w+\{"(\w+)"', sources)
-    options = re.findall(r'"  (--[\w-]+)', sources)
-    if not commands or not options:
-        return [f"{TOOL}: no sub-command or no option found"]
-    return [f"{name}: does not know {word}" for name, text in texts.items()
-            for word in [*commands, *options] if not re.search(rf"(?<![\w-]){word}(?![\w-])", text)]
 
 
 def problems(tree):
@@ -54,9 +42,7 @@ def problems(tree):
     first = re.match(r"libcommon \(([^)]*)\) ", tree("debian/changelog"))
     if not first or first.group(1) != version:
         found.append(f"debian/changelog: does not begin with version {version}")
-    return found + tool_problems(tree(f"{TOOL}/*.cpp"), {
-        f"{TOOL}/commonctl.1": tree(f"{TOOL}/commonctl.1").replace("\\", ""),
-        f"{TOOL}/completion.sh": tree(f"{TOOL}/completion.sh")})
+    return found
 
 
 def self_test():
@@ -68,9 +54,6 @@ def self_test():
                                      " A_One@A_2.0 2.0.0\n A_two@A_2.0 2.1.0\n",
         "debian/control": "Source: libcommon\n\nPackage: libcommon2\n",
         "debian/changelog": "libcommon (2.1.0) unstable; urgency=medium\n",
-        "tools/commonctl/*.cpp": 'const Subcommand kA{"listen", "x"};\n"  --color=WHEN  x\\n"',
-        "tools/commonctl/commonctl.1": "listen \\-\\-color= WHEN",
-        "tools/commonctl/completion.sh": "listen --color=",
     }
     symbols = "debian/libcommon2.symbols"
     lacks = "lacks a line ' {} VERSION', VERSION being the first that has it"
@@ -88,12 +71,6 @@ def self_test():
          "debian/control: there is no package libcommon2"),
         ("debian/changelog", "2.1.0", "2.0.0", "debian/changelog: does not begin with version 2.1.0"),
         ("debian/changelog", "(", "", "debian/changelog: does not begin with version 2.1.0"),
-        ("tools/commonctl/*.cpp", "const", "", "tools/commonctl: no sub-command or no option found"),
-        ("tools/commonctl/*.cpp", "--color", "", "tools/commonctl: no sub-command or no option found"),
-        ("tools/commonctl/commonctl.1", "listen", "listens",
-         "tools/commonctl/commonctl.1: does not know listen"),
-        ("tools/commonctl/completion.sh", "--color=", "--color-all=",
-         "tools/commonctl/completion.sh: does not know --color"),
     ]
     for name, old, new, expected in cases:
         changed = {**good, name: good[name].replace(old, new, 1)}

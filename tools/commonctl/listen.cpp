@@ -1,5 +1,3 @@
-#include "listen.h"
-
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -8,29 +6,28 @@
 #include <system_error>
 #include <unistd.h>
 
-#include "listen_options.h"
 #include "listen_socket.h"
 #include "private_root.h"
 #include "record_printer.h"
+#include "subcommand.h"
+#include "subcommands.h"
 #include "watched_command.h"
 
 namespace commonctl {
 namespace {
 
-constexpr const char* kHelp =
-    "usage: commonctl listen [OPTION...] [-- COMMAND [ARGUMENT...]]\n"
-    "\n"
-    "Takes the place of the log daemon and prints each record that it receives as one line:\n"
-    "priority, program, text. With a COMMAND: runs it, and ends when it has ended and its records\n"
-    "are printed, with its exit status (128 and the signal's number when a signal killed it).\n"
-    "Otherwise listens until SIGINT or SIGTERM.\n"
-    "\n"
-    "  --color=WHEN     auto (on a terminal), always or never\n"
-    "  --output=FILE    print the records to FILE, and leave standard output to the COMMAND\n"
-    "  --private-root   work in a private root, with folders /config, /config-mfg, /dev, /log,\n"
-    "                   /oxa and /tmp of its own that vanish with it: for a COMMAND, next to a\n"
-    "                   log daemon or without the right to replace it\n"
-    "  --socket=PATH    listen at PATH instead of /dev/log\n";
+std::string not_empty(const std::string& path)
+{
+    return path.empty() ? "it needs a path" : "";
+}
+
+struct ListenOptions {
+    Color color = Color::Auto;
+    std::string output;  ///< empty for standard output
+    std::string socket = "/dev/log";
+    bool private_root = false;
+    Arguments command;  ///< empty for none
+};
 
 /// Keeps the current folder and that of a command given by its path.
 void enter_private_root_for(const Arguments& command)
@@ -96,9 +93,8 @@ int listen_to_command(const WatchedCommand& command, support::LogSocket& socket,
     }
 }
 
-int listen(const Arguments& arguments)
+int listen(const ListenOptions& options)
 {
-    const ListenOptions options = parse_listen_options(arguments);
     RecordPrinter printer(options.output, options.color);
     if (options.private_root) {
         enter_private_root_for(options.command);
@@ -117,6 +113,32 @@ int listen(const Arguments& arguments)
 
 }  // namespace
 
-const Subcommand kListen{"listen", "print what programs send to the system log", kHelp, listen};
+void add_listen(Tool& tool)
+{
+    auto [app, options] = tool.add<ListenOptions>(
+        "listen", "print what programs send to the system log",
+        "Takes the place of the log daemon and prints each record that it receives as one line:\n"
+        "priority, program, text. With a COMMAND behind \"--\": runs it, and ends when it has\n"
+        "ended and its records are printed, with its exit status (128 and the signal's number\n"
+        "when a signal killed it). Otherwise listens until SIGINT or SIGTERM.",
+        listen);
+    add_color_option(app, options.color);
+    app.add_option("--output", options.output,
+                   "Print the records to FILE, and leave standard output to the COMMAND")
+        ->option_text("FILE")
+        ->check(not_empty);
+    app.add_option("--socket", options.socket, "Listen at PATH instead of /dev/log")
+        ->option_text("PATH")
+        ->check(not_empty);
+    app.add_flag("--private-root", options.private_root,
+                 "Work in a private root, with folders /config, /config-mfg, /dev, /log, /oxa and\n"
+                 "/tmp of its own that vanish with it: for a COMMAND, next to a log daemon or\n"
+                 "without the right to replace it");
+    tool.take_command("listen", options.command);
+    app.footer("Examples:\n"
+               "  commonctl listen -- ./player --verbose     run a program and show what it logs\n"
+               "  commonctl listen --private-root --output=records.txt -- ./player\n"
+               "                                             next to a running log daemon");
+}
 
 }  // namespace commonctl

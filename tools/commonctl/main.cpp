@@ -1,85 +1,26 @@
-// commonctl: finds the sub-command and runs it.
+// commonctl: reads the command line and runs its sub-command.
 #include <cstdio>
 #include <exception>
-#include <string_view>
 
-#include "listen.h"
 #include "subcommand.h"
-
-namespace commonctl {
-namespace {
-
-constexpr const Subcommand* kSubcommands[] = {&kListen};
-
-const Subcommand* find(std::string_view name)
-{
-    for (const Subcommand* subcommand : kSubcommands) {
-        if (name == subcommand->name) {
-            return subcommand;
-        }
-    }
-    return nullptr;
-}
-
-bool asks_for_help(std::string_view argument)
-{
-    return argument == "--help" || argument == "-h";
-}
-
-const Subcommand& find_or_throw(const std::string& name)
-{
-    const Subcommand* subcommand = find(name);
-    if (subcommand == nullptr) {
-        throw UsageError("there is no sub-command \"" + name + "\"");
-    }
-    return *subcommand;
-}
-
-void print_overview()
-{
-    std::puts("usage: commonctl SUB-COMMAND [ARGUMENT...]\n"
-              "       commonctl help [SUB-COMMAND]\n");
-    for (const Subcommand* subcommand : kSubcommands) {
-        std::printf("  %-10s %s\n", subcommand->name, subcommand->summary);
-    }
-}
-
-int help(const Arguments& arguments)
-{
-    if (arguments.size() > 1) {
-        throw UsageError("help takes one sub-command");
-    }
-    if (arguments.empty()) {
-        print_overview();
-    } else {
-        std::fputs(find_or_throw(arguments[0]).help, stdout);
-    }
-    return kSuccess;
-}
-
-int run(const Arguments& line)
-{
-    if (line.empty()) {
-        throw UsageError("a sub-command is missing");
-    }
-    const Arguments rest(line.begin() + 1, line.end());
-    if (line[0] == "help" || asks_for_help(line[0])) {
-        return help(rest);
-    }
-    const Subcommand& subcommand = find_or_throw(line[0]);
-    if (!rest.empty() && asks_for_help(rest[0])) {
-        return help({subcommand.name});
-    }
-    return subcommand.run(rest);
-}
-
-}  // namespace
-}  // namespace commonctl
+#include "subcommands.h"
 
 int main(int argc, char** argv)
 {
     try {
-        return commonctl::run(commonctl::Arguments(argv + (argc > 0 ? 1 : 0), argv + argc));
+        commonctl::Tool tool;
+        commonctl::add_log(tool);
+        commonctl::add_listen(tool);
+        commonctl::add_top(tool);
+        commonctl::add_level(tool);
+        commonctl::add_settings(tool);
+        commonctl::add_serve(tool);
+        commonctl::add_decode(tool);
+        commonctl::add_encode(tool);
+        commonctl::add_machine(tool);
+        commonctl::add_flash(tool);
+        commonctl::add_names(tool);
+        return tool.run(commonctl::Arguments(argv + (argc > 0 ? 1 : 0), argv + argc));
     } catch (const commonctl::UsageError& error) {
         std::fprintf(stderr, "commonctl: %s (see \"commonctl help\")\n", error.what());
         return commonctl::kUsage;

@@ -1,11 +1,8 @@
 #include "record_printer.h"
 
 #include <cerrno>
-#include <cstdlib>
-#include <string_view>
 #include <syslog.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace commonctl {
 namespace {
@@ -15,33 +12,6 @@ constexpr const char* kReset = "\033[0m";
 // From LOG_EMERG to LOG_DEBUG.
 constexpr const char* kColors[] = {"\033[1;31m", "\033[1;31m", "\033[1;31m", "\033[31m",
                                    "\033[33m",   "\033[36m",   "",           "\033[2m"};
-
-bool wants_color(Color color, FILE* stream)
-{
-    if (color != Color::Auto) {
-        return color == Color::Always;
-    }
-    const char* terminal = std::getenv("TERM");
-    return std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
-           std::string_view(terminal) != "dumb" && isatty(fileno(stream)) == 1;
-}
-
-/// A record must neither look like two nor steer the terminal.
-std::string printable(std::string_view text)
-{
-    std::string result;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if ((byte < 0x20 && c != '\t') || byte == 0x7f) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\x%02x", byte);
-            result += escape;
-        } else {
-            result += c;
-        }
-    }
-    return result;
-}
 
 }  // namespace
 

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <string>
 
-#include "listen_options.h"
 #include "log_record.h"
+#include "terminal.h"
 
 namespace commonctl {
 

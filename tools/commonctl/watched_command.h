@@ -4,7 +4,7 @@
 #include <optional>
 #include <sys/types.h>
 
-#include "subcommand.h"
+#include "usage.h"
 
 namespace commonctl {
 

@@ -82,7 +82,7 @@ loader_knows() {
 }
 
 has_manual_page() {
-  man -P cat commonctl >"$work/page.txt" && grep 'see what programs log' "$work/page.txt"
+  man -P cat commonctl >"$work/page.txt" && grep 'see and steer the processes' "$work/page.txt"
 }
 
 # Its pages lead to each other and to its files by their names, so that none may be compressed.

@@ -1,0 +1,227 @@
+// Records come from files that grow, are rotated and emptied: each of them once.
+#include "records/source.h"
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "fresh_process.h"
+#include "record_messages.h"
+
+using namespace harness;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+std::string error_of(const SourceOptions& options)
+{
+    try {
+        open_source(options);
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return "";
+}
+
+FRESH_TEST(RecordSource, FilesAreReadOneBehindTheOther)
+{
+    write_file("/tmp/a", "a1\n\na2");
+    write_file("/tmp/b", "");
+    write_file("/tmp/c", "\nc1\n");
+    EXPECT_THAT(all({.files = {"/tmp/a", "/tmp/b", "/tmp/c", "/tmp/a"}}),
+                ElementsAre("a1", "a2", "c1", "a1", "a2"));
+}
+
+FRESH_TEST(RecordSource, LargeFilesArriveWhole)
+{
+    const Messages expected = lines(1, 200'000);
+    write_file(kLog, text_of(expected));
+    EXPECT_EQ(all({.files = {kLog}}), expected);
+}
+
+FRESH_TEST(RecordSource, BeginsWithTheLastRecords)
+{
+    write_file(kLog, text_of(lines(1, 50'000)));
+    for (const int count : {0, 1, 2, 7'000, 49'999, 50'000, 50'001}) {
+        const Messages messages = all({.files = {kLog}, .last = static_cast<std::uint64_t>(count)});
+        const int from = std::max(50'001 - count, 1);
+        EXPECT_EQ(messages, lines(from, 50'000)) << count;
+    }
+    for (const char* content : {"a\n\nb\n\n\nc\n", "a\n\nb\n\n\nc", "\n\na\nb\nc\n\n"}) {
+        write_file(kLog, content);
+        EXPECT_THAT(all({.files = {kLog}, .last = 2}), ElementsAre("b", "c")) << content;
+        EXPECT_THAT(all({.files = {kLog}, .last = 3}), ElementsAre("a", "b", "c")) << content;
+        EXPECT_THAT(all({.files = {kLog}, .last = 4}), ElementsAre("a", "b", "c")) << content;
+    }
+    // Lines that are as long as what is looked through at a time.
+    for (const int length : {65'534, 65'535, 65'536, 65'537}) {
+        const std::string longer(static_cast<std::size_t>(length), 'x');
+        write_file(kLog, "first\n" + longer + "\nlast\n");
+        EXPECT_THAT(all({.files = {kLog}, .last = 2}), ElementsAre(longer, "last"));
+        EXPECT_THAT(all({.files = {kLog}, .last = 3}), ElementsAre("first", longer, "last"));
+    }
+}
+
+FRESH_TEST(RecordSource, LastRecordsMayBeOfSeveralFiles)
+{
+    write_file("/tmp/a", text_of(lines(1, 10)));
+    write_file("/tmp/b", text_of(lines(11, 13)));
+    EXPECT_EQ(all({.files = {"/tmp/a", "/tmp/b"}, .last = 2}), lines(12, 13));
+    EXPECT_EQ(all({.files = {"/tmp/a", "/tmp/b"}, .last = 5}), lines(9, 13));
+    EXPECT_EQ(all({.files = {"/tmp/a", "/tmp/b"}, .last = 50}), lines(1, 13));
+}
+
+FRESH_TEST(RecordSource, LastRecordsAreThoseThatAreWanted)
+{
+    write_file(kLog, text_of(lines(1, 100)));
+    const auto wanted = [](const Record& record) { return record.message.ends_with('5'); };
+    EXPECT_THAT(all({.files = {kLog}, .last = 2, .wanted = wanted}),
+                ElementsAre("line 85", "line 95"));
+    EXPECT_THAT(all({.files = {kLog}, .wanted = wanted}), SizeIs(10));
+    const auto source = open_source({.files = {kLog}, .follow = true, .last = 1, .wanted = wanted});
+    EXPECT_THAT(now(*source), ElementsAre("line 95"));
+    append(kLog, "5\n6\n");
+    EXPECT_THAT(now(*source), ElementsAre("5"));
+}
+
+FRESH_TEST(RecordSource, FollowsWhatIsAppended)
+{
+    write_file(kLog, "a\nb\nc\nha");
+    const auto source = open_source({.files = {kLog}, .follow = true, .last = 2});
+    EXPECT_THAT(source->descriptors(), IsEmpty());
+    EXPECT_THAT(now(*source), ElementsAre("c"));  // and "ha", which is no record yet
+    append(kLog, "lf");
+    EXPECT_THAT(now(*source), IsEmpty());
+    append(kLog, " and half\nd\n");
+    EXPECT_THAT(now(*source), ElementsAre("half and half", "d"));
+    EXPECT_THAT(now(*source), IsEmpty());
+}
+
+FRESH_TEST(RecordSource, FollowsAFileThatIsRenamedAndMadeAnew)
+{
+    write_file(kLog, "a\n");
+    const auto source = open_source({.files = {kLog}, .follow = true});
+    EXPECT_THAT(now(*source), ElementsAre("a"));
+    std::filesystem::rename(kLog, "/tmp/log.1");
+    EXPECT_THAT(now(*source), IsEmpty());
+    append("/tmp/log.1", "b\n");  // the daemon has not noticed yet
+    EXPECT_THAT(now(*source), ElementsAre("b"));
+    write_file(kLog, "");
+    append("/tmp/log.1", "c\n");
+    EXPECT_THAT(now(*source), ElementsAre("c"));
+    append("/tmp/log.1", "d\nunfinished");
+    write_file(kLog, "e\n");
+    EXPECT_THAT(now(*source), ElementsAre("d", "unfinished", "e"));
+    append(kLog, "f\n");
+    EXPECT_THAT(now(*source), ElementsAre("f"));
+}
+
+FRESH_TEST(RecordSource, FollowsOverSeveralRotations)
+{
+    write_file(kLog, "");
+    const auto source = open_source({.files = {kLog}, .follow = true});
+    for (int i = 1; i <= 5; ++i) {
+        append(kLog, text_of(lines(i * 10, i * 10 + 9)));
+        EXPECT_EQ(now(*source), lines(i * 10, i * 10 + 9));
+        std::filesystem::rename(kLog, "/tmp/log.1");
+    }
+    std::filesystem::create_directory(kLog);
+    EXPECT_THAT(now(*source), IsEmpty());
+}
+
+FRESH_TEST(RecordSource, FollowsAFileThatIsEmptied)
+{
+    write_file(kLog, "a\nb\nunfinished");
+    const auto source = open_source({.files = {kLog}, .follow = true});
+    EXPECT_THAT(now(*source), ElementsAre("a", "b"));
+    std::filesystem::resize_file(kLog, 0);
+    append(kLog, "c\n");
+    EXPECT_THAT(now(*source), ElementsAre("unfinished", "c"));
+}
+
+TEST(RecordSource, WaitsForAFileThatIsNotThereYet)
+{
+    const Outcome outcome = well([] {
+        const auto source = open_source({.files = {kLog}, .follow = true, .last = 1});
+        EXPECT_THAT(now(*source), IsEmpty());
+        write_file(kLog, "a\nb\n");
+        EXPECT_THAT(now(*source), ElementsAre("a", "b"));
+    });
+    EXPECT_EQ(outcome.err, "commonctl: /tmp/log is not there yet; waiting for it\n");
+}
+
+FRESH_TEST(RecordSource, FollowsSeveralFiles)
+{
+    write_file("/tmp/a", text_of(lines(1, 3)));
+    write_file("/tmp/b", text_of(lines(4, 6)));
+    const auto source = open_source({.files = {"/tmp/a", "/tmp/b"}, .follow = true});
+    EXPECT_EQ(now(*source), lines(1, 6));
+    append("/tmp/b", "b\n");
+    EXPECT_THAT(now(*source), ElementsAre("b"));
+    append("/tmp/a", "a\n");
+    EXPECT_THAT(now(*source), ElementsAre("a"));
+    append("/tmp/a", "c\n");
+    append("/tmp/b", "d\n");
+    EXPECT_THAT(now(*source), testing::UnorderedElementsAre("c", "d"));
+}
+
+TEST(RecordSource, LinesThatAreTooLongAreCutAndThatIsSaidOnce)
+{
+    const std::string longest(std::size_t{256} * 1024, 'x');
+    const Outcome outcome = well([&] {
+        write_file(kLog, "a\n" + longest + "\n" + std::string(10'000'000, 'x') + "\nb\n" +
+                             std::string(300'000, 'x') + "\n" + std::string(300'000, 'x'));
+        EXPECT_THAT(all({.files = {kLog}}),
+                    ElementsAre("a", longest, longest, "b", longest, longest));
+    });
+    EXPECT_EQ(outcome.err, "commonctl: lines of more than 256 KiB are cut\n");
+}
+
+FRESH_TEST(RecordSource, WhatCannotBeReadIsTold)
+{
+    EXPECT_THAT(error_of({.files = {"/tmp/no"}}), "/tmp/no: No such file or directory");
+    EXPECT_THAT(error_of({.files = {"/tmp"}}), HasSubstr("/tmp is a folder"));
+    EXPECT_THAT(error_of({.files = {"/tmp"}, .follow = true}), HasSubstr("/tmp is a folder"));
+    EXPECT_THAT(error_of({.socket = "/dev/log"}), HasSubstr("/dev/log"));
+    write_file("/tmp/log.gz", "\x1f\x8b\x08");
+    EXPECT_EQ(error_of({.files = {"/tmp/log.gz"}}),
+              "/tmp/log.gz is compressed; try \"zcat /tmp/log.gz | commonctl log -\"");
+}
+
+FRESH_TEST(RecordSource, MemoryDoesNotGrowWithTheLog)
+{
+    const auto peak_kib = [] {
+        std::ifstream status("/proc/self/status");
+        for (std::string word; status >> word;) {
+            if (word == "VmHWM:") {
+                long kib = 0;
+                status >> kib;
+                return kib;
+            }
+        }
+        return -1L;
+    };
+    const std::string block = text_of(lines(1, 100'000));
+    for (int i = 0; i < 10; ++i) {
+        append(kLog, block);
+    }
+    const auto source = open_source({.files = {kLog}});
+    Record record;
+    ASSERT_EQ(source->next(record), Next::Record);
+    const long before = peak_kib();
+    int count = 1;
+    while (source->next(record) == Next::Record) {
+        ++count;
+    }
+    EXPECT_EQ(count, 1'000'000);
+    EXPECT_LT(peak_kib() - before, 4096);
+}
+
+}  // namespace

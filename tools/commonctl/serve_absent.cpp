@@ -1,0 +1,29 @@
+// commonctl serve, where there is no library to serve with.
+#include <stdexcept>
+
+#include "subcommand.h"
+#include "subcommands.h"
+
+namespace commonctl {
+namespace {
+
+struct NoOptions {};
+
+int refuse(const NoOptions&)
+{
+    throw std::runtime_error(
+        "this commonctl was built without \"serve\"; build it where cpp-httplib "
+        "is installed (Debian: libcpp-httplib-dev)");
+}
+
+}  // namespace
+
+void add_serve(Tool& tool)
+{
+    auto [app, options] = tool.add<NoOptions>(
+        "serve", "show it all on a page in a browser (not in this build)",
+        "Would serve a page, but this commonctl was built without the library for it.", refuse);
+    app.allow_extras();
+}
+
+}  // namespace commonctl
