@@ -123,7 +123,7 @@ int encode(const EncodeOptions& options)
 
 void add_decode(Tool& tool)
 {
-    auto [app, options] = tool.add<DecodeOptions>(
+    auto [line, options] = tool.add<DecodeOptions>(
         "decode", "show serialised variants as a tree or as JSON",
         "Shows serialised variants (oxavar.h), as many as there are behind one another, as an\n"
         "indented tree: the byte that each begins at, its type, its value. The INPUT is a file,\n"
@@ -142,20 +142,20 @@ void add_decode(Tool& tool)
         "arrays inside one another. Words have the byte order of this machine. Broken input:\n"
         "what could be read is shown, then an error that tells the byte, and the status is 1.",
         decode);
-    add_word_option(app, "-o,--output", "FORM", options.form, "Show as tree (the default) or json",
-                    {{"tree", Form::Tree}, {"json", Form::Json}});
-    auto* const hex = app.add_flag("--hex", options.hex, "The file has hexadecimal text");
-    app.add_flag("--binary", options.binary, "The file has the bytes themselves")->excludes(hex);
-    app.add_option("INPUT", options.input, "FILE, - or hexadecimal text");
-    app.footer("Examples:\n"
-               "  commonctl decode 05000000 02000000 01000000 f9ffffff 00000000\n"
-               "  commonctl decode -o json message.bin | jq .type\n"
-               "  commonctl decode -o json message.bin | commonctl encode --binary > same.bin");
+    line.word("-o,--output", "FORM", options.form, "Show as tree (the default) or json",
+              {{"tree", Form::Tree}, {"json", Form::Json}});
+    line.flag("--hex", options.hex, "The file has hexadecimal text");
+    line.flag("--binary", options.binary, "The file has the bytes themselves");
+    line.alternatives({"--hex", "--binary"});
+    line.option("INPUT", "", options.input, "FILE, - or hexadecimal text");
+    line.examples("  commonctl decode 05000000 02000000 01000000 f9ffffff 00000000\n"
+                  "  commonctl decode -o json message.bin | jq .type\n"
+                  "  commonctl decode -o json message.bin | commonctl encode --binary > same.bin");
 }
 
 void add_encode(Tool& tool)
 {
-    auto [app, options] = tool.add<EncodeOptions>(
+    auto [line, options] = tool.add<EncodeOptions>(
         "encode", "turn JSON of \"decode\" back into serialised variants",
         "Reads variants as \"commonctl decode -o json\" writes them, an object behind the other,\n"
         "and writes their serialised form: hexadecimal text, a variant a line, or with --binary\n"
@@ -163,11 +163,10 @@ void add_encode(Tool& tool)
         "Reads 16 MiB of JSON at most, and 64 arrays inside one another. What is wrong is told\n"
         "with the variant's number and the path to it; those in front of it are written.",
         encode);
-    app.add_flag("--binary", options.binary, "Write the bytes themselves");
-    app.add_option("INPUT", options.input, "FILE, - or an object of JSON");
-    app.footer("Examples:\n"
-               "  commonctl encode '{\"type\":\"integer\",\"value\":-7}'\n"
-               "  commonctl encode --binary variants.json > message.bin");
+    line.flag("--binary", options.binary, "Write the bytes themselves");
+    line.option("INPUT", "", options.input, "FILE, - or an object of JSON");
+    line.examples("  commonctl encode '{\"type\":\"integer\",\"value\":-7}'\n"
+                  "  commonctl encode --binary variants.json > message.bin");
 }
 
 }  // namespace commonctl

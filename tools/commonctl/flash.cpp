@@ -130,7 +130,7 @@ int check_flash(const FlashOptions& options)
 
 void add_flash(Tool& tool)
 {
-    auto [app, options] = tool.add<FlashOptions>(
+    auto [line, options] = tool.add<FlashOptions>(
         "flash", "check a flash partition without changing it",
         "\"flash check PARTITION\" checks a partition of the NOR flash device as\n"
         "FLASHSAFE_CheckPartition() of flash_safety.h does: quick, it only asks for the mount\n"
@@ -153,15 +153,16 @@ void add_flash(Tool& tool)
         "\"sound\", \"corrupt\" or \"unknown\"}, with \"path\" and \"reason\" where something is "
         "wrong.",
         check_flash);
-    app.add_option("ACTION", options.action, "check")->required();
-    app.add_option("PARTITION", options.partition, "Which one")->required();
-    app.add_flag("--deep", options.deep, "Examine everything on the partition");
-    add_word_option(app, "-o,--output", "FORM", options.form, "Show as text (the default) or json",
-                    {{"text", Form::Text}, {"json", Form::Json}});
-    app.footer("Examples:\n"
-               "  commonctl flash check /log\n"
-               "  commonctl flash check /log --deep\n"
-               "  commonctl flash check 3 --deep -o json | jq -r .state");
+    line.option("ACTION", "", options.action, "check");
+    line.option("PARTITION", "", options.partition, "Which one");
+    line.require("ACTION");
+    line.require("PARTITION");
+    line.flag("--deep", options.deep, "Examine everything on the partition");
+    line.word("-o,--output", "FORM", options.form, "Show as text (the default) or json",
+              {{"text", Form::Text}, {"json", Form::Json}});
+    line.examples("  commonctl flash check /log\n"
+                  "  commonctl flash check /log --deep\n"
+                  "  commonctl flash check 3 --deep -o json | jq -r .state");
 }
 
 }  // namespace commonctl

@@ -166,7 +166,7 @@ int run(const LevelOptions& options)
 
 void add_level(Tool& tool)
 {
-    auto [app, options] = tool.add<LevelOptions>(
+    auto [line, options] = tool.add<LevelOptions>(
         "level", "list processes that use the library, and change what they log",
         "Without a PROCESS, lists those that have the library loaded: what they log up to, what\n"
         "they started with, and whether they look for changed settings while they run, or why\n"
@@ -180,28 +180,26 @@ void add_level(Tool& tool)
         "and put back as far as environment and files tell it. A child that was forked after its\n"
         "parent had logged reads its parent's file.",
         run);
-    app.add_option("PROCESS", options.process, "A process, by its id or its name")
-        ->option_text(" ");
-    app.add_option("CHANGE", options.changes, "A level, or NAME=VALUE")->option_text("...");
-    app.add_flag("--all,--shared", options.all,
-                 "Change the file for all, /tmp/common/log/settings.txt:\n"
-                 "for those that look and have no file of their own, and\n"
-                 "for those that start from now on");
-    app.add_flag("--restore", options.restore, "Bring back what was there before the changes");
-    app.add_flag("--clean", options.clean,
-                 "Remove the files of processes that have ended, or whose\n"
-                 "id another one has now");
-    app.add_flag("--no-wait", options.no_wait, "Do not wait to see whether a changed file is read");
-    add_word_option(app, "-o,--output", "FORMAT", options.output,
-                    "List as text (the default) or json, an object a line",
-                    {{"text", Output::Text}, {"json", Output::Json}});
-    app.footer("Examples:\n"
-               "  commonctl level                          list them\n"
-               "  commonctl level player Debug             see more of what a player does\n"
-               "  commonctl level 1234 Debug STRIP=False   and in which folders\n"
-               "  commonctl level player --restore         as it was before\n"
-               "  commonctl level --all Warn               less of all that look\n"
-               "  watch commonctl level                    keep an eye on them");
+    line.option("PROCESS", " ", options.process, "A process, by its id or its name");
+    line.option("CHANGE", "...", options.changes, "A level, or NAME=VALUE");
+    line.flag("--all,--shared", options.all,
+              "Change the file for all, /tmp/common/log/settings.txt:\n"
+              "for those that look and have no file of their own, and\n"
+              "for those that start from now on");
+    line.flag("--restore", options.restore, "Bring back what was there before the changes");
+    line.flag("--clean", options.clean,
+              "Remove the files of processes that have ended, or whose\n"
+              "id another one has now");
+    line.flag("--no-wait", options.no_wait, "Do not wait to see whether a changed file is read");
+    line.word("-o,--output", "FORMAT", options.output,
+              "List as text (the default) or json, an object a line",
+              {{"text", Output::Text}, {"json", Output::Json}});
+    line.examples("  commonctl level                          list them\n"
+                  "  commonctl level player Debug             see more of what a player does\n"
+                  "  commonctl level 1234 Debug STRIP=False   and in which folders\n"
+                  "  commonctl level player --restore         as it was before\n"
+                  "  commonctl level --all Warn               less of all that look\n"
+                  "  watch commonctl level                    keep an eye on them");
 }
 
 }  // namespace commonctl

@@ -115,30 +115,27 @@ int listen(const ListenOptions& options)
 
 void add_listen(Tool& tool)
 {
-    auto [app, options] = tool.add<ListenOptions>(
+    auto [line, options] = tool.add<ListenOptions>(
         "listen", "print what programs send to the system log",
         "Takes the place of the log daemon and prints each record that it receives as one line:\n"
         "priority, program, text. With a COMMAND behind \"--\": runs it, and ends when it has\n"
         "ended and its records are printed, with its exit status (128 and the signal's number\n"
         "when a signal killed it). Otherwise listens until SIGINT or SIGTERM.",
         listen);
-    add_color_option(app, options.color);
-    app.add_option("--output", options.output,
-                   "Print the records to FILE, and leave standard output to the COMMAND")
-        ->option_text("FILE")
-        ->check(not_empty);
-    app.add_option("--socket", options.socket, "Listen at PATH instead of /dev/log")
-        ->option_text("PATH")
-        ->check(not_empty);
-    app.add_flag("--private-root", options.private_root,
-                 "Work in a private root, with folders /config, /config-mfg, /dev, /log, /oxa and\n"
-                 "/tmp of its own that vanish with it: for a COMMAND, next to a log daemon or\n"
-                 "without the right to replace it");
+    line.color(options.color);
+    line.option("--output", "FILE", options.output,
+                "Print the records to FILE, and leave standard output to the COMMAND", not_empty);
+    line.option("--socket", "PATH", options.socket, "Listen at PATH instead of /dev/log",
+                not_empty);
+    line.flag("--private-root", options.private_root,
+              "Work in a private root, with folders /config, /config-mfg, /dev, /log, /oxa and\n"
+              "/tmp of its own that vanish with it: for a COMMAND, next to a log daemon or\n"
+              "without the right to replace it");
     tool.take_command("listen", options.command);
-    app.footer("Examples:\n"
-               "  commonctl listen -- ./player --verbose     run a program and show what it logs\n"
-               "  commonctl listen --private-root --output=records.txt -- ./player\n"
-               "                                             next to a running log daemon");
+    line.examples(
+        "  commonctl listen -- ./player --verbose     run a program and show what it logs\n"
+        "  commonctl listen --private-root --output=records.txt -- ./player\n"
+        "                                             next to a running log daemon");
 }
 
 }  // namespace commonctl

@@ -179,40 +179,31 @@ int log(const LogOptions& options)
     return print_all(*opened, formatter, signals);
 }
 
-/// An option that may be given several times, with a value each time.
-void add_repeated(CLI::App& app, const char* name, const char* shown,
-                  std::vector<std::string>& values, const char* description)
+void add_filters(CommandLine& line, LogOptions& options)
 {
-    app.add_option(name, values, description)->option_text(shown)->allow_extra_args(false);
-}
-
-void add_filters(CLI::App& app, LogOptions& options)
-{
-    add_repeated(app, "-p,--priority", "LEVEL", options.levels,
-                 "Records of LEVEL and what is more severe, or of FROM..TO:\n"
-                 "fatal, critical, error, warn, note, info, debug or verbose,\n"
-                 "or as syslog has them: emerg, alert, crit, err, ...");
-    add_repeated(app, "-g,--grep", "REGEX", options.patterns,
-                 "Records whose message matches an extended regular expression;\n"
-                 "one without a capital letter matches in any case");
-    app.add_option("-S,--since", options.since,
-                   "Records from TIME on: \"2026-11-22 10:00\", \"10:00\", \"-5min\",\n"
-                   "\"today\" or \"yesterday\"")
-        ->option_text("TIME");
-    app.add_option("-U,--until", options.until, "Records up to TIME")->option_text("TIME");
-    add_repeated(app, "--zone", "ZONE", options.zones, "Records of a zone");
-    add_repeated(app, "--process", "NAME|PID", options.processes,
-                 "Records of the processes of a name, or of one by its id");
-    add_repeated(app, "--thread", "TID", options.threads, "Records of a thread");
-    add_repeated(app, "--source", "FILE", options.record_files,
-                 "Records that a source file has written");
+    line.option("-p,--priority", "LEVEL", options.levels,
+                "Records of LEVEL and what is more severe, or of FROM..TO:\n"
+                "fatal, critical, error, warn, note, info, debug or verbose,\n"
+                "or as syslog has them: emerg, alert, crit, err, ...");
+    line.option("-g,--grep", "REGEX", options.patterns,
+                "Records whose message matches an extended regular expression;\n"
+                "one without a capital letter matches in any case");
+    line.option("-S,--since", "TIME", options.since,
+                "Records from TIME on: \"2026-11-22 10:00\", \"10:00\", \"-5min\",\n"
+                "\"today\" or \"yesterday\"");
+    line.option("-U,--until", "TIME", options.until, "Records up to TIME");
+    line.option("--zone", "ZONE", options.zones, "Records of a zone");
+    line.option("--process", "NAME|PID", options.processes,
+                "Records of the processes of a name, or of one by its id");
+    line.option("--thread", "TID", options.threads, "Records of a thread");
+    line.option("--source", "FILE", options.record_files, "Records that a source file has written");
 }
 
 }  // namespace
 
 void add_log(Tool& tool)
 {
-    auto [app, options] = tool.add<LogOptions>(
+    auto [line, options] = tool.add<LogOptions>(
         "log", "show, follow and filter the records of a log",
         "Shows records of the system log, whichever layout they are in, with the lines of\n"
         "other programs between them. Without FILE it reads /var/log/syslog or\n"
@@ -221,33 +212,29 @@ void add_log(Tool& tool)
         "their text. Filters of one kind are alternatives; those of different kinds narrow the\n"
         "choice.",
         log);
-    app.add_option("FILE", options.source.files, "Logs to read, one behind the other")
-        ->option_text("...");
-    app.add_flag("-f,--follow", options.source.follow,
-                 "Go on with what is written from now on, also when the log is\n"
-                 "renamed and made anew, or emptied; without -n or --since,\n"
-                 "begin with the last 10 records");
-    app.add_option("-n,--lines", options.lines, "Begin with the last N records, or \"all\"")
-        ->option_text("N");
-    add_filters(app, options);
-    add_word_option(app, "-o,--output", "FORMAT", options.format,
-                    "Show records as short (the default), full, columns or json:\n"
-                    "one object a line, in UTF-8",
-                    {{"short", Format::Short},
-                     {"full", Format::Full},
-                     {"columns", Format::Columns},
-                     {"json", Format::Json}});
-    add_color_option(app, options.color);
-    app.add_flag("--journal", options.source.journal, "Read what journalctl(1) gives instead");
-    app.add_option("--socket", options.source.socket,
-                   "Receive at PATH instead, such as /dev/log when no daemon does")
-        ->option_text("PATH");
-    app.footer("Examples:\n"
-               "  commonctl log -f -p warn                   follow warnings and worse\n"
-               "  commonctl log --since today --zone MEDIA --zone TUNER -g 'time ?out'\n"
-               "  commonctl log -n 100 -o full --process player /var/log/messages\n"
-               "  commonctl log -o json /var/log/syslog.1 /var/log/syslog | jq .message\n"
-               "  zcat /var/log/syslog.2.gz | commonctl log -p error..warn -");
+    line.option("FILE", "...", options.source.files, "Logs to read, one behind the other");
+    line.flag("-f,--follow", options.source.follow,
+              "Go on with what is written from now on, also when the log is\n"
+              "renamed and made anew, or emptied; without -n or --since,\n"
+              "begin with the last 10 records");
+    line.option("-n,--lines", "N", options.lines, "Begin with the last N records, or \"all\"");
+    add_filters(line, options);
+    line.word("-o,--output", "FORMAT", options.format,
+              "Show records as short (the default), full, columns or json:\n"
+              "one object a line, in UTF-8",
+              {{"short", Format::Short},
+               {"full", Format::Full},
+               {"columns", Format::Columns},
+               {"json", Format::Json}});
+    line.color(options.color);
+    line.flag("--journal", options.source.journal, "Read what journalctl(1) gives instead");
+    line.option("--socket", "PATH", options.source.socket,
+                "Receive at PATH instead, such as /dev/log when no daemon does");
+    line.examples("  commonctl log -f -p warn                   follow warnings and worse\n"
+                  "  commonctl log --since today --zone MEDIA --zone TUNER -g 'time ?out'\n"
+                  "  commonctl log -n 100 -o full --process player /var/log/messages\n"
+                  "  commonctl log -o json /var/log/syslog.1 /var/log/syslog | jq .message\n"
+                  "  zcat /var/log/syslog.2.gz | commonctl log -p error..warn -");
 }
 
 }  // namespace commonctl

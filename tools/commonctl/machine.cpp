@@ -28,7 +28,7 @@ int draw_machine(const MachineOptions& options)
 
 void add_machine(Tool& tool)
 {
-    auto [app, options] = tool.add<MachineOptions>(
+    auto [line, options] = tool.add<MachineOptions>(
         "machine", "draw a recorded state machine",
         "Draws what a recorder of a state machine has seen (hsm_trace.h). A process hands it out\n"
         "as text, as HsmRecorderToDot() or HsmRecorderToMermaid() writes it, to a file or to\n"
@@ -42,14 +42,13 @@ void add_machine(Tool& tool)
         "\n"
         "Reads 1 MiB at most, with as many states (64) and transitions (256) as a recorder holds.",
         draw_machine);
-    add_word_option(app, "-o,--output", "FORM", options.form,
-                    "Write svg (the default), dot (Graphviz) or mermaid",
-                    {{"svg", Form::Svg}, {"dot", Form::Dot}, {"mermaid", Form::Mermaid}});
-    app.add_option("FILE", options.file, "The recording");
-    app.footer("Examples:\n"
-               "  commonctl machine player.dot > player.svg\n"
-               "  player_machine mermaid | commonctl machine > player.svg\n"
-               "  commonctl machine player.mmd -o dot | dot -Tsvg > player.svg");
+    line.word("-o,--output", "FORM", options.form,
+              "Write svg (the default), dot (Graphviz) or mermaid",
+              {{"svg", Form::Svg}, {"dot", Form::Dot}, {"mermaid", Form::Mermaid}});
+    line.option("FILE", "", options.file, "The recording");
+    line.examples("  commonctl machine player.dot > player.svg\n"
+                  "  player_machine mermaid | commonctl machine > player.svg\n"
+                  "  commonctl machine player.mmd -o dot | dot -Tsvg > player.svg");
 }
 
 }  // namespace commonctl

@@ -69,20 +69,19 @@ int show_names(const NameOptions& options)
 void add_names(Tool& tool)
 {
     for (const CodeTable& table : code_tables()) {
-        auto [app, options] = tool.add<NameOptions>(
+        auto [line, options] = tool.add<NameOptions>(
             table.name, table.summary,
             std::string(table.about) +
                 "\nWithout CODE all of them. A CODE is a number (decimal, or hexadecimal with "
                 "\"0x\"), or\na whole text or name in whatever case.",
             show_names);
         options.table = &table;
-        add_word_option(app, "-o,--output", "FORM", options.form,
-                        "Show as text (the default) or json, an object a line",
-                        {{"text", Form::Text}, {"json", Form::Json}});
-        app.add_option("CODE", options.wanted, "Number or text");
-        const std::string line = std::string("  commonctl ") + table.name;
-        app.footer("Examples:\n" + line + "\n" + line + " " + table.example + "\n" + line +
-                   " -o json 4");
+        line.word("-o,--output", "FORM", options.form,
+                  "Show as text (the default) or json, an object a line",
+                  {{"text", Form::Text}, {"json", Form::Json}});
+        line.option("CODE", "", options.wanted, "Number or text");
+        const std::string call = std::string("  commonctl ") + table.name;
+        line.examples(call + "\n" + call + " " + table.example + "\n" + call + " -o json 4");
     }
 }
 

@@ -136,7 +136,7 @@ int serve(const ServeOptions& options)
 
 void add_serve(Tool& tool)
 {
-    auto [app, options] = tool.add<ServeOptions>(
+    auto [line, options] = tool.add<ServeOptions>(
         "serve", "show it all on a page in a browser",
         "Serves a page with the records as they come, with filters and search, with how many come\n"
         "of each level, the processes that use the library, and pictures of recorded state\n"
@@ -145,32 +145,24 @@ void add_serve(Tool& tool)
         serve);
     options.source.follow = true;
     options.source.last = 100'000;
-    auto* const files =
-        app.add_option("SOURCE", options.source.files,
-                       "Files of a system log, or \"-\" for standard input; without\n"
-                       "any: the system log of this machine");
-    auto* const journal =
-        app.add_flag("--journal", options.source.journal, "Show the journal instead")
-            ->excludes(files);
-    app.add_option("--socket", options.source.socket, "Receive at PATH, such as /dev/log, instead")
-        ->option_text("PATH")
-        ->excludes(files)
-        ->excludes(journal);
-    app.add_option("--port", options.port,
-                   "Serve at port N (" + std::to_string(kDefaultPort) + "), or at any with 0")
-        ->option_text("N")
-        ->check(CLI::Range(0, 65535));
-    app.add_option("--bind", options.bind,
-                   "Serve at ADDRESS, so that other machines can open the page, with the\n"
-                   "token of the printed address. What goes over the network can be read\n"
-                   "there: \"ssh -L\" is the better way (see the examples)")
-        ->option_text("ADDRESS")
-        ->check(address_problem);
-    app.add_flag("--allow-changes", options.allow_changes,
-                 "Let the page change levels: who opens it by the printed address, which\n"
-                 "has a token");
-    app.footer(
-        "Examples:\n"
+    line.option("SOURCE", "", options.source.files,
+                "Files of a system log, or \"-\" for standard input; without\n"
+                "any: the system log of this machine");
+    line.flag("--journal", options.source.journal, "Show the journal instead");
+    line.option("--socket", "PATH", options.source.socket,
+                "Receive at PATH, such as /dev/log, instead");
+    line.alternatives({"SOURCE", "--journal", "--socket"});
+    line.option("--port", "N", options.port, 0, 65535,
+                "Serve at port N (" + std::to_string(kDefaultPort) + "), or at any with 0");
+    line.option("--bind", "ADDRESS", options.bind,
+                "Serve at ADDRESS, so that other machines can open the page, with the\n"
+                "token of the printed address. What goes over the network can be read\n"
+                "there: \"ssh -L\" is the better way (see the examples)",
+                address_problem);
+    line.flag("--allow-changes", options.allow_changes,
+              "Let the page change levels: who opens it by the printed address, which\n"
+              "has a token");
+    line.examples(
         "  commonctl serve                            the system log, at port 8321\n"
         "  commonctl serve --port 0 records.txt       a file, at any port that is free\n"
         "  ssh target journalctl -f | commonctl serve -\n"

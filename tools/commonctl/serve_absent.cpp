@@ -20,10 +20,10 @@ int refuse(const NoOptions&)
 
 void add_serve(Tool& tool)
 {
-    auto [app, options] = tool.add<NoOptions>(
+    auto [line, options] = tool.add<NoOptions>(
         "serve", "show it all on a page in a browser (not in this build)",
         "Would serve a page, but this commonctl was built without the library for it.", refuse);
-    app.allow_extras();
+    line.allow_anything();
 }
 
 }  // namespace commonctl

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <iostream>
 #include <iterator>
+#include <limits>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
@@ -150,7 +151,7 @@ int run(const SettingsOptions& options)
 
 void add_settings(Tool& tool)
 {
-    auto [app, options] = tool.add<SettingsOptions>(
+    auto [line, options] = tool.add<SettingsOptions>(
         "settings", "check settings files, line by line",
         "Shows each line of settings files with what it does, or why it is ignored. Without a\n"
         "FILE: /config/common/log/settings.txt and /tmp/common/log/settings.txt. The exit status\n"
@@ -160,16 +161,13 @@ void add_settings(Tool& tool)
         "A shortened name means the first setting that begins with it: COMMON_LOG_PEAK is\n"
         "COMMON_LOG_PEAKLOAD_CONTROL, and COMMON_LOG_LEVEL_PEAK is COMMON_LOG_LEVEL.",
         run);
-    app.add_option("FILE", options.files, "Settings files; - is standard input")
-        ->option_text("...");
-    app.add_option("--pid", options.pid, "Check the files and the environment of a process")
-        ->option_text("PID")
-        ->check(CLI::PositiveNumber);
-    add_color_option(app, options.color);
-    app.footer("Examples:\n"
-               "  commonctl settings image/config/common/log/settings.txt\n"
-               "  commonctl settings --pid 1234\n"
-               "  echo COMMON_LOG_PEAK=Off | commonctl settings -");
+    line.option("FILE", "...", options.files, "Settings files; - is standard input");
+    line.option("--pid", "PID", options.pid, 1, std::numeric_limits<int>::max(),
+                "Check the files and the environment of a process");
+    line.color(options.color);
+    line.examples("  commonctl settings image/config/common/log/settings.txt\n"
+                  "  commonctl settings --pid 1234\n"
+                  "  echo COMMON_LOG_PEAK=Off | commonctl settings -");
 }
 
 }  // namespace commonctl

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <system_error>
 
@@ -124,7 +125,7 @@ int top(const TopOptions& given)
 
 void add_top(Tool& tool)
 {
-    auto [app, options] = tool.add<TopOptions>(
+    auto [line, options] = tool.add<TopOptions>(
         "top", "show who writes how much",
         "Counts records and their bytes in the log by process, zone, level and call site (file,\n"
         "line and function), the loudest first: of the whole log, or with -f of what is written\n"
@@ -143,42 +144,35 @@ void add_top(Tool& tool)
         "records or the longest are shown. Where the clock jumps, or nothing is written, for more\n"
         "than a day, the time between is left out.",
         top);
-    app.add_option("FILE", options.source.files, "Log files, or \"-\" for standard input")
-        ->option_text("...");
-    app.add_flag("-f,--follow", options.source.follow, "Count what is written from now on");
-    app.add_flag("--journal", options.source.journal, "Read the journal");
-    app.add_option("--socket", options.source.socket,
-                   "Receive at PATH, such as /dev/log, as -f does")
-        ->option_text("PATH");
-    add_word_option(app, "-o,--output", "FORM", options.output,
-                    "Give one report: table (without -f the default), json or html",
-                    {{"table", Output::Table}, {"json", Output::Json}, {"html", Output::Html}});
-    add_word_option(app, "--by", "WHAT", options.by,
-                    "Count by this only: process, zone, level or site; a\n"
-                    "page on a terminal begins with it",
-                    {{"process", std::optional(By::Process)},
-                     {"zone", std::optional(By::Zone)},
-                     {"level", std::optional(By::Level)},
-                     {"site", std::optional(By::Site)}});
-    app.add_option("--limit", options.limit,
-                   "Lines of a table (default 20; levels: all), 0 for all")
-        ->option_text("N")
-        ->check(CLI::NonNegativeNumber);
-    app.add_option("--interval", options.interval,
-                   "Seconds between two pictures with -f, 0.1 to 3600 (default 1)")
-        ->option_text("SECONDS");
-    app.add_option("--for", options.duration, "With -f: end after so many seconds")
-        ->option_text("SECONDS");
-    add_color_option(app, options.color);
-    app.footer("Examples:\n"
-               "  commonctl top /var/log/syslog              the loudest in a log\n"
-               "  commonctl top -f --by site                 which lines of code log just now\n"
-               "  commonctl top -o html syslog.1 syslog > page.html\n"
-               "                                             a page for a browser\n"
-               "  commonctl top -f --for 60 -o json --by zone\n"
-               "                                             a minute, for a script\n"
-               "  ssh target cat /var/log/messages | commonctl top -\n"
-               "                                             the log of another machine");
+    line.option("FILE", "...", options.source.files, "Log files, or \"-\" for standard input");
+    line.flag("-f,--follow", options.source.follow, "Count what is written from now on");
+    line.flag("--journal", options.source.journal, "Read the journal");
+    line.option("--socket", "PATH", options.source.socket,
+                "Receive at PATH, such as /dev/log, as -f does");
+    line.word("-o,--output", "FORM", options.output,
+              "Give one report: table (without -f the default), json or html",
+              {{"table", Output::Table}, {"json", Output::Json}, {"html", Output::Html}});
+    line.word("--by", "WHAT", options.by,
+              "Count by this only: process, zone, level or site; a\n"
+              "page on a terminal begins with it",
+              {{"process", std::optional(By::Process)},
+               {"zone", std::optional(By::Zone)},
+               {"level", std::optional(By::Level)},
+               {"site", std::optional(By::Site)}});
+    line.option("--limit", "N", options.limit, 0, std::numeric_limits<int>::max(),
+                "Lines of a table (default 20; levels: all), 0 for all");
+    line.option("--interval", "SECONDS", options.interval,
+                "Seconds between two pictures with -f, 0.1 to 3600 (default 1)");
+    line.option("--for", "SECONDS", options.duration, "With -f: end after so many seconds");
+    line.color(options.color);
+    line.examples("  commonctl top /var/log/syslog              the loudest in a log\n"
+                  "  commonctl top -f --by site                 which lines of code log just now\n"
+                  "  commonctl top -o html syslog.1 syslog > page.html\n"
+                  "                                             a page for a browser\n"
+                  "  commonctl top -f --for 60 -o json --by zone\n"
+                  "                                             a minute, for a script\n"
+                  "  ssh target cat /var/log/messages | commonctl top -\n"
+                  "                                             the log of another machine");
 }
 
 }  // namespace commonctl
