@@ -45,6 +45,7 @@ run_round() {
   elif ((ctest_status != 0 && failed == 0)); then
     verdict="ctest ended with $ctest_status" failed=1
   fi
+  ((failed == 0)) || tools/failed_tests.py "$log" "$label" >>"$build/failed-tests.txt" || :
   add_row "$label" "$start"
 }
 
@@ -140,7 +141,7 @@ open_to_user() {
 }
 
 main() {
-  rm -f "$build/test-totals.txt"
+  rm -f "$build/test-totals.txt" "$build/failed-tests.txt"
   local presets=() verbs=() options=() name='' repeat=1 busy=0 as_user=0 user_command=() preset verb
   busy_pids=() closed='' # for the end of this script, too
   while (($#)); do
@@ -186,6 +187,7 @@ main() {
   done
 
   printf '\n'
+  [[ ! -e $build/failed-tests.txt ]] || cat "$build/failed-tests.txt"
   printf '%s\n' "${rows[@]}"
   local line="$total_passed passed, $total_failed failed"
   ((total_skipped == 0)) || line+=", $total_skipped skipped"
