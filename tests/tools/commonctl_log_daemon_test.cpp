@@ -7,8 +7,6 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -19,6 +17,7 @@
 #include "common_log.h"
 #include "common_log_settings.h"
 #include "fresh_process.h"
+#include "log_daemon.h"
 #include "wait_until.h"
 
 using namespace harness;
@@ -27,13 +26,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr const char* kDaemon = "/usr/sbin/rsyslogd";
-
-// The main queue is a direct one: what the daemon has read is in the files.
 constexpr const char* kConfiguration = R"(
-global(workDirectory="/tmp")
-module(load="imuxsock" SysSock.Name="/dev/log" SysSock.RateLimit.Interval="0")
-main_queue(queue.type="direct")
 template(name="raw" type="string" string="%rawmsg%\n")
 user.* action(type="omfile" file="/tmp/traditional" template="RSYSLOG_TraditionalFileFormat")
 user.* action(type="omfile" file="/tmp/precise" template="RSYSLOG_FileFormat")
@@ -48,50 +41,10 @@ constexpr const char* kLayoutNames[] = {"Legacy", "All", "Columns", "Syslogng", 
 
 FreshSetup daemon_setup()
 {
-    FreshSetup setup;
-    setup.open_log_socket = false;
-    setup.files = {{"/tmp/rsyslog.conf", kConfiguration}};
+    FreshSetup setup = under_log_daemon(kConfiguration);
     setup.env = {{"COMMON_LOG_LEVEL", "Verbose"}};
-    setup.time_limit = std::chrono::seconds(110);
     return setup;
 }
-
-bool somebody_listens()
-{
-    const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{AF_UNIX, "/dev/log"};
-    const bool connected =
-        connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    close(probe);
-    return connected;
-}
-
-/// A log daemon for as long as the object lives.
-class Daemon {
-public:
-    Daemon() : pid_(fork())
-    {
-        if (pid_ == 0) {
-            execl(kDaemon, kDaemon, "-n", "-f", "/tmp/rsyslog.conf", "-i", "/tmp/rsyslogd.pid",
-                  nullptr);
-            _exit(127);
-        }
-        EXPECT_TRUE(wait_until(somebody_listens)) << kDaemon << " does not listen";
-    }
-    Daemon(const Daemon&) = delete;
-    Daemon& operator=(const Daemon&) = delete;
-    ~Daemon()
-    {
-        kill(pid_, SIGTERM);
-        waitpid(pid_, nullptr, 0);
-    }
-
-    /// Has it open its files anew.
-    void reopen() const { kill(pid_, SIGHUP); }
-
-private:
-    pid_t pid_;
-};
 
 std::string message_of(int writer, COMMON_LogFormat_t layout, COMMON_LogLevel_t level, int number)
 {
@@ -212,20 +165,11 @@ void check_all(const std::string& output, int rounds)
     EXPECT_TRUE(missing.empty()) << missing.size() << " are missing: " << *missing.begin();
 }
 
-class CommonctlLogDaemon : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        ASSERT_EQ(access(kDaemon, X_OK), 0)
-            << "this test needs " << kDaemon << ": install the package rsyslog";
-    }
-};
-
-TEST_F(CommonctlLogDaemon, ShowsEveryRecordOfEachFormOnce)
+TEST(CommonctlLogDaemon, ShowsEveryRecordOfEachFormOnce)
 {
     constexpr int kRounds = 10;
     well(daemon_setup(), [] {
-        const Daemon daemon;
+        const LogDaemon daemon;
         wait_for(start_writers(0, kRounds));
         for (const char* form : {"traditional", "precise", "modern", "raw"}) {
             SCOPED_TRACE(form);
@@ -242,13 +186,13 @@ TEST_F(CommonctlLogDaemon, ShowsEveryRecordOfEachFormOnce)
     });
 }
 
-TEST_F(CommonctlLogDaemon, FollowsOverRotationsWithoutLosingOrRepeatingAny)
+TEST(CommonctlLogDaemon, FollowsOverRotationsWithoutLosingOrRepeatingAny)
 {
     constexpr int kRotations = 4;
     constexpr int kRoundsEach = 12;
     constexpr int kRounds = kRotations * kRoundsEach;
     well(daemon_setup(), [] {
-        const Daemon daemon;
+        const LogDaemon daemon;
         const pid_t follower = fork();
         if (follower == 0) {
             EXPECT_NE(std::freopen("/tmp/output", "w", stdout), nullptr);

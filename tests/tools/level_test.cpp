@@ -271,6 +271,7 @@ TEST(CommonctlLevel, TheScannerLogsMoreAfterAChange)
             sigset_t interrupt;
             sigemptyset(&interrupt);
             sigaddset(&interrupt, SIGINT);
+            sigaddset(&interrupt, SIGCONT);  // which may come before the scanner asks for it
             sigprocmask(SIG_BLOCK, &interrupt, nullptr);
             raise(SIGINT);
             execl(MEDIA_SCANNER, ("/a/" + name).c_str(), "/tmp/media", nullptr);
