@@ -90,6 +90,20 @@ private:
     std::string buffer_;
 };
 
+/// Whether connections to a port of this machine are accepted.
+inline bool is_open(int port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool connected =
+        connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    close(fd);
+    return connected;
+}
+
 /// The status of an answer; 0 when there is none.
 inline int status_of(const std::string& answer)
 {

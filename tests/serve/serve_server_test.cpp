@@ -1,4 +1,6 @@
 // The server as a client sees it, also a hostile one.
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <fcntl.h>
 #include <filesystem>
@@ -6,6 +8,7 @@
 #include <memory>
 #include <poll.h>
 #include <string>
+#include <sys/socket.h>
 #include <thread>
 #include <vector>
 
@@ -23,6 +26,23 @@ using nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
+
+namespace {
+
+/// Connections that cannot be accepted, still to come.
+std::atomic<int> accepts_to_fail = 0;
+
+}  // namespace
+
+/// In place of the C library's, for the server's library.
+extern "C" int accept(int fd, sockaddr* address, socklen_t* size)
+{
+    if (accepts_to_fail > 0 && accepts_to_fail.fetch_sub(1) > 0) {
+        errno = ENFILE;
+        return -1;
+    }
+    return accept4(fd, address, size, 0);
+}
 
 namespace {
 
@@ -363,6 +383,24 @@ TEST(Serve, ProgramsThatAreStartedInheritNothing)
         }
     }
     EXPECT_EQ(opened, 3);  // the server's two and the client's
+}
+
+TEST(Serve, GoesOnWhenAConnectionCannotBeAccepted)
+{
+    const Bench bench;
+    accepts_to_fail = 1;
+    const Client unlucky(bench.server.port());
+    EXPECT_EQ(unlucky.rest(), "");
+    EXPECT_TRUE(harness::wait_until([&] { return is_open(bench.server.port()); }));
+    EXPECT_EQ(bench.get("/api/rates")["total"], 0);
+}
+
+TEST(Serve, EndsWhileItsPortIsClosed)
+{
+    const auto bench = std::make_unique<Bench>();
+    accepts_to_fail = 1;
+    const Client unlucky(bench->server.port());
+    EXPECT_EQ(unlucky.rest(), "");
 }
 
 TEST(Serve, APortBelongsToOneServer)

@@ -21,8 +21,8 @@ struct Record {
     std::int64_t pid = -1;
     std::int64_t tid = -1;
     std::int64_t line = -1;
-    int level =
-        -1;  ///< of common_log.h, 0 (Fatal) to 7 (Verbose); of a foreign line, by its priority
+    /// Of common_log.h, 0 (Fatal) to 7 (Verbose); of a foreign line, by its priority.
+    int level = -1;
     int priority = -1;  ///< of syslog(3), where the log tells it
     std::string_view process{};
     std::string_view zone{};

@@ -33,9 +33,7 @@ std::string system_log()
 void check_form(int fd, const std::string& path)
 {
     constexpr std::pair<std::string_view, const char*> kPacked[] = {{"\x1f\x8b", "zcat"},
-                                                                    {"\xfd"
-                                                                     "7zXZ",
-                                                                     "xzcat"},
+                                                                    {"\xfd\x37zXZ", "xzcat"},
                                                                     {"\x28\xb5\x2f\xfd", "zstdcat"},
                                                                     {"BZh", "bzcat"}};
     char first[8];

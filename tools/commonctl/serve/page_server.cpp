@@ -1,5 +1,7 @@
 #include "serve/page_server.h"
 
+#include <chrono>
+#include <stdexcept>
 #include <unistd.h>
 
 #include "serve/page_files.h"
@@ -11,6 +13,10 @@ constexpr const char* kLoopback = "127.0.0.1";
 
 /// 128 bits.
 constexpr std::size_t kTokenBytes = 16;
+
+/// Between two looks at a server that is to end, and before a port is opened anew.
+constexpr std::chrono::milliseconds kShortly{1};
+constexpr std::chrono::milliseconds kBeforeAnew{100};
 
 /// For each answer. The page uses nothing from elsewhere and no script or style of its own but its
 /// files; pictures of machines are made in the page.
@@ -71,18 +77,43 @@ PageServer::PageServer(const Options& options, RecordRing& ring, const RateCount
     server_.set_default_headers(headers());
     api_.add_to(server_);
     add_page(server_);
-    port_ = server_.bind(options_.bind.empty() ? kLoopback : options_.bind, options_.port);
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
+    port_ = bind();
+    thread_ = std::thread([this] { listen(); });
 }
 
 PageServer::~PageServer()
 {
     ring_.close();
-    while (!server_.is_running()) {
-        std::this_thread::yield();  // it cannot be stopped before
+    ending_ = true;
+    for (bool stopped = false; !ended_; std::this_thread::sleep_for(kShortly)) {
+        if (!stopped && server_.is_running()) {  // it cannot be stopped before, nor twice
+            server_.stop();
+            stopped = true;
+        }
     }
-    server_.stop();
     thread_.join();
+}
+
+int PageServer::bind()
+{
+    return server_.bind(options_.bind.empty() ? kLoopback : options_.bind,
+                        port_ != 0 ? port_ : options_.port);
+}
+
+/** A connection that cannot be accepted, such as when the system has too many open files, makes the
+ * base close its port. It is opened anew. */
+void PageServer::listen()
+{
+    bool is_bound = true;
+    while (!(is_bound && server_.listen_after_bind()) && !ending_) {
+        std::this_thread::sleep_for(kBeforeAnew);
+        try {
+            is_bound = bind() != 0;
+        } catch (const std::runtime_error&) {
+            is_bound = false;
+        }
+    }
+    ended_ = true;
 }
 
 std::string PageServer::address() const

@@ -1,6 +1,7 @@
 // The server of the page: all of it, running.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <thread>
 
@@ -35,6 +36,9 @@ public:
     const std::string& token() const { return token_; }
 
 private:
+    int bind();
+    void listen();
+
     const Options options_;
     RecordRing& ring_;
     const std::string token_;
@@ -42,6 +46,8 @@ private:
     Api api_;
     GuardedServer server_;
     int port_ = 0;
+    std::atomic<bool> ending_ = false;
+    std::atomic<bool> ended_ = false;
     std::thread thread_;
 };
 
