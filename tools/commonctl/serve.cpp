@@ -141,7 +141,8 @@ void add_serve(Tool& tool)
         "Serves a page with the records as they come, with filters and search, with how many come\n"
         "of each level, the processes that use the library, and pictures of recorded state\n"
         "machines. Prints the address of the page, and goes on until SIGINT or SIGTERM. The last\n"
-        "100,000 records are kept. Only this machine can open the page, unless --bind says more.",
+        "100,000 records are kept. Only this machine can open the page, any user of it, unless\n"
+        "--bind says more.",
         serve);
     options.source.follow = true;
     options.source.last = 100'000;
