@@ -148,8 +148,7 @@ TEST(CommonctlSettings, WhatCannotBeReadIsToldInOneLine)
     }
     EXPECT_THAT(settings({"--pid", "1", "/tmp/x"}), exited(2));
     EXPECT_THAT(settings({"--pid", "-1"}), exited(2));
-    EXPECT_THAT(settings({"--pid=99999999"}).err,
-                HasSubstr("process 99999999 is not there or has not loaded the library"));
+    EXPECT_THAT(settings({"--pid=99999999"}).err, HasSubstr("there is no process 99999999"));
 }
 
 TEST(CommonctlSettings, ChecksWhatAppliesToAProcess)

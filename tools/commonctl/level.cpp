@@ -63,19 +63,7 @@ Process find(const std::string& word)
     const bool is_id =
         !word.empty() && word.size() < 10 &&
         std::all_of(word.begin(), word.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
-    if (!is_id) {
-        return find_by_name(word);
-    }
-    const pid_t pid = std::stoi(word);
-    if (auto process = look_at(pid)) {
-        return *process;
-    }
-    if (is_hidden(pid)) {
-        throw std::runtime_error("process " + word +
-                                 " may not be looked into by this user; run commonctl as root");
-    }
-    throw std::runtime_error(start_ticks(pid) ? "process " + word + " has not loaded the library"
-                                              : "there is no process " + word);
+    return is_id ? process_of(std::stoi(word)) : find_by_name(word);
 }
 
 int list(const std::vector<Process>& processes, Output output)

@@ -101,18 +101,12 @@ bool check_usual(const std::string& root, const std::vector<std::string>& files,
 
 bool check_process(pid_t pid, bool colored)
 {
-    const auto process = look_at(pid);
-    if (!process) {
-        throw std::runtime_error(
-            "process " + std::to_string(pid) +
-            (is_hidden(pid) ? " may not be looked into by this user; run commonctl as root"
-                            : " is not there or has not loaded the library"));
-    }
+    const Process process = process_of(pid);
     const std::string root = proc_folder(pid) + "root";
     bool wrong = check_usual(root, {kConfiguredFile, kSharedFile}, colored);
     std::printf("environment: read at the start of a process\n");
     std::vector<CheckedLine> variables;
-    for (const std::string& variable : process->environment) {
+    for (const std::string& variable : process.environment) {
         // Unlike a line of a file it may be long, or have a newline.
         LogSettings any;
         const Effect effect = take_in(any, variable, Reading::AtStart);
@@ -122,10 +116,10 @@ bool check_process(pid_t pid, bool colored)
                              .says = words_for(effect, variable)});
     }
     wrong = print(variables, colored) || wrong;
-    wrong = check_usual(root, {process_file(process->own_pid)}, colored) || wrong;
+    wrong = check_usual(root, {process_file(process.own_pid)}, colored) || wrong;
     std::printf("Level %s, as far as environment and files tell; %s.\n",
-                process->level.value_or("unknown").c_str(),
-                process->looks ? "the process looks for changes" : process->why_not.c_str());
+                process.level.value_or("unknown").c_str(),
+                process.looks ? "the process looks for changes" : process.why_not.c_str());
     return wrong;
 }
 

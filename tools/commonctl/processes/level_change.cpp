@@ -159,15 +159,9 @@ LevelChange restore_settings(const Process& process, Wait wait)
 
 LevelChange change_level(pid_t pid, const std::string& level, Wait wait)
 {
-    const auto process = look_at(pid);
-    if (!process) {
-        throw std::runtime_error(
-            "process " + std::to_string(pid) +
-            (is_hidden(pid) ? " may not be looked into by this user; run commonctl as root"
-                            : " is not there or has not loaded the library"));
-    }
-    return level.empty() ? restore_settings(*process, wait)
-                         : change_settings(*process, lines_for({level}, false), wait);
+    const Process process = process_of(pid);
+    return level.empty() ? restore_settings(process, wait)
+                         : change_settings(process, lines_for({level}, false), wait);
 }
 
 }  // namespace commonctl

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 #include "processes/proc.h"
 #include "processes/settings_files.h"
@@ -108,6 +110,17 @@ std::optional<Process> look(pid_t pid)
     return start_ticks(pid) == started ? std::optional(process) : std::nullopt;
 }
 
+/// Whether this user may not look into a process.
+bool is_hidden(pid_t pid)
+{
+    try {
+        loaded_library(pid);
+    } catch (const std::system_error&) {
+        return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 std::vector<Process> find_processes()
@@ -130,14 +143,18 @@ std::optional<Process> look_at(pid_t pid)
     }
 }
 
-bool is_hidden(pid_t pid)
+Process process_of(pid_t pid)
 {
-    try {
-        loaded_library(pid);
-    } catch (const std::system_error&) {
-        return true;
+    auto process = look_at(pid);
+    if (!process) {
+        const std::string id = std::to_string(pid);
+        throw std::runtime_error(
+            is_hidden(pid)
+                ? "process " + id + " may not be looked into by this user; run commonctl as root"
+            : start_ticks(pid) ? "process " + id + " has not loaded the library"
+                               : "there is no process " + id);
     }
-    return false;
+    return *std::move(process);
 }
 
 std::size_t count_hidden()

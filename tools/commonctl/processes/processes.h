@@ -20,10 +20,10 @@ struct Process {
     std::string library{};  ///< path of the library that it has mapped
     /// Settings that it started with (COMMON_LOG_ variables of its environment), "NAME=value".
     std::vector<std::string> environment{};
-    std::string
-        settings_file{};  ///< the file that it reads when it looks; empty when there is none
-    std::optional<std::string>
-        level{};                ///< what it logs up to, as far as files and environment tell
+    /// The file that it reads when it looks; empty when there is none.
+    std::string settings_file{};
+    /// What it logs up to, as far as files and environment tell.
+    std::optional<std::string> level{};
     bool looks = false;         ///< whether it looks for changed files while it runs
     std::string why_not{};      ///< why it does not, with the remedy; empty when it does
     bool readable = true;       ///< false when this user may not see its environment
@@ -40,8 +40,9 @@ std::vector<Process> find_processes();
 /// this user may not look.
 std::optional<Process> look_at(pid_t pid);
 
-/// Whether this user may not look into a process.
-bool is_hidden(pid_t pid);
+/// Looks at one process.
+/// @throws std::runtime_error, which tells why there is nothing to be seen.
+Process process_of(pid_t pid);
 
 /// How many processes there are that this user may not look into.
 std::size_t count_hidden();
@@ -61,8 +62,7 @@ enum class Wait : bool {
 /// Writes the file of settings of a process, so that it changes to a level ("Debug", or empty to
 /// restore what was before).
 /// @throws std::runtime_error or std::system_error when the file cannot be written, with a text
-/// that
-///         says what to do; then nothing has changed.
+/// that says what to do; then nothing has changed.
 LevelChange change_level(pid_t pid, const std::string& level, Wait wait = Wait::No);
 
 }  // namespace commonctl
