@@ -296,10 +296,12 @@ TEST(CommonctlOnTheScanner, ListenLeavesTheDaemonAlone)
     well(daemon_and_scanners(), [] {
         const LogDaemon daemon;
         EXPECT_EQ(commonctl("listen -- true").status, 1);
-        const Ran beside = commonctl("listen --private-root -- sh -c 'mkdir /tmp/media; "
-                                     "exec " MEDIA_SCANNER " /tmp/media --interval 0'");
+        // The current folder stays what it is: the scanner and the library are in it.
+        std::filesystem::current_path(BUILD_FOLDER);
+        const Ran beside =
+            commonctl("listen --private-root -- " MEDIA_SCANNER " /config --interval 0");
         EXPECT_EQ(beside.status, 0);
-        EXPECT_THAT(beside.text, HasSubstr("Scan of /tmp/media starts"));
+        EXPECT_THAT(beside.text, HasSubstr("Scan of /config starts"));
         EXPECT_THAT(content_of("/tmp/log"), testing::Not(HasSubstr("Scan of")));
     });
 }
@@ -370,7 +372,8 @@ TEST(CommonctlOnTheTarget, EachSubCommandWorks)
         {"commonctl level", HasSubstr("LOOKS")},
         {"echo COMMON_LOG_LEVEL=Debug > /config/x; commonctl settings /config/x",
          HasSubstr("sets COMMON_LOG_LEVEL to Debug\n")},
-        {COMMONCTL " serve --port 0 /tmp/records > /tmp/address & "
+        {COMMONCTL
+         " serve --port 0 /tmp/records > /tmp/address & "
          "until grep -q http: /tmp/address; do sleep 0.1; done; kill $!; wait $!; cat /tmp/address",
          StartsWith("http://127.0.0.1:")},
         {"commonctl encode '{\"type\":\"integer\",\"value\":-7}' | commonctl decode",
