@@ -58,7 +58,7 @@ Descriptor open_folder(const Descriptor& above, const char* name, const std::str
         fail(path);
     }
     Descriptor folder(openat(above.get(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (folder.get() < 0) {
+    if (!folder) {
         if (errno == ENOENT) {
             return folder;
         }
@@ -85,17 +85,17 @@ Descriptor make_beside(int folder, const std::string& name)
     constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     Descriptor file(openat(folder, name.c_str(), kFlags, 0600));
     struct stat status {};
-    if (file.get() < 0 && errno == EEXIST &&
+    if (!file && errno == EEXIST &&
         fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
         status.st_mtim.tv_sec + kGivenUp_s < now_s()) {
         unlinkat(folder, name.c_str(), 0);
         file = Descriptor(openat(folder, name.c_str(), kFlags, 0600));
     }
-    if (file.get() < 0 && errno == EEXIST) {
+    if (!file && errno == EEXIST) {
         throw std::runtime_error(path_of(name) + " is there: somebody else is changing settings; "
                                                  "try again in some seconds");
     }
-    if (file.get() < 0) {
+    if (!file) {
         fail(path_of(name));
     }
     return file;
@@ -121,21 +121,6 @@ std::string process_file(pid_t pid)
     return path_of("settings_" + std::to_string(pid) + ".txt");
 }
 
-Descriptor::Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept
-{
-    std::swap(fd_, other.fd_);
-    return *this;
-}
-
-Descriptor::~Descriptor()
-{
-    if (fd_ >= 0) {
-        close(fd_);
-    }
-}
-
 SettingsFolder::SettingsFolder(const std::string& root, Missing missing, uid_t user) : user_(user)
 {
     // Who may put a link in the place of /tmp owns the machine, but in a container that is another.
@@ -147,11 +132,11 @@ SettingsFolder::SettingsFolder(const std::string& root, Missing missing, uid_t u
          own_root.st_dev == other_root.st_dev && own_root.st_ino == other_root.st_ino);
     const Descriptor tmp(open((root + "/tmp").c_str(),
                               O_RDONLY | O_DIRECTORY | O_CLOEXEC | (is_own ? 0 : O_NOFOLLOW)));
-    if (tmp.get() < 0) {
+    if (!tmp) {
         fail("/tmp");
     }
     const Descriptor common = open_folder(tmp, "common", "/tmp/common", missing, user);
-    if (common.get() >= 0) {
+    if (common) {
         fd_ = open_folder(common, "log", kSettingsFolder, missing, user);
     }
 }
@@ -189,13 +174,13 @@ std::optional<std::string> SettingsFolder::read(const std::string& name) const
     const Descriptor file(
         openat(fd_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
-    if (file.get() < 0 && errno == ENOENT) {
+    if (!file && errno == ENOENT) {
         return std::nullopt;
     }
-    if (file.get() < 0 && errno == ELOOP) {
+    if (!file && errno == ELOOP) {
         throw std::runtime_error(path_of(name) + " is a symbolic link; remove it");
     }
-    if (file.get() < 0 || fstat(file.get(), &status) != 0) {
+    if (!file || fstat(file.get(), &status) != 0) {
         fail(path_of(name));
     }
     must_be_trusted(status, path_of(name), user_);

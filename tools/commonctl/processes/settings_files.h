@@ -10,6 +10,8 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include "descriptor.h"
+
 namespace commonctl {
 
 inline constexpr char kSettingsFolder[] = "/tmp/common/log";
@@ -18,20 +20,6 @@ inline constexpr char kConfiguredFile[] = "/config/common/log/settings.txt";
 
 /// The file of a process, by its id where it lives.
 std::string process_file(pid_t pid);
-
-/// A descriptor that is closed with it.
-class Descriptor {
-public:
-    explicit Descriptor(int fd = -1) : fd_(fd) {}
-    Descriptor(Descriptor&& other) noexcept;
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    ~Descriptor();
-
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 /// kSettingsFolder. Symbolic links are never followed in it or to it, and only what belongs to this
 /// user or to root is read or replaced. All functions throw std::runtime_error or

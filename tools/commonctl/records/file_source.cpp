@@ -62,7 +62,7 @@ std::uint64_t find_last_lines(int fd, const std::string& path, std::int64_t end,
 
 }  // namespace
 
-FileSource::FileSource(std::string path, OwnedFd fd, bool follow)
+FileSource::FileSource(std::string path, Descriptor fd, bool follow)
     : path_(std::move(path)), fd_(std::move(fd)), follow_(follow)
 {
     // Standard input may have been read from before.
@@ -102,7 +102,7 @@ std::uint64_t FileSource::skip_to_last(std::uint64_t count)
 
 bool FileSource::open_new()
 {
-    OwnedFd fd(open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    Descriptor fd(open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!fd || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return false;
@@ -169,7 +169,7 @@ bool FileSource::found_more()
 void FileSource::start_over()
 {
     if (is_replaced_) {
-        fd_ = OwnedFd();
+        fd_ = Descriptor();
     } else if (lseek(fd_.get(), 0, SEEK_SET) < 0) {
         fail(path_);
     }

@@ -22,7 +22,7 @@ class FileSource : public RecordSource {
 public:
     /// @param path for messages, and to find a new file.
     /// @param fd of a regular file; none for one that is not there yet, which takes `follow`.
-    FileSource(std::string path, OwnedFd fd, bool follow);
+    FileSource(std::string path, Descriptor fd, bool follow);
 
     /// Begins with the last records. Takes counting lines.
     /// @return how many of `count` there are not.
@@ -41,7 +41,7 @@ private:
     void start_over();
 
     std::string path_;
-    OwnedFd fd_;
+    Descriptor fd_;
     bool follow_;
     std::int64_t offset_ = 0;   ///< of what is read next
     bool is_replaced_ = false;  ///< there is another file of the name, with something in it

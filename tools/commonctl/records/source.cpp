@@ -56,12 +56,12 @@ struct OpenedFile {
 OpenedFile open_file(const std::string& path, bool follow)
 {
     const bool is_standard = path == "-";
-    OwnedFd fd(is_standard ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                           : open(path.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
+    Descriptor fd(is_standard ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                              : open(path.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
     const std::string name = is_standard ? "standard input" : path;
     if (!fd && errno == ENOENT && follow) {
         std::fprintf(stderr, "commonctl: %s is not there yet; waiting for it\n", name.c_str());
-        auto source = std::make_unique<FileSource>(path, OwnedFd(), true);
+        auto source = std::make_unique<FileSource>(path, Descriptor(), true);
         auto* const file = source.get();
         return {std::move(source), file};
     }

@@ -26,7 +26,7 @@ bool is_readable(int fd)
 
 class JournalSource : public StreamSource {
 public:
-    JournalSource(OwnedFd fd, pid_t child)
+    JournalSource(Descriptor fd, pid_t child)
         : StreamSource(std::move(fd), "journalctl"), child_(child)
     {
     }
@@ -95,22 +95,7 @@ private:
 
 }  // namespace
 
-OwnedFd::OwnedFd(OwnedFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-
-OwnedFd& OwnedFd::operator=(OwnedFd&& other) noexcept
-{
-    std::swap(fd_, other.fd_);
-    return *this;
-}
-
-OwnedFd::~OwnedFd()
-{
-    if (fd_ >= 0) {
-        close(fd_);
-    }
-}
-
-StreamSource::StreamSource(OwnedFd fd, std::string name)
+StreamSource::StreamSource(Descriptor fd, std::string name)
     : fd_(std::move(fd)), name_(std::move(name))
 {
 }
@@ -152,8 +137,8 @@ std::unique_ptr<RecordSource> open_journal(bool follow, std::optional<std::uint6
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
     }
-    OwnedFd reading(ends[0]);
-    const OwnedFd writing(ends[1]);
+    Descriptor reading(ends[0]);
+    const Descriptor writing(ends[1]);
     const pid_t child = fork();
     if (child < 0) {
         throw std::system_error(errno, std::generic_category(), "cannot start a process");

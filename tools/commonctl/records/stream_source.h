@@ -7,33 +7,18 @@
 #include <string>
 #include <vector>
 
+#include "descriptor.h"
 #include "records/buffer.h"
 #include "records/source.h"
 #include "records/splitter.h"
 
 namespace commonctl {
 
-/// A descriptor that is closed with its object.
-class OwnedFd {
-public:
-    OwnedFd() = default;
-    explicit OwnedFd(int fd) : fd_(fd) {}
-    OwnedFd(OwnedFd&& other) noexcept;
-    OwnedFd& operator=(OwnedFd&& other) noexcept;
-    ~OwnedFd();
-
-    int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
-
-private:
-    int fd_ = -1;
-};
-
 /// What can be read but not sought: it ends when its writer has closed it.
 class StreamSource : public RecordSource {
 public:
     /// @param name for messages.
-    StreamSource(OwnedFd fd, std::string name);
+    StreamSource(Descriptor fd, std::string name);
 
     Next next(Record& record) override;
     std::vector<int> descriptors() const override { return {fd_.get()}; }
@@ -42,7 +27,7 @@ private:
     /// Called once, when all is read.
     virtual void ended() {}
 
-    OwnedFd fd_;
+    Descriptor fd_;
     std::string name_;
     Buffer buffer_;
     std::unique_ptr<Splitter> splitter_;
