@@ -287,7 +287,7 @@ TEST(MachineSvg, TextsCannotLeaveTheirPlace)
     recorder.states[recorder.stateCount++] = {nullptr, hostile.c_str(), HsmRecorderNone};
     recorder.transitions[recorder.transitionCount++] = {0, 0, HsmCauseEvent, 1, 0, hostile.c_str()};
     const std::string svg = svg_text(recorder);
-    const std::string safe = "&lt;script&gt;&amp;&quot;'???]]&gt;";
+    const std::string safe = "&lt;script&gt;&amp;&quot;&#39;???]]&gt;";
     EXPECT_THAT(texts_of(svg), ElementsAre(safe, safe));
     EXPECT_THAT(svg, HasSubstr("<title>" + safe + "</title>"));
     EXPECT_THAT(svg, Not(HasSubstr("<script")));

@@ -4,36 +4,13 @@
 #include "diagram/recording.h"
 #include "diagram/svg_layout.h"
 #include "diagram/svg_names.h"
+#include "markup.h"
 
 namespace commonctl {
 namespace {
 
 constexpr int kCorner = 6;
 constexpr int kArrowHead = 8;
-
-std::string xml(std::string_view text)
-{
-    std::string result;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            result += "&amp;";
-            break;
-        case '<':
-            result += "&lt;";
-            break;
-        case '>':
-            result += "&gt;";
-            break;
-        case '"':
-            result += "&quot;";
-            break;
-        default:
-            result += c;
-        }
-    }
-    return result;
-}
 
 std::string number(int value)
 {
@@ -54,7 +31,8 @@ std::string attributes(const char* name, int value, Rest... rest)
 std::string text_at(int x, int y, std::string_view text)
 {
     // In the middle of its row.
-    return "<text" + attributes("x", x, "y", y + kFontSize / 3) + ">" + xml(text) + "</text>\n";
+    return "<text" + attributes("x", x, "y", y + kFontSize / 3) + ">" + markup_of(text) +
+           "</text>\n";
 }
 
 std::string path(const std::string& steps)
@@ -72,7 +50,7 @@ std::string head_at(int x, int y, int back)
 
 std::string title(const std::string& text)
 {
-    return "<title>" + xml(text) + "</title>\n";
+    return "<title>" + markup_of(text) + "</title>\n";
 }
 
 void draw_state(std::string& svg, const StateBox& box)

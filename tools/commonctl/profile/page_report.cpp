@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "markup.h"
 #include "profile/page_style.h"
 #include "profile/plot.h"
 #include "profile/report.h"
@@ -12,34 +13,6 @@ namespace {
 
 /// The table next to the plot has at most so many rows.
 constexpr std::size_t kMostRows = 32;
-
-/// A clean text, in a page or in quotation marks.
-std::string escaped(std::string_view text)
-{
-    std::string result;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            result += "&amp;";
-            break;
-        case '<':
-            result += "&lt;";
-            break;
-        case '>':
-            result += "&gt;";
-            break;
-        case '"':
-            result += "&quot;";
-            break;
-        case '\'':
-            result += "&#39;";
-            break;
-        default:
-            result += c;
-        }
-    }
-    return result;
-}
 
 std::string cell(const std::string& content)
 {
@@ -104,7 +77,7 @@ std::string section(const Report& report, const Section& section)
     }
     std::string rows;
     for (const Line& line : section.lines) {
-        rows += row(report, escaped(name_text(line.name)), line.amount, most);
+        rows += row(report, markup_of(name_text(line.name)), line.amount, most);
     }
     if (section.others.records > 0) {
         rows += row(report, "(others)", section.others, most);
@@ -248,7 +221,7 @@ std::string phases(const Report& report)
 
 std::string page_of(const Report& report)
 {
-    const std::string title = "Who writes how much: " + escaped(report.source);
+    const std::string title = "Who writes how much: " + markup_of(report.source);
     std::string text = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\"/>\n"
                        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n"
                        "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
