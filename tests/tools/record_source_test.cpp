@@ -1,10 +1,14 @@
 // Records come from files that grow, are rotated and emptied: each of them once.
 #include "records/source.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
+#include <sys/stat.h>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -17,6 +21,22 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+
+namespace {
+
+/// What happens at the next look at the state of a file.
+std::function<void()> at_next_look;
+
+}  // namespace
+
+/// In place of the C library's.
+int stat(const char* path, struct stat* status)
+{
+    if (at_next_look) {
+        std::exchange(at_next_look, nullptr)();
+    }
+    return fstatat(AT_FDCWD, path, status, 0);
+}
 
 namespace {
 
@@ -134,6 +154,32 @@ FRESH_TEST(RecordSource, FollowsOverSeveralRotations)
     }
     std::filesystem::create_directory(kLog);
     EXPECT_THAT(now(*source), IsEmpty());
+}
+
+FRESH_TEST(RecordSource, ReadsWhatIsWrittenInTheMomentOfARotation)
+{
+    write_file(kLog, "a\n");
+    const auto source = open_source({.files = {kLog}, .follow = true});
+    EXPECT_THAT(now(*source), ElementsAre("a"));
+    std::ofstream writer(kLog, std::ios::app);
+    at_next_look = [&] {
+        std::filesystem::rename(kLog, "/tmp/log.1");
+        writer << "b\n" << std::flush;
+        write_file(kLog, "c\n");
+    };
+    EXPECT_THAT(now(*source), ElementsAre("b", "c"));
+}
+
+FRESH_TEST(RecordSource, NothingIsLeftOfAJournalThatIsEmptied)
+{
+    // The length of a value, cut short: it takes eight bytes.
+    write_file(kLog, std::string("__CURSOR=a\nMESSAGE\n\5\0\0", 22));
+    const auto source = open_source({.files = {kLog}, .follow = true});
+    EXPECT_THAT(now(*source), IsEmpty());
+    std::filesystem::resize_file(kLog, 0);
+    EXPECT_THAT(now(*source), ElementsAre(""));
+    append(kLog, "__CURSOR=b\nMESSAGE=new\n\n");
+    EXPECT_THAT(now(*source), ElementsAre("new"));
 }
 
 FRESH_TEST(RecordSource, FollowsAFileThatIsEmptied)
