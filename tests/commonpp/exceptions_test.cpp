@@ -148,6 +148,9 @@ FRESH_TEST(CommonppExceptions, CancelledThreadStillWaitsInADestructor)
     EXPECT_TRUE(inner_done.load());
 }
 
+// ThreadSanitizer does not know that a thread may be cancelled while it waits in pthread_join(3),
+// and says that it has ended "with ignores enabled".
+#ifndef HARNESS_THREAD_SANITIZER
 FRESH_TEST(CommonppExceptions, CancelledJoinLeavesTheThreadToOthers)
 {
     Flag go;
@@ -169,6 +172,7 @@ FRESH_TEST(CommonppExceptions, CancelledJoinLeavesTheThreadToOthers)
     EXPECT_EQ(inner.join(&result), commonpp::status::success);
     EXPECT_EQ(result, &answer);
 }
+#endif
 
 FRESH_TEST(CommonppExceptions, TimersDestructorIsNoCancellationPoint)
 {
