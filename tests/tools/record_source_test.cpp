@@ -161,10 +161,9 @@ FRESH_TEST(RecordSource, ReadsWhatIsWrittenInTheMomentOfARotation)
     write_file(kLog, "a\n");
     const auto source = open_source({.files = {kLog}, .follow = true});
     EXPECT_THAT(now(*source), ElementsAre("a"));
-    std::ofstream writer(kLog, std::ios::app);
-    at_next_look = [&] {
+    at_next_look = [] {
         std::filesystem::rename(kLog, "/tmp/log.1");
-        writer << "b\n" << std::flush;
+        append("/tmp/log.1", "b\n");
         write_file(kLog, "c\n");
     };
     EXPECT_THAT(now(*source), ElementsAre("b", "c"));
