@@ -6,8 +6,8 @@ comment that begins with "private" to one that says "public" or to the end, is l
 
 Markdown: pages and headings get names that links can lead to; links to other pages become
 references, links to other files lead to their copies in the manual (tools/docs/finish_html.py makes
-these); a line "<!-- pages: PATTERN -->" becomes the list of the pages that fit, and the pages of the
-guide become parts of its first one.
+these), pictures are beside the pages; a line "<!-- pages: PATTERN -->" becomes the list of the
+pages that fit, and the pages of the guide become parts of its first one.
 
 usage: prepare.py FOLDER FILE...
 """
@@ -18,6 +18,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 LINK = re.compile(r"(?<!!)\[([^][]+)\]\(([^()\s]+)\)")
+IMAGE = re.compile(r"(!\[[^][]*\])\((?:[^()\s]*/)?([^()\s/]+)\)")
 GUIDE = "docs/guide/index.md"
 TITLES = {"README.md": "About the library"}  # the start of the manual has the name of the library
 RECORDS = re.compile(r"(`[^`]*`|\[[^]]*\])|\b(State|Map)\b")  # words that are names of records, too
@@ -97,6 +98,7 @@ def markdown(path, lines):
         elif fenced:
             yield line
         else:
+            line = IMAGE.sub(r"\1(\2)", line)
             yield unlinked(LINK.sub(lambda found: linked(path, found[1], found[2]), line))
 
 

@@ -43,6 +43,7 @@ def test_prepare():
     links = {"[a](01_b.md)": "[a](@ref guide_01_b)", "[a](../abi.md#in-short)": "[a](@ref abi-in-short)",
              "[a](#here)": "[a](@ref guide_02_c-here)", "[a](../../LICENSE)": "[a](files/LICENSE.txt)",
              "[a](https://a.b/c)": "[a](https://a.b/c)", "![a](p.svg)": "![a](p.svg)",
+             "![a b](../p.png)": "![a b](p.png)",
              "a State, `State`, Mapped": "a %State, `State`, Mapped"}
     for text, expected in links.items():
         check(text, markdown("docs/guide/02_c.md", text), expected)
