@@ -70,7 +70,7 @@ public:
             length < end ? std::strtoul(buffer_.c_str() + length + 16, nullptr, 10) : 0;
         while (end != buffer_.npos && buffer_.size() < end + 4 + body && receive()) {
         }
-        const std::string text = buffer_.substr(0, end == buffer_.npos ? end : end + 4 + body);
+        std::string text = buffer_.substr(0, end == buffer_.npos ? end : end + 4 + body);
         buffer_.erase(0, text.size());
         return text;
     }

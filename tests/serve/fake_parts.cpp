@@ -26,7 +26,7 @@ std::string change;
 std::string next_field(std::string_view& rest, std::string_view mark)
 {
     const auto end = rest.find(mark);
-    const std::string field(rest.substr(0, end));
+    std::string field(rest.substr(0, end));
     rest.remove_prefix(end == rest.npos ? rest.size() : end + mark.size());
     return field;
 }

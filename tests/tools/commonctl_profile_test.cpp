@@ -12,9 +12,7 @@
 #include "profile_records.h"
 
 using namespace commonctl::profile;
-using commonctl::kNoTime;
 using commonctl::Record;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Le;

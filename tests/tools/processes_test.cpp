@@ -115,7 +115,7 @@ TEST(CommonctlProcesses, SettingsComeFromFilesThenTheEnvironment)
         const std::string later = "99999999999";
         add(processes, "12", {.name = "my player\n", .started = later});
         const std::string environ("PATH=/\0COMMON_LOG_LEVEL=Error\0XCOMMON_LOG_LEVEL=Note\0"
-                                  "COMMON_LOG_PEAKLOAD_CONTROL=On",
+                                  "COMMON_LOG_PEAKLOAD_CONTROL=On\0",
                                   84);
         add(processes, "13", {.environ = environ, .started = later});
         const auto found = find_processes();

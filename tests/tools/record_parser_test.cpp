@@ -29,7 +29,7 @@ using commonctl::Record;
 namespace {
 
 /// The seconds of 2026-11-22T03:04:05Z, and the same as records show them.
-constexpr std::int64_t kMoment = 20779 * std::int64_t{86400} + 3 * 3600 + 4 * 60 + 5;
+constexpr std::int64_t kMoment = ((std::int64_t{20779} * 24 + 3) * 60 + 4) * 60 + 5;
 
 /// The last 03:04:05 of a November 22: what a date without a year means, but for a day.
 std::int64_t last_november_22()
@@ -288,6 +288,12 @@ TEST(RecordParser, LinesOfOthersAreForeign)
 
 TEST(RecordParser, WhatFitsNowhereIsTheMessageOfAForeignRecord)
 {
+    const char* const large_pid =
+        "[20779.03:04:05.000000042] PID: 4294967296, TID: 1, Proc: p, Level: Info, Zone: z, "
+        "File: f, Func: g, Line: 1, Message: m";
+    const char* const negative_pid =
+        "[20779.03:04:05.000000042] PID: -1, TID: 1, Proc: p, Level: Info, Zone: z, File: f, "
+        "Func: g, Line: 1, Message: m";
     for (const std::string line :
          {"",
           " ",
@@ -318,10 +324,8 @@ TEST(RecordParser, WhatFitsNowhereIsTheMessageOfAForeignRecord)
           "[-20779.03:04:05.000000042], Z, 1, p, 1, Info, f, g 1, m",
           "[20779.03:04:05.000000042], Z, 2147483648, p, 1, Info, f, g 1, m",
           "[20779.03:04:05.000000042], Z, 1, p, 1, Info, f, g 99999999999999999999, m",
-          "[20779.03:04:05.000000042] PID: 4294967296, TID: 1, Proc: p, Level: Info, Zone: z, "
-          "File: f, Func: g, Line: 1, Message: m",
-          "[20779.03:04:05.000000042] PID: -1, TID: 1, Proc: p, Level: Info, Zone: z, File: f, "
-          "Func: g, Line: 1, Message: m"}) {
+          large_pid,
+          negative_pid}) {
         const KeptRecord kept = parsed(line);
         EXPECT_EQ(kept.record().layout, Layout::Foreign) << line;
         EXPECT_EQ(kept.record().raw, line);

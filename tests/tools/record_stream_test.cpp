@@ -110,7 +110,7 @@ FRESH_TEST(RecordStream, LongFieldsOfTheJournalAreCut)
 {
     const std::size_t most = std::size_t{256} * 1024;
     const std::string length("\x00\x00\x20\x00\x00\x00\x00\x00", 8);  // 2 MiB
-    write_file(kLog, "__CURSOR=1\nMESSAGE\n" + length + std::string(2 * 1024 * 1024, 'x') +
+    write_file(kLog, "__CURSOR=1\nMESSAGE\n" + length + std::string(std::size_t{2} << 20, 'x') +
                          "\n\n__CURSOR=2\nMESSAGE=short\n\n__CURSOR=3\nMESSAGE\n" +
                          std::string(8, '\xff') + "to the end");
     EXPECT_THAT(all({.files = {kLog}}), ElementsAre(std::string(most, 'x'), "short", "to the end"));

@@ -20,7 +20,7 @@ using commonctl::TimeReader;
 namespace {
 
 /// The seconds of 2026-11-22T03:04:05Z.
-constexpr std::int64_t kMoment = 20779 * std::int64_t{86400} + 3 * 3600 + 4 * 60 + 5;
+constexpr std::int64_t kMoment = ((std::int64_t{20779} * 24 + 3) * 60 + 4) * 60 + 5;
 
 std::int64_t time_of(const std::string& line)
 {
@@ -71,7 +71,7 @@ TEST(RecordTime, DatesWithoutAYearAreOfThePast)
     setenv("TZ", "UTC", 1);
     const std::time_t now = std::time(nullptr);
     for (const int days : {0, -1, -30, 5, 30}) {
-        const std::time_t then = now + days * 86400;
+        const std::time_t then = now + days * std::time_t{86400};
         char text[40];
         tm parts{};
         gmtime_r(&then, &parts);
@@ -100,7 +100,7 @@ TEST(RecordTime, DatesWithoutAYearAreOfThePast)
 
 TEST(RecordTime, CalendarAgreesWithTheCLibrarys)
 {
-    for (std::time_t day = 0; day < 292 * 365; ++day) {
+    for (std::time_t day = 0; day < std::time_t{292} * 365; ++day) {
         const std::time_t second = day * 86400;
         tm parts{};
         gmtime_r(&second, &parts);

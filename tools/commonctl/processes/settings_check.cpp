@@ -122,7 +122,7 @@ private:
     {
         const CheckedLine& line = lines_[index];
         const std::string start = words_for(line.at_start, line.text) + overridden(index, true);
-        const std::string again = words_for(line.read_again, line.text) + overridden(index, false);
+        std::string again = words_for(line.read_again, line.text) + overridden(index, false);
         if (!reads(true) || start == again) {
             return again;
         }

@@ -15,7 +15,7 @@ namespace commonctl {
 namespace {
 
 /// A settings file has some ten lines.
-constexpr off_t kMostBytes = 64 * 1024;
+constexpr off_t kMostBytes = off_t{64} * 1024;
 
 /// Seconds after which whoever was writing a file is taken to be dead.
 constexpr std::int64_t kGivenUp_s = 10;

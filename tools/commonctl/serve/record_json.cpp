@@ -7,7 +7,7 @@
 namespace commonctl {
 namespace {
 
-constexpr std::size_t kLongestText = 8 * 1024;
+constexpr std::size_t kLongestText = 8192;
 
 std::string cut(std::string_view text)
 {

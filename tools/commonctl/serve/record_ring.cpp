@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kOverhead = sizeof(std::string) + 16;
 
 /// An answer is not longer than this and a record.
-constexpr std::size_t kBatchBytes = 2 * 1024 * 1024;
+constexpr std::size_t kBatchBytes = std::size_t{2} << 20;
 
 }  // namespace
 

@@ -18,7 +18,7 @@ namespace commonctl {
 class RecordRing {
 public:
     /// @param records, bytes how much is kept at most.
-    explicit RecordRing(std::size_t records = 100'000, std::size_t bytes = 96 * 1024 * 1024);
+    explicit RecordRing(std::size_t records = 100'000, std::size_t bytes = std::size_t{96} << 20);
 
     /// Adds a record, for the price of the oldest ones. Who waits is told by announce().
     void add(const Record& record);
