@@ -57,7 +57,7 @@ bool take_offset(std::string_view text, std::size_t& at, std::int64_t& seconds)
     }
     const int hours = two_digits(text, at + 1);
     const int minutes = two_digits(text, at + 4);
-    seconds = (hours * 60 + minutes) * 60 * (text[at] == '-' ? -1 : 1);
+    seconds = std::int64_t{60} * (hours * 60 + minutes) * (text[at] == '-' ? -1 : 1);
     at += kSize;
     return hours >= 0 && hours < 24 && minutes >= 0 && minutes < 60;
 }
