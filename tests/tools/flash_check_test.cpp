@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <linux/capability.h>
+#include <set>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -34,7 +35,7 @@ namespace {
 using Words = std::vector<std::string>;
 
 /// What there is on the target: the entries of its partitions and devices with the times of their
-/// last changes, and its processes.
+/// last changes. A driver's devices are gone when it has ended.
 std::string state_of_target()
 {
     std::string all;
@@ -48,9 +49,18 @@ std::string state_of_target()
             all += it->path().string() + " " + std::to_string(changed.count()) + "\n";
         }
     }
+    return all;
+}
+
+/// The ids of the target's processes.
+std::set<std::string> processes_of_target()
+{
+    std::set<std::string> all;
     for (const auto& process : std::filesystem::directory_iterator("/proc")) {
         const std::string name = process.path().filename();
-        all += name.find_first_not_of("0123456789") == std::string::npos ? name + "\n" : "";
+        if (name.find_first_not_of("0123456789") == std::string::npos) {
+            all.insert(name);
+        }
     }
     return all;
 }
@@ -83,9 +93,15 @@ Outcome check(const Words& arguments, const std::function<void()>& prepare = {})
                 prepare();
             }
             const std::string before = state_of_target();
+            const auto processes = processes_of_target();
             const int ended = run_tool(arguments);
-            if (state_of_target() != before) {
-                std::printf("something has changed:\n%s", before.c_str());
+            if (const std::string after = state_of_target(); after != before) {
+                std::printf("something has changed:\n%sis now:\n%s", before.c_str(), after.c_str());
+            }
+            // A command that started the target may still be ending, but nothing has been started.
+            if (const auto now = processes_of_target();
+                !std::includes(processes.begin(), processes.end(), now.begin(), now.end())) {
+                std::printf("a process was left\n");
             }
             return ended;
         });

@@ -40,6 +40,23 @@ TEST(CommonctlLevel, AProcessThatLooksAndDoesNotLogIsToldSo)
     });
 }
 
+TEST(CommonctlLevel, WhoeverElseLooksIsNotTakenForTheProcess)
+{
+    executed(looking(), [] {
+        const pid_t onlooker = fork();
+        if (onlooker == 0) {
+            for (;;) {
+                commonctl("level");
+                commonctl("settings --pid " + std::to_string(getppid()));
+            }
+        }
+        EXPECT_TRUE(wait_until([&] { return level("").status == 0; }));
+        EXPECT_THAT(level("Debug").text, HasSubstr(" is written; the process reads it when"));
+        EXPECT_EQ(kill(onlooker, SIGKILL), 0);
+        EXPECT_EQ(waitpid(onlooker, nullptr, 0), onlooker);
+    });
+}
+
 TEST(CommonctlLevel, AProcessThatDoesNotLookIsToldSoWithTheRemedy)
 {
     const struct {

@@ -74,7 +74,8 @@ std::string content_of(const std::string& path)
     if (path == "-") {
         return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
     }
-    auto content = read_file(path, SIZE_MAX);
+    auto content = path.find(kSettingsFolder) == std::string::npos ? read_file(path, SIZE_MAX)
+                                                                   : look_into(path, SIZE_MAX);
     if (!content && errno == EINVAL) {
         throw std::runtime_error(path + " is no regular file: processes do not read it");
     }

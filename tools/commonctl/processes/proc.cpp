@@ -16,6 +16,8 @@
 namespace commonctl {
 namespace {
 
+constexpr int kFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+
 bool is_number(const std::string& text)
 {
     return !text.empty() && std::all_of(text.begin(), text.end(),
@@ -46,6 +48,33 @@ std::int64_t nanoseconds(clockid_t clock)
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
+/// Reads all of a regular file, and closes it.
+std::optional<std::string> content_of(int fd, std::size_t most)
+{
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    std::string content;
+    struct stat status {};
+    ssize_t length = -1;
+    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+    } else {
+        char buffer[4096];
+        while (content.size() < most && (length = read(fd, buffer, sizeof buffer)) > 0) {
+            content.append(buffer, static_cast<std::size_t>(length));
+        }
+    }
+    const int error = errno;
+    close(fd);
+    errno = error;
+    if (length < 0) {
+        return std::nullopt;
+    }
+    content.resize(std::min(content.size(), most));
+    return content;
+}
+
 }  // namespace
 
 std::string proc_folder(pid_t pid)
@@ -71,29 +100,15 @@ std::vector<pid_t> all_processes()
 
 std::optional<std::string> read_file(const std::string& path, std::size_t most)
 {
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-    if (fd < 0) {
-        return std::nullopt;
-    }
-    std::string content;
-    struct stat status {};
-    ssize_t length = -1;
-    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-        errno = EINVAL;
-    } else {
-        char buffer[4096];
-        while (content.size() < most && (length = read(fd, buffer, sizeof buffer)) > 0) {
-            content.append(buffer, static_cast<std::size_t>(length));
-        }
-    }
-    const int error = errno;
-    close(fd);
-    errno = error;
-    if (length < 0) {
-        return std::nullopt;
-    }
-    content.resize(std::min(content.size(), most));
-    return content;
+    return content_of(open(path.c_str(), O_RDONLY | kFlags), most);
+}
+
+std::optional<std::string> look_into(const std::string& path, std::size_t most)
+{
+    // Who reads a file has closed it without having been able to write. Nothing is written here,
+    // and no link is followed to something that writing concerns.
+    const int fd = open(path.c_str(), O_RDWR | O_NOFOLLOW | kFlags);
+    return fd >= 0 ? content_of(fd, most) : read_file(path, most);
 }
 
 std::optional<std::uint64_t> start_ticks(pid_t pid)

@@ -21,6 +21,10 @@ std::vector<pid_t> all_processes();
 /// @param most bytes to read; a longer file is cut.
 std::optional<std::string> read_file(const std::string& path, std::size_t most = 1u << 20);
 
+/// The same for a settings file that processes look for. Who waits for one of them to read it
+/// (ReadWatch) does not take this for that.
+std::optional<std::string> look_into(const std::string& path, std::size_t most = 1u << 20);
+
 /// Clock ticks from the boot to the start of a process, which tell it from a later one of the same
 /// id: nothing when there is none.
 std::optional<std::uint64_t> start_ticks(pid_t pid);

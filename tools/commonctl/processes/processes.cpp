@@ -45,7 +45,7 @@ void evaluate(Process& process)
     const bool shared_is_newer = has_shared && shared.st_mtime > started_s;
 
     LogSettings& settings = process.settings;
-    const auto at_start = has_shared && !shared_is_newer ? read_file(root + kSharedFile)
+    const auto at_start = has_shared && !shared_is_newer ? look_into(root + kSharedFile)
                                                          : std::optional<std::string>();
     const auto configured = at_start ? at_start : read_file(root + kConfiguredFile);
     take_in_file(settings, configured.value_or(""), Reading::AtStart);
@@ -61,7 +61,7 @@ void evaluate(Process& process)
         process.stale_file = own_file;
     }
     if (settings.looks() && (has_own || shared_is_newer)) {
-        take_in_file(settings, read_file(root + process.settings_file).value_or(""),
+        take_in_file(settings, look_into(root + process.settings_file).value_or(""),
                      Reading::Again);
     }
 }

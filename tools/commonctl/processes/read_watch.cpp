@@ -12,7 +12,7 @@ ReadWatch::ReadWatch(const SettingsFolder& folder, std::string name)
     : name_(std::move(name)), fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK))
 {
     const std::string path = "/proc/self/fd/" + std::to_string(folder.fd());
-    inotify_add_watch(fd_.get(), path.c_str(), IN_OPEN | IN_CLOSE_NOWRITE | IN_MOVED_TO);
+    inotify_add_watch(fd_.get(), path.c_str(), IN_OPEN | IN_CLOSE | IN_MOVED_TO);
 }
 
 void ReadWatch::take_events()
@@ -29,8 +29,9 @@ void ReadWatch::take_events()
                 in_place_ = true;
             } else if (in_place_ && (event->mask & IN_OPEN) != 0) {
                 ++opened_;
-            } else if (opened_ > read_) {
-                ++read_;
+            } else if (opened_ > 0) {
+                --opened_;
+                read_ += (event->mask & IN_CLOSE_NOWRITE) != 0 ? 1 : 0;
             }
         }
     }

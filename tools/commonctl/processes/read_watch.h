@@ -11,7 +11,7 @@
 namespace commonctl {
 
 /// Watches for readers of one file of a folder. Made before the file is put in place; reads of the
-/// file that was there before do not count.
+/// file that was there before do not count, nor do those of look_into().
 class ReadWatch {
 public:
     ReadWatch(const SettingsFolder& folder, std::string name);
@@ -28,7 +28,7 @@ private:
     std::string name_;
     Descriptor fd_;
     bool in_place_ = false;
-    std::size_t opened_ = 0;
+    std::size_t opened_ = 0;  ///< and not closed yet
     std::size_t read_ = 0;
 };
 
