@@ -34,8 +34,8 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-/// What there is on the target: the entries of its partitions and devices with the times of their
-/// last changes. A driver's devices are gone when it has ended.
+/// What there is on the target: the entries of its partitions with the times of their last changes,
+/// and its devices. A driver's devices are gone when it has ended.
 std::string state_of_target()
 {
     std::string all;
@@ -45,8 +45,14 @@ std::string state_of_target()
         for (std::filesystem::recursive_directory_iterator it(folder, skip, error), end;
              !error && it != end; it.increment(error)) {
             std::error_code gone;
-            const auto changed = std::filesystem::last_write_time(*it, gone).time_since_epoch();
-            all += it->path().string() + " " + std::to_string(changed.count()) + "\n";
+            all += it->path().string() + "\n";
+            // Terminals are the machine's, and others write to them.
+            if (const auto kind = it->symlink_status(gone).type();
+                kind == std::filesystem::file_type::regular ||
+                kind == std::filesystem::file_type::directory) {
+                const auto changed = std::filesystem::last_write_time(*it, gone).time_since_epoch();
+                all += "    " + std::to_string(changed.count()) + "\n";
+            }
         }
     }
     return all;
