@@ -67,7 +67,7 @@ std::vector<std::string> libraries_found()
 {
     std::vector<std::string> libraries;
     for (const Process& process : find_processes()) {
-        libraries.push_back(process.library);
+        libraries.push_back(process.mapped_library);
     }
     return libraries;
 }
@@ -267,7 +267,8 @@ TEST(CommonctlProcesses, ALevelIsChangedByOneCall)
 
 TEST(CommonctlProcesses, AreShownWithWhatIsStrangeAboutThem)
 {
-    Process process{.pid = 12, .name = "my\033player", .library = "/lib/libcommon.so.1 (deleted)"};
+    Process process{
+        .pid = 12, .name = "my\033player", .mapped_library = "/lib/libcommon.so.1 (deleted)"};
     process.environment = {"COMMON_LOG_LEVEL=\033[2J\xff"};
     process.why_not = "why";
     process.stale_file = "/tmp/common/log/settings_12.txt";

@@ -48,8 +48,8 @@ std::string text_of(const Process& process)
         text += remark(process.stale_file +
                        " is older than the process; \"commonctl level --clean\" removes it");
     }
-    if (process.library.ends_with(" (deleted)")) {
-        text += remark("its library has been replaced since it started: " + process.library);
+    if (process.mapped_library.ends_with(" (deleted)")) {
+        text += remark("its library has been replaced since it started: " + process.mapped_library);
     }
     for (const std::string& variable : process.environment) {
         text += remark(variable);
@@ -63,7 +63,7 @@ std::string json_of(const Process& process)
     const LogSettings& settings = process.settings;
     Json json{{"pid", process.pid},
               {"name", process.name},
-              {"library", process.library},
+              {"library", process.mapped_library},
               {"environment", process.environment},
               {"settings_file", process.settings_file},
               {"stale_file", process.stale_file},

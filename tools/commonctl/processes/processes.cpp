@@ -91,7 +91,7 @@ std::optional<Process> look(pid_t pid)
     if (!started || !library || !name) {
         return std::nullopt;
     }
-    Process process{.pid = pid, .name = *name, .library = *library};
+    Process process{.pid = pid, .name = *name, .mapped_library = *library};
     if (process.name.ends_with('\n')) {
         process.name.pop_back();
     }

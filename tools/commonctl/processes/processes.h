@@ -16,8 +16,8 @@ namespace commonctl {
 /// sets by calls is not seen from outside.
 struct Process {
     pid_t pid = -1;
-    std::string name{};     ///< as the kernel has it (/proc/PID/comm)
-    std::string library{};  ///< path of the library that it has mapped
+    std::string name{};            ///< as the kernel has it (/proc/PID/comm)
+    std::string mapped_library{};  ///< path of the library
     /// Settings that it started with (COMMON_LOG_ variables of its environment), "NAME=value".
     std::vector<std::string> environment{};
     /// The file that it reads when it looks; empty when there is none.

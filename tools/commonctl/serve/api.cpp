@@ -61,7 +61,7 @@ json json_of(const Process& process)
 {
     return {{"pid", process.pid},
             {"name", process.name},
-            {"library", process.library},
+            {"library", process.mapped_library},
             {"environment", process.environment},
             {"settings_file", process.settings_file},
             {"level", process.level ? json(*process.level) : json(nullptr)},
