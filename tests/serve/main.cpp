@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "subcommand.h"
+#include "command_line.h"
 #include "subcommands.h"
 
 int main(int argc, char** argv)

@@ -9,7 +9,9 @@
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -29,19 +31,34 @@ using testing::Not;
 
 namespace {
 
-/// Connections that cannot be accepted, still to come.
+/// Connections that cannot be accepted, and ports that cannot be had, still to come.
 std::atomic<int> accepts_to_fail = 0;
+std::atomic<int> binds_to_fail = 0;
+
+bool fails(std::atomic<int>& left)
+{
+    return left > 0 && left.fetch_sub(1) > 0;
+}
 
 }  // namespace
 
-/// In place of the C library's, for the server's library.
+// In place of the C library's, for the server's library.
 extern "C" int accept(int fd, sockaddr* address, socklen_t* size)
 {
-    if (accepts_to_fail > 0 && accepts_to_fail.fetch_sub(1) > 0) {
+    if (fails(accepts_to_fail)) {
         errno = ENFILE;
         return -1;
     }
     return accept4(fd, address, size, 0);
+}
+
+extern "C" int bind(int fd, const sockaddr* address, socklen_t size) noexcept
+{
+    if (fails(binds_to_fail)) {
+        errno = EADDRINUSE;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_bind, fd, address, size));
 }
 
 namespace {
@@ -389,9 +406,11 @@ TEST(Serve, GoesOnWhenAConnectionCannotBeAccepted)
 {
     const Bench bench;
     accepts_to_fail = 1;
+    binds_to_fail = 2;  // somebody else has the port meanwhile
     const Client unlucky(bench.server.port());
     EXPECT_EQ(unlucky.rest(), "");
     EXPECT_TRUE(harness::wait_until([&] { return is_open(bench.server.port()); }));
+    EXPECT_EQ(binds_to_fail, 0);
     EXPECT_EQ(bench.get("/api/rates")["total"], 0);
 }
 

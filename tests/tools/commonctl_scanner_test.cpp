@@ -1,5 +1,6 @@
 // The sub-commands on the media scanner: eight of them write at once, in all layouts, to a real log
 // daemon, rsyslogd, and a ninth process writes each level in each layout.
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <map>

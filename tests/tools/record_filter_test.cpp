@@ -10,7 +10,7 @@
 #include "common_log.h"
 #include "records/pattern.h"
 #include "records/time_text.h"
-#include "subcommand.h"
+#include "usage.h"
 
 using namespace commonctl;
 using testing::HasSubstr;

@@ -1,4 +1,5 @@
 // What the tool says of settings files.
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -125,6 +126,15 @@ TEST(CommonctlSettings, ReadsStandardInputAndTheUsualFiles)
                              ": read at the start of a process\n"
                              "    1  COMMON_LOG_FORMAT=All  sets COMMON_LOG_FORMAT to All\n" +
                              kShared + ": there is none\n");
+}
+
+TEST(CommonctlSettings, ALinkIsFollowedAsProcessesFollowIt)
+{
+    const FreshSetup setup{
+        .files = {{"/tmp/common/log/other.txt", "COMMON_LOG_LEVEL=Warn\n"}},
+        .open_log_socket = false,
+        .prepare = [] { std::filesystem::create_symlink("other.txt", kShared); }};
+    EXPECT_THAT(settings({}, setup).out, HasSubstr("sets COMMON_LOG_LEVEL to Warn\n"));
 }
 
 TEST(CommonctlSettings, HostileBytesDoNotReachTheTerminal)

@@ -4,7 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <common/common_version.h>
 
-#include "subcommand.h"
+#include "command_line.h"
 
 namespace commonctl {
 namespace {

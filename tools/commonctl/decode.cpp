@@ -6,7 +6,7 @@
 #include "codes/streams.h"
 #include "codes/variant_json.h"
 #include "codes/variant_text.h"
-#include "subcommand.h"
+#include "command_line.h"
 #include "subcommands.h"
 #include "terminal.h"
 

@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 
 #include "codes/streams.h"
+#include "command_line.h"
 #include "flash/check.h"
-#include "subcommand.h"
 #include "subcommands.h"
 #include "terminal.h"
 

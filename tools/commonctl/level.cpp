@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "command_line.h"
 #include "processes/level_change.h"
 #include "processes/proc.h"
 #include "processes/process_text.h"
-#include "subcommand.h"
 #include "subcommands.h"
 
 namespace commonctl {

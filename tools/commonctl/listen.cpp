@@ -6,10 +6,10 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "command_line.h"
 #include "listen_socket.h"
 #include "private_root.h"
 #include "record_printer.h"
-#include "subcommand.h"
 #include "subcommands.h"
 #include "watched_command.h"
 

@@ -6,11 +6,11 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "command_line.h"
 #include "records/filter.h"
 #include "records/format.h"
 #include "records/source.h"
 #include "records/time_text.h"
-#include "subcommand.h"
 #include "subcommands.h"
 #include "terminal.h"
 #include "watched_command.h"

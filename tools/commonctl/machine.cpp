@@ -1,6 +1,6 @@
 #include "codes/streams.h"
+#include "command_line.h"
 #include "diagram/recording.h"
-#include "subcommand.h"
 #include "subcommands.h"
 
 namespace commonctl {

@@ -5,7 +5,7 @@
 
 #include "codes/names.h"
 #include "codes/streams.h"
-#include "subcommand.h"
+#include "command_line.h"
 #include "subcommands.h"
 #include "terminal.h"
 

@@ -7,9 +7,9 @@
 #include <poll.h>
 #include <system_error>
 
+#include "command_line.h"
 #include "records/source.h"
 #include "serve/page_server.h"
-#include "subcommand.h"
 #include "subcommands.h"
 #include "watched_command.h"
 

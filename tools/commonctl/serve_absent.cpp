@@ -1,7 +1,7 @@
 // commonctl serve, where there is no library to serve with.
 #include <stdexcept>
 
-#include "subcommand.h"
+#include "command_line.h"
 #include "subcommands.h"
 
 namespace commonctl {

@@ -9,11 +9,11 @@
 #include <sys/stat.h>
 #include <system_error>
 
+#include "command_line.h"
 #include "processes/proc.h"
 #include "processes/processes.h"
 #include "processes/settings_check.h"
 #include "processes/settings_files.h"
-#include "subcommand.h"
 #include "subcommands.h"
 #include "terminal.h"
 

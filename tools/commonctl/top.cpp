@@ -7,10 +7,10 @@
 #include <optional>
 #include <system_error>
 
+#include "command_line.h"
 #include "profile/live.h"
 #include "profile/report.h"
 #include "records/source.h"
-#include "subcommand.h"
 #include "subcommands.h"
 #include "terminal.h"
 
