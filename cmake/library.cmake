@@ -102,7 +102,8 @@ target_compile_options(
           -fno-semantic-interposition
           -ftls-model=initial-exec
           $<$<CXX_COMPILER_ID:GNU>:-fno-align-jumps>
-          $<$<CXX_COMPILER_ID:GNU>:-fno-reorder-blocks-and-partition>)
+          $<$<CXX_COMPILER_ID:GNU>:-fno-reorder-blocks-and-partition>
+          ${COMMON_LIBRARY_OPTIONS})
 
 # Calls of the C library that take as long as the jump to them: straight through the address table,
 # not by way of a stub. Everywhere else the stubs stay, as what they lead to is looked up when it is
@@ -173,8 +174,8 @@ set_target_properties(
              SOVERSION ${PROJECT_VERSION_MAJOR}
              LINK_DEPENDS ${COMMON_EXPORTS})
 target_link_options(common PRIVATE ${COMMON_LINK_OPTIONS})
-# Whatever needs more than the C library fails to link. Sanitizers bring libraries of their own.
-if(NOT COMMON_SANITIZE)
+# Whatever needs more than the C library fails to link. Instrumented code brings libraries of its own.
+if(NOT COMMON_INSTRUMENTED)
   target_link_options(common PRIVATE -nodefaultlibs -Wl,--no-undefined)
   target_link_libraries(common PRIVATE -lc -lgcc)
   # On 32-bit ARM, unwind tables name functions of this library, which comes with the C library there.

@@ -109,6 +109,9 @@ function(common_add_test name)
   endif()
 
   set(properties TIMEOUT 120)
+  if(CMAKE_CROSSCOMPILING) # under an emulator
+    set(properties TIMEOUT 1200)
+  endif()
   if(arg_THREADS)
     list(APPEND properties LABELS threads)
     add_dependencies(thread_tests ${name})

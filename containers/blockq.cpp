@@ -178,9 +178,9 @@ uint32_t BlockQ_Peek(BlockQ* q, void* dst, uint32_t len)
 
 int32_t BlockQ_Flush(BlockQ* q)
 {
-    pthread_mutex_lock(&q->bufferMutex);
+    const bool is_held = pthread_mutex_lock(&q->bufferMutex) == 0;
     ringBufFlush(&q->ring);
-    return pthread_mutex_unlock(&q->bufferMutex);
+    return is_held ? pthread_mutex_unlock(&q->bufferMutex) : 0;
 }
 
 uint32_t BlockQ_Size(BlockQ* q)

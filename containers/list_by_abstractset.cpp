@@ -179,9 +179,10 @@ LIST LIST_Copy(LIST source)
         return copy;
     }
     while (LIST_IsEnd(source) == 0) {
-        if (LIST_PushBack(copy, LIST_Get(source)) == 0 || LIST_IndexNext(source) == 0) {
+        if (LIST_PushBack(copy, LIST_Get(source)) == 0) {
             return copy;
         }
+        LIST_IndexNext(source);
     }
     // Oddity: the wrong way round: callers rely on the null, and on the values being freed by the
     // deletion, because the copy has no release function. Test:

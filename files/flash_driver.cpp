@@ -19,8 +19,7 @@ bool is_up(const Driver& driver) noexcept
 {
     const UncancelledScope uncancelled;
     glob_t paths{};
-    const bool found =
-        glob(driver.devices, GLOB_NOSORT, nullptr, &paths) == 0 && paths.gl_pathc > 0;
+    const bool found = glob(driver.devices, GLOB_NOSORT, nullptr, &paths) == 0;
     globfree(&paths);
     return found;
 }

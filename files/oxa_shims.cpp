@@ -15,7 +15,8 @@
 namespace common::shims {
 namespace {
 
-static_assert(std::endian::native == std::endian::little);
+static_assert(std::endian::native == std::endian::little,
+              "the conversions and serialised data are those of a little-endian machine");
 
 constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
 

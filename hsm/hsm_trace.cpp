@@ -46,6 +46,12 @@ std::uint32_t place_of(HsmRecorder& recorder, HsmEngine engine, const void* stat
     return recorder.stateCount++;
 }
 
+/// Stays at the largest number: a machine that runs for months must not look as if it never had.
+void count_one(std::uint32_t& counter) noexcept
+{
+    counter += counter != UINT32_MAX ? 1 : 0;
+}
+
 /// Whether a transition that was seen before is this one.
 bool is_same(const HsmSeenTransition& seen, const HsmSeenTransition& other) noexcept
 {
@@ -75,17 +81,17 @@ void record(HsmTrace* trace, const HsmTransition* transition) noexcept
                                    .eventName =
                                        has_name ? recorder.eventName(transition->event) : nullptr};
     if (wanted.from == HsmRecorderNone || wanted.to == HsmRecorderNone) {
-        ++recorder.dropped;
+        count_one(recorder.dropped);
         return;
     }
     for (std::uint32_t i = 0; i < recorder.transitionCount; ++i) {
         if (is_same(recorder.transitions[i], wanted)) {
-            ++recorder.transitions[i].count;
+            count_one(recorder.transitions[i].count);
             return;
         }
     }
     if (recorder.transitionCount == HsmRecorderTransitions) {
-        ++recorder.dropped;
+        count_one(recorder.dropped);
         return;
     }
     recorder.transitions[recorder.transitionCount++] = wanted;

@@ -197,10 +197,10 @@ COMMON_MUST_USE uint32_t UTIL_GetPidFromProcessName(const char* name, uint32_t* 
 uint32_t UTIL_FindPid(uint32_t pid);
 
 /**
- * Ends a process: sends one signal, then looks every 100 ms whether the process is gone. Blocks so
- * long, and the thread can be cancelled there; a signal handler that runs in the calling thread
- * makes a wait of 100 ms shorter. The signal is neither repeated nor followed by a stronger one. A
- * child of the caller is gone only when somebody has waited for it.
+ * Ends a process: sends one signal, then looks every 100 ms by UTIL_FindPid() whether the process
+ * is gone. Blocks so long, and the thread can be cancelled there; a signal handler that runs in the
+ * calling thread makes a wait of 100 ms shorter. The signal is neither repeated nor followed by a
+ * stronger one. A child of the caller is gone only when somebody has waited for it.
  * @param pid the process id. 0 and numbers above 2147483647 are no ids of a process: nothing is
  *        sent.
  * @param timeout_ms milliseconds after which to give up, rounded up to a multiple of 100; 0 is

@@ -58,7 +58,13 @@ char** COMMON_System_Environment(void);
 /** Gives the value of an environment variable. @param name its name. @return as getenv(3). */
 char* COMMON_System_Variable(const char* name);
 
-/** Runs a shell command and waits for it. @param command as for system(3). @return as system(3). */
+/**
+ * Runs a shell command and waits for it. In a child of fork() it may wait for ever if another
+ * thread of the parent was in it, or in system(3), at the fork: the C library keeps a lock of its
+ * own.
+ * @param command as for system(3).
+ * @return as system(3).
+ */
 int32_t COMMON_System_Exec(const char* command);
 
 /** Ends the process with exit(3). @param status the exit status. */

@@ -9,11 +9,11 @@
  *
  * A joinable thread whose end comes before COMMON_Thread_Join() is called can no longer be joined
  * through its record, and its stack and what else the platform keeps of it stay until the process
- * ends: each such thread costs memory and, after some thousands, the next start. So start a thread
- * detached (COMMON_Thread_SetDetachState()) when nobody waits for its end or it may end by itself
- * at any time; to know that it has ended, let it say so. Otherwise let it run until it is about to
- * be joined, or keep what COMMON_Thread_Self() gives in the thread and hand that to
- * pthread_join(3), which also gives its result.
+ * ends: each such thread costs memory and, after some thousands (with 32-bit addresses, hundreds),
+ * the next start. So start a thread detached (COMMON_Thread_SetDetachState()) when nobody waits for
+ * its end or it may end by itself at any time; to know that it has ended, let it say so. Otherwise
+ * let it run until it is about to be joined, or keep what COMMON_Thread_Self() gives in the thread
+ * and hand that to pthread_join(3), which also gives its result.
  *
  * Failures are reported at Error under the empty zone name; every null argument where one is
  * needed with "One or more input parameters are invalid!". The record is not locked: its functions

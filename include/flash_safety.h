@@ -53,7 +53,7 @@ COMMON_BEGIN_DECLS
  * cannot be read of a folder that could be opened is not noticed.
  *
  * Why something cannot be opened or examined makes no difference. The check takes one open folder
- * for each level, some memory for each, and a few kilobytes of stack: a sound partition counts as
+ * for each level, some memory for each, and less than 64 KiB of stack: a sound partition counts as
  * corrupt, and is formatted if that is wanted, also when the process or the system has no more
  * descriptors (EMFILE, ENFILE) or memory (ENOMEM), or may not search a folder. Who has a repair
  * made sees to that before: as a user who may read everything, with 100 descriptors to spare.

@@ -113,7 +113,7 @@ typedef struct HsmSeenTransition {
     uint32_t from;         /**< place in `states` */
     uint32_t to;           /**< place in `states` */
     HsmCause cause;        /**< what it was taken for */
-    uint32_t count;        /**< how often it was seen */
+    uint32_t count;        /**< how often it was seen, at most 4294967295 */
     uintptr_t event;       /**< as told */
     const char* eventName; /**< null when the event has none */
 } HsmSeenTransition;
@@ -140,7 +140,7 @@ typedef struct HsmRecorder {
     HsmEventName eventName;                 /**< names the events, or null */
     uint32_t stateCount;                    /**< states seen */
     uint32_t transitionCount;               /**< transitions seen */
-    uint32_t dropped;                       /**< transitions that there was no room for */
+    uint32_t dropped;                       /**< times that there was no room, at most 4294967295 */
     HsmSeenState states[HsmRecorderStates]; /**< parents first */
     HsmSeenTransition transitions[HsmRecorderTransitions]; /**< in the order of their first time */
 } HsmRecorder;

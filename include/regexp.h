@@ -7,7 +7,8 @@
  * match and the last result, so one thread at a time may use it. Nothing is logged. A null argument
  * where none is allowed is a programming error and ends the process with an assertion message.
  * Running out of memory ends the process as MEM_Malloc() does; a search for which the C library has
- * no memory finds nothing. Texts may have up to 2 GiB - 1 bytes. No function blocks.
+ * no memory finds nothing. Texts may have up to 2147483646 bytes, as the C library searches no
+ * longer ones. No function blocks.
  *
  * Shorthands in patterns, rewritten in this order, wherever they stand:
  *

@@ -55,9 +55,11 @@ void read_at_initialisation() noexcept
     std::snprintf(process_file, sizeof process_file, kProcessFile,
                   static_cast<int>(logger.process.id));
     std::int64_t time = 0;
-    if (modification_time(kSharedFile, time) && shared_file_time.exchange(time) != time &&
-        parse_file(kSharedFile, true)) {
-        return;
+    if (modification_time(kSharedFile, time)) {
+        shared_file_time.store(time);
+        if (parse_file(kSharedFile, true)) {
+            return;
+        }
     }
     parse_file(kConfiguredFile, true);
 }

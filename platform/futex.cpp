@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 
 namespace common {
@@ -32,7 +33,12 @@ void futex_wait(const std::uint32_t* word, std::uint32_t expected, const timespe
 {
     const KernelTime time{static_cast<decltype(KernelTime::seconds)>(at_most.tv_sec),
                           static_cast<decltype(KernelTime::nanoseconds)>(at_most.tv_nsec)};
-    syscall(kFutex, word, FUTEX_WAIT_PRIVATE, expected, &time, nullptr, 0);
+    if (syscall(kFutex, word, FUTEX_WAIT_PRIVATE, expected, &time, nullptr, 0) != 0 &&
+        errno != EAGAIN && errno != EINTR && errno != ETIMEDOUT) {
+        // Refused, by a filter of system calls, say. The caller's looks must not take a processor.
+        constexpr timespec kPause{0, 5'000'000};
+        nanosleep(&kPause, nullptr);
+    }
 }
 
 void futex_wake_one(const std::uint32_t* word) noexcept

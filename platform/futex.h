@@ -7,8 +7,9 @@
 namespace common {
 
 /// Sleeps while the word holds `expected`, for a time at most. Returns early when it is woken, when
-/// the word holds something else, or when a signal handler ran: the caller looks for itself. The
-/// word is not shared with other processes.
+/// the word holds something else, when a signal handler ran, or after some milliseconds where the
+/// kernel refuses such a wait: the caller looks for itself. The word is not shared with other
+/// processes.
 void futex_wait(const std::uint32_t* word, std::uint32_t expected,
                 const timespec& at_most) noexcept;
 

@@ -28,8 +28,7 @@ void set_owner(COMMON_sync& sync, pthread_t owner) noexcept
 
 bool is_owner(COMMON_sync& sync, pthread_t thread) noexcept
 {
-    const pthread_t owner = std::atomic_ref(sync.owner).load(std::memory_order_relaxed);
-    return owner == thread && owner != 0;
+    return std::atomic_ref(sync.owner).load(std::memory_order_relaxed) == thread;
 }
 
 /// The error number of a semaphore call that failed may be 0: then it counts as done.

@@ -113,14 +113,15 @@ COMMON_wdm* COMMON_wdm_Init(void)
     record.tail = &record.anchor;
     record.end = {0, nullptr};
     record.waiting = 0;
-    sem_init(&record.wake, 0, 0);
-    sem_init(&record.ended, 0, 0);
+    const bool can_wait = sem_init(&record.wake, 0, 0) == 0 && sem_init(&record.ended, 0, 0) == 0;
     record.forks = common::fork_count.load(std::memory_order_relaxed);
     pthread_sigmask(SIG_SETMASK, nullptr, &watchdog->handler_signals);
     sigset_t all;
     sigfillset(&all);
-    record.monitored =
-        common::start_detached(run_monitor, watchdog, &all) == common::ThreadStart::Started ? 1 : 0;
+    record.monitored = can_wait && common::start_detached(run_monitor, watchdog, &all) ==
+                                       common::ThreadStart::Started
+                           ? 1
+                           : 0;
     return &record;
 }
 

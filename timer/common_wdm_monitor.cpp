@@ -114,7 +114,9 @@ COMMON_wdm_Node* wait_at_tail(COMMON_wdm& watchdog, COMMON_wdm_Node& tail,
                               const Scan& scan) noexcept
 {
     timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
+        return await_link(watchdog, tail, timespec{1, 0});  // to be asked again then
+    }
     // What is left of the time, also when the scan has taken its time or has waited before.
     std::uint32_t left = scan.left(static_cast<std::uint32_t>(now.tv_sec));
     if (left == 0 || left > kNoTime) {
@@ -201,8 +203,9 @@ COMMON_wdm_Node* take_out(COMMON_wdm& watchdog, Condition condition) noexcept
             node = next_of(*node);
             continue;
         }
-        if (next_of(*node) == nullptr) {
-            // The anchor, which always stays, sees to it that the first node is another one.
+        // The first node is no tail, as the anchor, which always stays, is behind it: only its link
+        // is still to be set.
+        if (next_of(*node) == nullptr && node != watchdog.head) {
             if (previous == watchdog.head) {
                 previous = nullptr;
             }

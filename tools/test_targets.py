@@ -12,6 +12,7 @@ import re
 import sys
 
 TEST = re.compile(r"^\s*(?:[A-Z]+_)?TEST(?:_[FP])?\(\s*(\w+)\s*,\s*(\w+)\s*\)", re.MULTILINE)
+SCENARIO = re.compile(r"^SCENARIO\(\s*(\w+)", re.MULTILINE)
 INSTANCE = re.compile(r"INSTANTIATE_(?:TYPED_)?TEST_SUITE_P\(\s*(\w+)\s*,\s*(\w+)")
 
 
@@ -19,6 +20,7 @@ def names_in(source: str) -> list[str]:
     """The names of the tests of a source, without those of their parameters."""
     tests = TEST.findall(source)
     names = [f"{suite}.{test}" for suite, test in tests]
+    names += [f"Faults.{scenario}" for scenario in SCENARIO.findall(source)]
     for prefix, instance in INSTANCE.findall(source):
         names += [f"{prefix}/{suite}.{test}/" for suite, test in tests if suite == instance]
     return names

@@ -111,7 +111,7 @@ bool match_next(RegExp& regexp, const char* text) noexcept
     // Oddity: optional groups without a match are left out, as callers count what took part.
     // Test: RegExpStep.GroupsThatTookNoPartAreLeftOut.
     for (const regmatch_t& slot : slots) {
-        if (slot.rm_so != -1 && slot.rm_eo != -1) {
+        if (slot.rm_so != -1) {
             ListLight_PushBack(
                 regexp.subexps,
                 copy_of({rest + slot.rm_so, static_cast<std::size_t>(slot.rm_eo - slot.rm_so)}));

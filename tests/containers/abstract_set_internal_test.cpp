@@ -143,6 +143,17 @@ TEST(AbstractSetInternal, DumpStopsAtAMissingEntry)
     EXPECT_THAT(outcome.log[8], said("AbsSET_Info", "absset_EntryInfo() failed - 1"));
 }
 
+// The interface has a quicker way towards the back.
+TEST(AbstractSetInternal, MovesGoOneStep)
+{
+    LocalSet set{1, 2, 3};
+    set.go_to(1);
+    EXPECT_EQ(common::set::absset_SetIndex(&set, common::set::kNext), AbsSET_Success);
+    EXPECT_EQ(set.at_cursor(), value(3));
+    EXPECT_EQ(common::set::absset_SetIndex(&set, common::set::kPrevious), AbsSET_Success);
+    EXPECT_EQ(set.at_cursor(), value(2));
+}
+
 TEST(AbstractSetInternal, UnknownMovementIsReported)
 {
     const Outcome outcome = well([] {

@@ -183,6 +183,23 @@ const Misuse kMisuses[] = {
      },
      {{"AbsSET_InitializeEntry", kBad},
       {"absset_EntryPush", "AbsSET_InitializeEntry() failed - 1"}}},
+    {"EndsOfASetOfZeros",
+     [] {
+         AbsSET zeros{};
+         EXPECT_EQ(AbsSET_PushFront(&zeros, nullptr, value(1)), AbsSET_BadArguments);
+         EXPECT_EQ(AbsSET_PushBack(&zeros, nullptr, value(1)), AbsSET_BadArguments);
+         EXPECT_EQ(AbsSET_ValuePopFront(&zeros), nullptr);
+         EXPECT_EQ(AbsSET_ValuePopBack(&zeros), nullptr);
+         EXPECT_EQ(AbsSET_Size(&zeros), 0U);
+     },
+     {{"AbsSET_InitializeEntry", kBad},
+      {"absset_EntryPush", "AbsSET_InitializeEntry() failed - 1"},
+      {"AbsSET_InitializeEntry", kBad},
+      {"absset_EntryPush", "AbsSET_InitializeEntry() failed - 1"},
+      {"absset_EntryPop", "absset_EntryGet() failed."},
+      {"absset_ValuePop", "absset_EntryPop() failed."},
+      {"absset_EntryPop", "absset_EntryGet() failed."},
+      {"absset_ValuePop", "absset_EntryPop() failed."}}},
     {"EntryGetNullSet",
      [] {
          EXPECT_EQ(AbsSET_EntryGet(nullptr), nullptr);
@@ -221,8 +238,10 @@ const Misuse kMisuses[] = {
          BrokenSet set;
          EXPECT_EQ(AbsSET_EntryGetIndex(&set, 1)->value, value(2));
          EXPECT_EQ(AbsSET_EntryGetIndex(&set, 2), nullptr);
+         set.size = 5;
+         EXPECT_EQ(AbsSET_EntryGetIndex(&set, 4), nullptr) << "behind the break";
      },
-     {{"absset_EntryGet", kBad}}},
+     {{"absset_EntryGet", kBad}, {"absset_EntryGet", kBad}}},
     {"ValueGetNullSet",
      [] {
          EXPECT_EQ(AbsSET_ValueGet(nullptr), nullptr);
@@ -270,6 +289,24 @@ const Misuse kMisuses[] = {
          EXPECT_EQ(AbsSET_EntryGet(&set)->value, value(2));
      },
      {{"absset_EntryPop", "absset_EntryGet() failed."}}},
+    {"PopsOfAFrontThatIsLinkedOneWay",
+     [] {
+         LocalSet set{1, 2};
+         AbsSET_Entry& front = *AbsSET_EntryGetFront(&set);
+         const AbsSET_Entry whole = front;
+         front.blink = nullptr;
+         EXPECT_EQ(AbsSET_EntryPopFront(&set), nullptr);
+         EXPECT_EQ(AbsSET_ValuePopFront(&set), nullptr);
+         front = {whole.value, nullptr, whole.blink};
+         EXPECT_EQ(AbsSET_ValuePopFront(&set), nullptr);
+         front = whole;
+         EXPECT_EQ(AbsSET_Size(&set), 2U);
+     },
+     {{"absset_EntryPop", "absset_EntryGet() failed."},
+      {"absset_EntryPop", "absset_EntryGet() failed."},
+      {"absset_ValuePop", "absset_EntryPop() failed."},
+      {"absset_EntryPop", "absset_EntryGet() failed."},
+      {"absset_ValuePop", "absset_EntryPop() failed."}}},
     {"ValuePopNullSet",
      [] {
          EXPECT_EQ(AbsSET_ValuePop(nullptr), nullptr);

@@ -254,7 +254,8 @@ TEST_P(ClientNodes, EventsWithoutBytes)
         ClientNode* const client = family.add(1);
         EXPECT_EQ(family.add_event(nullptr, 0), nullptr);
         EXPECT_NE(family.add_event_node("x", 0, client), nullptr);
-        EXPECT_NE(client->eventHead->next, nullptr);
+        EXPECT_NE(family.add_event_node(nullptr, 0, client), nullptr);
+        EXPECT_EQ(client->eventHead->next->next, client->eventTail);
     });
 }
 

@@ -18,6 +18,26 @@
 namespace {
 
 namespace data = common::data;
+
+/// Whether this processor is said to have no AVX2.
+bool avx2_is_denied = false;
+
+}  // namespace
+
+#if COMMON_HEX_BY_AVX2
+// The linker calls __wrap_NAME instead of a wrapped function, which is then __real_NAME; the name
+// is that of common::data::has_avx2().
+extern "C" bool real_has_avx2() __asm__("__real__ZN6common4data8has_avx2Ev");
+extern "C" bool has_avx2_unless_denied() __asm__("__wrap__ZN6common4data8has_avx2Ev");
+
+bool has_avx2_unless_denied()
+{
+    return !avx2_is_denied && real_has_avx2();
+}
+#endif
+
+namespace {
+
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t kLongest = 300;
@@ -167,6 +187,28 @@ TEST(DataHexInternal, NoWayTakesWhatIsNoDigit)
     expect_judged(data::hex_is_valid);
 }
 
+TEST(DataHexInternal, LongTextsAreTheSameOnAProcessorWithoutAvx2)
+{
+    avx2_is_denied = true;
+#if COMMON_HEX_BY_AVX2
+    EXPECT_FALSE(data::uses_avx2(1'000'000));
+#endif
+    const Bytes bytes = some_bytes();
+    const std::string digits = digits_by_hand(bytes.data(), kLongest, "");
+    std::string text(digits.size(), kFence);
+    data::hex_encode(bytes.data(), kLongest, text.data());
+    EXPECT_EQ(text, digits);
+    const std::string dumped = digits_by_hand(bytes.data(), kLongest, " ");
+    text.assign(dumped.size(), kFence);
+    data::hex_dump(bytes.data(), kLongest, text.data());
+    EXPECT_EQ(text, dumped);
+    EXPECT_TRUE(data::hex_is_valid(digits.data(), digits.size()));
+    Bytes back(kLongest);
+    data::hex_decode(digits.data(), kLongest, back.data());
+    EXPECT_EQ(back, Bytes(bytes.begin(), bytes.begin() + kLongest));
+    avx2_is_denied = false;
+}
+
 // What is done already stays.
 TEST(DataHexInternal, TheRestBeginsWhereItIsTold)
 {
@@ -204,6 +246,41 @@ TEST(DataHexInternal, LongTextsGoByAvx2WhereTheProcessorHasIt)
     EXPECT_EQ(data::uses_avx2(1'000'000), data::has_avx2());
     EXPECT_FALSE(data::uses_avx2(63));
     EXPECT_FALSE(data::uses_avx2(0));
+}
+
+// What they leave is done as without them: only their results show that they work.
+TEST(DataHexInternal, Avx2DoesAllWholeSteps)
+{
+    const Bytes bytes = some_bytes();
+    for (std::size_t length = 0; data::has_avx2() && length <= kLongest; ++length) {
+        const std::size_t of_16 = length / 16 * 16;
+        const std::size_t of_32 = length / 32 * 32;
+        std::string text(3 * kLongest, kFence);
+        EXPECT_EQ(data::avx2::encode(bytes.data(), length, text.data()), of_16);
+        EXPECT_EQ(text.substr(0, 2 * of_16 + 1), digits_by_hand(bytes.data(), of_16, "") + kFence);
+        text.assign(3 * kLongest, kFence);
+        EXPECT_EQ(data::avx2::dump(bytes.data(), length, text.data()), of_16);
+        EXPECT_EQ(text.substr(0, 3 * of_16 + 1), digits_by_hand(bytes.data(), of_16, " ") + kFence);
+        Bytes result(kLongest + 1, kFence);
+        const std::string digits = mixed(digits_by_hand(bytes.data(), length, ""));
+        EXPECT_EQ(data::avx2::decode(digits.data(), length, result.data()), of_32);
+        Bytes expected(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(of_32));
+        expected.resize(kLongest + 1, kFence);
+        EXPECT_EQ(result, expected);
+    }
+}
+
+TEST(DataHexInternal, Avx2TakesEveryDigitInEveryPlace)
+{
+    for (std::size_t place = 0; data::has_avx2() && place < 70; ++place) {
+        std::string text(70, '0');
+        for (int character = 0; character < 256; ++character) {
+            text[place] = static_cast<char>(character);
+            const bool is_good = std::isxdigit(character) != 0 || place >= 64;
+            ASSERT_EQ(data::avx2::valid(text.data(), text.size()), is_good ? 64U : 0U)
+                << place << ' ' << character;
+        }
+    }
 }
 #endif
 

@@ -6,10 +6,12 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
+#include "heap.h"
 #include "log_expect.h"
 #include "mem_malloc.h"
 
@@ -18,12 +20,15 @@ namespace {
 /// The calls that still get memory.
 int granted = 0;
 
+/// The next call gets none, whatever those after it get.
+bool next_is_refused = false;
+
 /// The bytes set by memset(), all calls together.
 std::size_t bytes_set = 0;
 
 bool is_granted()
 {
-    return granted-- > 0;
+    return !std::exchange(next_is_refused, false) && granted-- > 0;
 }
 
 }  // namespace
@@ -81,6 +86,30 @@ TEST(DataRefused, NoRecordOrNoStorage)
         // The record is freed, or the leak is found.
         EXPECT_THAT(outcome.log, ElementsAre(said("DATA_ArrayNew", kNoMemory)));
     }
+}
+
+TEST(DataRefused, StorageIsNotAskedForWithoutARecord)
+{
+    const Outcome outcome = well_granted(1, [] {
+        next_is_refused = true;
+        EXPECT_EQ(DATA_ArrayNew(16), nullptr);
+        EXPECT_EQ(granted, 1);
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(said("DATA_ArrayNew", kNoMemory)));
+}
+
+TEST(DataRefused, NothingIsKeptOfWhatIsRefused)
+{
+    run_silently({.env = {{"COMMON_LOG_LEVEL", "Fatal"}}}, [] {
+        expect_no_leak([] {
+            granted = 1;
+            EXPECT_EQ(DATA_ArrayNew(16), nullptr);
+            granted = 1;
+            EXPECT_EQ(DATA_ArrayNewWithData(4, "abcd"), nullptr);
+            granted = 1;
+            EXPECT_EQ(DATA_AsciiToHex("00"), nullptr);
+        });
+    });
 }
 
 TEST(DataRefused, NoArrayForBytes)

@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
+#include "heap.h"
 #include "log_expect.h"
 #include "mem_malloc.h"
 
@@ -189,6 +190,17 @@ TEST(DataArray, ResizeOfAnArrayWithoutStorageAllocates)
     EXPECT_EQ(array.capacity, 8U);
     std::memset(array.data, 1, 8);
     MEM_Free(array.data);
+}
+
+FRESH_TEST(DataArray, EverythingIsGivenBack)
+{
+    expect_no_leak([] {
+        DATA_ArrayDelete(DATA_ArrayNew(100));
+        DATA_ArrayDelete(DATA_ArrayNewWithData(4, "abcd"));
+        DATA_Array* const array = DATA_AsciiToHex("00FF");
+        DATA_ArrayResize(array, 1000);
+        DATA_ArrayDelete(array);
+    });
 }
 
 TEST(DataArray, DeleteOfNothingIsAWarning)

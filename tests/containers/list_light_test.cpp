@@ -388,6 +388,18 @@ TEST(ListLight, InsertBeforeAStrangersNodeIsTheOnlyNodeOfAnEmptyList)
     it.current->next = nullptr;
 }
 
+TEST(ListLight, InsertBeforeAStrangersNodeOfAListWithNothingButATailFails)
+{
+    LightList list;
+    ListLight_Node stranger{word(9), nullptr};
+    ListLight_Iterator it{&stranger, nullptr, nullptr};
+    list->tail = &stranger;
+    EXPECT_EQ(ListLight_Insert(list, &it, word(1)), 0U);
+    EXPECT_EQ(list->head, nullptr);
+    EXPECT_EQ(it.current, &stranger);
+    list->tail = nullptr;
+}
+
 // --------------------------------------------------------------------------------- copy and sort
 
 TEST(ListLight, CopyHasTheSameData)

@@ -141,6 +141,18 @@ TEST(ListReport, GettersPopsAndQuestionsReportThroughTheSetAlone)
                                          said("AbsSET_Size", kBad), said("AbsSET_Size", kBad)));
 }
 
+TEST(ListReport, NullCursorHasNoValueAndIsAtTheEnd)
+{
+    const Outcome outcome = well([] {
+        LocalList list{1};
+        list->cursor = nullptr;
+        EXPECT_EQ(LIST_Get(list), nullptr);
+        EXPECT_EQ(LIST_IsEnd(list), 1U);
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(said("absset_ValueGet", "absset_EntryGet() failed."),
+                                         said("AbsSET_IsEnd", kBad)));
+}
+
 TEST(ListReport, InfoWritesTheSet)
 {
     const Outcome outcome = well([] {

@@ -158,8 +158,18 @@ FRESH_TEST(BlockQFault, FlushGivesTheResultOfTheUnlock)
     fault::fail(Call::pthread_mutex_unlock, 1, EPERM);
     EXPECT_EQ(BlockQ_Flush(&queue.record), EPERM);
     EXPECT_EQ(queue.record.ring.count, 0U);
-    pthread_mutex_unlock(&queue.record.bufferMutex);
     EXPECT_EQ(BlockQ_Flush(&queue.record), 0);
+}
+
+FRESH_TEST(BlockQFault, FlushWithoutTheLockLeavesTheLockAlone)
+{
+    Queue<BlockQKind> queue(4);
+    queue.add("abc");
+    const int unlocked = fault::calls(Call::pthread_mutex_unlock);
+    fault::fail(Call::pthread_mutex_lock);
+    EXPECT_EQ(BlockQ_Flush(&queue.record), 0);
+    EXPECT_EQ(queue.record.ring.count, 0U);
+    EXPECT_EQ(fault::calls(Call::pthread_mutex_unlock), unlocked);
 }
 
 FRESH_TEST(BlockQFault, FailuresOfThePlatformAreNotTold)
@@ -178,6 +188,16 @@ FRESH_TEST(BlockQFault, FailuresOfThePlatformAreNotTold)
         EXPECT_EQ(BlockQ_Destroy(&queue), 0) << fault::name(call);
         EXPECT_EQ(fault::fired(), 1) << fault::name(call);
     }
+}
+
+FRESH_TEST(BlockQFault, QueueThatCannotBeLockedIsUsedWithoutTheLock)
+{
+    Queue<BlockQKind> queue(4);
+    fault::fail_always(Call::pthread_mutex_trylock, EINVAL);
+    fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
+    EXPECT_EQ(queue.add("a"), 1U);
+    EXPECT_EQ(locked_ones(queue.record), "") << "the buffer's mutex was given back";
+    EXPECT_EQ(queue.remove(1), "a");
 }
 
 FRESH_TEST(BlockQFault, InitMakesTheConditionAndBothMutexes)

@@ -17,6 +17,7 @@ struct BlockQKind {
     static constexpr auto destroy = BlockQ_Destroy;
     static constexpr auto add = BlockQ_Add;
     static constexpr auto remove = BlockQ_Remove;
+    static constexpr auto peek = BlockQ_Peek;
     static constexpr auto size = BlockQ_Size;
     static constexpr auto free_space = BlockQ_FreeSpace;
     static constexpr auto len = BlockQ_Len;

@@ -143,6 +143,16 @@ FRESH_TEST(ErrorCounter, OnlyTheFirstByteCountsAndOnlyOneIsWritten)
     EXPECT_EQ(held(), byte(6));
 }
 
+FRESH_TEST(ErrorCounter, FileThatCannotBeCutKeepsWhatIsBehindTheCount)
+{
+    make_folder();
+    hold(byte(5) + "more");
+    fault::fail(Call::ftruncate, 1, EPERM);
+    EXPECT_EQ(BTE_LogError(), 6);
+    EXPECT_EQ(held(), byte(6) + "more");
+    EXPECT_EQ(bterrors_ReadErrorCount(), 6);
+}
+
 // The call that finds the file empty removes it and counts nothing; the next one starts again.
 TEST(ErrorCounter, EmptyFileIsRemoved)
 {
@@ -263,6 +273,18 @@ TEST(ErrorCounter, FileThatCannotBeOpenedIsAnUnknownCount)
                   EXPECT_EQ(held(), byte(49));
               }),
               text + text + text);
+}
+
+TEST(ErrorCounter, FileThatCannotBeOpenedForWritingIsNotReplaced)
+{
+    EXPECT_EQ(printed_by([] {
+                  hold(byte(7));
+                  fault::fail(Call::fopen, 2, EACCES);
+                  BTE_LogError();
+                  EXPECT_EQ(fault::fired(), 1);
+                  EXPECT_EQ(held(), byte(7));
+              }),
+              "WriteBTErrorCount: Couldn't open file for writing: /dev/shmem/bterrors.log\n");
 }
 
 TEST(ErrorCounter, FileThatCannotBeReadIsAnUnknownCount)

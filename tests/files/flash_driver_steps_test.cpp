@@ -158,6 +158,14 @@ TEST(FlashShutdown, ADriverThatIsNotFoundIsAFailure)
                             lookup_failed("flashsafe_ShutdownNorDriver", "nor-driver"),
                             kGettingNand, kFindNand,
                             lookup_failed("flashsafe_ShutdownNandDriver", "nand-driver")));
+    for (const char* const device : {"/dev/fs0", "/dev/etfs1"}) {
+        steps_of(
+            [] {
+                script.pid = 0;
+                EXPECT_EQ(FLASHSAFE_ShutdownDriver(500, 1), 0U);
+            },
+            {device});
+    }
 }
 
 // --------------------------------------------------------------------------------------- starting

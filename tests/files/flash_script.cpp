@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "../containers/replaced.h"
 #include "common.h"
 #include "common_log.h"
 #include "common_system.h"
+#include "replaced.h"
 
 namespace harness {
 

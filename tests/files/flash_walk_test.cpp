@@ -1,6 +1,5 @@
 // The deep check: what it takes for corruption, in which order it looks, and what it costs.
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -282,8 +281,6 @@ TEST(FlashWalk, ALineOfLinksIsNoCircle)
     });
 }
 
-// ---------------------------------------------------------------------------------------- the root
-
 /// A tree in the place of "/", for the rest of the process. Its log must be open by then.
 void take_as_root(const std::string& folder)
 {
@@ -304,8 +301,6 @@ TEST(FlashWalk, PathsInTheRootHaveTwoSlashes)
                 }),
                 ElementsAreArray(joined({sound("/"), corrupt_at("//etc/lost", "/")})));
 }
-
-// ------------------------------------------------------------------------------------ long paths
 
 constexpr std::size_t kMostCharacters = 4095;
 
@@ -530,6 +525,32 @@ TEST(FlashWalk, AFolderBehindManyLinksIsOpenedByItsName)
                 fault::fail(call, 1, error);
             });
         }
+    }
+}
+
+/// The descriptors that programs get that are run now.
+std::vector<int> inherited()
+{
+    std::vector<int> found;
+    for (int fd = 0; fd < 100; ++fd) {
+        if (const int flags = fcntl(fd, F_GETFD); flags >= 0 && (flags & FD_CLOEXEC) == 0) {
+            found.push_back(fd);
+        }
+    }
+    return found;
+}
+
+TEST(FlashWalk, ProgramsThatAreRunMeanwhileGetNoFolder)
+{
+    for (const int error : {0, ELOOP}) {
+        expect_sound([=] {
+            make_small_tree();
+            if (error != 0) {
+                fault::fail_always(Call::opendir, error);
+            }
+            fault::on_call(Call::readdir, 3,
+                           [before = inherited()] { EXPECT_EQ(inherited(), before); });
+        });
     }
 }
 

@@ -1,10 +1,11 @@
-// What a listing does where memory or an expression is refused and the process goes on, and where a
-// folder has no entries for itself and its parent, or does not say of what type its entries are.
-// The library's own allocation never does that, nor does a usual file system, so this program puts
-// itself between them.
+// What a listing does where memory or an expression is refused and the process goes on; where a
+// folder has no entries for itself and its parent, has one without a name, or does not say of what
+// type its entries are; and where a folder is opened whatever its path is. The library's own
+// allocation never does that, nor does a usual system, so this program puts itself between them.
 #include "common.h"
 
 #include <functional>
+#include <string_view>
 
 #include <dirent.h>
 #include <gmock/gmock.h>
@@ -39,6 +40,12 @@ bool has_dots = true;
 /// Whether folders say of what type their entries are.
 bool has_types = true;
 
+/// Whether the file called "nameless" has no name.
+bool has_nameless = false;
+
+/// The folder that is opened instead of any other.
+const char* opened_instead = nullptr;
+
 /// The size that the last call for another size asked for.
 std::uint32_t asked_for = 0;
 
@@ -63,6 +70,8 @@ extern "C" RegExp* new_if_granted(const char* pattern, uint32_t flag) __asm__("_
 
 extern "C" dirent* real_readdir(DIR* folder) __asm__("__real_readdir64");
 extern "C" dirent* readdir_of_plain_folder(DIR* folder) __asm__("__wrap_readdir64");
+extern "C" DIR* real_opendir(const char* path) __asm__("__real_opendir");
+extern "C" DIR* opendir_of_any(const char* path) __asm__("__wrap_opendir");
 
 void* malloc_if_granted(uint32_t size)
 {
@@ -100,7 +109,15 @@ dirent* readdir_of_plain_folder(DIR* folder)
     if (!has_types && entry != nullptr) {
         entry->d_type = DT_UNKNOWN;
     }
+    if (has_nameless && entry != nullptr && std::string_view(entry->d_name) == "nameless") {
+        entry->d_name[0] = '\0';
+    }
     return entry;
+}
+
+DIR* opendir_of_any(const char* path)
+{
+    return real_opendir(opened_instead != nullptr ? opened_instead : path);
 }
 
 namespace {
@@ -219,6 +236,43 @@ FRESH_TEST(FolderRefused, EntryOfUnknownTypeIsExamined)
                 ElementsAre("file"));
     EXPECT_THAT(FolderList("/tmp/d", nullptr, UTIL_FOLDER_ITEMS_FOLDERS).names(),
                 UnorderedElementsAre(".", "..", "folder", "link"));
+}
+
+FRESH_TEST(FolderRefused, EntryWithoutANameIsLeftOut)
+{
+    make_file("/tmp/d/file");
+    make_file("/tmp/d/nameless");
+    has_nameless = true;
+    EXPECT_THAT(FolderList("/tmp/d").names(), UnorderedElementsAre(".", "..", "file"));
+    EXPECT_THAT(FolderList("/tmp/d", nullptr, UTIL_FOLDER_ITEMS_FILES).names(),
+                ElementsAre("file"));
+}
+
+// As on systems where an empty path is that of the current folder.
+FRESH_TEST(FolderRefused, EmptyPathGetsNoSlash)
+{
+    make_file("/tmp/d/file");
+    std::filesystem::current_path("/tmp/d");
+    opened_instead = "/tmp/d";
+    has_types = false;
+    EXPECT_THAT(FolderList("", nullptr, UTIL_FOLDER_ITEMS_FILES).names(), ElementsAre("file"));
+}
+
+// AddressSanitizer notices when more is written than has room.
+TEST(FolderRefused, PathThatLeavesNoRoomForNamesEndsTheListing)
+{
+    const Outcome outcome = well([] {
+        make_file("/tmp/d/file");
+        opened_instead = "/tmp/d";
+        for (const std::size_t length : {4096U, 4097U, 10'000U}) {
+            const std::string path(length, 'n');
+            const FolderList list(path.c_str(), nullptr, UTIL_FOLDER_ITEMS_FILES);
+            EXPECT_EQ(list.status, STATUS_FAILED);
+            EXPECT_TRUE(list.is_empty());
+        }
+    });
+    ASSERT_EQ(outcome.log.size(), 3U);
+    EXPECT_THAT(outcome.log[2].text, testing::HasSubstr("stat(nnn"));
 }
 
 // Also a file is examined when it comes first: it tells whether any entry can be reached.

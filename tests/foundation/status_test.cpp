@@ -158,6 +158,17 @@ TEST(Status, OtherTextsAreNoService)
     EXPECT_EQ(ServiceStrToService(nullptr), 0U);
 }
 
+TEST(Status, NoShortTextIsAStatusOrAService)
+{
+    for (int first = 1; first <= 255; ++first) {
+        for (int second = 0; second <= 255; ++second) {
+            const char text[] = {static_cast<char>(first), static_cast<char>(second), '\0'};
+            ASSERT_EQ(StatusStrToStatus(text), 114U) << text;
+            ASSERT_EQ(ServiceStrToService(text), 0U) << text;
+        }
+    }
+}
+
 TEST(Status, EveryTransportHasItsNumberAndText)
 {
     static_assert(sizeof(TRANSPORT) == 4 && static_cast<TRANSPORT>(-1) > 0);

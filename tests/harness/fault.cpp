@@ -27,25 +27,47 @@ struct Rule {
     std::atomic<Hook*> hook{nullptr};
 };
 
+// The error numbers of each function: open_errors and so on.
+#define HARNESS_LIST(...) __VA_ARGS__
+#define HARNESS_ERRORS(name, symbol, type, parameters, arguments, failure, style, errors, ...) \
+    constexpr int name##_errors[] = {HARNESS_LIST errors};
+HARNESS_FALLIBLE_CALLS(HARNESS_ERRORS)
+
 struct Description {
     const char* name;
-    int usual_error;
+    std::span<const int> errors;
 };
 
 constexpr Description kDescriptions[] = {
-#define HARNESS_DESCRIPTION(name, symbol, type, parameters, arguments, failure, style, error) \
-    {#name, error},
+#define HARNESS_DESCRIPTION(name, ...) {#name, name##_errors},
     HARNESS_FALLIBLE_CALLS(HARNESS_DESCRIPTION)
 #undef HARNESS_DESCRIPTION
 };
 
 constexpr int kNever = 0;
 constexpr int kForever = std::numeric_limits<int>::max();
+constexpr std::size_t kMostThreads = 64;
 
 constinit std::array<Rule, std::size(kDescriptions)> rules;
-constinit std::atomic<int> all_calls{0};
-constinit std::atomic<int> failing_call{kNever};  // of all calls together
+
+// Of fail_any(): the calls of each thread that count, and the one that fails.
+struct Counts {
+    std::atomic<int> all{0};
+    std::array<std::atomic<int>, std::size(kDescriptions)> each{};
+};
+constinit std::array<Counts, kMostThreads> counts;
+constinit std::atomic<int> failing_call{kNever};
+constinit std::atomic<int> failing_thread{0};
+constinit std::atomic<std::size_t> failing_error{0};
+constinit std::atomic<bool> sparing{false};
+constinit std::atomic<bool> acted{false};
+constinit std::array<std::atomic<bool>, std::size(kDescriptions)> spared{};
+constinit std::atomic<int> threads_made{0};
+constinit thread_local int thread_number = 0;
+constinit thread_local int acts = 0;
+
 constinit std::atomic<int> forced{0};
+constinit std::atomic<int> forced_error{0};
 constinit std::atomic<long> blocks{0};
 constinit std::atomic<Report*> watcher{nullptr};
 
@@ -63,14 +85,34 @@ void request(Call call, int nth, int error, bool all_after)
     rule.first = first;
 }
 
-void tell(Call call, int nth)
+void tell(Call call, int nth, int error)
 {
     ++forced;
+    forced_error = error;
     if (Report* report = watcher) {
         report->call = static_cast<int>(call);
         report->nth = nth;
+        report->error = error;
         ++report->fired;
     }
+}
+
+Counts& counts_of(int thread)
+{
+    return counts[static_cast<std::size_t>(thread) % kMostThreads];
+}
+
+/// Counts a call of this thread, if it counts for fail_any().
+/// @return which call of the function it is, if it shall fail; else 0.
+int failing_nth(Call call)
+{
+    if ((sparing && (thread_number == 0 ? acts == 0 : !acted)) ||
+        spared[static_cast<std::size_t>(call)]) {
+        return 0;
+    }
+    Counts& own = counts_of(thread_number);
+    const int nth = ++own.each[static_cast<std::size_t>(call)];
+    return ++own.all == failing_call && thread_number == failing_thread ? nth : 0;
 }
 
 }  // namespace
@@ -79,21 +121,36 @@ int visit(Call call)
 {
     Rule& rule = rule_of(call);
     const int nth = ++rule.calls;
-    const int nth_of_all = ++all_calls;
     const Hook* hook = rule.hook;
     if (hook != nullptr && hook->at == nth) {
         hook->run();
     }
-    const int usual = kDescriptions[static_cast<std::size_t>(call)].usual_error;
+    const std::span<const int> choice = errors(call);
     if (rule.first != kNever && nth >= rule.first && nth <= rule.last) {
-        tell(call, nth);
-        return rule.error != kUsualError ? rule.error.load() : usual;
+        const int error = rule.error != kUsualError ? rule.error.load() : choice[0];
+        tell(call, nth, error);
+        return error;
     }
-    if (nth_of_all == failing_call) {
-        tell(call, nth);
-        return usual;
+    const int counted_nth = failing_nth(call);
+    if (counted_nth != 0 && failing_error < choice.size()) {
+        const int error = choice[failing_error];
+        tell(call, counted_nth, error);
+        return error;
     }
     return 0;
+}
+
+int next_thread()
+{
+    if (Report* report = watcher) {
+        ++report->threads;
+    }
+    return ++threads_made;
+}
+
+void become_thread(int number)
+{
+    thread_number = number;
 }
 
 void count_blocks(long gained)
@@ -116,9 +173,48 @@ void fail_always(Call call, int error)
     request(call, 1, error, true);
 }
 
-void fail_any(int nth)
+void fail_any(int nth, int thread, std::size_t error)
 {
-    failing_call = all_calls + nth;
+    failing_error = error;
+    failing_thread = thread;
+    failing_call = counts_of(thread).all + nth;
+}
+
+void spare_all_but_acts()
+{
+    sparing = true;
+    for (Counts& each : counts) {
+        each.all = 0;
+        for (auto& calls : each.each) {
+            calls = 0;
+        }
+    }
+}
+
+void spare(Call call)
+{
+    spared[static_cast<std::size_t>(call)] = true;
+}
+
+void spare_all()
+{
+    failing_call = kNever;
+}
+
+void count_own_threads()
+{
+    acted = true;
+}
+
+Act::Act()
+{
+    acted = true;
+    ++acts;
+}
+
+Act::~Act()
+{
+    --acts;
 }
 
 void on_call(Call call, int nth, std::function<void()> hook)
@@ -137,6 +233,11 @@ int fired()
     return forced;
 }
 
+int last_error()
+{
+    return forced_error;
+}
+
 void reset()
 {
     for (Rule& rule : rules) {
@@ -145,13 +246,19 @@ void reset()
         delete rule.hook.exchange(nullptr);
     }
     failing_call = kNever;
-    all_calls = 0;
+    counts_of(0).all = 0;
     forced = 0;
+    forced_error = 0;
 }
 
 long outstanding_blocks()
 {
     return blocks;
+}
+
+std::span<const int> errors(Call call)
+{
+    return kDescriptions[static_cast<std::size_t>(call)].errors;
 }
 
 const char* name(Call call)

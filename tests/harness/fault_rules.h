@@ -9,6 +9,10 @@ namespace harness::fault {
 /// @return the error number with which the call shall fail; 0 when it shall do its work.
 int visit(Call call);
 
+/// Gives the thread that is about to be made its number, and a thread the one it was given.
+int next_thread();
+void become_thread(int number);
+
 /// Counts blocks that the library gained or, when negative, gave back.
 void count_blocks(long gained);
 

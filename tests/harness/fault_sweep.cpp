@@ -1,55 +1,24 @@
 #include "fault_sweep.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
-#include <new>
 #include <ostream>
-#include <sys/mman.h>
-#include <system_error>
+
+#include "held_resources.h"
+#include "shared_memory.h"
 
 namespace harness {
 namespace {
 
-/// A report in memory that a child shares with the parent.
-class SharedReport {
-public:
-    SharedReport()
-    {
-        void* memory = mmap(nullptr, sizeof(fault::Report), PROT_READ | PROT_WRITE,
-                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-        if (memory == MAP_FAILED) {
-            throw std::system_error(errno, std::generic_category(), "cannot map shared memory");
-        }
-        report_ = new (memory) fault::Report;
-    }
-    ~SharedReport() { munmap(report_, sizeof *report_); }
-    SharedReport(const SharedReport&) = delete;
-    SharedReport& operator=(const SharedReport&) = delete;
+/// More of them tell no more.
+constexpr int kMostWrongRuns = 5;
 
-    fault::Report* get() const { return report_; }
-
-private:
-    fault::Report* report_;
+/// What fails in a run: nothing when `nth` is 0.
+struct Position {
+    int thread = 0;
+    int nth = 0;
+    std::size_t error = 0;
 };
-
-Outcome run_with_failure(int number, const FreshSetup& setup, const std::function<void()>& scenario,
-                         const SweepOptions& options, fault::Report* report)
-{
-    return run_fresh(setup, [&] {
-        const long blocks = fault::outstanding_blocks();
-        fault::report_to(report);
-        if (options.only) {
-            fault::fail(*options.only, number);
-        } else {
-            fault::fail_any(number);
-        }
-        scenario();
-        if (options.blocks_return) {
-            EXPECT_EQ(fault::outstanding_blocks(), blocks) << "blocks were not freed";
-        }
-    });
-}
 
 bool is_memory_fault(const Outcome& outcome)
 {
@@ -77,12 +46,110 @@ const char* unacceptable(const Outcome& outcome)
     return harness_status ? "sanitizer report or failed setup" : "";
 }
 
+class Sweep {
+public:
+    Sweep(const FreshSetup& setup, const std::function<void()>& scenario, const Verdict& verdict,
+          const SweepOptions& options)
+        : setup_(setup), scenario_(scenario), verdict_(verdict), options_(options)
+    {
+    }
+
+    SweepCounts run()
+    {
+        run_at({});
+        const bool has_threads = options_.own_threads && !options_.only;
+        for (int thread = 0; thread <= (has_threads ? threads_ : 0); ++thread) {
+            for (int nth = 1; fails_at({thread, nth}); ++nth) {
+                ++counts_.calls;
+            }
+        }
+        return counts_;
+    }
+
+private:
+    /// Lets one call fail with each of its errors. @return whether there is such a call.
+    bool fails_at(Position position)
+    {
+        std::size_t errors = 1;
+        for (; position.error < errors; ++position.error) {
+            if (wrong_runs_ >= kMostWrongRuns) {
+                ADD_FAILURE() << "given up after " << kMostWrongRuns << " runs that were wrong";
+                return false;
+            }
+            if (counts_.runs >= options_.most) {
+                ADD_FAILURE() << "still failing after " << options_.most << " runs";
+                return false;
+            }
+            const auto call = run_at(position);
+            if (!call) {
+                return false;
+            }
+            errors = options_.every_error ? fault::errors(*call).size() : 1;
+        }
+        return true;
+    }
+
+    /// @return the call that failed.
+    std::optional<fault::Call> run_at(const Position& position)
+    {
+        const SharedMemory<fault::Report> report;
+        const Outcome outcome = run_fresh(setup_, [&] { run_scenario(position, report.get()); });
+        ++counts_.runs;
+        threads_ = std::max(threads_, report->threads.load());
+        if (report->fired == 0) {
+            EXPECT_THAT(outcome, exited(0)) << "without a forced failure";
+            if (options_.undisturbed) {
+                options_.undisturbed(outcome);
+            }
+            return std::nullopt;
+        }
+        const auto call = static_cast<fault::Call>(report->call.load());
+        const ForcedFailure failure{position.nth, call, report->nth, report->error,
+                                    position.thread};
+        ++counts_.failures;
+        const char* const fault = unacceptable(outcome);
+        EXPECT_STREQ(fault, "") << failure << ": " << outcome;
+        const testing::AssertionResult verdict = verdict_(failure, outcome);
+        EXPECT_TRUE(verdict) << failure << ": " << outcome;
+        wrong_runs_ += *fault == '\0' && verdict ? 0 : 1;
+        return call;
+    }
+
+    void run_scenario(const Position& position, fault::Report* report) const
+    {
+        const HeldResources before = held_resources();
+        const long blocks = fault::outstanding_blocks();
+        fault::report_to(report);
+        if (position.nth != 0 && options_.only) {
+            fault::fail(*options_.only, position.nth,
+                        fault::errors(*options_.only)[position.error]);
+        } else if (position.nth != 0) {
+            fault::fail_any(position.nth, position.thread, position.error);
+        }
+        scenario_();
+        if (options_.blocks_return) {
+            // What a thread has is given back when it ends.
+            EXPECT_EQ(differences_from(before), "");
+            EXPECT_EQ(fault::outstanding_blocks(), blocks) << "blocks were not freed";
+        }
+    }
+
+    const FreshSetup& setup_;
+    const std::function<void()>& scenario_;
+    const Verdict& verdict_;
+    const SweepOptions& options_;
+    SweepCounts counts_;
+    int threads_ = 0;
+    int wrong_runs_ = 0;
+};
+
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const ForcedFailure& failure)
 {
-    return stream << "forced failure " << failure.number << " (" << failure.call << " number "
-                  << failure.nth << ")";
+    stream << "forced failure " << failure.number << " (" << fault::name(failure.call) << " number "
+           << failure.nth << ", error " << failure.error << ")";
+    return failure.thread == 0 ? stream : stream << " in thread " << failure.thread;
 }
 
 testing::AssertionResult survives(const ForcedFailure&, const Outcome& outcome)
@@ -93,24 +160,10 @@ testing::AssertionResult survives(const ForcedFailure&, const Outcome& outcome)
     return testing::AssertionFailure() << "does not survive";
 }
 
-int sweep(const FreshSetup& setup, const std::function<void()>& scenario, const Verdict& verdict,
-          const SweepOptions& options)
+SweepCounts sweep(const FreshSetup& setup, const std::function<void()>& scenario,
+                  const Verdict& verdict, const SweepOptions& options)
 {
-    for (int number = 1; number <= options.most; ++number) {
-        const SharedReport report;
-        const Outcome outcome = run_with_failure(number, setup, scenario, options, report.get());
-        if (report.get()->fired == 0) {
-            EXPECT_THAT(outcome, exited(0)) << "without a forced failure";
-            return number - 1;
-        }
-        const ForcedFailure failure{
-            number, fault::name(static_cast<fault::Call>(report.get()->call.load())),
-            report.get()->nth};
-        EXPECT_STREQ(unacceptable(outcome), "") << failure << ": " << outcome;
-        EXPECT_TRUE(verdict(failure, outcome)) << failure << ": " << outcome;
-    }
-    ADD_FAILURE() << "still failing after " << options.most << " runs";
-    return options.most;
+    return Sweep(setup, scenario, verdict, options).run();
 }
 
 }  // namespace harness

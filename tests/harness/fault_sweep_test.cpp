@@ -31,10 +31,10 @@ TEST(FaultSweep, MeetsEachFailureOnce)
 {
     std::set<std::string> met;
     const auto verdict = [&](const ForcedFailure& failure, const Outcome& outcome) {
-        met.insert(failure.call + std::to_string(failure.nth));
+        met.insert(fault::name(failure.call) + std::to_string(failure.nth));
         return survives(failure, outcome);
     };
-    const int count = sweep(
+    const SweepCounts counts = sweep(
         {},
         [] {
             copy_succeeds();
@@ -42,14 +42,17 @@ TEST(FaultSweep, MeetsEachFailureOnce)
             copy_succeeds();
         },
         verdict);
-    EXPECT_EQ(count, 3);
+    EXPECT_EQ(counts.calls, 3);
+    EXPECT_EQ(counts.failures, 3);
+    EXPECT_EQ(counts.runs, 5);
     EXPECT_THAT(met, testing::ElementsAre("strdup1", "strdup2", "system1"));
 }
 
 TEST(FaultSweep, CanBeLimitedToOneFunction)
 {
     EXPECT_EQ(sweep(
-                  {}, [] { copy_succeeds(), COMMON_System_Exec("true"); }, survives, kStrdup),
+                  {}, [] { copy_succeeds(), COMMON_System_Exec("true"); }, survives, kStrdup)
+                  .failures,
               1);
 }
 
@@ -59,7 +62,7 @@ TEST(FaultSweep, AcceptsTheDeathThatTheVerdictAllows)
         return testing::Value(outcome, exited(1)) ? testing::AssertionSuccess()
                                                   : testing::AssertionFailure() << "lives";
     };
-    EXPECT_EQ(sweep({}, [] { MEM_Free(MEM_Malloc(1)); }, dies, {.only = Call::malloc}), 1);
+    EXPECT_EQ(sweep({}, [] { MEM_Free(MEM_Malloc(1)); }, dies, {.only = Call::malloc}).failures, 1);
 }
 
 /// Sweeps in a process of its own. @return what the sweep complains of.
@@ -84,7 +87,8 @@ TEST(FaultSweep, NoticesADeath)
 {
     EXPECT_THAT(complaints([] { copy_succeeds() ? void() : std::abort(); }),
                 AllOf(HasSubstr("does not survive"),
-                      HasSubstr("forced failure 1 (strdup number 1)"), HasSubstr("SIGABRT")));
+                      HasSubstr("forced failure 1 (strdup number 1, error 12)"),
+                      HasSubstr("SIGABRT")));
 }
 
 TEST(FaultSweep, NoticesAMemoryFaultWhateverTheVerdict)

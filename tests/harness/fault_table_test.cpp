@@ -61,6 +61,8 @@ TEST(FaultTable, HasEveryFunctionThatTheLibraryCalls)
 TEST(FaultTable, HasNoFunctionThatTheLibraryDoesNotCall)
 {
     auto called = called_symbols();
+    // Which of those it calls for a constant text is the compiler's choice.
+    called.insert({"fputs", "printf", "putchar", "puts"});
     // Its part in the static C library calls the other one.
     if (called.contains("__register_atfork")) {
         called.insert("pthread_atfork");

@@ -13,6 +13,7 @@
 
 #include "common_library.h"
 #include "fresh_process.h"
+#include "sanitizer.h"
 
 using namespace harness;
 using fault::Call;
@@ -182,6 +183,39 @@ TEST_F(Fault, BlocksAreCounted)
     EXPECT_FALSE(copy_succeeds());
     EXPECT_EQ(fault::outstanding_blocks(), before);
 }
+
+#if !defined(HARNESS_ADDRESS_SANITIZER) && !defined(HARNESS_THREAD_SANITIZER)
+/// Ends a process that writes a byte at that place of a block and gives it back.
+Outcome written_at(std::size_t size, std::size_t place, void (*give_back)(void*))
+{
+    return run_fresh([=] {
+        for (void* const block :
+             {MEM_Malloc(static_cast<std::uint32_t>(size)),
+              MEM_Salloc(static_cast<std::uint32_t>(size)),
+              MEM_Realloc(MEM_Malloc(1), static_cast<std::uint32_t>(size)),
+              static_cast<void*>(MEM_StrDup(std::string(size - 1, 'x').c_str()))}) {
+            static_cast<volatile char*>(block)[place] = 0;
+            give_back(block);
+        }
+    });
+}
+
+TEST_F(Fault, WhatIsWrittenBehindABlockIsFound)
+{
+    void (*const give_back[])(void*) = {MEM_Free,
+                                        [](void* block) { MEM_Free(MEM_Realloc(block, 99)); }};
+    for (const std::size_t size : {1UL, 23UL, 24UL, 5000UL, 300'000UL}) {
+        for (const auto each : give_back) {
+            EXPECT_THAT(written_at(size, size - 1, each), exited(0));
+            const Outcome outcome = written_at(size, size, each);
+            EXPECT_THAT(outcome, killed_by(SIGABRT));
+            EXPECT_EQ(outcome.err,
+                      "written behind the end of a block of " + std::to_string(size) + " bytes\n");
+        }
+    }
+}
+
+#endif
 
 TEST_F(Fault, HandlerLibraryThatCannotBeLoadedHasAnErrorText)
 {

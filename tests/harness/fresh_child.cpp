@@ -29,8 +29,14 @@ namespace {
 constexpr const char* kSanitizerVariables[] = {"ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS",
                                                "UBSAN_OPTIONS"};
 constexpr const char* kKeptVariables[] = {
-    "PATH",        "COMMON_TEST_TIME_FACTOR", "ASAN_SYMBOLIZER_PATH", "TSAN_SYMBOLIZER_PATH",
-    "GCOV_PREFIX", "GCOV_PREFIX_STRIP",       "LLVM_PROFILE_FILE",
+    "PATH",
+    "COMMON_TEST_PREEMPTIONS",
+    "COMMON_TEST_TIME_FACTOR",
+    "ASAN_SYMBOLIZER_PATH",
+    "TSAN_SYMBOLIZER_PATH",
+    "GCOV_PREFIX",
+    "GCOV_PREFIX_STRIP",
+    "LLVM_PROFILE_FILE",
 };
 
 std::atomic<int>* failed_checks = nullptr;
@@ -118,7 +124,12 @@ void set_up(const FreshSetup& setup, const Ends& ends)
 
     connect_standard_streams(ends);
     set_environment(setup.env);
-    enter_private_root(build_tree());
+    if (setup.own_root) {
+        enter_private_root(build_tree());
+    } else if (!is_private("/dev/log")) {
+        throw std::runtime_error("there is no private root that could be shared");
+    }
+    unlink("/dev/log");
     if (setup.open_log_socket) {
         ends.log->bind_at("/dev/log");
     }

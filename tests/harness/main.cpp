@@ -1,5 +1,8 @@
 // The main program of every test program.
 #include <csignal>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include <gmock/gmock.h>
 
@@ -38,6 +41,10 @@ int main(int argc, char** argv)
 {
     // Ignored by whoever started this, it would leave no child to be waited for.
     std::signal(SIGCHLD, SIG_DFL);
+#if defined(__GLIBC__)
+    // Memory that nobody has set is not zero by chance, and what was freed is not there any more.
+    mallopt(M_PERTURB, 0x5a);
+#endif
     testing::InitGoogleMock(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -15,6 +15,7 @@ using namespace hsm_chart;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace {
 
@@ -77,6 +78,19 @@ TEST(HsmRecorder, CountsEachTransitionOnce)
     EXPECT_THAT(seen_by(recorder), ElementsAre("0>1 1000 x1", "1>2 1000 x1", "2>3 one x3",
                                                "3>2 one x1", "3>2 3 x1", "3>2 4 x1"));
     EXPECT_EQ(recorder.dropped, 0U);
+}
+
+TEST(HsmRecorder, ATransitionOfZeroesIsOneToo)
+{
+    Chart chart;
+    static HsmRecorder recorder;
+    HsmRecorderInit(&recorder, &chart, nullptr);
+    HsmTraceSet(&recorder.trace);
+    chart.moves = {{&chart.top, 0, &chart.top}};
+    HsmOnEvent(&chart, 0);
+    HsmOnEvent(&chart, 0);
+    HsmTraceSet(nullptr);
+    EXPECT_THAT(seen_by(recorder), ElementsAre("0>0 0 x2"));
 }
 
 TEST(HsmRecorder, KeepsApartWhatDiffersInAnything)
@@ -234,6 +248,42 @@ TEST(HsmRecorder, DrawsWhatStaysInsideACompositeStateToAPoint)
     EXPECT_THAT(dot, Not(HasSubstr("_start")));
 }
 
+TEST(HsmRecorder, OnlyAStateWithAnInitialTransitionHasAStartingPoint)
+{
+    Chart chart;
+    chart.moves = {{&chart.top, kStart, &chart.z}, {&chart.b, 1, &chart.c}};
+    const std::string dot = written<HsmRecorderToDot>(recorded(chart, nullptr));
+    EXPECT_THAT(dot, HasSubstr("s0_start ["));
+    EXPECT_THAT(dot, HasSubstr("subgraph cluster_s2 {\n"));
+    EXPECT_THAT(dot, Not(HasSubstr("s2_start")));
+}
+
+TEST(HsmRecorder, ShowsTheLargestEvent)
+{
+    Chart chart;
+    chart.moves = {{&chart.b, UINTPTR_MAX, &chart.c}};
+    EXPECT_THAT(written<HsmRecorderToDot>(recorded(chart, nullptr)),
+                HasSubstr("[label=\"" + std::to_string(UINTPTR_MAX) + "\"];\n"));
+}
+
+TEST(HsmRecorder, OtherCharactersOfNamesStandAsTheyAre)
+{
+    const std::string code_in_mermaid = "\"#%&:;<>\\`{}";
+    for (char character = ' '; character <= '~'; ++character) {
+        Chart chart;
+        const std::string name = std::string("x") + character + "y";
+        chart.z.name = name.c_str();
+        chart.moves = {{&chart.b, 1, &chart.z}};
+        const HsmRecorder& recorder = recorded(chart, nullptr);
+        EXPECT_EQ(written<HsmRecorderToMermaid>(recorder).find(name) != std::string::npos,
+                  code_in_mermaid.find(character) == std::string::npos)
+            << character;
+        EXPECT_EQ(written<HsmRecorderToDot>(recorder).find(name) != std::string::npos,
+                  character != '"' && character != '\\')
+            << character;
+    }
+}
+
 TEST(HsmRecorder, EscapesNames)
 {
     Chart chart;
@@ -300,7 +350,8 @@ TEST(HsmRecorder, WhatThereIsNoRoomForIsCountedAndSaid)
     EXPECT_EQ(recorder.transitionCount, static_cast<unsigned>(HsmRecorderTransitions));
     EXPECT_EQ(recorder.transitions[0].count, 2U);
     EXPECT_EQ(recorder.dropped, 3U);
-    EXPECT_THAT(written<HsmRecorderToMermaid>(recorder), HasSubstr("    %% not shown: 3\n"));
+    EXPECT_THAT(written<HsmRecorderToMermaid>(recorder),
+                StartsWith("stateDiagram-v2\n    %% not shown: 3\n"));
     EXPECT_THAT(written<HsmRecorderToDot>(recorder), HasSubstr("    // not shown: 3\n"));
 }
 

@@ -84,6 +84,14 @@ TEST(CommonDebugFault, PanicExitsWithOneWhenTheShellCannotBeRun)
     EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
+FRESH_TEST(CommonDebugFault, ADumpThatIsOffTakesNoMemory)
+{
+    COMMON_Debug_GetEnable();
+    fault::reset();
+    COMMON_Debug_HexDump("f", "g", 1, "v", "bytes", 5);
+    EXPECT_EQ(fault::calls(fault::Call::malloc), 0);
+}
+
 TEST(CommonDebugFault, NoMemoryForADumpEndsTheProcess)
 {
     const Outcome outcome = run_fresh({.env = kDebugOn}, [] {

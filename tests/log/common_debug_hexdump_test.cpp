@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "log_calls.h"
+#include "memory_end.h"
 
 namespace {
 
@@ -128,6 +129,16 @@ TEST(CommonDebugHexDump, EveryLengthAroundARow)
             expect_dump(dump(area, length, std::to_string(row_length)), length,
                         dump_of(area, length, row_length));
         }
+    }
+}
+
+TEST(CommonDebugHexDump, NothingBehindTheEndIsRead)
+{
+    fill_area();
+    for (const std::uint32_t length : {1u, 15u, 16u, 17u, 33u}) {
+        MemoryEnd memory;
+        const std::uint8_t* const bytes = memory.put(area, length);
+        expect_dump(dump(bytes, length, "16"), length, dump_of(bytes, length, 16));
     }
 }
 

@@ -331,6 +331,13 @@ TEST(CommonLogEnvironment, ABadGranularityKeepsTheDefault)
     }
 }
 
+TEST(CommonLogEnvironment, ThatIsNotThereHasNoSettings)
+{
+    const FreshSetup setup{.files = {{kConfiguredFile, "COMMON_LOG_LEVEL=Debug\n"}},
+                           .prepare = [] { clearenv(); }};
+    well(setup, [] { EXPECT_EQ(settings(), (Settings{.level = kDebug, .off = kDebug})); });
+}
+
 TEST(CommonLogEnvironment, OverridesTheFiles)
 {
     for (const std::string& path : {kConfiguredFile, kSharedFile}) {

@@ -165,13 +165,19 @@ TEST(CommonLogThreadRecord, ThatCannotBeStoredIsFreed)
         log_message(kInfo, "second");
         log_message(kInfo, "third");
         EXPECT_EQ(fault::outstanding_blocks(), blocks + 1);
+        COMMON_Log_LevelSet(kFatal);
+        in_a_thread([] {
+            fault::fail(Call::pthread_setspecific, 1, EINVAL);
+            log_message(kFatal, "fourth");
+        });
+        EXPECT_EQ(fault::fired(), 3);
     });
     const std::string failed = "Failed to set the thread-specific key with error: ";
     EXPECT_THAT(outcome.log,
                 ElementsAre(said(kError, "handlerLegacy", failed + "Cannot allocate memory (12)"),
                             said(kInfo, "first"),
                             said(kError, "handlerLegacy", failed + "Invalid argument (22)"),
-                            said(kInfo, "second"), said(kInfo, "third")));
+                            said(kInfo, "second"), said(kInfo, "third"), said(kFatal, "fourth")));
 }
 
 TEST(CommonLogThreadRecord, ClearingFailureIsToldOnStandardError)

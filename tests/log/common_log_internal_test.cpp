@@ -8,6 +8,7 @@
 #include "log/logger.h"
 #include "log/process_locks.h"
 #include "log/settings_list.h"
+#include "settings_files.h"
 #include "settings_seen.h"
 #include "wait_until.h"
 
@@ -29,6 +30,9 @@ TEST(CommonLogInternal, LevelSetReportsAnInvalidPeakloadControl)
             EXPECT_EQ(COMMON_Log_Acceptable(kError), 1u);
             EXPECT_EQ(COMMON_Log_Acceptable(kWarn), 0u);
         }
+        COMMON_Log_LevelSet(kFatal);
+        EXPECT_EQ(COMMON_Log_Acceptable(kError), 0u) << "so what follows is not reported";
+        COMMON_Log_LevelSet(kFatal);
     });
     const auto error = [](const char* message) {
         return said(kError, "COMMON_Log_LevelSet", message);
@@ -72,6 +76,36 @@ TEST(CommonLogInternal, ASecondInitialisationOnlySaysSo)
     EXPECT_EQ(row_texts(outcome.out).back(), log_row("stdout", "threadOnce", "Initialized"));
 }
 
+// From the start on, not only in a child, where all are made anew.
+TEST(CommonLogInternal, OnlyTheLockOfTheDescriptorsIsRecursive)
+{
+    for (std::size_t i = 0; i < common::kProcessLockCount; ++i) {
+        pthread_mutex_t& lock = common::process_locks[i];
+        const bool recursive = i == static_cast<std::size_t>(common::ProcessLock::Descriptors);
+        ASSERT_EQ(pthread_mutex_trylock(&lock), 0) << i;
+        EXPECT_EQ(pthread_mutex_trylock(&lock), recursive ? 0 : EBUSY) << i;
+        EXPECT_EQ(pthread_mutex_unlock(&lock), 0);
+        if (recursive) {
+            EXPECT_EQ(pthread_mutex_unlock(&lock), 0);
+        }
+    }
+}
+
+TEST(CommonLogInternal, HandlerLibraryWithoutAHandlerLeavesTheBuiltInOne)
+{
+    const Outcome outcome = well({.env = kDebugOn}, [] {
+        COMMON_Log_LevelGet();
+        char library = 0;
+        common::log::logger.handlerLibrary = &library;
+        EXPECT_EQ(COMMON_Log_LegacySet(0), 0);
+        EXPECT_EQ(COMMON_Log_LegacyGet(), 1u);
+        log_message(kInfo, "m");
+    });
+    EXPECT_EQ(row_texts(outcome.err).back(),
+              log_row("stderr", "legacySet", "The handler was set to liboxa.so"));
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "m")));
+}
+
 TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
 {
     using common::process_locks;
@@ -104,6 +138,9 @@ TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
         EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
         await_child(child);
         EXPECT_EQ(common::lost_locks, 0);
+        for (auto& lock : process_locks) {
+            EXPECT_EQ(pthread_mutex_trylock(&lock), EBUSY) << "held as it was";
+        }
         go_on.set();
         holder.join();
         const auto locks_are_really_taken = [] {
@@ -147,6 +184,69 @@ TEST(CommonLogInternal, EverySettingRefusesABadValueAndCountsAgainOnlyIfItMay)
         EXPECT_THAT(rows(false),
                     testing::Contains(refused).Times(counts == Counts::Always ? 1 : 0));
     }
+}
+
+/// What every call of the log looks at, and nothing else, as long as there is nothing more to do.
+std::uint32_t gate()
+{
+    return common::log::gate.load();
+}
+
+FRESH_TEST(CommonLogInternal, TheGateTellsHowManyLevelsAreAccepted)
+{
+    EXPECT_EQ(gate(), common::log::kGateSlow) << "there are settings to be read";
+    COMMON_Log_PeakloadControlSet(kNone);
+    for (COMMON_LogLevel_t level = kFatal; level <= kVerbose; ++level) {
+        COMMON_Log_LevelSet(level);
+        EXPECT_EQ(gate(), level + 1);
+    }
+    for (const auto control : {kOff, kOn}) {
+        COMMON_Log_PeakloadControlSet(control);
+        EXPECT_EQ(gate(), common::log::kGateSlow) << "files may have changed";
+    }
+    common::log::logger.granularityPeakloadProcessing = 0;
+    common::log::publish_gate();
+    EXPECT_EQ(gate(), kVerbose + 1) << "they are not looked at again";
+    common::log::logger.enable = 0;
+    common::log::publish_gate();
+    EXPECT_EQ(gate(), 0u);
+}
+
+TEST(CommonLogInternal, TheGateIsOpenWhenTheSettingsAreRead)
+{
+    const FreshSetup setup{.env = {{"COMMON_LOG_PEAKLOAD_CONTROL", "None"}}};
+    run_silently(setup, [] {
+        EXPECT_EQ(COMMON_Log_LevelGet(), kInfo);
+        EXPECT_EQ(gate(), kInfo + 1);
+        common::log::gate = common::log::kGateSlow;
+        common::log::threadOnce();
+        EXPECT_EQ(gate(), kInfo + 1) << "as a child does that was forked meanwhile";
+    });
+}
+
+FRESH_TEST(CommonLogInternal, AFileThatTurnsReadingAgainOffIsTheLast)
+{
+    COMMON_Log_PeakloadControlSet(kOn);
+    common::log::logger.granularityPeakloadProcessing = 1;
+    ASSERT_EQ(gate(), common::log::kGateSlow);
+    put_file(kSharedFile, "COMMON_LOG_PEAKLOAD_CONTROL=None\n", 1'000'000'000);
+    EXPECT_TRUE(wait_until([] {
+        COMMON_Log_Acceptable(kInfo);
+        return gate() != common::log::kGateSlow;
+    }));
+}
+
+TEST(CommonLogInternal, WithoutAHandlerTheProcessEnds)
+{
+    const Outcome outcome = run_fresh([] {
+        COMMON_Log_LevelGet();
+        common::log::logger.handler.store(nullptr);
+        log_message(kError, "nobody");
+    });
+    EXPECT_THAT(outcome, killed_by(SIGABRT));
+    EXPECT_THAT(outcome.err,
+                assertion_text("common_log", "COMMON_Log_WriteV", "0 != logger.handler"));
+    EXPECT_THAT(outcome.log, IsEmpty());
 }
 
 TEST(CommonLogInternal, ParsingNothingEndsTheProcess)

@@ -118,6 +118,20 @@ TEST(CommonLogTime, EveryRecordHasItsOwn)
     }
 }
 
+TEST(CommonLogTime, OneLayoutShowsTheTimeOfDayWithoutTheDay)
+{
+    const Outcome outcome = well({.env = {{"COMMON_LOG_FORMAT", "Syslogng"}}}, [] {
+        for (int i = 0; i < 2; ++i) {  // the second one by the stamp of the first
+            log_message(kInfo, "m");
+        }
+    });
+    ASSERT_THAT(outcome.log, SizeIs(2));
+    for (const auto& record : outcome.log) {
+        EXPECT_THAT(record.text,
+                    testing::MatchesRegex("[0-2][0-9]:[0-5][0-9]:[0-5][0-9], ZONE, .*"));
+    }
+}
+
 TEST(CommonLogTime, LocalTimeThatCannotBeComputedStopsTheProcess)
 {
     const Outcome outcome = run_fresh([] {

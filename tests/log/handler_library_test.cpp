@@ -16,6 +16,7 @@
 #include "fault.h"
 #include "log_calls.h"
 #include "mem_malloc.h"
+#include "oxa_logger.h"
 #include "wait_until.h"
 
 namespace {
@@ -249,6 +250,17 @@ TEST(HandlerLibrary, GetsTheNullFormatOfTheListForm)
     EXPECT_EQ(outcome.out, "handled 5|Z|f|g|1|NULL|\n");
 }
 
+// The one text behind an empty format.
+TEST(HandlerLibrary, GetsTheTextThatABufferIsWrittenWith)
+{
+    auto env = kNotLegacy;
+    env["COMMON_LOG_LEVEL"] = "Verbose";
+    const Outcome outcome = well(quiet(with_library(RECORDING_HANDLER, env)),
+                                 [] { LOG_BufferWrite(nullptr, "ignored"); });
+    EXPECT_THAT(outcome.out, AllOf(StartsWith("handled 7||oxa_logger|LOG_BufferWrite|"),
+                                   testing::EndsWith("||Deprecated\n")));
+}
+
 TEST(HandlerLibrary, SeesTheCallersErrnoAndCannotChangeIt)
 {
     const Outcome outcome = well(quiet(with_library(RECORDING_HANDLER, kNotLegacy)), [] {
@@ -307,6 +319,8 @@ TEST(HandlerLibrary, LoggingFromItsConstructorGoesToTheBuiltInHandler)
         FreshSetup setup = with_library(LOGGING_CONSTRUCTOR, kNotLegacy);
         setup.env["COMMON_LOG_FORMAT"] = "Legacy";  // which counts only later
         const Outcome outcome = well(debug ? setup : quiet(setup), [] {
+            EXPECT_EQ(COMMON_Log_Acceptable(kDebug), 1u) << "as the constructor set it";
+            EXPECT_EQ(COMMON_Log_Acceptable(kVerbose), 0u);
             COMMON_Log_Write(kInfo, kZoneNumber, "Z", "f", "g", 1, "to the library");
         });
         EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, "LIBRARY", "liboxa.c", "constructor",

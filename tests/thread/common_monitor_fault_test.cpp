@@ -207,6 +207,7 @@ TEST(CommonMonitorFault, LockThatFailsIsReportedByTheMutex)
         COMMON_Monitor_Unlock(monitor);
         fault::fail(Call::pthread_mutex_lock, 1, EAGAIN);
         COMMON_Monitor_Lock(monitor);
+        COMMON_Monitor_Lock(monitor);
     });
     EXPECT_THAT(
         outcome.log,

@@ -9,8 +9,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "cancelled.h"
 #include "fault.h"
 #include "fault_sweep.h"
+#include "forked.h"
 #include "fresh_process.h"
 #include "watched.h"
 
@@ -206,16 +208,21 @@ TEST(CommonWdmFault, SubscribingTakesItsStepsInOrder)
 TEST(CommonWdmFault, SubscribingWakesAMonitorThatWaitsAtTheTail)
 {
     run_whole([] {
+        std::atomic<int> monitor{0};
+        fault::on_call(Call::sem_wait, 1, [&] { monitor = gettid(); });
         COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        ASSERT_TRUE(wait_until([&] { return monitor != 0; }));
         Watched first;
         Watched second;
         COMMON_wdm_Subscribe(watchdog, first.subscriber, kLong_s);
-        // It says that it is about to sleep.
-        ASSERT_TRUE(wait_until([&] { return sleeps_at_the_tail(*watchdog); }));
-        ASSERT_TRUE(wait_until([] { return fault::calls(Call::syscall) >= 1; }));
-        fault::reset();
+        // It says that it is about to sleep, maybe before that for the link of the first one, and
+        // does.
+        ASSERT_TRUE(wait_until([&] {
+            return sleeps_at_the_tail(*watchdog) && fault::calls(Call::syscall) >= 1 &&
+                   is_blocked(monitor);
+        }));
+        // It would look again in an hour.
         COMMON_wdm_Subscribe(watchdog, second.subscriber, 0);
-        EXPECT_GE(fault::calls(Call::syscall), 1);
         EXPECT_TRUE(second.has_started());
         COMMON_wdm_Destroy(watchdog);
         COMMON_wdm_Unsubscribe(first.subscriber);
@@ -315,6 +322,22 @@ TEST(CommonWdmFault, QueueThatOnlyGrowsIsCleared)
 
 // Waits that end early.
 
+TEST(CommonWdmFault, DestroyIsNotCancelledWhileItWaitsForTheMonitor)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        ASSERT_TRUE(wait_until([] { return fault::calls(Call::sem_wait) == 1; })) << "the monitor";
+        bool returned = false;
+        run_until_cancelled([&] {
+            fault::on_call(Call::sem_wait, 1, cancel_oneself);
+            COMMON_wdm_Destroy(watchdog);
+            returned = true;
+            pthread_testcancel();
+        });
+        EXPECT_TRUE(returned);
+    });
+}
+
 TEST(CommonWdmFault, SleepThatIsInterruptedIsResumed)
 {
     run_whole([] {
@@ -325,6 +348,22 @@ TEST(CommonWdmFault, SleepThatIsInterruptedIsResumed)
         COMMON_wdm_Subscribe(watchdog, watched.subscriber, 0);
         EXPECT_TRUE(watched.has_started());
         COMMON_wdm_Destroy(watchdog);
+        COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+TEST(CommonWdmFault, DestroyThatIsInterruptedWaitsOn)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        Watched watched;
+        COMMON_wdm_Subscribe(watchdog, watched.subscriber, kLong_s);
+        ASSERT_TRUE(wait_until([&] { return sleeps_at_the_tail(*watchdog); }));
+        fault::reset();
+        fault::fail_from(Call::sem_wait, 1, EINTR);
+        fault::on_call(Call::sem_wait, 3, [] { fault::fail(Call::sem_wait, 1'000); });
+        COMMON_wdm_Destroy(watchdog);
+        EXPECT_EQ(fault::fired(), 2);
         COMMON_wdm_Unsubscribe(watched.subscriber);
     });
 }
@@ -341,7 +380,8 @@ TEST(CommonWdmFault, EveryLackOfMemoryIsSurvived)
                                 COMMON_wdm_Destroy(watchdog);
                                 COMMON_wdm_Unsubscribe(subscriber);
                             },
-                            survives, {.only = Call::malloc, .blocks_return = true});
+                            survives, {.only = Call::malloc, .blocks_return = true})
+                          .failures;
     EXPECT_EQ(count, 3);
 }
 
@@ -369,6 +409,19 @@ TEST(CommonWdmFault, ChildHasNoMonitorAndDestroysItsCopy)
         EXPECT_EQ(status, 0);
         COMMON_wdm_Destroy(watchdog);
         COMMON_wdm_Unsubscribe(watched.subscriber);
+    });
+}
+
+TEST(CommonWdmFault, ChildOfOneThatHadNobodyToWatchDestroysItsCopy)
+{
+    run_whole([] {
+        COMMON_wdm* const watchdog = COMMON_wdm_Init();
+        ASSERT_TRUE(wait_until([&] { return sleeps_empty(*watchdog); }));
+        in_child([&] {
+            COMMON_wdm_Destroy(watchdog);
+            EXPECT_EQ(fault::outstanding_blocks(), 0);
+        });
+        COMMON_wdm_Destroy(watchdog);
     });
 }
 

@@ -294,6 +294,28 @@ TEST_F(CommonWdmQueue, NodeWhoseLinkIsStillMissingIsWaitedFor)
     EXPECT_THAT(order(), ElementsAre(first, late, nullptr));
 }
 
+/// The same of the first node: the anchor was moved behind the node of that client.
+TEST_F(CommonWdmQueue, FirstNodeWhoseLinkIsStillMissingIsWaitedFor)
+{
+    auto* const fired = subscribed();
+    auto* const late = subscribed();
+    fired->fired = 1;
+    auto* const anchor = queue->watchdog.head;
+    auto* const first = wdm::next_of(*anchor);
+    auto* const behind = wdm::next_of(*first);
+    queue->watchdog.head = first;
+    first->next = anchor->next = 0;
+    behind->next = reinterpret_cast<std::uintptr_t>(anchor);
+    queue->watchdog.tail = anchor;
+
+    std::thread monitor([&] { collect(); });
+    EXPECT_TRUE(wait_until([&] { return sleeps_at_the_tail(queue->watchdog); }));
+    wdm::link(*first).exchange(reinterpret_cast<std::uintptr_t>(behind));
+    common::futex_wake_one(wdm::futex_word(*first));
+    monitor.join();
+    EXPECT_THAT(order(), ElementsAre(late, nullptr));
+}
+
 // More than one node of a subscriber.
 
 TEST_F(CommonWdmQueue, AllNodesOfAFiredSubscriberGo)

@@ -136,10 +136,12 @@ TEST(CommonWdmSoak, SubscribeTickleAndUnsubscribeFromSeveralThreads)
         }));
         COMMON_wdm_Destroy(watchdog);
         EXPECT_TRUE(has_threads(threads)) << "handlers have come to their end";
+        int fired = 0;
         for (Client& client : clients) {
             client.release();
-            EXPECT_GT(client.count_fired(true), 0);
+            fired += client.count_fired(true);
         }
+        EXPECT_GT(fired, 0);
     });
 }
 

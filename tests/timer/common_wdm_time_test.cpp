@@ -288,6 +288,20 @@ TEST_F(CommonWdmTime, OneThatIsUnsubscribedWhileTheMonitorWaitsForItIsNotStarted
     EXPECT_THAT(simulation.starts, IsEmpty());
 }
 
+TEST_F(CommonWdmTime, OneThatIsUnsubscribedTwiceIsFreedOnce)
+{
+    Client& twice = client();
+    at_ms(0, [&] { twice.subscribe(simulation, 2); });
+    at_ms(500, [&] {  // its node is still there; the address sanitizer watches
+        COMMON_wdm_Unsubscribe(twice.subscriber);
+        COMMON_wdm_Unsubscribe(twice.subscriber);
+        EXPECT_EQ(twice.subscriber->holders, 1U) << "the node";
+        twice.subscriber = nullptr;
+    });
+    run_for(5);
+    EXPECT_THAT(simulation.starts, IsEmpty());
+}
+
 // Nearer than the monitor knows.
 
 TEST_F(CommonWdmTime, DeadlineBroughtNearerPassesUnseenUnlessTheMonitorLooks)
@@ -382,6 +396,21 @@ TEST_F(CommonWdmTime, SecondThatBeginsDuringAScanIsMet)
     EXPECT_THAT(seconds(), ElementsAre(13, 23, 33));
 }
 
+/// It is noticed before the wait, which would be one of years.
+TEST_F(CommonWdmTime, SecondThatPassesDuringAScanIsMissedAndNotWaitedFor)
+{
+    Client& missed = client();
+    at_ms(0, [&] { missed.subscribe(simulation, 3); });
+    at_ms(1000, [&] {
+        const int before_wait = simulation.readings + 3;
+        read_until(before_wait, [this] { simulation.now_ns += 5 * kSecond_ns; });
+        simulation.interrupt();
+    });
+    at_ms(8000, [&] { missed.tickle(2); });
+    run_for(50);
+    EXPECT_THAT(seconds(), ElementsAre(10));
+}
+
 /// The scan goes on from there, with a clock of long ago.
 TEST_F(CommonWdmTime, DeadlineThatIsSetInALongWaitIsMet)
 {
@@ -392,6 +421,24 @@ TEST_F(CommonWdmTime, DeadlineThatIsSetInALongWaitIsMet)
     }
     run_for(2000);
     EXPECT_THAT(seconds(), ElementsAre(101, 202, 707));
+}
+
+TEST_F(CommonWdmTime, QueueThatGrowsIsScannedFromItsBeginningNowAndThen)
+{
+    Client& first = client();
+    at_ms(0, [&] { first.subscribe(simulation, 3600); });
+    at_ms(1, [&] {
+        COMMON_wdm_Unsubscribe(first.subscriber);
+        first.subscriber = nullptr;
+    });
+    for (int i = 2; i <= 200; ++i) {
+        at_ms(i, [this] { client().subscribe(simulation, 3600); });
+    }
+    // The anchor, the first one, and one for each millisecond from the second on.
+    at_ms(60, [this] { EXPECT_THAT(simulation.order(), SizeIs(2 + 59)); });
+    at_ms(150, [this] { EXPECT_THAT(simulation.order(), SizeIs(1 + 149)) << "it is taken out"; });
+    run_for(10);
+    EXPECT_THAT(simulation.starts, IsEmpty());
 }
 
 // A second that was missed.

@@ -96,6 +96,18 @@ FRESH_TEST(TimerCallback, DeletesItsOwnTimer)
     EXPECT_EQ(record.shot.calls, 0);
 }
 
+FRESH_TEST(TimerCallback, DeletesItsOwnTimerWhileAnOlderStartWaits)
+{
+    const int threads = thread_count();
+    TMR* timer = TMR_New();
+    Shot older;
+    EXPECT_EQ(older.start(timer, kLong_ms), 1U);
+    const auto call = [](void* argument) { TMR_Delete(*static_cast<TMR**>(argument)); };
+    EXPECT_EQ(TMR_Start(timer, call, &timer, 5), 1U);
+    EXPECT_TRUE(has_threads(threads));
+    EXPECT_EQ(older.calls, 0);
+}
+
 FRESH_TEST(TimerCallback, MayEndItsThread)
 {
     const int threads = thread_count();

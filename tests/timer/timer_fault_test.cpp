@@ -219,6 +219,30 @@ FRESH_TEST(TimerFault, StopThatMeetsAStartHalfWayDoesNotHang)
     TMR_Delete(other);
 }
 
+// Its start still has to go on when the callback has deleted the timer and its thread has ended.
+FRESH_TEST(TimerFault, TimerThatIsDeletedBeforeItsStartGoesOnIsReleasedByIt)
+{
+    const long blocks = settled_blocks();
+    const int threads = thread_count();
+    struct Record {
+        TMR* timer;
+        Event deleted;
+    } record{TMR_New(), {}};
+    const auto call = [](void* argument) {
+        auto* const self = static_cast<Record*>(argument);
+        TMR_Delete(self->timer);
+        self->deleted.set();
+    };
+    fault::on_call(Call::sem_wait, 1, [&] {
+        EXPECT_TRUE(record.deleted.wait());
+        EXPECT_TRUE(has_threads(threads));
+        EXPECT_EQ(fault::calls(Call::sem_destroy), 0);
+    });
+    EXPECT_EQ(TMR_Start(record.timer, call, &record, 1), 1U);
+    EXPECT_EQ(fault::calls(Call::sem_destroy), 2);
+    EXPECT_EQ(fault::outstanding_blocks(), blocks);
+}
+
 // The clock.
 
 TEST(TimerFault, ClockThatFailsInTheThreadIsReportedAndItGoesOn)

@@ -1,4 +1,5 @@
 // The deadlines that threads of a timer await, and the record as others see it.
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -11,11 +12,44 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "fault_table.h"
 #include "fresh_process.h"
+#include "replaced.h"
 #include "shot.h"
+#include "timer/detached_thread.h"
 #include "timer/timer_thread.h"
 
 using namespace harness;
+
+REPLACED(int, pthread_attr_destroy, (pthread_attr_t * attributes));
+
+#define CLOCK HARNESS_SYMBOL("clock_gettime", "__clock_gettime64")
+extern "C" int real_clock(clockid_t clock, timespec* time) __asm__("__real_" CLOCK);
+extern "C" int wrap_clock(clockid_t clock, timespec* time) __asm__("__wrap_" CLOCK);
+
+namespace {
+
+std::atomic<int> attributes_destroyed{0};
+
+/// What the library's clock shows, when it is set.
+const timespec* held_time = nullptr;
+
+}  // namespace
+
+int wrap_clock(clockid_t clock, timespec* time)
+{
+    if (held_time == nullptr) {
+        return real_clock(clock, time);
+    }
+    *time = *held_time;
+    return 0;
+}
+
+int wrap_pthread_attr_destroy(pthread_attr_t* attributes)
+{
+    ++attributes_destroyed;
+    return real_pthread_attr_destroy(attributes);
+}
 
 namespace {
 
@@ -77,6 +111,21 @@ void fire(TMR& timer, Shot& shot)
     ASSERT_TRUE(are_idle(timer));
 }
 
+FRESH_TEST(TimerInternal, AttributesOfAThreadAreGivenBack)
+{
+    Event run;
+    sigset_t signals;
+    sigfillset(&signals);
+    const auto entry = [](void* argument) -> void* {
+        static_cast<Event*>(argument)->set();
+        return nullptr;
+    };
+    EXPECT_EQ(common::start_detached(entry, &run, &signals), common::ThreadStart::Started);
+    EXPECT_TRUE(run.wait());
+    EXPECT_EQ(attributes_destroyed, 1);
+    EXPECT_TRUE(has_threads(1));
+}
+
 FRESH_TEST(TimerInternal, NullRecordEndsTheThread)
 {
     EXPECT_EQ(common::timer::TimerHandler(nullptr), nullptr);
@@ -123,6 +172,30 @@ FRESH_TEST(TimerInternal, DeadlineCarriesASecond)
     expect_deadline(2500, 500'000'000, 999'000'000, 3, -500'000'000);
 }
 
+TEST(TimerInternal, NanosecondsOfADeadlineStayBelowASecond)
+{
+    const struct {
+        timespec now;
+        std::uint32_t interval_ms;
+        timespec deadline;
+    } kCases[] = {
+        {{7, 499'999'999}, 500, {7, 999'999'999}},
+        {{7, 500'000'000}, 500, {8, 0}},
+        {{7, 500'000'001}, 500, {8, 1}},
+        {{7, 999'999'999}, 999, {8, 998'999'999}},
+        {{7, 1}, 1'000, {8, 1}},
+        {{7, 1}, 999, {7, 999'000'001}},
+    };
+    for (const auto& each : kCases) {
+        timespec deadline{};
+        held_time = &each.now;
+        EXPECT_TRUE(common::timer::deadline_after(each.interval_ms, deadline));
+        held_time = nullptr;
+        EXPECT_EQ(deadline.tv_sec, each.deadline.tv_sec);
+        EXPECT_EQ(deadline.tv_nsec, each.deadline.tv_nsec);
+    }
+}
+
 FRESH_TEST(TimerInternal, LongestIntervalIsKept)
 {
     TMR* const timer = TMR_New();
@@ -147,19 +220,19 @@ FRESH_TEST(TimerInternal, CallbackIsWhereACancellationTakesEffect)
     pthread_mutex_unlock(&timer->mutex);
     struct Call {
         std::atomic<bool> begun{false};
-        std::atomic<bool> went_on{false};
+        std::atomic<std::int64_t> went_on_ms{0};
     } call;
     const auto test = [](void* argument) {
         auto* const self = static_cast<Call*>(argument);
         self->begun = true;
         pthread_testcancel();
-        self->went_on = true;
+        self->went_on_ms = now_ms();
     };
     EXPECT_EQ(TMR_Start(timer, test, &call, 5), 1U);
     EXPECT_TRUE(has_threads(threads));
     EXPECT_TRUE(call.begun) << "not while it waits";
     // Not in another thread, where the process stood still for seconds.
-    EXPECT_TRUE(!call.went_on || now_ms() - start >= kIdle_ms);
+    EXPECT_TRUE(call.went_on_ms == 0 || call.went_on_ms - start >= kIdle_ms);
     TMR_Delete(timer);
 }
 

@@ -80,6 +80,17 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexFailsItsStart)
                                          said("TMR_Start", "Could not start timer")));
 }
 
+FRESH_TEST(TimerLock, StartThatCannotLockTheMutexAgainHasStartedAllTheSame)
+{
+    TMR* const timer = TMR_New();
+    Shot shot;
+    fault::fail(Call::pthread_mutex_lock, 3, EINVAL);  // behind its own and the thread's
+    EXPECT_EQ(shot.start(timer, 5), 1U);
+    EXPECT_EQ(fault::fired(), 1);
+    EXPECT_TRUE(shot.called.wait());
+    TMR_Delete(timer);
+}
+
 TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
 {
     const Outcome outcome = well([] {
@@ -99,9 +110,48 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
         Shot second;
         EXPECT_EQ(second.start(timer, 5), 1U);
         EXPECT_TRUE(second.called.wait());
+        EXPECT_EQ(timer->lostThreads, 0U) << "it was taken out";
         TMR_Delete(timer);
     });
     EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22")));
+}
+
+TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEndedItIsLost)
+{
+    const Outcome outcome = well([] {
+        const int threads = thread_count();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(TMR_Start(
+                      timer,
+                      [](void* argument) {
+                          fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
+                          Shot::call(argument);
+                          pthread_exit(nullptr);
+                      },
+                      &shot, 5),
+                  1U);
+        EXPECT_TRUE(shot.called.wait());
+        EXPECT_TRUE(has_threads(threads));
+        EXPECT_EQ(timer->mutex.__data.__nusers, 0U) << "it unlocked what it did not have";
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22")));
+}
+
+TEST(TimerLock, StartWhoseThreadIsInPlaceSucceedsWhateverTheMutexDoesThen)
+{
+    const Outcome outcome = well([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        // Its own, that of its thread, and again its own.
+        fault::fail(Call::pthread_mutex_lock, 3, EINVAL);
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(TMR_InUse(timer), 1U);
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome.log, testing::IsEmpty());
 }
 
 TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
@@ -192,6 +242,23 @@ TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)
                                          said("TMR_Start", "Could not start timer")));
 }
 
+TEST(TimerLock, StopThatCannotSignalForEachThreadFails)
+{
+    const Outcome outcome = well([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+        fault::fail(Call::pthread_cond_signal);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnFailed);
+        EXPECT_EQ(fault::calls(Call::pthread_cond_signal), 2) << "the other one is tried, too";
+        EXPECT_EQ(TMR_InUse(timer), 0U);
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls, 0);
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Stop", "Could not signal timer")));
+}
+
 TEST(TimerLock, DeleteThatCannotSignalLeavesTheTimerToItsThread)
 {
     const Outcome outcome = well([] {
@@ -232,6 +299,28 @@ TEST(TimerLock, WaitThatFailsEndsTheThread)
     EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Error waiting")));
 }
 
+TEST(TimerLock, ThreadWhoseWaitFailedServesNoStartWhileItReports)
+{
+    const Outcome outcome = well([] {
+        TMR* const timer = TMR_New();
+        Shot shot;
+        Shot second;
+        // The report asks for the time, in the thread and without the mutex.
+        fault::on_call(Call::pthread_cond_timedwait, 1, [&] {
+            fault::on_call(Call::pthread_mutex_unlock, 1, [&] {
+                fault::on_call(Call::clock_gettime, 1,
+                               [&] { EXPECT_EQ(second.start(timer, 5), 1U); });
+            });
+        });
+        fault::fail(Call::pthread_cond_timedwait, 1, EINVAL);
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        EXPECT_TRUE(second.called.wait());
+        TMR_Delete(timer);
+        EXPECT_EQ(shot.calls, 0);
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Error waiting")));
+}
+
 TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
 {
     const Outcome outcome = well([] {
@@ -245,6 +334,38 @@ TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
         TMR_Delete(timer);
     });
     EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Error waiting")));
+}
+
+FRESH_TEST(TimerLock, StartOfATimerThatItsCallbackHasDeletedMeanwhileReleasesIt)
+{
+    const int threads = thread_count();
+    const long blocks = settled_blocks();
+    TMR* const timer = TMR_New();
+    // The start is held up until the callback and its thread have come to their ends.
+    fault::on_call(Call::sem_wait, 1, [&] { EXPECT_TRUE(has_threads(threads)); });
+    const auto delete_oneself = [](void* own) { TMR_Delete(static_cast<TMR*>(own)); };
+    EXPECT_EQ(TMR_Start(timer, delete_oneself, timer, 1), 1U);
+    EXPECT_EQ(fault::outstanding_blocks(), blocks);
+}
+
+TEST(TimerLock, ThreadWhoseWaitFailsAndThatCannotLockTheMutexThenIsLost)
+{
+    const Outcome outcome = well([] {
+        COMMON_Log_Acceptable(COMMON_LogLevelInfo);  // which takes locks at first
+        const int threads = thread_count();
+        TMR* const timer = TMR_New();
+        Shot shot;
+        fault::fail(Call::pthread_cond_timedwait, 2, EPERM);
+        fault::on_call(Call::pthread_cond_timedwait, 2,
+                       [] { fault::fail_always(Call::pthread_mutex_lock, EINVAL); });
+        EXPECT_EQ(shot.start(timer, 5), 1U);
+        EXPECT_TRUE(shot.called.wait());
+        EXPECT_TRUE(has_threads(threads));
+        fault::reset();
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Error waiting"),
+                                         said("TimerHandler", "Could not lock mutex: 22")));
 }
 
 FRESH_TEST(TimerLock, InterruptedWaitsForAThreadAreResumed)
@@ -327,7 +448,8 @@ TEST(TimerLock, EveryFailureIsSurvived)
                                     TMR_Stop(timer);
                                     TMR_Delete(timer);
                                 },
-                                survives, {.only = call});
+                                survives, {.only = call})
+                              .failures;
         EXPECT_GT(count, 0) << fault::name(call);
     }
 }

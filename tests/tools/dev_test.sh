@@ -36,20 +36,30 @@ refused 2 'dev: there is no verb demonstrate; see ./dev help' "$work/dev" demons
 refused 2 'dev: there is no verb ../verbs/demo; see ./dev help' "$work/dev" ../verbs/demo
 wrong 'abi takes --renew or nothing' abi --new
 wrong 'bench has no option --all; see ./dev bench --help' bench --all
+wrong 'coverage takes one NAME' coverage Log Timer
 wrong 'demo takes one folder' demo /usr /var
 wrong 'docs takes no argument but --test' docs test
 wrong 'format takes no argument' format dev
 wrong "there is no fuzz target 'nothing'" fuzz nothing
+wrong 'limits has no option --all; see ./dev limits --help' limits --all
+wrong 'limits takes one NAME, or --renew' limits Log Timer
 wrong 'lint takes --quick or nothing' lint --quickly
+wrong 'mutate has no option --all; see ./dev mutate --help' mutate --all
+wrong 'mutate --sample takes a number from 1 on' mutate --sample 0
+wrong 'mutate takes one FOLDER' mutate log timer
 wrong 'package --arch takes amd64, arm64, armhf or i386' package --arch pdp11
 wrong 'package has no option --install; see ./dev package --help' package --install
-wrong 'SECONDS is a number from 1 on' soak long
+wrong 'SECONDS is a number from 1 on' soak 0
+wrong 'proof takes nothing, or --quick' proof --all
+wrong 'soak has no option --all; see ./dev soak --help' soak --all
+wrong 'soak takes one NAME' soak 10 Timer Queue
 wrong 'test has no option --slow; see ./dev test --help' test --slow
-wrong 'test --preset takes one of: clang release asan tsan i386' test --preset fast
-wrong 'test --preset takes one of: clang release asan tsan i386' test --preset
+wrong 'test --preset takes one of: clang release asan tsan i386 armhf arm64 coverage' test --preset fast
+wrong 'test --preset takes one of: clang release asan tsan i386 armhf arm64 coverage' test --preset
 wrong 'test --repeat takes a number from 1 on' test --repeat 0
 
 # Who is not root can make no private root.
+refused 1 'dev: mutate takes root: the defects are tried in a sandbox' "$work/dev" mutate log
 refused 1 'dev: package --test takes root: it installs the packages in a private root' \
   "$work/dev" package --test
 refused 1 'dev: a private root, in which packages are installed and removed, takes root' \

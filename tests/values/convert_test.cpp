@@ -11,6 +11,7 @@
 
 #include "fresh_process.h"
 #include "log_expect.h"
+#include "memory_end.h"
 
 namespace {
 
@@ -36,19 +37,28 @@ std::ostream& operator<<(std::ostream& stream, const Converted<Number>& converte
     return stream << converted.status << " " << std::hex << converted.value << std::dec;
 }
 
+/// Where a text is read from: nothing behind it can be.
+const char* guarded(const std::string& text)
+{
+    static MemoryEnd memory;
+    return memory.put(text);
+}
+
 Converted<std::uint32_t> to_32(const std::string& text, int error_before = 0)
 {
     std::uint32_t value = kUntouched32;
+    const char* const read = guarded(text);
     errno = error_before;
-    const STATUS status = CONVERT_HexStrToU32(text.c_str(), &value);
+    const STATUS status = CONVERT_HexStrToU32(read, &value);
     return {status, value};
 }
 
 Converted<std::uint64_t> to_64(const std::string& text, int error_before = 0)
 {
     std::uint64_t value = kUntouched64;
+    const char* const read = guarded(text);
     errno = error_before;
-    const STATUS status = CONVERT_HexStrToU64(text.c_str(), &value);
+    const STATUS status = CONVERT_HexStrToU64(read, &value);
     return {status, value};
 }
 
@@ -101,6 +111,23 @@ FRESH_TEST(Convert, TextsThatBothWidthsRead)
         EXPECT_EQ(to_64(each.text), (Converted<std::uint64_t>{STATUS_SUCCESS, each.value}))
             << each.text;
         EXPECT_EQ(errno, 0);
+    }
+}
+
+FRESH_TEST(Convert, NothingBehindTheEndIsRead)
+{
+    const struct {
+        const char* text;
+        std::uint32_t value;
+    } kCases[] = {{"", 0}, {"1", 1}, {"g", 0}, {"1g", 1}, {"zzzzzzzz", 0}, {"zzzzzzzzzzzzzzzz", 0}};
+    for (const auto& each : kCases) {
+        for (const char behind : {'\0', '1', 'z'}) {
+            std::string text = each.text;
+            text += '\0';
+            text += std::string(16, behind);
+            EXPECT_EQ(to_32(text), (Converted<std::uint32_t>{STATUS_SUCCESS, each.value}));
+            EXPECT_EQ(to_64(text), (Converted<std::uint64_t>{STATUS_SUCCESS, each.value}));
+        }
     }
 }
 

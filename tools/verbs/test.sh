@@ -17,6 +17,22 @@ targets_of() {
   tools/test_targets.py "$build/$1" "$2"
 }
 
+# emulate PRESET: gets what builds for another processor and what runs its programs, tells the kernel of the
+# latter, and adds what leaves out the tests that cannot run there to chosen. It is about ten times slower.
+emulate() {
+  local -A names=([armhf]=arm [arm64]=aarch64)
+  local emulator=qemu-${names[$1]} table=/proc/sys/fs/binfmt_misc patterns
+  need "${cross_packages[$1]}" "${emulator_packages[@]}"
+  if [[ ! -e $table/$emulator ]]; then
+    [[ -e $table/register ]] || mount -t binfmt_misc binfmt_misc "$table" ||
+      die "the kernel has to be told of the emulator, which takes root"
+    cat "/usr/lib/binfmt.d/$emulator.conf" >"$table/register"
+  fi
+  patterns=$(sed -nE 's/^([^#\t][^\t]*)\t.*/\1/p' tests/not_emulated.txt | paste -sd '|')
+  chosen+=(-E "$patterns")
+  export COMMON_TEST_TIME_FACTOR=10
+}
+
 # build_tests PRESET [NAME]: builds what the tests need. The thread sanitizer is slow and finds nothing
 # in tests with one thread.
 build_tests() {
@@ -148,7 +164,8 @@ main() {
     case $1 in
       --all) presets+=("${test_presets[@]}") verbs=("${test_verbs[@]}") ;;
       --preset)
-        [[ " ${test_presets[*]} " == *" ${2:--} "* ]] || die "test --preset takes one of: ${test_presets[*]}"
+        local known="${test_presets[*]} ${emulated_presets[*]} ${other_presets[*]}"
+        [[ " $known " == *" ${2:--} "* ]] || die "test --preset takes one of: $known"
         presets+=("$2")
         shift
         ;;
@@ -176,9 +193,10 @@ main() {
   trap 'stop_busy; [[ -z $closed ]] || rmdir "$closed"' EXIT
   ((!as_user)) || become_user
   for preset in "${presets[@]}"; do
-    [[ $preset != tsan ]] || options+=(-L threads)
-    run_preset "$preset" "${options[@]}"
-    [[ $preset != tsan ]] || options=("${options[@]::${#options[@]}-2}")
+    local chosen=("${options[@]}")
+    [[ $preset != tsan ]] || chosen+=(-L threads)
+    [[ " ${emulated_presets[*]} " != *" $preset "* ]] || emulate "$preset"
+    run_preset "$preset" "${chosen[@]}"
   done
   # They have no tests by name.
   [[ -z $name ]] || verbs=()

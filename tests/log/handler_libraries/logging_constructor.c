@@ -26,4 +26,5 @@ __attribute__((constructor)) static void log_something(void)
         COMMON_Log_Write(COMMON_LogLevelInfo, 4095, "LIBRARY", "liboxa.c", "constructor", 1,
                          "from the constructor");
     }
+    COMMON_Log_LevelSet(COMMON_LogLevelDebug);
 }

@@ -3,6 +3,7 @@
 #include <stdarg.h>
 #include <stdint.h>
 #include <stdio.h>
+#include <string.h>
 
 void COMMON_Log_writev(int32_t level, const char* zoneName, const char* file, const char* function,
                        int32_t line, const char* format, va_list args)
@@ -17,7 +18,9 @@ void COMMON_Log_writev(int32_t level, const char* zoneName, const char* file, co
                        int32_t line, const char* format, va_list args)
 {
     char message[4096] = "";
-    if (format != NULL) {
+    if (format != NULL && *format == '\0' && strcmp(shown(function), "LOG_BufferWrite") == 0) {
+        snprintf(message, sizeof message, "%s", va_arg(args, const char*));
+    } else if (format != NULL) {
         vsnprintf(message, sizeof message, format, args);
     }
     printf("handled %d|%s|%s|%s|%d|%s|%s\n", level, shown(zoneName), shown(file), shown(function),

@@ -1,0 +1,26 @@
+// How a scenario is run, and what its runs told.
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "scenario.h"
+
+namespace faults {
+
+/// Whether every error of each call is tried, not only its usual one: COMMON_FAULTS=all says so.
+bool every_error();
+
+/// What was tried, of one scenario or more.
+struct Tried {
+    std::set<std::string> functions;
+    harness::SweepCounts counts;
+};
+
+/// Sweeps over a scenario; what is wrong is a failure of the running test.
+Tried sweep(const Scenario& scenario);
+
+/// Runs a scenario once, without a failure. @return the functions that it calls.
+std::set<std::string> functions_of(const Scenario& scenario);
+
+}  // namespace faults

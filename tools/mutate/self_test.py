@@ -1,0 +1,202 @@
+"""Tests of mutate.py: of what it makes and reads (run), and of the sandbox (try_sandbox), which takes root."""
+import collections
+import os
+import shutil
+import subprocess
+import tempfile
+from pathlib import Path
+
+import mutate
+from known import entry, read_known
+from mutants import mutants_of
+
+SOURCE = r"""// if (a < b) return 1;
+#define SKIPPED(x) ((x) + 1)
+static_assert(sizeof(int) == 4, "no text");
+extern "C" {
+template <int N>
+[[gnu::aligned(8)]] int first(int a, const int* b) noexcept
+{
+    const LockScope lock(mutex);
+    if (a < 10 && !ready()) {
+        return 0x0f;
+    } else {
+        wait();
+        return a;
+    }
+    for (int i = 0; i != a; ++i) {
+        work(i);  // one
+        value = next('a');
+    }
+    log(a ? "" : "yes");
+    const std::vector<int> list{a};
+    COMMON_REPORT(kSource, Error, "%d", a);
+    flag.store(true, std::memory_order_release);
+    return a == 1 ? 1'000 : *b;
+}
+}
+"""
+# Of each: line, operator, before -> after.
+EXPECTED = """
+8 lock: const LockScope lock(mutex); -> nothing
+9 condition: a < 10 && !ready() -> !(...)
+9 condition: a < 10 && !ready() -> true
+9 condition: a < 10 && !ready() -> false
+9 comparison: < -> <=
+9 constant: 10 -> 9
+9 constant: 10 -> 11
+9 condition: && -> ||
+9 condition: ! -> nothing
+10 constant: 0x0f -> 0xe
+10 constant: 0x0f -> 0x10
+12 statement: wait(); -> nothing
+13 statement: return a; -> nothing
+15 constant: 0 -> 1
+15 condition: i != a -> !(...)
+15 arithmetic: ++ -> --
+16 statement: work(i); -> nothing
+16 order: work(i); -> behind the next one
+17 statement: value = next('a'); -> nothing
+17 constant: 'a' -> '~'
+19 statement: log(a ? "" : "yes"); -> nothing
+19 condition: a -> !(...)
+19 text: "" -> "~"
+19 text: "yes" -> "~yes"
+19 text: "yes" -> "yes~"
+21 statement: COMMON_REPORT(kSource, Error, "%d", a); -> nothing
+21 order: COMMON_REPORT(kSource, Error, "%d", a); -> behind the next one
+21 constant: Error -> Warn
+21 text: "%d" -> "~%d"
+21 text: "%d" -> "%d~"
+22 statement: flag.store(true, std::memory_order_release); -> nothing
+22 constant: true -> false
+22 lock: memory_order_release -> memory_order_relaxed
+23 condition: a == 1 -> !(...)
+23 constant: 1 -> 0
+23 constant: 1 -> 2
+23 constant: 1'000 -> 999
+23 constant: 1'000 -> 1001
+"""
+
+GOOD_LIST = """# Comment.
+
+log/a.cpp: constant: 1 -> 0
+    int a = 1;
+log/a.cpp: constant: 1 -> 2
+    int a = 1;
+it is not read,
+nowhere
+
+log/a.cpp: constant: 1 -> 0 (2)
+    int a = 1;
+nor is that one
+"""
+BAD_LISTS = [
+    ("log/a.cpp: constant: 1 -> 0\n    int a = 1;\n", "no entry with a reason: log/a.cpp: constant: 1 -> 0"),
+    ("what is this\n", "no entry with a reason: what is this"),
+    ("log/a.cpp: constant: 1 -> 3\n    int a = 1;\nreason\n",
+     "there is no such mutant:\nlog/a.cpp: constant: 1 -> 3\n    int a = 1;"),
+]
+
+
+def test_mutants() -> None:
+    expected = [line for line in EXPECTED.splitlines() if ":" in line]
+    made = mutants_of("log/a.cpp", SOURCE)
+    got = [f"{each.line} {each.operator}: {each.change}" for each in made]
+    assert sorted(got) == sorted(expected), sorted(set(got) ^ set(expected))
+    for each in made:
+        mutant = each.apply(SOURCE)
+        assert mutant != SOURCE and (each.operator == "order" or mutant.count("\n") == SOURCE.count("\n")), each
+    order = next(each for each in made if each.operator == "order")
+    assert "#line 17\nvalue = next('a');\n#line 16\nwork(i);\n#line 17\n" in order.apply(SOURCE), order.apply(SOURCE)
+
+
+def test_list() -> None:
+    known, wrong = read_known(GOOD_LIST)
+    assert not wrong, wrong
+    key = ("log/a.cpp", "constant", "1 -> 0", "int a = 1;")
+    assert known[key] == "it is not read, nowhere" and len(known) == 3, known
+    assert entry(key) == "log/a.cpp: constant: 1 -> 0\n    int a = 1;"
+    with tempfile.TemporaryDirectory() as folder:
+        root = Path(folder)
+        (root / "tests").mkdir()
+        (root / "log").mkdir()
+        (root / "log/a.cpp").write_text("int a = 1;\nint a = 1;\n")
+        (root / mutate.KNOWN).write_text(GOOD_LIST)
+        assert mutate.check(root) == [], mutate.check(root)
+        for text, expected in BAD_LISTS:
+            (root / mutate.KNOWN).write_text(f"{GOOD_LIST}\n{text}")
+            assert mutate.check(root) == [f"{mutate.KNOWN}: {expected}"], mutate.check(root)
+
+
+def test_table() -> None:
+    rows = [{"file": "log/a.cpp", "verdict": verdict, "by": "t: hang (hang)" if verdict == "noticed" else ""}
+            for verdict in ["noticed"] * 97 + ["survived"] * 3 + ["same code", "not compiled"]]
+    text, reached = mutate.table(rows, collections.Counter(log=4))
+    assert reached and text.splitlines()[-1].split() == "all 100 97 3 97.0 97 1 1 4".split(), text
+    assert not mutate.table([*rows, rows[-3]], collections.Counter())[1]
+
+
+def run() -> None:
+    test_mutants()
+    test_list()
+    test_table()
+
+
+PLACE = mutate.ROOT / "build/mutate/self-test"
+PROGRAM = """#include <signal.h>
+#include <stdio.h>
+#include <unistd.h>
+int main(void) { return %s; }
+"""
+BUILD = """rule compile
+  command = cc -O1 -w -c $in -o $out
+rule link
+  command = cc $in -o $out
+build CMakeFiles/common_objects.dir/a.o: compile ../a.c
+build a: link CMakeFiles/common_objects.dir/a.o
+build common: phony a
+build common_faulty: phony a
+"""
+TEST = """#!/bin/sh
+echo '[ RUN      ] Suite.Name'
+./a && echo '[  PASSED  ] 1 test.' && exit
+echo '[  FAILED  ] Suite.Name (0 ms)'
+exit 1
+"""
+VICTIM = PLACE / "victim"
+# The results of the program, and the verdicts.
+CASES = [
+    ("1", "noticed", "a_test: Suite.Name"),
+    ("getpid() == -1", "survived", ""),
+    ("0 * 2", "same code", ""),
+    ("nonsense", "not compiled", ""),
+    ("pause()", "noticed", "a_test: Suite.Name (hang)"),
+    ("fork() + fork() + fork() + fork() + fork() + fork() + fork() + fork() + fork() + fork() + fork(), pause()",
+     "noticed", "a_test: Suite.Name (runaway)"),
+    ("kill(-1, SIGKILL)", "noticed", "a_test: Suite.Name"),
+    (f'unlink("{VICTIM}")', "survived", ""),
+    ('getppid(), unlink("/etc/hostname") == 0', "survived", ""),
+    # Fails once.
+    ('fopen("/tmp/once", "r") == 0 ? fopen("/tmp/once", "w"), 1 : 0', "survived", ""),
+]
+
+
+def try_sandbox() -> None:
+    """Shows that each verdict is given, and that what a mutant does to the machine stays in its sandbox."""
+    shutil.rmtree(PLACE, ignore_errors=True)
+    (PLACE / "build").mkdir(parents=True)
+    (PLACE / "a.c").write_text(PROGRAM % 0)
+    (PLACE / "build/build.ninja").write_text(BUILD)
+    (PLACE / "build/a_test").write_text(TEST)
+    (PLACE / "build/a_test").chmod(0o755)
+    VICTIM.write_text("")
+    subprocess.run(["ninja", "-C", PLACE / "build", "common"], check=True, stdout=subprocess.DEVNULL)
+    judge = mutate.Judge(PLACE / "build", 1)
+    program = {"name": "a_test", "folder": str(PLACE / "build"), "limit": 3, "stale": False}
+    for result, verdict, by in CASES:
+        answer = judge.run([program], str(PLACE.relative_to(mutate.ROOT) / "a.c"), PROGRAM % result)
+        assert (answer["verdict"], answer.get("by", "")) == (verdict, by), f"{result}: {answer}"
+    assert answer["failed"] == ["a_test: unstable"], answer
+    assert VICTIM.exists() and os.path.exists("/etc/hostname")
+    shutil.rmtree(PLACE)
