@@ -61,8 +61,6 @@ private:
         fs::remove(kNorDevice);
         fs::remove(kNandDevice);
         fs::remove_all("/config/a");
-        fs::remove_all("/tmp/t");
-        fs::remove("/config/s");
     }
 };
 
@@ -130,32 +128,14 @@ SCENARIO(FLASHSAFE_CheckPartition, kTarget, gives("1 0"), on(Call::opendir).with
     check(1);
 }
 
-/// Links to folders, one more than the kernel follows in one path.
-constexpr int kLinks = 41;
-
-std::string many_links()
-{
-    std::string path = "/config";
-    for (int i = 0; i < kLinks; ++i) {
-        path += "/s";
-    }
-    return path;
-}
-
-/// A folder that is reached by too many links is opened in two steps.
-SCENARIO(FolderBehindManyLinksIsChecked, kTarget, gives("1 0"), Spared{Call::opendir},
+/// A folder that is reached by too many links is opened by its name, in two steps. How many are too
+/// many is left to the kernel, which counts those of a path again when it has to start anew.
+SCENARIO(FolderBehindManyLinksIsChecked, kTarget, gives("1 0"), Denied{Call::opendir, ELOOP},
          Spared{Call::readdir}, Spared{Call::fstatat}, Spared{Call::closedir},
-         is_corrupt(Call::openat, 1, many_links().c_str()),
-         is_corrupt(Call::fdopendir, 1, many_links().c_str()))
+         is_corrupt(Call::openat, 1, "/config"), is_corrupt(Call::openat, 2, "/config/a"),
+         is_corrupt(Call::fdopendir, 1, "/config"), is_corrupt(Call::fdopendir, 2, "/config/a"))
 {
     const Target target;
-    std::string link = "/config/s";
-    for (int i = 1; i <= kLinks; ++i) {
-        const std::string folder = "/tmp/t/" + std::to_string(i);
-        fs::create_directories(folder);
-        fs::create_symlink(folder, link);
-        link = folder + "/s";
-    }
     check(1);
 }
 

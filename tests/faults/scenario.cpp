@@ -196,6 +196,8 @@ bool add_scenario(const char* name, void (*body)(), const char* file, int line,
             scenario.promises.insert(scenario.promises.end(), several->begin(), several->end());
         } else if (const auto* spared = std::get_if<Spared>(&clause)) {
             scenario.spared.push_back(spared->call);
+        } else if (const auto* denied = std::get_if<Denied>(&clause)) {
+            scenario.denied.push_back(*denied);
         } else if (const auto* setup = std::get_if<harness::FreshSetup>(&clause)) {
             scenario.setup = *setup;
         } else {

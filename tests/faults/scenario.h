@@ -118,7 +118,15 @@ struct Spared {
     Call call;
 };
 
-using Clause = std::variant<Promise, std::vector<Promise>, Spared, harness::FreshSetup, Flag>;
+/// A call that always fails with this error, in every run: what the scenario is about comes behind
+/// it.
+struct Denied {
+    Call call;
+    int error;
+};
+
+using Clause =
+    std::variant<Promise, std::vector<Promise>, Spared, Denied, harness::FreshSetup, Flag>;
 
 struct Scenario {
     const char* name;
@@ -127,6 +135,7 @@ struct Scenario {
     harness::FreshSetup setup{};
     std::vector<Flag> flags{};
     std::vector<Call> spared{};
+    std::vector<Denied> denied{};
 
     bool has(Flag flag) const;
 };

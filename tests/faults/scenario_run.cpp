@@ -62,6 +62,9 @@ FreshSetup run_setup(const Scenario& scenario)
         if (!scenario.has(Flag::First)) {
             write_mark(kBefore);
         }
+        for (const Denied& denied : scenario.denied) {
+            harness::fault::deny(denied.call, denied.error);
+        }
         harness::fault::spare_all_but_acts();
     };
     return setup;

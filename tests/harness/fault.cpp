@@ -24,6 +24,7 @@ struct Rule {
     std::atomic<int> first{0};
     std::atomic<int> last{0};
     std::atomic<int> error{0};
+    std::atomic<bool> counts{true};
     std::atomic<Hook*> hook{nullptr};
 };
 
@@ -67,6 +68,7 @@ constinit thread_local int thread_number = 0;
 constinit thread_local int acts = 0;
 
 constinit std::atomic<int> forced{0};
+constinit std::atomic<int> woken{0};
 constinit std::atomic<int> forced_error{0};
 constinit std::atomic<long> blocks{0};
 constinit std::atomic<Report*> watcher{nullptr};
@@ -81,6 +83,7 @@ void request(Call call, int nth, int error, bool all_after)
     Rule& rule = rule_of(call);
     const int first = rule.calls + nth;
     rule.error = error;
+    rule.counts = true;
     rule.last = all_after ? kForever : first;
     rule.first = first;
 }
@@ -128,7 +131,9 @@ int visit(Call call)
     const std::span<const int> choice = errors(call);
     if (rule.first != kNever && nth >= rule.first && nth <= rule.last) {
         const int error = rule.error != kUsualError ? rule.error.load() : choice[0];
-        tell(call, nth, error);
+        if (rule.counts) {
+            tell(call, nth, error);
+        }
         return error;
     }
     const int counted_nth = failing_nth(call);
@@ -191,6 +196,12 @@ void spare_all_but_acts()
     }
 }
 
+void deny(Call call, int error)
+{
+    fail_always(call, error);
+    rule_of(call).counts = false;
+}
+
 void spare(Call call)
 {
     spared[static_cast<std::size_t>(call)] = true;
@@ -228,6 +239,16 @@ int calls(Call call)
     return rule_of(call).calls;
 }
 
+void count_wake()
+{
+    ++woken;
+}
+
+int wakes()
+{
+    return woken;
+}
+
 int fired()
 {
     return forced;
@@ -249,6 +270,7 @@ void reset()
     counts_of(0).all = 0;
     forced = 0;
     forced_error = 0;
+    woken = 0;
 }
 
 long outstanding_blocks()

@@ -54,6 +54,10 @@ void fail_any(int nth, int thread = 0, std::size_t error = 0);
 /// thread 0 only within one.
 void spare_all_but_acts();
 
+/// Lets all calls of this function fail from now on, which is not counted or reported as forced: it
+/// is how things are in a scenario.
+void deny(Call call, int error);
+
 /// Lets a call never fail by fail_any(): one that cannot, as it is called there.
 void spare(Call call);
 
@@ -92,6 +96,10 @@ void settle(Settled how = Settled::Still);
 
 /// Counts the calls since the start or the last reset().
 int calls(Call call);
+
+/// Counts the library's wakes of threads that wait for a word, which never fail, since the start or
+/// the last reset().
+int wakes();
 
 /// Counts the failures that were forced since the start or the last reset().
 int fired();

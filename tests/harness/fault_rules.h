@@ -16,4 +16,7 @@ void become_thread(int number);
 /// Counts blocks that the library gained or, when negative, gave back.
 void count_blocks(long gained);
 
+/// Counts a wake of threads that wait for a word.
+void count_wake();
+
 }  // namespace harness::fault

@@ -71,6 +71,18 @@ TEST_F(Fault, EveryCallFromTheNthOnFails)
     EXPECT_FALSE(copy_succeeds());
 }
 
+TEST_F(Fault, WhatIsDeniedIsNotCounted)
+{
+    fault::deny(Call::system, EMFILE);
+    EXPECT_EQ(COMMON_System_Exec("true"), -1);
+    EXPECT_EQ(errno, EMFILE);
+    EXPECT_EQ(fault::fired(), 0);
+    EXPECT_EQ(fault::calls(Call::system), 1);
+    fault::fail_always(Call::system);
+    EXPECT_EQ(COMMON_System_Exec("true"), -1);
+    EXPECT_EQ(fault::fired(), 1);
+}
+
 TEST_F(Fault, ErrorNumberIsTheChosenOrTheUsualOne)
 {
     fault::fail(Call::system, 1, EMFILE);

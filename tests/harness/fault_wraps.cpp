@@ -218,6 +218,8 @@ long wrap_syscall(long number, ...)
         if (const int forced = visit(Call::syscall)) {
             return failed<Style::Errno>(-1L, forced);
         }
+    } else {
+        count_wake();
     }
     return real_syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
 }

@@ -17,6 +17,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 
+#include "held_resources.h"
 #include "private_root.h"
 #include "sanitizer.h"
 #include "wait_until.h"
@@ -308,6 +309,21 @@ TEST(FreshProcess, OpenDescriptorIsNoticed)
     const Outcome outcome = run_fresh([] { EXPECT_GE(open("/dev/zero", O_RDONLY), 0); });
     EXPECT_EQ(outcome.number, kCheckFailed);
     EXPECT_THAT(outcome.out, HasSubstr("is left open: /dev/zero"));
+}
+
+FRESH_TEST(FreshProcess, DescriptorOfARenamedFileIsTheSame)
+{
+    const int fd = open("/tmp/old", O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+    const HeldResources before = held_resources();
+    EXPECT_EQ(rename("/tmp/old", "/tmp/new"), 0);
+    EXPECT_EQ(differences_from(before), "");
+    EXPECT_EQ(unlink("/tmp/new"), 0);
+    EXPECT_EQ(differences_from(before), "");
+    const int other = open("/tmp/new", O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+    EXPECT_EQ(dup3(other, fd, O_CLOEXEC), fd);
+    close(other);
+    EXPECT_THAT(differences_from(before), HasSubstr("is left open: /tmp/new"));
+    close(fd);
 }
 
 TEST(FreshProcess, ClosedDescriptorIsNoticed)

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string_view>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -49,9 +50,17 @@ std::string target_of(int fd)
     return length < 0 ? "?" : std::string(target, static_cast<std::size_t>(length));
 }
 
-std::map<int, std::string> open_descriptors()
+std::string numbers_of(int fd)
 {
-    std::map<int, std::string> descriptors;
+    struct stat status {};
+    return fstat(fd, &status) != 0
+               ? ""
+               : std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+}
+
+std::map<int, OpenDescriptor> open_descriptors()
+{
+    std::map<int, OpenDescriptor> descriptors;
     const Folder folder = open_folder("/proc/self/fd");
     while (const dirent* entry = readdir(folder.get())) {
         if (entry->d_name[0] == '.') {
@@ -59,7 +68,8 @@ std::map<int, std::string> open_descriptors()
         }
         const int fd = std::stoi(entry->d_name);
         if (fd != dirfd(folder.get()) && !is_connected_to_log(fd)) {
-            descriptors[fd] = target_of(fd);
+            const std::string target = target_of(fd);
+            descriptors[fd] = {target, target.starts_with('/') ? numbers_of(fd) : ""};
         }
     }
     return descriptors;
@@ -88,6 +98,11 @@ std::string describe_child()
 
 }  // namespace
 
+bool OpenDescriptor::leads_to_the_same(const OpenDescriptor& other) const
+{
+    return file.empty() ? target == other.target : file == other.file;
+}
+
 void start_sanitizer_thread()
 {
 #if defined(HARNESS_THREAD_SANITIZER)
@@ -108,15 +123,16 @@ std::string differences_from(const HeldResources& before)
 {
     std::string text;
     const auto descriptors = open_descriptors();
-    for (const auto& [fd, target] : descriptors) {
+    for (const auto& [fd, descriptor] : descriptors) {
         const auto old = before.descriptors.find(fd);
-        if (old == before.descriptors.end() || old->second != target) {
-            text += "descriptor " + std::to_string(fd) + " is left open: " + target + "\n";
+        if (old == before.descriptors.end() || !old->second.leads_to_the_same(descriptor)) {
+            text +=
+                "descriptor " + std::to_string(fd) + " is left open: " + descriptor.target + "\n";
         }
     }
-    for (const auto& [fd, target] : before.descriptors) {
+    for (const auto& [fd, descriptor] : before.descriptors) {
         if (!descriptors.contains(fd)) {
-            text += "descriptor " + std::to_string(fd) + " was closed: " + target + "\n";
+            text += "descriptor " + std::to_string(fd) + " was closed: " + descriptor.target + "\n";
         }
     }
     if (!wait_until([&] { return count_threads() == before.threads; }, kThreadEndTime)) {

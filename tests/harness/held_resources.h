@@ -6,9 +6,17 @@
 
 namespace harness {
 
+/// What an open descriptor leads to. A file may be renamed or removed meanwhile, and is the same.
+struct OpenDescriptor {
+    std::string target;
+    std::string file;  ///< its numbers, of what has a path
+
+    bool leads_to_the_same(const OpenDescriptor& other) const;
+};
+
 struct HeldResources {
-    /// What each open descriptor leads to, without sockets connected to the system log.
-    std::map<int, std::string> descriptors;
+    /// Without sockets connected to the system log.
+    std::map<int, OpenDescriptor> descriptors;
     int threads = 0;
 };
 

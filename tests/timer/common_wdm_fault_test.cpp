@@ -238,7 +238,7 @@ TEST(CommonWdmFault, TickleAsksForTheTimeOnly)
         COMMON_wdm_Tickle(watched.subscriber, 10);
         COMMON_wdm_Tickle(watched.subscriber, 5);  // nearer
         EXPECT_EQ(fault::calls(Call::clock_gettime), 2);
-        EXPECT_EQ(fault::calls(Call::malloc) + fault::calls(Call::syscall) +
+        EXPECT_EQ(fault::calls(Call::malloc) + fault::calls(Call::syscall) + fault::wakes() +
                       fault::calls(Call::sem_post),
                   0);
         COMMON_wdm_Unsubscribe(watched.subscriber);
