@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "asleep.h"
+#include "sanitizer.h"
 #include "scenario.h"
 #include "wait_until.h"
 
@@ -18,7 +19,7 @@ harness::Report thread_record(const char* function, const std::string& message,
 }
 
 /// Runs until it is told to end, or is cancelled.
-void* until(void* event)
+HARNESS_CANCELLED_IN void* until(void* event)
 {
     EXPECT_TRUE(static_cast<Event*>(event)->wait());
     return nullptr;

@@ -86,7 +86,6 @@
     X(unlink, "unlink", int, (const char* path), (path), -1, Errno, (EACCES, EBUSY, EIO, EISDIR, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOTDIR, EPERM, EROFS), ENOENT) \
     X(symlink, "symlink", int, (const char* target, const char* path), (target, path), -1, Errno, (EACCES, EDQUOT, EEXIST, EIO, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOSPC, ENOTDIR, EPERM, EROFS), EEXIST) \
     X(system, "system", int, (const char* command), (command), -1, Errno, (ENOMEM, EAGAIN, ECHILD), ECHILD) \
-    X(waitpid, "waitpid", pid_t, (pid_t child, int* status, int options), (child, status, options), -1, Errno, (EINTR, ECHILD), ECHILD) \
     X(fclose, "fclose", int, (FILE* stream), (stream), EOF, Errno, (EIO, EAGAIN, EDQUOT, EFBIG, EINTR, ENOSPC, EPIPE), kEveryError) \
     X(close, "close", int, (int fd), (fd), -1, Errno, (EIO, EDQUOT, EINTR, ENOSPC), kEveryError) \
     X(pthread_mutex_unlock, "pthread_mutex_unlock", int, (pthread_mutex_t* mutex), (mutex), 0, Result, (EPERM, EINVAL), kEveryError) \
@@ -116,6 +115,7 @@
     X(strftime, "strftime", size_t, (char* text, size_t size, const char* format, const tm* time), (text, size, format, time), 0, Nowhere, (ERANGE)) \
     X(vsnprintf, "vsnprintf", int, (char* text, size_t size, const char* format, va_list values), (text, size, format, values), -1, Errno, (EOVERFLOW, EILSEQ, ENOMEM)) \
     X(pthread_create, "pthread_create", int, (pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* argument), (thread, attributes, entry, argument), 0, Result, (EAGAIN, EINVAL, EPERM)) \
+    X(waitpid, "waitpid", pid_t, (pid_t child, int* status, int options), (child, status, options), -1, Errno, (EINTR, ECHILD)) \
     X(syscall, "syscall", long, (long number, ...), (number), -1, Errno, (EINTR, EAGAIN, ETIMEDOUT)) \
     X(open, "open64", int, (const char* path, int flags, ...), (path, flags), -1, Errno, (EACCES, EBUSY, EDQUOT, EINTR, EISDIR, ELOOP, EMFILE, ENAMETOOLONG, ENFILE, ENODEV, ENOENT, ENOMEM, ENOSPC, ENOTDIR, ENXIO, EOVERFLOW, EPERM, EROFS, ETXTBSY)) \
     X(openat, "openat64", int, (int folder, const char* path, int flags, ...), (folder, path, flags), -1, Errno, (EACCES, EINTR, ELOOP, EMFILE, ENAMETOOLONG, ENFILE, ENODEV, ENOENT, ENOMEM, ENOTDIR, ENXIO, EOVERFLOW, EPERM)) \

@@ -27,6 +27,7 @@
 
 #include "block_fence.h"
 #include "fault_rules.h"
+#include "sanitizer.h"
 
 namespace harness::fault {
 namespace {
@@ -203,6 +204,19 @@ int wrap_open(const char* path, int flags, ...)
     return real_open(path, flags, mode);
 }
 
+// A child that there is none of has been waited for by somebody else.
+pid_t wrap_waitpid(pid_t child, int* status, int options)
+{
+    const int forced = visit(Call::waitpid);
+    if (forced == 0) {
+        return real_waitpid(child, status, options);
+    }
+    if (forced == ECHILD) {
+        real_waitpid(child, nullptr, 0);
+    }
+    return failed<Style::Errno>(pid_t{-1}, forced);
+}
+
 // The library waits for futexes and wakes who waits for one, which cannot fail. Six words are
 // handed on, as the kernel takes them.
 long wrap_syscall(long number, ...)
@@ -233,7 +247,7 @@ int wrap_openat(int folder, const char* path, int flags, ...)
     return real_openat(folder, path, flags);
 }
 
-static void* run_thread(void* allocated)
+HARNESS_CANCELLED_IN static void* run_thread(void* allocated)
 {
     const Start start = *static_cast<Start*>(allocated);
     real_free(allocated);

@@ -224,6 +224,7 @@ TEST(CommonWdmFault, SubscribingWakesAMonitorThatWaitsAtTheTail)
         // It would look again in an hour.
         COMMON_wdm_Subscribe(watchdog, second.subscriber, 0);
         EXPECT_TRUE(second.has_started());
+        EXPECT_GE(fault::wakes(), 1);
         COMMON_wdm_Destroy(watchdog);
         COMMON_wdm_Unsubscribe(first.subscriber);
         COMMON_wdm_Unsubscribe(second.subscriber);

@@ -41,6 +41,8 @@ wrong 'demo takes one folder' demo /usr /var
 wrong 'docs takes no argument but --test' docs test
 wrong 'format takes no argument' format dev
 wrong "there is no fuzz target 'nothing'" fuzz nothing
+wrong 'faults has no option --all; see ./dev faults --help' faults --all
+wrong 'faults takes one NAME' faults Log Timer
 wrong 'limits has no option --all; see ./dev limits --help' limits --all
 wrong 'limits takes one NAME, or --renew' limits Log Timer
 wrong 'lint takes --quick or nothing' lint --quickly

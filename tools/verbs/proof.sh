@@ -6,6 +6,7 @@
 whole=(
   'coverage'
   'mutate --sample 1000 --seed 1'
+  'faults'
   'soak --together 1800'
   'soak --drd 60'
   'fuzz --all 1800'
@@ -14,6 +15,7 @@ whole=(
   'limits'
 )
 part=(
+  'faults'
   'mutate --sample 16 --seed 1'
   'soak --together 20'
   'fuzz --all 10'
