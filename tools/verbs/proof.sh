@@ -23,7 +23,7 @@ part=(
 )
 
 main() {
-  local chosen=("${whole[@]}") proof arguments start verdict failed=0
+  local chosen=("${whole[@]}") endings=() proof arguments log start verdict failed=0
   case ${1-} in
     '') ;;
     --quick) chosen=("${part[@]}") ;;
@@ -33,12 +33,17 @@ main() {
   : >"$build/proof.txt"
   for proof in "${chosen[@]}"; do
     read -ra arguments <<<"$proof"
-    start=$SECONDS verdict=good
+    log=$build/proof/${proof// /_}.txt start=$SECONDS verdict=good
     printf '\n== %s\n' "$proof"
-    ./dev "${arguments[@]}" 2>&1 | tee "$build/proof/${proof// /_}.txt" || verdict=FAILED failed=1
+    if ! ./dev "${arguments[@]}" 2>&1 | tee "$log"; then
+      verdict=FAILED failed=$((failed + 1))
+      endings+=("$(printf -- '-- %s\n' "$proof"; tail -n 15 "$log")")
+    fi
     printf '%-40s %6d s  %s\n' "$proof" $((SECONDS - start)) "$verdict" >>"$build/proof.txt"
   done
-  printf '\n'
+  printf '\n== proof\n'
+  printf '%s\n' "${endings[@]}"
   cat "$build/proof.txt"
-  return "$failed"
+  printf '%d good, %d failed\n' $((${#chosen[@]} - failed)) "$failed"
+  ((failed == 0))
 }
