@@ -248,6 +248,29 @@ TEST(HsmRecorder, DrawsWhatStaysInsideACompositeStateToAPoint)
     EXPECT_THAT(dot, Not(HasSubstr("_start")));
 }
 
+TEST(HsmRecorder, DrawsWhatLeavesACompositeStateFromItsBorder)
+{
+    Chart chart;
+    chart.moves = {{&chart.a, 1, &chart.z}, {&chart.b, 2, &chart.c}};
+    const std::string dot = written<HsmRecorderToDot>(recorded(chart, nullptr));
+    EXPECT_THAT(dot, HasSubstr("s1_point [shape=point, style=invis];\n"));
+    EXPECT_THAT(dot, HasSubstr("s1_point -> s2 [label=\"1\", ltail=cluster_s1];\n"));
+}
+
+TEST(HsmRecorder, AnInitialTransitionToItsOwnStateIsAnArrow)
+{
+    Chart chart;
+    static HsmRecorder recorder;
+    HsmRecorderInit(&recorder, &chart, nullptr);
+    const HsmTransition told{HsmEngineHsm, HsmCauseStart, &chart, chart.name,
+                             &chart.z,     &chart.z,      kStart};
+    recorder.trace.transition(&recorder.trace, &told);
+    EXPECT_THAT(written<HsmRecorderToMermaid>(recorder), HasSubstr("    s1 --> s1 : start\n"));
+    const std::string dot = written<HsmRecorderToDot>(recorder);
+    EXPECT_THAT(dot, HasSubstr("    s1 -> s1 [label=\"start\"];\n"));
+    EXPECT_THAT(dot, Not(HasSubstr("_start")));
+}
+
 TEST(HsmRecorder, OnlyAStateWithAnInitialTransitionHasAStartingPoint)
 {
     Chart chart;
@@ -353,6 +376,29 @@ TEST(HsmRecorder, WhatThereIsNoRoomForIsCountedAndSaid)
     EXPECT_THAT(written<HsmRecorderToMermaid>(recorder),
                 StartsWith("stateDiagram-v2\n    %% not shown: 3\n"));
     EXPECT_THAT(written<HsmRecorderToDot>(recorder), HasSubstr("    // not shown: 3\n"));
+}
+
+TEST(HsmRecorder, CountersStayAtTheLargestNumber)
+{
+    Chart chart;
+    static HsmRecorder recorder;
+    HsmRecorderInit(&recorder, &chart, nullptr);
+    recorder.dropped = UINT32_MAX - 1;
+    HsmTraceSet(&recorder.trace);
+    for (HsmEvent event = 1; event <= HsmRecorderTransitions + 3; ++event) {
+        chart.moves = {{&chart.b, event, &chart.z}};
+        chart.stand_at(chart.b);
+        HsmOnEvent(&chart, event);
+    }
+    EXPECT_EQ(recorder.dropped, UINT32_MAX);
+    recorder.transitions[0].count = UINT32_MAX - 1;
+    chart.moves = {{&chart.b, 1, &chart.z}};
+    for (int times = 0; times < 3; ++times) {
+        chart.stand_at(chart.b);
+        HsmOnEvent(&chart, 1);
+    }
+    HsmTraceSet(nullptr);
+    EXPECT_EQ(recorder.transitions[0].count, UINT32_MAX);
 }
 
 TEST(HsmRecorder, StatesThatThereIsNoRoomForAreLeftOutWithTheirTransitions)

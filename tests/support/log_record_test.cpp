@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <syslog.h>
 #include <system_error>
@@ -225,6 +226,30 @@ TEST(LogLayout, PartsAreOfTheTextThatIsTakenApart)
         EXPECT_GE(part.data(), text.data());
         EXPECT_LE(part.data() + part.size(), text.data() + text.size());
     }
+}
+
+TEST(LogRecord, IsShownWithItsPriorityOrAsItIs)
+{
+    const auto shown = [](const auto& value) { return (std::ostringstream() << value).str(); };
+    EXPECT_EQ(shown(parse_datagram("<12>Jan  2 03:04:05 program: text")),
+              "<warning> program: text");
+    EXPECT_EQ(shown(parse_datagram("no record")), "<?> no record");
+    const auto fields = parse_syslogng("03:04:05, ZONE, 12, Warn, file.c, function 7, text");
+    ASSERT_TRUE(fields);
+    EXPECT_EQ(shown(*fields), "{day=-1 time=03:04:05 nanoseconds=-1 pid=12 tid=-1 process= "
+                              "level=Warn zone=ZONE file=file.c function=function line=7 "
+                              "message=text}");
+}
+
+FRESH_TEST(LogSocket, MayBeMoved)
+{
+    LogSocket first;
+    const int fd = first.fd();
+    LogSocket second(std::move(first));
+    EXPECT_EQ(second.fd(), fd);
+    LogSocket third;
+    third = std::move(second);
+    EXPECT_EQ(third.fd(), fd);
 }
 
 TEST(LogSocket, RecordsArriveInOrder)

@@ -96,6 +96,37 @@ FRESH_TEST(TimerCallback, DeletesItsOwnTimer)
     EXPECT_EQ(record.shot.calls, 0);
 }
 
+/// A periodic timer's callback starts its timer also when another thread deletes it meanwhile.
+FRESH_TEST(TimerCallback, MayStartItsTimerWhileADeletionWaitsForIt)
+{
+    struct Record {
+        TMR* timer;
+        Shot next;
+        Event entered, deleted;
+        std::atomic<bool> ends{false};
+    } record{TMR_New(), {}, {}, {}, {}};
+    const auto call = [](void* argument) {
+        auto* const self = static_cast<Record*>(argument);
+        self->entered.set();
+        EXPECT_TRUE(wait_until([self] {
+            pthread_mutex_lock(&self->timer->mutex);
+            const bool ending = self->timer->ending != 0;
+            pthread_mutex_unlock(&self->timer->mutex);
+            return ending;
+        }));
+        EXPECT_EQ(self->next.start(self->timer, 1), 1U);
+        constexpr std::chrono::milliseconds kChance{200};
+        EXPECT_FALSE(self->deleted.wait(kChance));
+        self->ends = true;
+    };
+    EXPECT_EQ(TMR_Start(record.timer, call, &record, 1), 1U);
+    ASSERT_TRUE(record.entered.wait());
+    TMR_Delete(record.timer);
+    EXPECT_TRUE(record.ends);
+    record.deleted.set();
+    EXPECT_EQ(record.next.calls, 0);
+}
+
 FRESH_TEST(TimerCallback, DeletesItsOwnTimerWhileAnOlderStartWaits)
 {
     const int threads = thread_count();

@@ -1,12 +1,15 @@
 // Calls of the platform that fail while a timer is made or started.
 #include <cerrno>
 #include <string>
+#include <sys/prctl.h>
+#include <unistd.h>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "common_log_settings.h"
 #include "fault.h"
+#include "forked.h"
 #include "fresh_process.h"
 #include "log_expect.h"
 #include "shot.h"
@@ -272,6 +275,36 @@ TEST(TimerFault, ClockThatFailsForAnIdleThreadIsReportedInItsName)
     });
     EXPECT_THAT(outcome.log, ElementsAre(said(COMMON_LogLevelCritical, "TIMER", "timer",
                                               "TimerHandler", "Error getting current time")));
+}
+
+// Names.
+
+constexpr char kProgram[] = "the program";
+
+void fork_while_the_name_cannot_be_read(void* done)
+{
+    fault::fail(Call::read, 1, EIO);
+    const pid_t child = start_child([] {
+        char name[16];
+        prctl(PR_GET_NAME, name);
+        _exit(std::string(name) == kProgram ? 0 : 1);
+    });
+    EXPECT_EQ(fault::fired(), 1);
+    await_child(child);
+    static_cast<Event*>(done)->set();
+}
+
+TEST(TimerFault, ChildOfACallbackHasTheCapturedNameWhenThatOfNowCannotBeRead)
+{
+    well({.prepare = [] { prctl(PR_SET_NAME, kProgram); }}, [] {
+        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelError), 1U);
+        prctl(PR_SET_NAME, "renamed");
+        Event done;
+        TMR* const timer = TMR_New();
+        EXPECT_EQ(TMR_Start(timer, fork_while_the_name_cannot_be_read, &done, 1), 1U);
+        EXPECT_TRUE(done.wait());
+        TMR_Delete(timer);
+    });
 }
 
 }  // namespace

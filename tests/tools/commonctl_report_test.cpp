@@ -138,6 +138,9 @@ FRESH_TEST(ReportTable, SaysWhenTimesAreMissingOrJump)
                 AllOf(HasSubstr("From 1970-01-01 00:00:00 to 2001-09-09 01:46:41, 2 seconds: "),
                       HasSubstr("\n1 jump of the clock, or gap, of more than a day left out of "
                                 "the time\n")));
+    EXPECT_THAT(page_of(make_report(profile, "log", {By::Zone}, 20)),
+                AllOf(HasSubstr("<dt>Records without a time</dt><dd>1</dd>"),
+                      HasSubstr("<dt>Jumps or gaps of more than a day, left out</dt><dd>1</dd>")));
 }
 
 TEST(ReportTable, AnEmptyLogHasOne)
@@ -268,6 +271,7 @@ TEST(Figures, AreShort)
     EXPECT_EQ(duration_text(0), "00:00:00");
     EXPECT_EQ(duration_text(3'661), "01:01:01");
     EXPECT_EQ(duration_text(360'000), "100:00:00");
+    EXPECT_EQ(time_text(INT64_MAX), "9223372036854775807 s");  // no year has it
     EXPECT_EQ(decimal(0.06), "0.1");
     EXPECT_EQ(to_the_right("ab", 4), "  ab");
     EXPECT_EQ(to_the_right("abcde", 4), "abcde");

@@ -116,6 +116,17 @@ TEST(CommonctlTop, ReportsStandardInputAndSeveralFiles)
                                           "\"records\":2,.*\"seconds\":6,.*\n"));
 }
 
+TEST(CommonctlTop, ReportsTheJournal)
+{
+    FreshSetup setup = with_log("");
+    setup.env["PATH"] = "/tmp/bin:/usr/bin:/bin";
+    setup.programs["/tmp/bin/journalctl"] =
+        "#!/bin/sh\nprintf '__CURSOR=a\\nMESSAGE=text\\n\\n__CURSOR=b\\nMESSAGE=more\\n\\n'\n";
+    const Outcome outcome = top({"--journal"}, setup);
+    EXPECT_THAT(outcome, exited(0));
+    EXPECT_THAT(outcome.out, StartsWith("the journal: 2 records, "));
+}
+
 TEST(CommonctlTop, ReportsInColorOnlyWhenAsked)
 {
     const FreshSetup setup = with_log(line_of(0, "TUNER"));

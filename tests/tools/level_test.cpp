@@ -272,6 +272,12 @@ TEST(CommonctlLevel, WrongUsageIsExplained)
     EXPECT_THAT(commonctl("level 1 Loud").text, HasSubstr("\"Loud\" is no value of COMMON_LOG_LEVEL"
                                                           ", which takes Fatal, "));
     EXPECT_THAT(commonctl("level 1 FORMAT=All").text, HasSubstr("counts at the start"));
+    // Would be more than a line, or one of which processes read a part.
+    for (const std::string& value : {std::string("'1\nX'"), std::string(250, '0') + "1"}) {
+        const Ran ran = commonctl("level 1 PEAKLOAD_GRANULARITY=" + value);
+        EXPECT_EQ(ran.status, 2) << ran.text;
+        EXPECT_THAT(ran.text, HasSubstr(" is no line of a settings file (see"));
+    }
 }
 
 TEST(CommonctlLevel, TheScannerLogsMoreAfterAChange)

@@ -307,6 +307,8 @@ TEST(RecordParser, WhatFitsNowhereIsTheMessageOfAForeignRecord)
           "<-1>x",
           "<99999>x",
           "<12>1 ",
+          "<12>1 - h p 1 id",
+          "<12>1 - h p 1 id [a b=\"]\" m",
           "1",
           "12:",
           "123.",

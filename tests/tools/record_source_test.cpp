@@ -6,6 +6,7 @@
 #include <fstream>
 #include <functional>
 #include <string>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <utility>
@@ -13,6 +14,7 @@
 
 #include <gmock/gmock.h>
 
+#include "descriptor.h"
 #include "fresh_process.h"
 #include "record_messages.h"
 
@@ -238,6 +240,53 @@ FRESH_TEST(RecordSource, WhatCannotBeReadIsTold)
     write_file("/tmp/log.gz", "\x1f\x8b\x08");
     EXPECT_EQ(error_of({.files = {"/tmp/log.gz"}}),
               "/tmp/log.gz is compressed; try \"zcat /tmp/log.gz | commonctl log -\"");
+}
+
+FRESH_TEST(RecordSource, WhatIsOpenForWritingOnlyCannotBeRead)
+{
+    const commonctl::Descriptor log(open(kLog, O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    const commonctl::Descriptor input(dup(STDIN_FILENO));
+    EXPECT_EQ(dup2(log.get(), STDIN_FILENO), STDIN_FILENO);
+    EXPECT_EQ(error_of({.files = {"-"}}), "/dev/stdin: Bad file descriptor");
+    EXPECT_EQ(dup2(input.get(), STDIN_FILENO), STDIN_FILENO);
+}
+
+TEST(RecordSource, WithoutANameItIsTheLogOfTheSystem)
+{
+    const auto hide_the_machines = [] {
+        ASSERT_EQ(mount("tmpfs", "/var/log", "tmpfs", 0, nullptr), 0);
+    };
+    run_silently({.prepare = hide_the_machines}, [] {
+        EXPECT_EQ(error_of({}), "there is no /var/log/syslog or /var/log/messages; name a file, "
+                                "or take --journal");
+        write_file("/var/log/messages", "a\n");
+        EXPECT_THAT(all({}), ElementsAre("a"));
+        write_file("/var/log/syslog", "b\n");
+        EXPECT_THAT(all({}), ElementsAre("b"));
+    });
+}
+
+FRESH_TEST(RecordSource, PipesAmongSeveralFilesAreWaitedForTogetherWhenTheyAreFollowed)
+{
+    const auto waited_for = [](const RecordSource& source) {
+        Messages paths;
+        for (const int fd : source.descriptors()) {
+            paths.push_back(
+                std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)).string());
+        }
+        return paths;
+    };
+    const Messages files{"/tmp/a", kLog, "/tmp/b"};
+    write_file(kLog, "log\n");
+    std::vector<commonctl::Descriptor> writers;
+    for (const char* pipe : {"/tmp/a", "/tmp/b"}) {
+        ASSERT_EQ(mkfifo(pipe, 0600), 0);
+        writers.emplace_back(open(pipe, O_RDWR | O_CLOEXEC));
+    }
+    const auto followed = open_source({.files = files, .follow = true});
+    EXPECT_THAT(waited_for(*followed), ElementsAre("/tmp/a", "/tmp/b"));
+    const auto once = open_source({.files = files});
+    EXPECT_THAT(waited_for(*once), ElementsAre("/tmp/a"));
 }
 
 FRESH_TEST(RecordSource, MemoryDoesNotGrowWithTheLog)

@@ -96,6 +96,10 @@ TEST(RecordTime, DatesWithoutAYearAreOfThePast)
                              "Jan  0 00:00:00", "Jan xx 00:00:00"}) {
         EXPECT_EQ(time_of(std::string(text) + " host p: m"), kNoTime) << text;
     }
+    for (const char* text :
+         {"", "Jan 20", "Jan 20 00:00:000", "Jan+20 00:00:00", "Jan 20+00:00:00"}) {
+        EXPECT_EQ(TimeReader().of_traditional(text), kNoTime) << text;
+    }
 }
 
 TEST(RecordTime, CalendarAgreesWithTheCLibrarys)

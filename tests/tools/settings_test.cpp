@@ -99,7 +99,7 @@ Outcome settings(const std::vector<std::string>& arguments, const FreshSetup& se
 TEST(CommonctlSettings, ExitStatusTellsWhetherALineIsWrong)
 {
     const FreshSetup setup{.files = {{"/tmp/good", "COMMON_LOG_LEVEL=Warn\n"},
-                                     {"/tmp/bad", "# why\nCOMMON_LOG_LEVEL=Loud\n"}},
+                                     {"/tmp/bad", "# why\n\nCOMMON_LOG_LEVEL=Loud\n"}},
                            .open_log_socket = false};
     const Outcome good = settings({"/tmp/good"}, setup);
     EXPECT_THAT(good, exited(0));
@@ -107,9 +107,10 @@ TEST(CommonctlSettings, ExitStatusTellsWhetherALineIsWrong)
                         "    1  COMMON_LOG_LEVEL=Warn  sets COMMON_LOG_LEVEL to Warn\n");
     const Outcome bad = settings({"/tmp/bad", "/tmp/good"}, setup);
     EXPECT_THAT(bad, exited(1));
-    EXPECT_THAT(bad.out, HasSubstr("    2  COMMON_LOG_LEVEL=Loud  WRONG: changes nothing: "));
+    EXPECT_THAT(bad.out,
+                HasSubstr("\n    2\n    3  COMMON_LOG_LEVEL=Loud  WRONG: changes nothing: "));
     EXPECT_EQ(bad.err, "");
-    EXPECT_THAT(settings({"--color=always", "/tmp/bad"}, setup).out, HasSubstr("\033[31m    2"));
+    EXPECT_THAT(settings({"--color=always", "/tmp/bad"}, setup).out, HasSubstr("\033[31m    3"));
 }
 
 TEST(CommonctlSettings, ReadsStandardInputAndTheUsualFiles)

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """Puts what gcovr has counted together to a table by folder, for ./dev coverage.
 
-    report.py COUNTS FOLDER [--part]
+    report.py COUNTS FOLDER SECONDS [--part]
     report.py --self-test
 
-COUNTS is gcovr's JSON. Writes into FOLDER: summary.txt, the table for programs, and missed.txt, the lines
-and branches that were not run. Prints the table, and ends with 1 when a goal is missed; with --part, for
-a part of the suite, there are no goals.
+COUNTS is gcovr's JSON, and SECONDS what it took to come by. Writes into FOLDER: summary.txt, the table for
+programs, and missed.txt, the lines and branches that were not run. Prints the table, and ends with 1 when a
+goal is missed; with --part, for a part of the suite, there are no goals.
 """
 
 import collections
@@ -153,11 +153,13 @@ def self_test() -> None:
             sys.exit(f"report: tells {got}, not {expected}")
 
 
-def main(counted: pathlib.Path, folder: pathlib.Path, is_part: bool) -> int:
+def main(counted: pathlib.Path, folder: pathlib.Path, seconds: int, is_part: bool) -> int:
     """Reads, writes and prints."""
     wrong = exclusions.problems(ROOT)
     counts, not_run = count(json.loads(counted.read_text(encoding="utf-8"))["files"], exclusions.counted(ROOT))
     table, summary, missed = report(counts)
+    summary.append(f"seconds\t{seconds}")
+    table.append(f"built, run and read in {seconds} s")
     (folder / "summary.txt").write_text("\n".join(summary) + "\n", encoding="utf-8")
     (folder / "missed.txt").write_text("".join(f"{place}\n" for place in not_run), encoding="utf-8")
     if is_part:
@@ -169,7 +171,8 @@ def main(counted: pathlib.Path, folder: pathlib.Path, is_part: bool) -> int:
 if __name__ == "__main__":
     if sys.argv[1:] == ["--self-test"]:
         self_test()
-    elif len(sys.argv) == 3 or sys.argv[3:] == ["--part"]:
-        sys.exit(main(pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), len(sys.argv) == 4))
+    elif len(sys.argv) == 4 or sys.argv[4:] == ["--part"]:
+        sys.exit(main(pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), int(sys.argv[3]),
+                      len(sys.argv) == 5))
     else:
         sys.exit(__doc__)

@@ -31,7 +31,7 @@ read_counts() {
 
 main() {
   (($# <= 1)) || die "coverage takes one NAME"
-  local folder=$build/coverage part=() status=0
+  local folder=$build/coverage part=() status=0 start=$SECONDS
   [[ -z ${1-} ]] || part=(--part)
   need "${coverage_packages[@]}"
   rm -rf "$folder/counters"
@@ -40,7 +40,7 @@ main() {
   write_counts "$folder"
   read_counts "$folder"
   printf '\n'
-  tools/coverage/report.py "$folder/counts.json" "$folder" "${part[@]}" || status=1
+  tools/coverage/report.py "$folder/counts.json" "$folder" $((SECONDS - start)) "${part[@]}" || status=1
   printf 'coverage: not run: build/coverage/missed.txt; in the sources: build/coverage/html/index.html\n'
   ((status == 0)) || die 'coverage: a test failed or a goal is missed'
 }

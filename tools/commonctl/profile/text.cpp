@@ -64,15 +64,6 @@ std::string clean(std::string_view text)
     return result;
 }
 
-std::size_t characters(std::string_view text)
-{
-    std::size_t count = 0;
-    for (const char c : text) {
-        count += (static_cast<std::uint8_t>(c) & 0xc0U) != 0x80U ? 1 : 0;
-    }
-    return count;
-}
-
 std::string_view cut(std::string_view text, std::size_t most)
 {
     std::size_t end = 0;

@@ -13,9 +13,6 @@ namespace commonctl::profile {
 /// escapes such as "\\x1b", byte by byte.
 std::string clean(std::string_view text);
 
-/// How many characters a clean text has.
-std::size_t characters(std::string_view text);
-
 /// The first characters of a clean text, at most so many.
 std::string_view cut(std::string_view text, std::size_t most);
 
