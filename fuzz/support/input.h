@@ -43,4 +43,12 @@ inline void check(bool holds, const char* condition)
 
 }  // namespace fuzz
 
+/// What a call of the C library is for the linker, with 64-bit and with 32-bit longs, as files and
+/// times always have 64 bits.
+#if defined(__LP64__)
+#define FUZZ_SYMBOL(with_64_bits, with_32_bits) with_64_bits
+#else
+#define FUZZ_SYMBOL(with_64_bits, with_32_bits) with_32_bits
+#endif
+
 #define FUZZ_CHECK(condition) ::fuzz::check(static_cast<bool>(condition), #condition)

@@ -43,6 +43,10 @@ wrong 'format takes no argument' format dev
 wrong "there is no fuzz target 'nothing'" fuzz nothing
 wrong 'faults has no option --all; see ./dev faults --help' faults --all
 wrong 'faults takes one NAME' faults Log Timer
+wrong "there is no fuzz target 'nothing'" fuzz --minimise nothing
+wrong 'fuzz has no option --every; see ./dev fuzz --help' fuzz --every
+wrong 'fuzz takes a NAME and a number of SECONDS' fuzz --all 10 20
+wrong 'fuzz takes a number of seconds above 0' fuzz --all 0
 wrong 'limits has no option --all; see ./dev limits --help' limits --all
 wrong 'limits takes one NAME, or --renew' limits Log Timer
 wrong 'lint takes --quick or nothing' lint --quickly

@@ -144,7 +144,9 @@ TEST(RecordPattern, ExpressionsAreMatched)
                   {"a\\.b", "a.b", "axb"},
                   {"\\w\\sx", "a x", "ax"},
                   {"[\\]]x", "\\]x", "]x"},
-                  {"\\bfoo", "a foo", "afoo"}};
+                  {"\\bfoo", "a foo", "afoo"},
+                  {"ab)c|d", "xd", "ab"},
+                  {"ab+*c", "ac", "ab"}};
     for (const auto& [pattern, matches, differs] : kCases) {
         EXPECT_TRUE(Pattern(pattern).is_in(matches)) << pattern;
         EXPECT_FALSE(Pattern(pattern).is_in(differs)) << pattern;
@@ -163,7 +165,9 @@ TEST(RecordPattern, KnowsWhatEachMatchHasInIt)
         {"[abcd]ef[gh]i", "ef"}, {"[]abc]d", "d"},
         {"[[:alpha:]]de", "de"}, {"a\\.b", "a.b"},
         {"a\\dbc", "bc"},        {"a\\\\sbcd", ""},
-        {"[\\d]abc", ""},        {"a{1,2}bcd", "bcd"}};
+        {"[\\d]abc", ""},        {"a{1,2}bcd", "bcd"},
+        {"ab)c|d", ""},          {"ab)cde", "cde"},
+        {"abc+*d", "ab"},        {"abc++d", "ab"}};
     for (const auto& [pattern, required] : kCases) {
         EXPECT_EQ(Pattern(pattern).required(), required) << pattern;
     }

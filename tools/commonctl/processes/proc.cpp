@@ -169,9 +169,9 @@ pid_t own_id(pid_t pid)
     std::istringstream lines(status.value_or(""));
     for (std::string line; std::getline(lines, line);) {
         if (line.starts_with("NSpid:")) {
-            const auto last = line.find_last_of(" \t");
+            const auto number = line.find_last_of(" \t") + 1;
             pid_t own = pid;
-            std::from_chars(line.data() + last + 1, line.data() + line.size(), own);
+            std::from_chars(line.data() + number, line.data() + line.size(), own);
             return own;
         }
     }

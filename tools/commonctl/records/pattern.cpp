@@ -62,7 +62,11 @@ std::string required_text(std::string_view pattern)
                 return {};  // what follows may be a shorthand all the same
             }
         } else if (is_special) {
-            const bool may_be_absent = c == '*' || c == '?' || c == '{';
+            const char behind = i + 1 < pattern.size() ? pattern[i + 1] : '\0';
+            const bool is_repeated_again =
+                behind == '*' || behind == '+' || behind == '?' || behind == '{';
+            const bool may_be_absent =
+                c == '*' || c == '?' || c == '{' || (c == '+' && is_repeated_again);
             if (may_be_absent && !run.empty()) {
                 run.pop_back();
             }
@@ -70,7 +74,8 @@ std::string required_text(std::string_view pattern)
             if (c == '|' && depth == 0) {
                 return {};
             }
-            depth += c == '(' ? 1 : c == ')' ? -1 : 0;
+            // One that closes nothing stands for itself.
+            depth += c == '(' ? 1 : c == ')' && depth > 0 ? -1 : 0;
             if (c == '[') {
                 const std::size_t end = end_of_brackets(pattern, i);
                 if (pattern.substr(i, end - i).find('\\') != std::string_view::npos) {
