@@ -39,10 +39,10 @@ wrong 'bench has no option --all; see ./dev bench --help' bench --all
 wrong 'coverage takes one NAME' coverage Log Timer
 wrong 'demo takes one folder' demo /usr /var
 wrong 'docs takes no argument but --test' docs test
-wrong 'format takes no argument' format dev
-wrong "there is no fuzz target 'nothing'" fuzz nothing
 wrong 'faults has no option --all; see ./dev faults --help' faults --all
 wrong 'faults takes one NAME' faults Log Timer
+wrong 'format takes no argument' format dev
+wrong "there is no fuzz target 'nothing'" fuzz nothing
 wrong "there is no fuzz target 'nothing'" fuzz --minimise nothing
 wrong 'fuzz has no option --every; see ./dev fuzz --help' fuzz --every
 wrong 'fuzz takes a NAME and a number of SECONDS' fuzz --all 10 20
