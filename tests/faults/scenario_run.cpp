@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <sstream>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 #include "held_resources.h"
 #include "judge.h"
@@ -154,16 +157,33 @@ Tried sweep(const Scenario& scenario)
     return {words(result->functions), result->counts};
 }
 
-std::set<std::string> functions_of(const Scenario& scenario)
+std::set<std::string> called_functions()
 {
+    using Root = std::pair<decltype(FreshSetup::files), decltype(FreshSetup::programs)>;
+    std::map<Root, std::vector<const Scenario*>> by_root;
+    for (const Scenario& scenario : scenarios()) {
+        by_root[{scenario.setup.files, scenario.setup.programs}].push_back(&scenario);
+    }
+    struct Names {
+        char text[32'768];
+    };
     std::set<std::string> functions;
-    const harness::SharedMemory<Told> kept;
-    in_root(scenario, [&](Told* shared) {
-        EXPECT_THAT(run_fresh(run_setup(scenario), [&] { run_body(scenario); }),
-                    harness::exited(0));
-        *kept.get() = *shared;
-    });
-    return words(kept->functions);
+    for (const auto& [root, alike] : by_root) {
+        const harness::SharedMemory<Names> names;
+        in_root(*alike.front(), [&, &scenarios = alike](Told* shared) {
+            std::string all;
+            for (const Scenario* const scenario : scenarios) {
+                EXPECT_THAT(run_fresh(run_setup(*scenario), [&] { run_body(*scenario); }),
+                            harness::exited(0))
+                    << scenario->name;
+                all += std::string(shared->functions) + " ";
+            }
+            ASSERT_LT(all.size(), sizeof names->text);
+            std::memcpy(names->text, all.c_str(), all.size() + 1);
+        });
+        functions.merge(words(names->text));
+    }
+    return functions;
 }
 
 }  // namespace faults
