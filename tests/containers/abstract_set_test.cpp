@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "abstract_set_support.h"
+#include "heap.h"
 #include "mem_malloc.h"
 
 using namespace harness;
@@ -40,6 +41,22 @@ FRESH_TEST(AbstractSet, NewSetIsEmptyAndReportsNothing)
     EXPECT_EQ(AbsSET_EntryGetBack(set), &set->sentinel);
     EXPECT_EQ(set->release, nullptr);
     EXPECT_EQ(AbsSET_Delete(set), AbsSET_Success);
+}
+
+FRESH_TEST(AbstractSet, PoppedEntriesAreGivenBack)
+{
+    expect_no_leak([] {
+        AbsSET* const set = AbsSET_New();
+        for (const std::uintptr_t number : {1U, 2U, 3U, 4U}) {
+            AbsSET_PushBack(set, nullptr, value(number));
+        }
+        EXPECT_EQ(AbsSET_ValuePopIndex(set, 1), value(2));
+        EXPECT_EQ(AbsSET_IndexBegin(set), AbsSET_Success);
+        EXPECT_EQ(AbsSET_ValuePop(set), value(1));
+        EXPECT_EQ(AbsSET_ValuePopFront(set), value(3));
+        EXPECT_EQ(AbsSET_ValuePopBack(set), value(4));
+        EXPECT_EQ(AbsSET_Delete(set), AbsSET_Success);
+    });
 }
 
 TEST(AbstractSet, InitializeWritesEveryField)

@@ -12,6 +12,7 @@
 #include "files/flash_device.h"
 #include "flash_safety.h"
 #include "flash_script.h"
+#include "heap.h"
 
 using namespace harness;
 using testing::ElementsAre;
@@ -52,6 +53,15 @@ TEST(FlashShutdown, BothDriversAreEnded)
                 ElementsAre(kGettingNor, kFindNor, kStoppingNor, step("terminate", "4711 500 0"),
                             kGettingNand, kFindNand, kStoppingNand,
                             step("terminate", "4711 200 0")));
+}
+
+TEST(FlashShutdown, LookingForDevicesGivesItsMemoryBack)
+{
+    with_parameters([] {
+        make("/dev/fs0");
+        ASSERT_EQ(FLASHSAFE_ShutdownDriver(0, 0), 1U);
+        expect_no_leak([] { EXPECT_TRUE(common::flash::is_up(common::flash::nor_driver)); });
+    });
 }
 
 TEST(FlashShutdown, TheNandDriverGetsNoMoreThan200Milliseconds)

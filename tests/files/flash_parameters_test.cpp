@@ -182,6 +182,21 @@ TEST(FlashParameters, SizesAreNumbersOfAnyBase)
     }
 }
 
+TEST(FlashParameters, NumbersOfAnyLengthAreReportedWhole)
+{
+    const char* const least = "-2147483648";
+    const Outcome outcome = with_parameters([&] {
+        for (const char* const area : {"BOOT", "ROOT", "CONFIG_MFG", "CONFIG", "LOG"}) {
+            setenv(("FLASH_START_" + std::string(area) + "_SIZE").c_str(), least, 1);
+        }
+        EXPECT_TRUE(flashsafe_GetNorParams());
+    });
+    auto expected = nor_parameters();
+    expected[1].message = "NOR flash partitions: b=[0,-2147483648] r=[-2147483648,-2147483648] "
+                          "m=[0,-2147483648] c=[-2147483648,-2147483648] l=[0,-2147483648]";
+    EXPECT_THAT(flash_reports(outcome), ElementsAreArray(expected));
+}
+
 TEST(FlashParameters, OffsetsWrapBeyondAllDevices)
 {
     with_parameters([] {

@@ -108,6 +108,7 @@ const StatusFile kStatusFiles[] = {
     {"NameInALaterLine", "Umask:\t0022\nName:\tlater\n", 1, "later"},
     {"FirstNameLineCounts", "Name:\tfirst\nName:\tsecond\n", 1, "first"},
     {"CutAtABlank", "Name:\ttwo words\n", 1, "two"},
+    {"SignsBelongToTheName", "Name:\t(!~?)/.a-~\n", 1, "(!~?)/.a-~"},
     {"AnyBlanksBetween", "Name: \t  apart\n", 1, "apart"},
     {"BlanksBefore", " \tName:\tindented\n", 1, "indented"},
     {"LineWithoutAValue", "Name:\t\nName:\tvalue\n", 1, "value"},

@@ -16,7 +16,11 @@ namespace {
 struct Hook {
     int at;
     std::function<void()> run;
+    Hook* older;
 };
+
+/// All that there were: a thread may still be in one that is no longer requested.
+constinit std::atomic<Hook*> hooks{nullptr};
 
 /// What is requested for one function. Calls number `first` to `last` fail.
 struct Rule {
@@ -231,7 +235,10 @@ Act::~Act()
 void on_call(Call call, int nth, std::function<void()> hook)
 {
     Rule& rule = rule_of(call);
-    delete rule.hook.exchange(new Hook{rule.calls + nth, std::move(hook)});
+    Hook* const added = new Hook{rule.calls + nth, std::move(hook), hooks};
+    while (!hooks.compare_exchange_weak(added->older, added)) {
+    }
+    rule.hook = added;
 }
 
 int calls(Call call)
@@ -264,7 +271,7 @@ void reset()
     for (Rule& rule : rules) {
         rule.first = kNever;
         rule.calls = 0;
-        delete rule.hook.exchange(nullptr);
+        rule.hook = nullptr;
     }
     failing_call = kNever;
     counts_of(0).all = 0;

@@ -17,6 +17,7 @@ extern "C" {
 // Names that the sanitizers' run-time libraries look for.
 const char* __asan_default_options();
 const char* __tsan_default_options();
+const char* __tsan_default_suppressions();
 const char* __ubsan_default_options();
 
 // A cancelled thread leaves marks of frames on its stack that the run-time library does not clear,
@@ -29,6 +30,13 @@ const char* __asan_default_options()
 const char* __tsan_default_options()
 {
     return HARNESS_COMMON_OPTIONS ":allocator_may_return_null=1";
+}
+
+// A timer tries once more when its mutex could not be unlocked, which a forced failure has left
+// unlocked.
+const char* __tsan_default_suppressions()
+{
+    return "mutex:common::timer::unlock\n";
 }
 
 const char* __ubsan_default_options()

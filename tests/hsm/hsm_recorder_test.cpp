@@ -238,7 +238,7 @@ TEST(HsmRecorder, DrawsWhatStaysInsideACompositeStateToAPoint)
         EXPECT_THAT(mermaid, HasSubstr(arrow));
     }
     const std::string dot = written<HsmRecorderToDot>(recorder);
-    EXPECT_THAT(dot, HasSubstr("s1_point [shape=point, width=0.08];\n"));
+    EXPECT_THAT(dot, HasSubstr("            s1_point [shape=point, width=0.08];\n            s2 "));
     for (const char* const arrow :
          {"s1_point -> s2 [label=\"1\"];\n", "s1_point -> s1_point [label=\"2\"];\n",
           "s2 -> s1_point [label=\"3\"];\n", "s1_point -> s3 [label=\"4\"];\n",
@@ -269,6 +269,16 @@ TEST(HsmRecorder, AnInitialTransitionToItsOwnStateIsAnArrow)
     const std::string dot = written<HsmRecorderToDot>(recorder);
     EXPECT_THAT(dot, HasSubstr("    s1 -> s1 [label=\"start\"];\n"));
     EXPECT_THAT(dot, Not(HasSubstr("_start")));
+}
+
+TEST(HsmRecorder, AnEdgeBetweenCompositeStatesIsCutAtBothBorders)
+{
+    Chart chart;
+    State inside_z;
+    StateCtor(&inside_z, "inside z", &chart.z, handle);
+    chart.moves = {{&chart.b, 1, &inside_z}, {&chart.a, 2, &chart.z}};
+    EXPECT_THAT(written<HsmRecorderToDot>(recorded(chart, event_name)),
+                HasSubstr(" [label=\"two\", ltail=cluster_s1, lhead=cluster_s3];\n"));
 }
 
 TEST(HsmRecorder, OnlyAStateWithAnInitialTransitionHasAStartingPoint)

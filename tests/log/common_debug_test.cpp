@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "fake_proc.h"
 #include "held_clock.h"
 #include "log_calls.h"
 
@@ -188,6 +189,7 @@ TEST(CommonDebug, EveryRowIsFlushedAtOnce)
         _exit(0);
     });
     EXPECT_THAT(row_texts(outcome.out), ElementsAre(RowText{"stdout", "f", "g", "not lost"}));
+    EXPECT_THAT(outcome.out, testing::EndsWith("not lost\n"));
 }
 
 TEST(CommonDebug, WriteVTakesAList)
@@ -284,6 +286,17 @@ TEST(CommonDebug, NullArgumentsEndTheProcessWhileOn)
         EXPECT_THAT(outcome.log, testing::IsEmpty());
         run_silently(body);  // while off
     }
+}
+
+TEST(CommonDebug, TheFirstRowNeedsTheProcess)
+{
+    const Outcome outcome = run_fresh({.env = kDebugOn}, [] {
+        hide_proc();
+        kWrite(stdout, "f", "g", 1, "%d", 1);
+    });
+    EXPECT_THAT(outcome, killed_by(SIGABRT));
+    EXPECT_THAT(outcome.err, testing::EndsWith("Assertion `STATUS_SUCCESS == status' failed.\n"));
+    EXPECT_EQ(outcome.out, "");
 }
 
 TEST(CommonDebug, PanicListsTheProcessesAndExitsWithOne)

@@ -145,10 +145,13 @@ TEST(CommonLogInternal, AForkDoesWithoutTheLocksThatItCannotHave)
         holder.join();
         const auto locks_are_really_taken = [] {
             EXPECT_EQ(common::lost_locks, 0);
-            EXPECT_EQ(common::take(common::ProcessLock::Handler), 0);
-            const auto index = static_cast<std::size_t>(common::ProcessLock::Handler);
-            EXPECT_EQ(pthread_mutex_trylock(&process_locks[index]), EBUSY);
-            EXPECT_EQ(common::release(common::ProcessLock::Handler), 0);
+            for (std::size_t i = 0; i < common::kProcessLockCount; ++i) {
+                const auto lock = static_cast<common::ProcessLock>(i);
+                EXPECT_EQ(common::take(lock), 0);
+                EXPECT_NE(process_locks[i].__data.__lock, 0) << i;
+                EXPECT_EQ(common::release(lock), 0);
+                EXPECT_EQ(process_locks[i].__data.__lock, 0) << i;
+            }
         };
         in_child(locks_are_really_taken);
         locks_are_really_taken();

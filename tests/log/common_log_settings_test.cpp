@@ -69,6 +69,31 @@ TEST(CommonLogSettings, PlainSettersStoreAnyValueUnchecked)
     }
 }
 
+TEST(CommonLogSettings, SetterThatIsTheFirstCallPrevailsOverTheEnvironment)
+{
+    static const struct {
+        const char* variable;
+        const char* text;
+        void (*set)(std::uint32_t);
+        std::uint32_t (*get)();
+        std::uint32_t value;
+    } kSetters[] = {
+        {"COMMON_LOG_CACHE", "False", COMMON_Log_CacheSet, COMMON_Log_CacheGet, 1},
+        {"COMMON_LOG_COLOR", "True", COMMON_Log_ColorSet, COMMON_Log_ColorGet, 0},
+        {"COMMON_LOG_ENABLE", "False", COMMON_Log_EnableSet, COMMON_Log_EnableGet, 1},
+        {"COMMON_LOG_FORMAT", "Columns", COMMON_Log_FormatSet, COMMON_Log_FormatGet,
+         COMMON_LogFormatAll},
+        {"COMMON_LOG_STRIP", "False", COMMON_Log_StripSet, COMMON_Log_StripGet, 1},
+    };
+    for (const auto& setter : kSetters) {
+        SCOPED_TRACE(setter.variable);
+        run_silently({.env = {{setter.variable, setter.text}}}, [&] {
+            setter.set(setter.value);
+            EXPECT_EQ(setter.get(), setter.value);
+        });
+    }
+}
+
 FRESH_TEST(CommonLogSettings, LegacySetGivesTheResultOfTheUnlock)
 {
     for (const std::uint32_t value : {0u, 1u, 2u, UINT32_MAX}) {

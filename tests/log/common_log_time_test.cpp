@@ -132,6 +132,18 @@ TEST(CommonLogTime, OneLayoutShowsTheTimeOfDayWithoutTheDay)
     }
 }
 
+TEST(CommonLogTime, LocalTimeIsAskedForOnceASecond)
+{
+    const Outcome outcome = well([] {
+        fault::settle();
+        for (int i = 0; i < 3; ++i) {
+            log_message(kInfo, "m");
+        }
+        EXPECT_EQ(fault::calls(Call::localtime_r), 1);
+    });
+    EXPECT_THAT(outcome.log, SizeIs(3));
+}
+
 TEST(CommonLogTime, LocalTimeThatCannotBeComputedStopsTheProcess)
 {
     const Outcome outcome = run_fresh([] {

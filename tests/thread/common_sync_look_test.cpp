@@ -146,6 +146,17 @@ TEST(CommonSyncLook, ProcessorsThatComeLaterAreCounted)
     });
 }
 
+// Counting reads a file.
+TEST(CommonSyncLook, SeveralProcessorsAreCountedOnce)
+{
+    with_processors("0-1", [] {
+        Sync sync;
+        EXPECT_GT(looks_of_a_lock(sync), 1);
+        EXPECT_GT(looks_of_a_lock(sync), 1);
+        EXPECT_EQ(fault::calls(Call::sysconf), 1);
+    });
+}
+
 // A clock that fails ends the look.
 TEST(CommonSyncLook, LookWithoutAClockIsShort)
 {
@@ -183,6 +194,7 @@ TEST(CommonSyncLook, LockThatIsHadKeepsErrno)
         fault::on_call(Call::sem_wait, 1, [&] { sync.give_back(); });
         EXPECT_EQ(COMMON_sync_wait(&sync), 0);
         EXPECT_EQ(errno, EXDEV) << "locked again";
+        EXPECT_EQ(sync.pending(), 0) << "with the only signal";
     });
 }
 

@@ -225,6 +225,7 @@ TEST(CommonWdmFault, SubscribingWakesAMonitorThatWaitsAtTheTail)
         COMMON_wdm_Subscribe(watchdog, second.subscriber, 0);
         EXPECT_TRUE(second.has_started());
         EXPECT_GE(fault::wakes(), 1);
+        EXPECT_EQ(fault::calls(Call::nanosleep), 0) << "that is for where it cannot be woken";
         COMMON_wdm_Destroy(watchdog);
         COMMON_wdm_Unsubscribe(first.subscriber);
         COMMON_wdm_Unsubscribe(second.subscriber);

@@ -492,6 +492,25 @@ TEST_F(CommonWdmTime, MissedOneMayBeUnsubscribed)
     EXPECT_THAT(simulation.starts, IsEmpty());
 }
 
+// The clock.
+
+TEST_F(CommonWdmTime, ClockThatFailsIsAskedAgainInASecond)
+{
+    Client& watched = client();
+    at_ms(0, [&] { watched.subscribe(simulation, 20); });
+    at_ms(1500, [&] {
+        simulation.clock_fails = true;
+        simulation.interrupt();
+    });
+    at_ms(2000, [&] { simulation.waits = 0; });
+    at_ms(12'000, [&] {
+        EXPECT_THAT(simulation.waits, testing::AllOf(testing::Ge(9), testing::Le(11)));
+        simulation.clock_fails = false;
+    });
+    run_for(30);
+    EXPECT_THAT(seconds(), ElementsAre(20));
+}
+
 // Subscribing.
 
 /// Otherwise a monitor that still has it in its queue could start the handler again.
@@ -509,6 +528,18 @@ TEST_F(CommonWdmTime, ExpiredOneGetsItsNewDeadlineBeforeItIsWatchedAgain)
     EXPECT_EQ(expired.subscriber->fired, 0U);
     run_for(5);
     EXPECT_THAT(seconds(), ElementsAre(2));
+}
+
+TEST_F(CommonWdmTime, OnlyAMonitorThatWaitsIsWoken)
+{
+    client().subscribe(simulation, 10);
+    client().subscribe(simulation, 10);
+    EXPECT_EQ(simulation.wakes, 0);
+    at_ms(2000, [&] {
+        client().subscribe(simulation, 10);
+        EXPECT_EQ(simulation.wakes, 1);
+    });
+    run_for(5);
 }
 
 }  // namespace

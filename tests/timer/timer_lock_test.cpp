@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include "cancelled.h"
+#include "common_log_settings.h"
 #include "fault.h"
 #include "fault_sweep.h"
 #include "forked.h"
@@ -95,20 +96,35 @@ FRESH_TEST(TimerLock, StartThatCannotLockTheMutexAgainHasStartedAllTheSame)
     TMR_Delete(timer);
 }
 
+/// Its thread cannot lock the mutex behind it. The start, which also locks, is over by then.
+struct ShotBeforeAFailure {
+    Event started;
+    Event called;
+
+    static void call(void* argument)
+    {
+        auto* const shot = static_cast<ShotBeforeAFailure*>(argument);
+        EXPECT_TRUE(shot->started.wait());
+        fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
+        shot->called.set();
+    }
+
+    void run(TMR* timer, TMR_Callback_t callback)
+    {
+        EXPECT_EQ(TMR_Start(timer, callback, this, 5), 1U);
+        started.set();
+    }
+};
+
 TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
 {
     const Outcome outcome = well([] {
+        COMMON_Log_LevelGet();
         const int threads = thread_count();
+        const long blocks = fault::outstanding_blocks();
         TMR* const timer = TMR_New();
-        Shot shot;
-        EXPECT_EQ(TMR_Start(
-                      timer,
-                      [](void* argument) {
-                          fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
-                          Shot::call(argument);
-                      },
-                      &shot, 5),
-                  1U);
+        ShotBeforeAFailure shot;
+        shot.run(timer, ShotBeforeAFailure::call);
         EXPECT_TRUE(shot.called.wait());
         EXPECT_TRUE(has_threads(threads));
         Shot second;
@@ -116,6 +132,8 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEnds)
         EXPECT_TRUE(second.called.wait());
         EXPECT_EQ(timer->lostThreads, 0U) << "it was taken out";
         TMR_Delete(timer);
+        EXPECT_TRUE(has_threads(threads));
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
     EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22")));
 }
@@ -125,16 +143,11 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEndedItIsLost)
     const Outcome outcome = well([] {
         const int threads = thread_count();
         TMR* const timer = TMR_New();
-        Shot shot;
-        EXPECT_EQ(TMR_Start(
-                      timer,
-                      [](void* argument) {
-                          fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
-                          Shot::call(argument);
-                          pthread_exit(nullptr);
-                      },
-                      &shot, 5),
-                  1U);
+        ShotBeforeAFailure shot;
+        shot.run(timer, [](void* argument) {
+            ShotBeforeAFailure::call(argument);
+            pthread_exit(nullptr);
+        });
         EXPECT_TRUE(shot.called.wait());
         EXPECT_TRUE(has_threads(threads));
         EXPECT_EQ(timer->mutex.__data.__nusers, 0U) << "it unlocked what it did not have";
@@ -161,20 +174,16 @@ TEST(TimerLock, StartWhoseThreadIsInPlaceSucceedsWhateverTheMutexDoesThen)
 TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
 {
     const Outcome outcome = well([] {
+        COMMON_Log_LevelGet();
         const int threads = thread_count();
+        const long blocks = fault::outstanding_blocks();
         TMR* const timer = TMR_New();
-        Shot shot;
-        EXPECT_EQ(TMR_Start(
-                      timer,
-                      [](void* argument) {
-                          fault::fail(Call::pthread_mutex_lock, 1, EINVAL);
-                          Shot::call(argument);
-                      },
-                      &shot, 5),
-                  1U);
+        ShotBeforeAFailure shot;
+        shot.run(timer, ShotBeforeAFailure::call);
         EXPECT_TRUE(shot.called.wait());
         EXPECT_TRUE(has_threads(threads));
         TMR_Delete(timer);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
     });
     EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22")));
 }
@@ -198,6 +207,24 @@ TEST(TimerLock, MutexThatCannotBeUnlockedIsReported)
     });
     EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Stop", "Could not unlock mutex: 1"),
                                          said("TMR_Stop", "Could not unlock mutex: 22")));
+}
+
+// Left locked it would hang all that comes after.
+TEST(TimerLock, MutexThatCannotBeUnlockedIsUnlockedOnceMoreBeforeItIsReported)
+{
+    const Outcome outcome = well([] {
+        TMR* const timer = TMR_New();
+        COMMON_Log_LevelGet();
+        fault::reset();
+        fault::fail(Call::pthread_mutex_unlock, 1, EPERM);
+        int unlocks = 0;
+        fault::on_call(Call::clock_gettime, 1,  // the time of the record
+                       [&] { unlocks = fault::calls(Call::pthread_mutex_unlock); });
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
+        EXPECT_EQ(unlocks, 2);
+        TMR_Delete(timer);
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(said("TMR_Stop", "Could not unlock mutex: 1")));
 }
 
 TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)

@@ -1,6 +1,7 @@
 #include "wdm_simulation.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <ctime>
@@ -74,6 +75,10 @@ int Simulation::read_clock(timespec& time)
     if (const auto happens = std::exchange(on_reading, nullptr)) {
         happens();
     }
+    if (clock_fails) {
+        errno = EINVAL;
+        return -1;
+    }
     time.tv_sec = static_cast<std::time_t>(now_ns / kSecond_ns);
     time.tv_nsec = static_cast<long>(now_ns % kSecond_ns);
     return 0;
@@ -92,7 +97,10 @@ void Simulation::run_next_event()
 
 void Simulation::wait(const std::uint32_t* word, std::uint32_t expected, Time_ns at_most_ns)
 {
-    ++waits;
+    if (++waits > 100'000) {
+        std::fputs("Simulation: the monitor does not wait\n", stderr);
+        std::abort();
+    }
     const Time_ns end_ns = now_ns + at_most_ns;
     interrupted_ = false;
     while (*word == expected && !interrupted_) {
@@ -176,6 +184,8 @@ long wrap_syscall(long number, ...)
     }
     if (operation == FUTEX_WAIT_PRIVATE) {
         running->wait(word, value, time[0] * harness::kSecond_ns + time[1]);
+    } else {
+        ++running->wakes;
     }
     return 0;
 }

@@ -48,10 +48,12 @@ public:
     Time_ns late_ns = 0;               ///< how late a wait ends that nobody ends early
     Time_ns starting_ns = 0;           ///< what it takes to start a thread
     bool runs_handlers = true;         ///< the threads of handlers run, at once
+    bool clock_fails = false;          ///< and nobody can read it
     std::function<void()> on_reading;  ///< what happens at the next reading of the clock
 
     std::vector<SimulatedStart> starts;
     int waits = 0;     ///< of the monitor, with subscribers in the queue
+    int wakes = 0;     ///< by those who subscribe
     int readings = 0;  ///< of the clock
 
     // What stands in for the platform.

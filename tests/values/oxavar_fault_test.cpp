@@ -84,6 +84,31 @@ FRESH_TEST(OXAVarFault, EveryBlockIsGivenBack)
     EXPECT_EQ(fault::outstanding_blocks(), blocks);
 }
 
+FRESH_TEST(OXAVarFault, NewArrayInAVariantReplacesWhatIsInside)
+{
+    const long blocks = fault::outstanding_blocks();
+    const Variant var = empty_variant();
+    COMMON_OXAVarSetString(var.get(), "text");
+    COMMON_OXAVarArrayAllocAt(var.get(), 2);
+    EXPECT_EQ(fault::outstanding_blocks(), blocks + 2);
+    COMMON_OXAVarSetString(&var->value.elements[1], "text");
+    COMMON_OXAVarArrayAllocAt(var.get(), 1);
+    EXPECT_EQ(fault::outstanding_blocks(), blocks + 2);
+}
+
+FRESH_TEST(OXAVarFault, FreeGivesBackWhatIsInside)
+{
+    const long blocks = fault::outstanding_blocks();
+    COMMON_OXAVar* const text = COMMON_OXAVarAlloc();
+    COMMON_OXAVarSetString(text, "text");
+    COMMON_OXAVarFree(text);
+    EXPECT_EQ(fault::outstanding_blocks(), blocks);
+    COMMON_OXAVar* const array = COMMON_OXAVarArrayAlloc(2);
+    COMMON_OXAVarSetString(&array->value.elements[1], "text");
+    COMMON_OXAVarFree(array);
+    EXPECT_EQ(fault::outstanding_blocks(), blocks);
+}
+
 /// How many elements with texts of one length have room in the text of an array.
 int with_room(std::size_t length)
 {

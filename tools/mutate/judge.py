@@ -143,7 +143,7 @@ def judge(order: dict) -> dict:
         name, output = failure(program)
         answer["seconds"][program["name"]] = time.monotonic() - start
         if output:
-            answer["failed"].append(name or f"{program['name']}: unstable")
+            answer["failed"].append(name or f"{program['name']}: {failed_test(output)} (unstable)")
             answer["output"] = output[-3000:]
         if name:
             answer |= {"verdict": "noticed", "by": name}

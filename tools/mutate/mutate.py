@@ -37,6 +37,7 @@ GENERATED = "// Made by "
 # Test folders besides the one of the same name, by the beginning of the path: what has its tests elsewhere,
 # as it shows in what uses it.
 TESTED_IN = {
+    "foundation/boolean_text": ["containers", "log"],
     "foundation/hex_text": ["containers", "log", "values"],
     "foundation/initialisation": ["log"],
     "foundation/settings_text": ["log"],
@@ -56,7 +57,7 @@ TESTED_IN = {
     "platform/": ["foundation", "log", "thread"],
     "thread/process_name": ["log"],
     "thread/clock": ["log"],
-    "thread/common_process": ["foundation", "log"],
+    "thread/common_process": ["files", "foundation", "log"],
     "thread/common_system": ["log"],
 }
 GOAL = 97  # percent
@@ -136,9 +137,10 @@ class Programs:
 class Judge:
     """Runs sandboxes, each in one of as many places as may be used at once."""
 
-    def __init__(self, build: Path, at_once: int):
+    def __init__(self, build: Path, at_once: int, folder: Path = ROOT / "build/mutate"):
         self.build = build
-        self.places = [ROOT / "build/mutate" / f"scratch-{number}" for number in range(at_once)]
+        self.at_once = at_once
+        self.places = [folder / f"scratch-{number}" for number in range(at_once)]
         self.lock = threading.Lock()
         for place in self.places:
             place.mkdir(parents=True, exist_ok=True)
@@ -149,17 +151,19 @@ class Judge:
         with self.lock:
             place = self.places.pop()
         try:
-            order = {"build": str(self.build), "file": file and str(ROOT / file), "text": text,
-                     "objects": self.objects, "programs": programs, "stop": stop}
-            done = subprocess.run([ROOT / "tools/mutate/sandbox.sh", ROOT, place, sys.executable, "-B",
-                                   ROOT / "tools/mutate/judge.py"],
-                                  input=json.dumps(order), capture_output=True, text=True)
-            if done.returncode != 0 or not done.stdout:
-                sys.exit(f"mutate: the sandbox failed: {done.stderr}")
-            return json.loads(done.stdout)
+            return self.ask(place, {"build": str(self.build), "file": file and str(ROOT / file), "text": text,
+                                    "objects": self.objects, "programs": programs, "stop": stop})
         finally:
             with self.lock:
                 self.places.append(place)
+
+    def ask(self, place: Path, order: dict) -> dict:
+        done = subprocess.run([ROOT / "tools/mutate/sandbox.sh", ROOT, place, sys.executable, "-B",
+                               ROOT / "tools/mutate/judge.py"],
+                              input=json.dumps(order), capture_output=True, text=True)
+        if done.returncode != 0 or not done.stdout:
+            sys.exit(f"mutate: the sandbox failed: {done.stderr}")
+        return json.loads(done.stdout)
 
 
 class Results:
@@ -196,7 +200,7 @@ class Results:
 def measure(judge: Judge, programs: Programs) -> None:
     """Runs all programs without a mutant: they must pass, and tell their times."""
     names = sorted(programs.by_name)
-    parts = [names[number :: len(judge.places)] for number in range(len(judge.places))]
+    parts = [names[number :: judge.at_once] for number in range(judge.at_once)]
 
     def run_part(part: list[str]) -> dict:
         wanted = [{**programs.by_name[name], "stale": False} for name in part]
@@ -248,12 +252,12 @@ def judge_all(chosen: list[Mutant], texts: dict[str, str], results: Results, jud
         if row["verdict"] == "noticed":
             programs.noticed[row["file"]][row["by"].partition(":")[0]] += 1
 
-    with concurrent.futures.ThreadPoolExecutor(len(judge.places)) as pool:
+    with concurrent.futures.ThreadPoolExecutor(judge.at_once) as pool:
         more = True
         while more or running:
             counted = sum(row["verdict"] in COUNTED for row in rows)
             more = more and counted < sample
-            while more and len(running) < len(judge.places) and counted + len(running) < sample:
+            while more and len(running) < judge.at_once and counted + len(running) < sample:
                 mutant = next(waiting, None)
                 if mutant is None:
                     more = False

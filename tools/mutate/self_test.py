@@ -1,9 +1,13 @@
 """Tests of mutate.py: of what it makes and reads (run), and of the sandbox (try_sandbox), which takes root."""
 import collections
+import contextlib
+import io
 import os
 import shutil
 import subprocess
 import tempfile
+import threading
+import types
 from pathlib import Path
 
 import mutate
@@ -137,10 +141,31 @@ def test_table() -> None:
     assert not mutate.table([*rows, rows[-3]], collections.Counter())[1]
 
 
+def test_at_once() -> None:
+    """Each waits for another one: all get through only when two run at once."""
+    together = threading.Barrier(2, timeout=10)
+
+    def judged(*_: object) -> dict:
+        together.wait()
+        return {"verdict": "noticed", "by": "a_test: Suite.Name"}
+
+    with tempfile.TemporaryDirectory() as folder:
+        judge = mutate.Judge(Path(folder), 2, Path(folder))
+        judge.ask = judged
+        texts = {"log/a.cpp": SOURCE}
+        results = mutate.Results(Path(folder) / "mutants.txt", texts)
+        programs = types.SimpleNamespace(of=lambda _: [], noticed=collections.defaultdict(collections.Counter))
+        chosen = mutants_of("log/a.cpp", SOURCE)
+        with contextlib.redirect_stdout(io.StringIO()):
+            rows = mutate.judge_all(chosen, texts, results, judge, programs, 6)
+        assert len(rows) == 6 and set(results.known) == {each.key for each in chosen[:6]}, rows
+
+
 def run() -> None:
     test_mutants()
     test_list()
     test_table()
+    test_at_once()
 
 
 PLACE = mutate.ROOT / "build/mutate/self-test"
@@ -197,6 +222,6 @@ def try_sandbox() -> None:
     for result, verdict, by in CASES:
         answer = judge.run([program], str(PLACE.relative_to(mutate.ROOT) / "a.c"), PROGRAM % result)
         assert (answer["verdict"], answer.get("by", "")) == (verdict, by), f"{result}: {answer}"
-    assert answer["failed"] == ["a_test: unstable"], answer
+    assert answer["failed"] == ["a_test: Suite.Name (unstable)"], answer
     assert VICTIM.exists() and os.path.exists("/etc/hostname")
     shutil.rmtree(PLACE)
