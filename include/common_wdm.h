@@ -91,8 +91,8 @@ typedef struct COMMON_wdm {
 /**
  * Makes a watchdog and starts its monitor.
  * @return the watchdog, to be released with COMMON_wdm_Destroy(); null without memory. Only that is
- *         a failure: where the platform refuses the thread or what it waits with, nothing is
- * watched.
+ *         a failure: where the platform refuses the thread, or what it waits with, nothing is
+ *         watched.
  */
 COMMON_MUST_USE COMMON_wdm* COMMON_wdm_Init(void);
 
