@@ -396,7 +396,7 @@ TEST(CommonctlOnTheTarget, EachSubCommandWorks)
     }
     if (HAS_SERVE) {
         expect_on_target(COMMONCTL " serve --port 0 /tmp/records > /tmp/address & "
-                                   "until grep -q http: /tmp/address; do sleep 0.1; done; "
+                                   "until grep -qs http: /tmp/address; do sleep 0.1; done; "
                                    "kill $!; wait $!; cat /tmp/address",
                          StartsWith("http://127.0.0.1:"));
     }
