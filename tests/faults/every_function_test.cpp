@@ -1,8 +1,5 @@
 // Every exported function has a scenario of the fault sweep.
-#include <array>
-#include <cstdio>
 #include <fstream>
-#include <memory>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -10,27 +7,18 @@
 
 #include <gmock/gmock.h>
 
+#include "output_of.h"
 #include "scenario.h"
 #include "scenario_run.h"
 
 namespace {
 
-std::string output_of(const std::string& command)
-{
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "re"), pclose);
-    std::string output;
-    std::array<char, 4096> buffer{};
-    while (const auto length = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
-        output.append(buffer.data(), length);
-    }
-    return output;
-}
-
 /// The names of the list of exports that are functions in the library.
 std::set<std::string> exported_functions()
 {
     std::set<std::string> code;
-    std::istringstream symbols(output_of(HARNESS_NM " -D --defined-only " HARNESS_LIBRARY));
+    std::istringstream symbols(
+        harness::output_of(HARNESS_NM " -D --defined-only " HARNESS_LIBRARY));
     for (std::string address, type, name; symbols >> address >> type >> name;) {
         if (type == "T") {
             code.insert(name.substr(0, name.find('@')));

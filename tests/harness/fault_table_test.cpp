@@ -1,33 +1,22 @@
 // The table of forced failures has every C library function that the library calls, and no other.
 #include "fault_table.h"
 
-#include <array>
-#include <cstdio>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
 
 #include <gmock/gmock.h>
 
-namespace {
+#include "output_of.h"
 
-std::string output_of(const std::string& command)
-{
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "re"), pclose);
-    std::string output;
-    std::array<char, 4096> buffer{};
-    while (const auto length = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
-        output.append(buffer.data(), length);
-    }
-    return output;
-}
+namespace {
 
 /// The undefined symbols of the library, without the versions of their definitions.
 std::set<std::string> called_symbols()
 {
     std::set<std::string> symbols;
-    std::istringstream lines(output_of(HARNESS_NM " -D --undefined-only " HARNESS_LIBRARY));
+    std::istringstream lines(
+        harness::output_of(HARNESS_NM " -D --undefined-only " HARNESS_LIBRARY));
     for (std::string type, name; lines >> type >> name;) {
         symbols.insert(name.substr(0, name.find('@')));
     }
