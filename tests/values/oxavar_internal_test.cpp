@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include "values/variant_blocks.h"
 #include "variants.h"
 
 // The linker calls __wrap_NAME instead of a wrapped function, which is then __real_NAME.
@@ -52,6 +53,21 @@ TEST(OXAVarInternal, OnlyWholeBlocksOfEmptyElementsAreZeroed)
     COMMON_OXAVarArrayRealloc(var.get(), 3);
     EXPECT_EQ(zeroed, 0) << "all words are written anyway";
     COMMON_OXAVarClear(&back);
+}
+
+TEST(OXAVarInternal, TheLargestArrayIsAskedForAndNoLargerOne)
+{
+    static std::uint32_t asked_for = 0;
+    const auto refuse = [](std::uint32_t size) -> void* {
+        asked_for = size;
+        return nullptr;
+    };
+    constexpr std::uint32_t kMost = UINT32_MAX / sizeof(COMMON_OXAVar);
+    common::variant::new_array(kMost, refuse);
+    EXPECT_EQ(asked_for, kMost * sizeof(COMMON_OXAVar));
+    asked_for = 0;
+    common::variant::new_array(kMost + 1, refuse);
+    EXPECT_EQ(asked_for, 0U);
 }
 
 /// Refuses memory after so many more blocks, for as long as it lives.
