@@ -13,8 +13,8 @@
 
 namespace {
 
+using chart::lineage;
 using fuzz::Choices;
-using fuzz::lineage;
 
 constexpr unsigned kStates = 22;
 constexpr unsigned kDeepest = 7;       // below the top: a transition may enter that many

@@ -14,8 +14,8 @@
 
 namespace {
 
+using chart::lineage;
 using fuzz::Choices;
-using fuzz::lineage;
 
 constexpr unsigned kStates = 24;
 constexpr int kMaster = 0;

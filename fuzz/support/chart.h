@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "../../tests/hsm/lineage.h"
 #include "support/choices.h"
 
 namespace fuzz {
@@ -26,16 +27,6 @@ inline std::vector<int> chosen_tree(Choices& choices, unsigned states, unsigned 
         depths.push_back(state < roots ? 0 : depths[parent] + 1);
     }
     return parents;
-}
-
-/// A state and its superstates, from the inside out.
-inline std::vector<int> lineage(const std::vector<int>& parents, int state)
-{
-    std::vector<int> all;
-    for (; state >= 0; state = parents[static_cast<unsigned>(state)]) {
-        all.push_back(state);
-    }
-    return all;
 }
 
 }  // namespace fuzz

@@ -373,4 +373,4 @@ ATOMIC(32, unsigned)
 ATOMIC(64, unsigned long)
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(bugprone-reserved-identifier): behind the names that compilers look for.

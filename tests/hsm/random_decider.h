@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "lineage.h"
+
 namespace chart {
 
 /// Answers by the number of the question, the state and the event: no state but a counter.
@@ -67,16 +69,6 @@ inline std::vector<int> random_tree(std::mt19937_64& random, int states, int out
         depths.push_back(parent < 0 ? 0 : depths[static_cast<unsigned>(parent)] + 1);
     }
     return parents;
-}
-
-/// A state and its superstates, from the inside out.
-inline std::vector<int> lineage(const std::vector<int>& parents, int state)
-{
-    std::vector<int> all;
-    for (; state >= 0; state = parents[static_cast<unsigned>(state)]) {
-        all.push_back(state);
-    }
-    return all;
 }
 
 /// A fixed seed, and one of this moment that failures show.

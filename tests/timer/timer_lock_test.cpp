@@ -156,21 +156,6 @@ TEST(TimerLock, ThreadThatCannotLockTheMutexAfterItsCallbackEndedItIsLost)
     EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not lock mutex: 22")));
 }
 
-TEST(TimerLock, StartWhoseThreadIsInPlaceSucceedsWhateverTheMutexDoesThen)
-{
-    const Outcome outcome = well([] {
-        TMR* const timer = TMR_New();
-        Shot shot;
-        // Its own, that of its thread, and again its own.
-        fault::fail(Call::pthread_mutex_lock, 3, EINVAL);
-        EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
-        EXPECT_EQ(fault::fired(), 1);
-        EXPECT_EQ(TMR_InUse(timer), 1U);
-        TMR_Delete(timer);
-    });
-    EXPECT_THAT(outcome.log, testing::IsEmpty());
-}
-
 TEST(TimerLock, DeleteReleasesAThreadThatWasLost)
 {
     const Outcome outcome = well([] {
