@@ -15,7 +15,7 @@
 namespace harness::interleaving {
 namespace {
 
-constexpr std::size_t kStackSize = 256 * 1024;
+constexpr auto kStackSize = std::size_t{256} * 1024;
 
 /// More accesses than any order has that comes to an end.
 constexpr std::uint64_t kMostSteps = 1'000'000;
@@ -300,7 +300,8 @@ void note_access(const volatile void* address)
 using harness::interleaving::note_access;
 using harness::interleaving::step_at;
 
-// NOLINTBEGIN(bugprone-reserved-identifier): names that compilers look for.
+// NOLINTBEGIN(bugprone-reserved-identifier,bugprone-macro-parentheses,readability-non-const-parameter):
+// names and parameters that compilers look for, and a type in parentheses is none.
 extern "C" {
 
 void __tsan_init();
@@ -373,4 +374,5 @@ ATOMIC(32, unsigned)
 ATOMIC(64, unsigned long)
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier): behind the names that compilers look for.
+// NOLINTEND(bugprone-reserved-identifier,bugprone-macro-parentheses,readability-non-const-parameter):
+// behind what compilers look for.
