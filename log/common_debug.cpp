@@ -195,13 +195,13 @@ void COMMON_Debug_HexDump(const char* file, const char* function, int32_t line,
     }
     const DumpShape shape = dump_shape(length);
     auto* const text = static_cast<char*>(MEM_Salloc(shape.text_size()));
-    pthread_cleanup_push(MEM_Free, text);
     const auto* const bytes = static_cast<const std::uint8_t*>(address);
     for (std::uint32_t row = 0; row < shape.rows; ++row) {
         const std::uint32_t offset = row * shape.row_length;
         common::write_dump_row(text + std::size_t{row} * shape.row_width(), shape.row_length,
                                bytes + offset, std::min(shape.row_length, length - offset));
     }
+    pthread_cleanup_push(MEM_Free, text);
     debugWrite(stdout, file, function, line, "%u byte(s) at: \"%s\"\n%s", length, variableName,
                text);
     pthread_cleanup_pop(1);

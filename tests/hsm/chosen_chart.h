@@ -1,17 +1,19 @@
-// Statecharts that an input decides.
+// Statecharts that an input decides, and where a state of one is.
 #pragma once
 
 #include <vector>
 
-#include "../../tests/hsm/lineage.h"
-#include "support/choices.h"
+#include "../../fuzz/support/choices.h"
 
-namespace fuzz {
+namespace chart {
+
+/// Inputs of this many bytes bring all that there is.
+constexpr std::size_t kLongestInput = 512;
 
 /// Gives each state of a tree its parent, an earlier one.
 /// @param roots how many of the first states have none: they get -1.
 /// @param deepest levels below a root.
-inline std::vector<int> chosen_tree(Choices& choices, unsigned states, unsigned roots,
+inline std::vector<int> chosen_tree(fuzz::Choices& choices, unsigned states, unsigned roots,
                                     unsigned deepest)
 {
     std::vector<int> parents;
@@ -29,4 +31,14 @@ inline std::vector<int> chosen_tree(Choices& choices, unsigned states, unsigned 
     return parents;
 }
 
-}  // namespace fuzz
+/// A state and its superstates, from the inside out.
+inline std::vector<int> lineage(const std::vector<int>& parents, int state)
+{
+    std::vector<int> all;
+    for (; state >= 0; state = parents[static_cast<unsigned>(state)]) {
+        all.push_back(state);
+    }
+    return all;
+}
+
+}  // namespace chart
