@@ -3,15 +3,13 @@
 // record is freed by the last who holds it, which AddressSanitizer sees. The input is the calls.
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <deque>
-#include <semaphore.h>
 #include <vector>
 
 #include "common_wdm.h"
 #include "support/choices.h"
 #include "support/input.h"
-#include "timer/common_wdm_queue.h"
+#include "tests/timer/unmonitored_queue.h"
 
 namespace wdm = common::wdm;
 
@@ -29,44 +27,16 @@ struct Subscriber {
 using Place = std::deque<Subscriber>::size_type;
 constexpr Place kAnchor = ~Place{0};
 
-/// A watchdog without a monitor.
-class Queue {
-public:
-    Queue()
-    {
-        watchdog.head = watchdog.tail = &watchdog.anchor;
-        sem_init(&watchdog.wake, 0, 0);
-    }
-    Queue(const Queue&) = delete;
-    Queue& operator=(const Queue&) = delete;
-    ~Queue() { sem_destroy(&watchdog.wake); }
-
-    /// What a monitor does as it ends.
-    void clear()
+struct Queue : harness::UnmonitoredQueue {
+    void fall_asleep() { wdm::link(watchdog.anchor).store(wdm::kAsleep); }
+    void wake_up()
     {
         if (is_asleep()) {
             wdm::link(watchdog.anchor).store(0);
         }
-        for (auto* node = watchdog.head; node != nullptr;) {
-            auto* const next = wdm::next_of(*node);
-            if (node->subscriber != nullptr) {
-                wdm::release(node->subscriber, 1);
-                std::free(node);
-            }
-            node = next;
-        }
     }
-
     bool is_asleep() { return wdm::link(watchdog.anchor) == wdm::kAsleep; }
 
-    int wakes()
-    {
-        int value = -1;
-        sem_getvalue(&watchdog.wake, &value);
-        return value;
-    }
-
-    COMMON_wdm watchdog{};
     std::deque<Place> model{kAnchor};
     int posted = 0;
 };
@@ -79,6 +49,7 @@ public:
     ~Target()
     {
         for (Queue& queue : queues_) {
+            queue.wake_up();
             queue.clear();
         }
         for (const Subscriber& subscriber : subscribers_) {
@@ -156,7 +127,7 @@ private:
     static void fall_asleep(Queue& queue)
     {
         if (queue.model.size() == 1) {
-            wdm::link(queue.watchdog.anchor).store(wdm::kAsleep);
+            queue.fall_asleep();
         }
     }
 

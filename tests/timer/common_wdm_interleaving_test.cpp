@@ -1,20 +1,21 @@
 // Clients of a watchdog and its monitor, each interrupted by the others at any atomic operation:
 // the queue stays whole, nobody sleeps on for good, and all memory is released once and not used
 // after.
+#include <algorithm>
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
-#include <semaphore.h>
 #include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 
 #include "interleaving.h"
 #include "stepped_platform.h"
-#include "timer/common_wdm_queue.h"
+#include "unmonitored_queue.h"
 
 namespace wdm = common::wdm;
 namespace interleaving = harness::interleaving;
@@ -33,17 +34,9 @@ void explore(unsigned preemptions, const std::function<void()>& body)
 
 // The queue alone: the test is the monitor.
 
-/// A watchdog without a monitor, and threads that do something with it.
-class Queue {
+/// A queue, and threads that do something with it.
+class Queue : SteppedPlatform, public harness::UnmonitoredQueue {
 public:
-    Queue()
-    {
-        watchdog.head = watchdog.tail = &watchdog.anchor;
-        sem_init(&watchdog.wake, 0, 0);
-    }
-    Queue(const Queue&) = delete;
-    Queue& operator=(const Queue&) = delete;
-
     void thread(std::function<void()> does)
     {
         ++threads_;
@@ -72,33 +65,15 @@ public:
     std::size_t end()
     {
         interleaving::wait_until([this] { return threads_ == 0; });
-        std::size_t count = 0;
-        bool has_anchor = false;
-        const COMMON_wdm_Node* last = nullptr;
-        for (COMMON_wdm_Node* node = watchdog.head; node != nullptr;) {
-            auto* const next = wdm::next_of(*node);
-            last = node;
-            if (node->subscriber == nullptr) {
-                EXPECT_FALSE(has_anchor);
-                has_anchor = true;
-            } else {
-                ++count;
-                wdm::release(node->subscriber, 1);
-                std::free(node);
-            }
-            node = next;
-        }
-        EXPECT_TRUE(has_anchor);
-        EXPECT_EQ(last, watchdog.tail);
-        sem_destroy(&watchdog.wake);
-        return count;
+        const std::vector<COMMON_wdm_Node*> all = nodes();
+        EXPECT_EQ(std::count(all.begin(), all.end(), &watchdog.anchor), 1);
+        EXPECT_EQ(all.back(), watchdog.tail);
+        clear();
+        return all.size() - 1;
     }
-
-    COMMON_wdm watchdog{};
 
 private:
     int threads_ = 0;
-    SteppedPlatform platform_{};
 };
 
 TEST(CommonWdmInterleaving, AppendsOfTwoClientsAreBothInTheQueue)

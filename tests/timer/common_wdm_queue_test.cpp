@@ -14,7 +14,7 @@
 
 #include "fresh_process.h"
 #include "platform/futex.h"
-#include "timer/common_wdm_queue.h"
+#include "unmonitored_queue.h"
 #include "watched.h"
 
 namespace wdm = common::wdm;
@@ -28,50 +28,22 @@ std::deque<void*> scripted_blocks;
 void* scripted_block = nullptr;
 int freed_scripted_blocks = 0;
 
-/// A watchdog whose monitor is the test.
-class Queue {
-public:
-    Queue()
-    {
-        watchdog.head = watchdog.tail = &watchdog.anchor;
-        sem_init(&watchdog.wake, 0, 0);
-    }
+struct Queue : UnmonitoredQueue {
+    Queue() = default;
     Queue(const Queue&) = delete;
     Queue& operator=(const Queue&) = delete;
-    ~Queue()
-    {
-        for (auto* node = watchdog.head; node != nullptr;) {
-            auto* const next = wdm::next_of(*node);
-            if (node->subscriber != nullptr) {
-                wdm::release(node->subscriber, 1);
-                std::free(node);
-            }
-            node = next;
-        }
-        sem_destroy(&watchdog.wake);
-    }
+    ~Queue() { clear(); }
 
     /// The subscribers from head to tail; null for the anchor.
     std::vector<COMMON_wdm_Subscriber*> order() const
     {
         std::vector<COMMON_wdm_Subscriber*> all;
-        COMMON_wdm_Node* last = nullptr;
-        for (auto* node = watchdog.head; node != nullptr; node = wdm::next_of(*node)) {
+        for (const COMMON_wdm_Node* const node : nodes()) {
             all.push_back(node->subscriber);
-            last = node;
         }
-        EXPECT_EQ(last, watchdog.tail);
+        EXPECT_EQ(nodes().back(), watchdog.tail);
         return all;
     }
-
-    int wake_posts()
-    {
-        int value = -1;
-        sem_getvalue(&watchdog.wake, &value);
-        return value;
-    }
-
-    COMMON_wdm watchdog{};
 };
 
 class CommonWdmQueue : public testing::Test {
@@ -146,14 +118,14 @@ TEST_F(CommonWdmQueue, SubscribersAreAppended)
     auto* const first = subscribed();
     auto* const second = subscribed();
     EXPECT_THAT(order(), ElementsAre(nullptr, first, second));
-    EXPECT_EQ(queue->wake_posts(), 0) << "nobody sleeps";
+    EXPECT_EQ(queue->wakes(), 0) << "nobody sleeps";
 }
 
 TEST_F(CommonWdmQueue, AppendingWakesAMonitorThatSleepsForWantOfSubscribers)
 {
     queue->watchdog.anchor.next = wdm::kAsleep;
     auto* const subscriber = subscribed();
-    EXPECT_EQ(queue->wake_posts(), 1);
+    EXPECT_EQ(queue->wakes(), 1);
     EXPECT_THAT(order(), ElementsAre(nullptr, subscriber));
 }
 
