@@ -325,6 +325,18 @@ PLAIN_SIZES(__tsan_write)
 PLAIN_SIZES(__tsan_unaligned_read)
 PLAIN_SIZES(__tsan_unaligned_write)
 
+// Of some processors: what of a block is touched starts in it.
+void __tsan_read_range(void* address, std::size_t size);
+void __tsan_write_range(void* address, std::size_t size);
+void __tsan_read_range(void* address, std::size_t /*size*/)
+{
+    note_access(address);
+}
+void __tsan_write_range(void* address, std::size_t /*size*/)
+{
+    note_access(address);
+}
+
 #define CHANGE(size, type, name, builtin)                                             \
     type __tsan_atomic##size##_##name(volatile type* word, type value, int order);    \
     type __tsan_atomic##size##_##name(volatile type* word, type value, int /*order*/) \
