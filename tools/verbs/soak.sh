@@ -6,51 +6,57 @@ races_of() {
   local label=$1 program
   shift
   for program; do
-    "$program" --gtest_list_tests | awk -v program="$program" -v label="$label" '
+    "$program" --gtest_list_tests </dev/null | awk -v program="$program" -v label="$label" '
       /^[^ ]/ { suite = $1; next }
-      { print program, suite $1, suite $1 label }'
+      { print program, suite $1, suite $1 label }' || return 1
   done
 }
 
-# run_race PROGRAM RACE NAME: runs a race and adds its line to the results. What it says is kept.
-run_race() {
-  local log=$build/soak/${3//\//.}.txt start=$SECONDS verdict=good status=0 steps
-  COMMON_TEST_SOAK_SECONDS=$seconds "${runner[@]}" "$1" --gtest_filter="$2" >"$log" 2>&1 || status=$?
-  steps=$(tail -n 1 "$log" | sed -nE 's/^([0-9]+) steps$/\1/p')
-  ((status == 0 && ${steps:-0} > 0)) || verdict="FAILED, see ${log#"$root"/}"
-  printf '%-62s %6d s %14s steps  %s\n' "$3" $((SECONDS - start)) "${steps:-0}" "$verdict" |
-    tee -a "$build/soak.txt"
+# build_targets FOLDER TARGET PRESET OPTION...: configures and builds what has races.
+build_targets() {
+  local folder=$1 target=$2
+  shift 2
+  configure "$1" "$folder" "${@:2}" && cmake --build "$build/$folder" -j "$jobs" --target "$target" >&2
 }
 
-# Builds the races and tells them: with ThreadSanitizer, and what that cannot see without it.
+# Builds the races and tells them: with ThreadSanitizer, and what that cannot see without it, as sanitizers let no
+# child of several threads use the library.
 build_races() {
-  configure tsan tsan
-  cmake --build "$build/tsan" -j "$jobs" --target soak_tests >&2
-  # Sanitizers let no child of several threads use the library.
-  configure clang clang
-  cmake --build "$build/clang" -j "$jobs" --target fork_soak_test >&2
-  races_of '' "$build"/tsan/tests/*/*_soak_test
-  races_of ,optimised "$build"/clang/tests/*/fork_soak_test
+  build_targets tsan soak_tests tsan && build_targets clang fork_soak_test clang &&
+    races_of '' "$build"/tsan/tests/*/*_soak_test && races_of ,optimised "$build"/clang/tests/*/fork_soak_test
 }
 
 # The same for valgrind.
 build_races_for_drd() {
-  configure release drd -DCMAKE_BUILD_TYPE=RelWithDebInfo
-  cmake --build "$build/drd" -j "$jobs" --target soak_tests >&2
-  races_of ,drd "$build"/drd/tests/*/*_soak_test
+  build_targets drd soak_tests release -DCMAKE_BUILD_TYPE=RelWithDebInfo &&
+    races_of ,drd "$build"/drd/tests/*/*_soak_test
+}
+
+# start_race PROGRAM RACE NAME: starts a race. What it says is kept.
+start_race() {
+  COMMON_TEST_SOAK_SECONDS=$seconds "${runner[@]}" "$1" --gtest_filter="$2" </dev/null \
+    >"$build/soak/${3//\//.}.txt" 2>&1 &
+  race_pids[$3]=$!
+}
+
+# end_race NAME: waits for a race and adds its line to the results.
+end_race() {
+  local log=$build/soak/${1//\//.}.txt verdict=good status=0 steps
+  wait "${race_pids[$1]}" || status=$?
+  unset "race_pids[$1]"
+  steps=$(tail -n 1 "$log" | sed -nE 's/^([0-9]+) steps$/\1/p')
+  ((status == 0 && ${steps:-0} > 0)) || verdict="FAILED, see ${log#"$root"/}"
+  printf '%-62s %6d s %14s steps  %s\n' "$1" "$seconds" "${steps:-0}" "$verdict" | tee -a "$build/soak.txt"
 }
 
 # Ends the races that run.
 stop_races() {
-  local pid
-  for pid in "${race_pids[@]}"; do
-    kill "$pid" 2>/dev/null || :
-  done
+  ((!${#race_pids[@]})) || kill "${race_pids[@]}" 2>/dev/null || :
 }
 
 main() {
   local seconds=60 together=0 wanted='' builder=build_races runner=() races program race name
-  race_pids=() # for the end of this script, too
+  declare -gA race_pids=() # for the end of this script, too
   while (($#)); do
     case $1 in
       --together) together=1 ;;
@@ -74,22 +80,20 @@ main() {
     shift
   done
   need "${test_packages[@]}"
-  races=$("$builder" | grep -E -- "^[^ ]+ .*$wanted") || die "there is no race that matches '$wanted'"
+  races=$("$builder") || die 'the races cannot be built'
+  races=$(grep -E -- "^[^ ]+ .*$wanted" <<<"$races") || die "there is no race that matches '$wanted'"
 
   mkdir -p "$build/soak"
-  rm -f "$build/soak.txt"
+  : >"$build/soak.txt"
   trap stop_races EXIT
   trap 'exit 130' INT TERM
   while read -r program race name; do
-    if ((together)); then
-      run_race "$program" "$race" "$name" &
-      race_pids+=($!)
-    else
-      run_race "$program" "$race" "$name"
-    fi
+    start_race "$program" "$race" "$name"
+    ((together)) || end_race "$name"
   done <<<"$races"
-  wait
-  race_pids=()
+  for name in "${!race_pids[@]}"; do
+    end_race "$name"
+  done
   if grep -q FAILED "$build/soak.txt"; then
     printf 'soak: failed\n'
     return 1
