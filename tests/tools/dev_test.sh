@@ -36,6 +36,7 @@ refused 2 'dev: there is no verb demonstrate; see ./dev help' "$work/dev" demons
 refused 2 'dev: there is no verb ../verbs/demo; see ./dev help' "$work/dev" ../verbs/demo
 wrong 'abi takes --renew or nothing' abi --new
 wrong 'bench has no option --all; see ./dev bench --help' bench --all
+wrong 'coverage has no option --all; see ./dev coverage --help' coverage --all
 wrong 'coverage takes one NAME' coverage Log Timer
 wrong 'demo takes one folder' demo /usr /var
 wrong 'docs takes no argument but --test' docs test

@@ -31,6 +31,7 @@ read_counts() {
 
 main() {
   (($# <= 1)) || die "coverage takes one NAME"
+  [[ ${1-} != -* ]] || die "coverage has no option $1; see ./dev coverage --help"
   local folder=$build/coverage part=() status=0 start=$SECONDS
   [[ -z ${1-} ]] || part=(--part)
   need "${coverage_packages[@]}"

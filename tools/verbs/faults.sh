@@ -11,4 +11,5 @@ main() {
   # The last line but those of the test library tells how many failures were tried.
   COMMON_FAULTS=all "$build/clang/tests/faults/faults_test" --gtest_filter="${filter:-*}" --gtest_brief=1 |
     tee "$build/faults.txt"
+  grep -qE '^[1-9][0-9]* functions in [1-9]' "$build/faults.txt" || die "there is no scenario that matches '${1-}'"
 }

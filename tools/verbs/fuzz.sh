@@ -20,10 +20,11 @@ build_targets() {
 
 # run_target NAME SECONDS TIMEOUT: looks for new inputs, none of which may take longer than TIMEOUT. What is new
 # goes to the first folder. One seed of any length would let all get as long, and slow. What the target prints
-# itself is of no use; findings go to standard error.
+# itself is of no use; findings go to standard error. The target takes the place of this shell, so that who ends it
+# ends the target.
 run_target() {
   mkdir -p "$build/fuzz/corpus/$1" "$build/fuzz/findings"
-  "$build/fuzz/fuzz/$1_fuzz" -max_total_time="$2" -timeout="$3" -max_len=4096 -print_final_stats=1 \
+  exec "$build/fuzz/fuzz/$1_fuzz" -max_total_time="$2" -timeout="$3" -report_slow_units="$3" -max_len=4096 -print_final_stats=1 \
     -close_fd_mask=1 -artifact_prefix="$build/fuzz/findings/$1-" "$build/fuzz/corpus/$1" "fuzz/corpus/$1"
 }
 

@@ -29,6 +29,7 @@ main() {
     --quick) chosen=("${part[@]}") ;;
     *) die "proof takes nothing, or --quick" ;;
   esac
+  trap 'exit 130' INT TERM
   mkdir -p "$build/proof"
   : >"$build/proof.txt"
   for proof in "${chosen[@]}"; do

@@ -18,7 +18,8 @@ targets_of() {
 }
 
 # emulate PRESET: gets what builds for another processor and what runs its programs, tells the kernel of the
-# latter, and adds what leaves out the tests that cannot run there to chosen. It is about ten times slower.
+# latter, and adds what leaves out the tests that cannot run there to chosen. It is about ten times slower, so that
+# time_factor is ten times as large.
 emulate() {
   local -A names=([armhf]=arm [arm64]=aarch64)
   local emulator=qemu-${names[$1]} table=/proc/sys/fs/binfmt_misc patterns
@@ -30,7 +31,7 @@ emulate() {
   fi
   patterns=$(sed -nE 's/^([^#\t][^\t]*)\t.*/\1/p' tests/not_emulated.txt | paste -sd '|')
   chosen+=(-E "$patterns")
-  export COMMON_TEST_TIME_FACTOR=10
+  time_factor=$(awk "BEGIN { print 10 * $time_factor }")
 }
 
 # build_tests PRESET [NAME]: builds what the tests need. The thread sanitizer is slow and finds nothing
@@ -54,7 +55,7 @@ run_round() {
   rm -f "$log"
   ((!as_user)) || command=("${user_command[@]}" ctest)
   # Two for each core: many tests wait for something.
-  "${command[@]}" --test-dir "$build/$preset" --output-junit "$log" --output-on-failure -j $((2 * jobs)) \
+  COMMON_TEST_TIME_FACTOR=$time_factor "${command[@]}" --test-dir "$build/$preset" --output-junit "$log" --output-on-failure -j $((2 * jobs)) \
     --no-tests=error "$@" || ctest_status=$?
   if ! results "$log"; then
     verdict='ran no test' failed=1
@@ -193,7 +194,7 @@ main() {
   trap 'stop_busy; [[ -z $closed ]] || rmdir "$closed"' EXIT
   ((!as_user)) || become_user
   for preset in "${presets[@]}"; do
-    local chosen=("${options[@]}")
+    local chosen=("${options[@]}") time_factor=${COMMON_TEST_TIME_FACTOR:-1}
     [[ $preset != tsan ]] || chosen+=(-L threads)
     [[ " ${emulated_presets[*]} " != *" $preset "* ]] || emulate "$preset"
     run_preset "$preset" "${chosen[@]}"

@@ -21,8 +21,10 @@ test_world() {
   configure "$preset" "$folder" -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_STANDARD=20 "$@" || return 1
   cmake --build "$build/$folder" -j "$jobs" || return 1
   left_out=$(awk -F '\t' -v world="$name" '$1 == world { print $2 }' tools/worlds/left_out.txt | paste -sd '|')
-  ctest --test-dir "$build/$folder" -j $((2 * jobs)) --output-on-failure --no-tests=error \
-    ${left_out:+-E "$left_out"}
+  ctest --test-dir "$build/$folder" --output-junit "$build/$folder/junit.xml" -j $((2 * jobs)) --output-on-failure \
+    --no-tests=error ${left_out:+-E "$left_out"} && return 0
+  tools/failed_tests.py "$build/$folder/junit.xml" "$name" >>"$build/failed-worlds.txt"
+  return 1
 }
 
 library_sources() {
@@ -32,8 +34,11 @@ library_sources() {
 
 # check_source COMPILER OPTION... SOURCE: what a compiler says against a source, its errors alone.
 check_source() {
-  "$@" -std=c++20 -O2 -fno-exceptions -fno-rtti -D_GNU_SOURCE -D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64 -I include \
-    -I . -fsyntax-only 2>&1 | sed -n 's/^\([a-z][^:]*\):[0-9:]* error: \(.*\)/\1\t\2/p; s/^\.\/\([^:]*\):[0-9:]* error: \(.*\)/\1\t\2/p'
+  local said
+  said=$(LC_ALL=C "$@" -std=c++20 -O2 -fno-exceptions -fno-rtti -D_GNU_SOURCE -D_FILE_OFFSET_BITS=64 -D_TIME_BITS=64 \
+    -I include -I . -fsyntax-only 2>&1) && return 0
+  said=$(sed -nE 's/^(\.\/)?([^ :]+):[0-9:]* (fatal )?error: (.*)/\2\t\4/p' <<<"$said")
+  printf '%s\n' "${said:-${!#}	does not compile}"
 }
 
 # differs NAME: compares the errors on standard input with those that docs/porting.md explains, one a row of its
@@ -64,7 +69,7 @@ check_musl() {
     check_source g++ -nostdinc -isystem tools/worlds/musl_headers -isystem "$cxx" \
       -isystem "/usr/include/$(g++ -print-multiarch)/c++/$(g++ -dumpversion)" \
       -isystem "/usr/include/$(uname -m)-linux-musl" -isystem "$gcc" -isystem "$kernel" "$source"
-  done | sed -n "s/\t‘\([A-Za-z_]*\)’ was not declared.*/\t\1/p; t; p" | differs musl
+  done | sed -n "s/\t'\([A-Za-z_]*\)' was not declared.*/\t\1/p; t; p" | differs musl
 }
 
 # A processor whose bytes are in the other order: refused in so many words, and nothing else is in the way.
@@ -88,6 +93,7 @@ main() {
   ((${#wanted[@]})) || read -ra wanted <<<"$known"
   need "${test_packages[@]}"
   mkdir -p "$build"
+  rm -f "$build/failed-worlds.txt"
   for row in "${worlds[@]}"; do
     read -ra names <<<"$row"
     [[ " ${wanted[*]} " != *" ${names[0]} "* ]] || test_world "${names[@]}" || failed+=("${names[0]}")
@@ -95,6 +101,7 @@ main() {
   for name in musl s390x; do
     [[ " ${wanted[*]} " != *" $name "* ]] || "check_$name" || failed+=("$name")
   done
+  [[ ! -e $build/failed-worlds.txt ]] || cat "$build/failed-worlds.txt"
   ((!${#failed[@]})) || die "worlds: failed: ${failed[*]}"
   printf '\nworlds: good: %s\n' "${wanted[*]}"
 }
