@@ -39,7 +39,9 @@ std::set<std::string> known_symbols()
 
 TEST(FaultTable, HasEveryFunctionThatTheLibraryCalls)
 {
-    const auto called = called_symbols();
+    auto called = called_symbols();
+    // The compiler's library asks what an arm64 processor can do, before anything of ours runs.
+    called.erase("__getauxval");
     ASSERT_TRUE(called.contains("malloc")) << "nm gives something else";
     const auto known = known_symbols();
     for (const auto& symbol : called) {

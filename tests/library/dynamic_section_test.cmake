@@ -29,8 +29,14 @@ demand("has text relocations" NOT dynamic MATCHES "TEXTREL")
 demand("can be unloaded" dynamic MATCHES "NODELETE")
 demand("names folders to search" NOT dynamic MATCHES "\\(R(UN)?PATH\\)")
 
-# One entry each of the C library's own start files, and one constructor.
-math(EXPR size_of_INIT "2 * ${POINTER_SIZE}")
+# One entry each of the C library's own start files, and one constructor. On arm64 the compiler's library has one
+# more, which asks what the processor can do.
+run(symbols ${NM} ${LIBRARY})
+set(constructors 1)
+if(symbols MATCHES "init_have_lse_atomics")
+  set(constructors 2)
+endif()
+math(EXPR size_of_INIT "(1 + ${constructors}) * ${POINTER_SIZE}")
 set(size_of_FINI ${POINTER_SIZE})
 foreach(kind INIT FINI)
   set(size 0)
@@ -41,7 +47,6 @@ foreach(kind INIT FINI)
 endforeach()
 
 # The names of functions that a compiler makes for objects that need code at the start.
-run(symbols ${NM} ${LIBRARY})
 string(REGEX MATCHALL "[^ \n]*(_GLOBAL__sub_I|_GLOBAL__I_|__static_initialization)[^ \n]*" made
              "${symbols}")
 demand("has initialisers: ${made}" NOT made)
