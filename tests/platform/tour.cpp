@@ -244,7 +244,7 @@ StepResult watch()
     std::this_thread::sleep_for(std::chrono::milliseconds(1));  // it may sleep by then
     bool started = false;
     // A second that is over before the monitor has looked is not made up for.
-    for (int i = 0; i < 3 && !started; ++i) {
+    for (int i = 0; i < 10 && !started; ++i) {
         COMMON_wdm_Subscribe(watchdog, expired, 0);
         started = mark.wait(std::chrono::milliseconds(watchdog->monitored == 1 ? 3'000 : 10));
     }
