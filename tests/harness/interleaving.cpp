@@ -58,8 +58,9 @@ struct Explorer {
     std::vector<std::size_t> turns{};  // the thread of each step
     std::vector<std::size_t> able{};
     std::vector<Block> blocks{};
-    /// What was loaded by the last step, if that was all it did.
+    /// What was loaded by the last step of the running thread, if that was all it did.
     const volatile void* last_load = nullptr;
+    unsigned repetitions = 0;  ///< of that load
     bool failed = false;
 };
 
@@ -158,20 +159,24 @@ void count_step()
     }
 }
 
-/// In front of an atomic operation. A load that repeats the last step is no place of its own: the
-/// others could as well have gone on before that.
+/// In front of an atomic operation. A load that repeats the last step is a place of its own, as
+/// what was loaded before may have been used. Further repetitions are none: a loop that looks many
+/// times would have as many orders.
 void step_at(const volatile void* address, bool is_load)
 {
     if (running == nullptr || running->threads.empty()) {
         return;
     }
     note_access(address);
-    if (!is_load || running->last_load != address) {
+    const bool repeats = is_load && running->last_load == address;
+    const unsigned repetitions = repeats ? running->repetitions + 1 : 0;
+    if (repetitions < 2) {
         step();
     } else {
         count_step();
     }
     running->last_load = is_load ? address : nullptr;
+    running->repetitions = repetitions;
 }
 
 /// Runs the body once. @return whether there is another order.

@@ -3,8 +3,10 @@
 // The code under test is compiled as for ThreadSanitizer, but linked without its run-time library:
 // what that would be told, each access to memory, comes here instead. The threads are contexts that
 // take turns in one thread of the system. In front of each atomic operation another one may go on,
-// and explore() tries all of these choices. What processors may reorder is not simulated: each
-// operation is seen by all threads at once.
+// and explore() tries all of these choices. Of loads of one thing that a thread repeats, with no
+// other such operation between, only the first two are such places: loops that look many times have
+// few orders, and what would go wrong only behind a later look is not seen. What processors may
+// reorder is not simulated: each operation is seen by all threads at once.
 #pragma once
 
 #include <cstddef>

@@ -1,12 +1,16 @@
 // Each order of steps is tried once, and what goes wrong in one of them is noticed.
 #include "interleaving.h"
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <set>
 #include <string>
 
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
+
+#include "interleaving_stepped.h"
 
 using namespace harness;
 
@@ -64,6 +68,38 @@ TEST(Interleaving, UpdateIsLostInSomeOrders)
     EXPECT_EQ(counts, (std::set<int>{1, 2}));
 }
 
+/// What a look at a place with a number gives, while another thread clears it.
+std::set<int> results_of(const std::function<int(std::atomic<int*>&)>& look)
+{
+    std::set<int> results;
+    interleaving::explore(1, [&] {
+        int number = 1;
+        std::atomic<int*> place{&number};
+        int running = 2;
+        interleaving::start([&] {
+            results.insert(look(place));
+            --running;
+        });
+        interleaving::start([&] {
+            clear(place);
+            --running;
+        });
+        interleaving::wait_until([&] { return running == 0; });
+    });
+    return results;
+}
+
+TEST(Interleaving, ValueChangesBetweenTwoLoads)
+{
+    EXPECT_EQ(results_of(number_at), (std::set<int>{-1, 0, 1}));
+}
+
+TEST(Interleaving, LoadThatIsRepeatedManyTimesHasFewOrders)
+{
+    EXPECT_EQ(results_of([](auto& place) { return looks_until_clear(place, 64); }),
+              (std::set<int>{0, 1, 64}));
+}
+
 TEST(Interleaving, ThreadsThatCannotGoOnAreNoticed)
 {
     EXPECT_NONFATAL_FAILURE(
@@ -94,6 +130,14 @@ TEST(Interleaving, MisuseOfMemoryIsNoticed)
                                                       void* const block = interleaving::allocate(8);
                                                       interleaving::release(block);
                                                       interleaving::note_access(block);
+                                                  }),
+                            "touched that was released");
+    EXPECT_NONFATAL_FAILURE(interleaving::explore(0,
+                                                  [] {
+                                                      void* const block =
+                                                          interleaving::allocate(sizeof(int));
+                                                      interleaving::release(block);
+                                                      plain_read(static_cast<const int*>(block));
                                                   }),
                             "touched that was released");
     EXPECT_NONFATAL_FAILURE(
