@@ -25,11 +25,12 @@ namespace {
 
 constexpr std::uint32_t kLong_s = 600;
 
+/// The platform's own steps make some hundred orders at most; the others are of the library's.
 void explore(unsigned preemptions, const std::function<void()>& body)
 {
     const std::uint64_t orders = interleaving::explore(preemptions, body);
     std::printf("%" PRIu64 " orders\n", orders);
-    EXPECT_GT(orders, 1U);
+    EXPECT_GT(orders, 800U);
 }
 
 // The queue alone: the test is the monitor.
