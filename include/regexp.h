@@ -52,9 +52,11 @@ typedef struct RegExp {
  * double with each "+" of another one (14 groups inside one another, each with a "+", take more
  * than 100 MB), and multiply with repetitions such as "{1000}" of one another. A pattern that has
  * 4 GiB or more when it is rewritten ends the process ("size <= UINT32_MAX"). And searching for
- * back-references such as "\\1" may take a time that grows with a high power of the text's length.
- * So limit the length of what strangers may give, to 500 bytes say, and take neither "{" nor "+"
- * from them, nor a backslash in front of a digit.
+ * back-references such as "\\1" may take a time that grows with a high power of the text's length;
+ * a search for what groups take never ends where one that holds both ends of the text is repeated,
+ * such as "(^|a|$)*", or "\\b*", which is such a group. So limit the length of what strangers may
+ * give, to 500 bytes say, and take neither "{", "+" nor "$" from them, nor a backslash in front of
+ * a digit or a "b".
  * @param pattern what would be matched; null is not accepted ("No pattern").
  * @param case_sensitive as for RegExp_New().
  * @param error gets what is wrong, in the C library's words, such as "Unmatched ( or \\(", cut to
