@@ -1,5 +1,6 @@
 // A race of forks: one thread forks while eight others use every family of the library, and so does
 // each child in a build without sanitizers.
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <map>
@@ -21,6 +22,7 @@
 #include "sanitizer.h"
 #include "simulated_target.h"
 #include "soak.h"
+#include "wait_until.h"
 
 using namespace harness;
 
@@ -43,11 +45,12 @@ constexpr bool kChildUsesLibrary = true;
 constexpr char kLastWords[] = "the child has used everything";
 
 /// Each child comes to its end, or is ended by this.
-constexpr unsigned kPatience_s = 60;
+constexpr std::chrono::seconds kChildPatience{60};
 
 void use_everything_in_child()
 {
-    alarm(kPatience_s);
+    const auto patience = std::chrono::ceil<std::chrono::seconds>(stretched(kChildPatience));
+    alarm(static_cast<unsigned>(patience.count()));
     for (const FamilyUse& family : kEveryFamily) {
         if (family.in_child) {
             family.use(kChild);
