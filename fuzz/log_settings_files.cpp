@@ -1,7 +1,7 @@
 // The configuration of the log as a process reads it: the settings files, one of which may be
 // absent, and then its environment, with any text in each. What it comes to is what a plain model
 // gives, and what commonctl tells of such a process. The input: a byte that says which files there
-// are, and the texts, with a zero byte between them; those behind the second are variables.
+// are, and the texts, with a byte of value 1 between them; those behind the second are variables.
 #include <algorithm>
 #include <array>
 #include <cctype>
