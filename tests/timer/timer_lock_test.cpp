@@ -352,18 +352,6 @@ TEST(TimerLock, IdleThreadWhoseWaitFailsEnds)
     EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Error waiting")));
 }
 
-FRESH_TEST(TimerLock, StartOfATimerThatItsCallbackHasDeletedMeanwhileReleasesIt)
-{
-    const int threads = thread_count();
-    const long blocks = settled_blocks();
-    TMR* const timer = TMR_New();
-    // The start is held up until the callback and its thread have come to their ends.
-    fault::on_call(Call::sem_wait, 1, [&] { EXPECT_TRUE(has_threads(threads)); });
-    const auto delete_oneself = [](void* own) { TMR_Delete(static_cast<TMR*>(own)); };
-    EXPECT_EQ(TMR_Start(timer, delete_oneself, timer, 1), 1U);
-    EXPECT_EQ(fault::outstanding_blocks(), blocks);
-}
-
 TEST(TimerLock, ThreadWhoseWaitFailsAndThatCannotLockTheMutexThenIsLost)
 {
     const Outcome outcome = well([] {
