@@ -1,4 +1,5 @@
 // Threads that end before anybody joins them, until there is no room for more.
+#include <cstdint>
 #include <string>
 #include <sys/resource.h>
 #include <thread>
@@ -16,6 +17,9 @@ void* end_at_once(void* /*argument*/)
     return nullptr;
 }
 
+/// The usual default; what it is here is up to the stack limit of whoever runs the test.
+constexpr std::uint32_t kStack = 8U << 20;
+
 /// Starts threads, each of which has ended before the next one starts, until a start fails.
 int start_until_refused(int at_most, COMMON_ThreadDetach_t detach_state)
 {
@@ -23,6 +27,7 @@ int start_until_refused(int at_most, COMMON_ThreadDetach_t detach_state)
         COMMON_Thread thread;
         COMMON_Thread_Initialize(&thread, end_at_once, nullptr);
         COMMON_Thread_SetDetachState(&thread, detach_state);
+        COMMON_Thread_SetStackSize(&thread, kStack);
         if (COMMON_Thread_Start(&thread) != STATUS_SUCCESS) {
             return i;
         }
