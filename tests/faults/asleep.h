@@ -42,15 +42,10 @@ private:
     std::thread thread_;
 };
 
-inline int count_threads()
-{
-    return harness::held_resources().threads;
-}
-
 /// Waits until only as many threads are left: others end by themselves.
 inline void wait_for_threads(int count)
 {
-    EXPECT_TRUE(harness::wait_until([&] { return count_threads() == count; }));
+    EXPECT_TRUE(harness::wait_until([&] { return harness::thread_count() == count; }));
 }
 
 }  // namespace faults

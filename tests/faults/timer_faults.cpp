@@ -268,7 +268,7 @@ SCENARIO(
         .logs({record("TMR_Stop", "Could not unlock mutex: {errno}")}),
     on(Call::pthread_cond_signal).logs({record("TMR_Delete", "Could not signal timer")}))
 {
-    const int threads = count_threads();
+    const int threads = harness::thread_count();
     Timer timer;
     EXPECT_TRUE(has_idle_thread(timer));
     TMR* const given = timer.given();

@@ -43,7 +43,7 @@ SCENARIO(COMMON_wdm_Init, kPost, Flag::AllStill, gives("set 1"), on(Call::malloc
              Call::pthread_attr_setsigmask_np, Call::pthread_create})
              .gives("set 0"))
 {
-    const int threads = count_threads();
+    const int threads = harness::thread_count();
     COMMON_wdm* watchdog = CALL(COMMON_wdm_Init);
     if (watchdog != nullptr) {
         note_result(std::to_string(watchdog->monitored));
@@ -66,7 +66,7 @@ SCENARIO(MonitorStartsAHandler, kPost, Flag::AllStill, Flag::OwnThreads, gives("
              .in_thread(1)
              .gives("0"))
 {
-    const int threads = count_threads();
+    const int threads = harness::thread_count();
     Event expired;
     COMMON_wdm_Subscriber* const subscriber = COMMON_wdm_Create_Subscriber(set_event, &expired);
     harness::fault::count_own_threads();
@@ -83,7 +83,7 @@ SCENARIO(MonitorStartsAHandler, kPost, Flag::AllStill, Flag::OwnThreads, gives("
 /// A monitor that waits for somebody, for somebody's deadline, and for its end.
 SCENARIO(MonitorWaits, kPost, Flag::AllStill, Flag::OwnThreads)
 {
-    const int threads = count_threads();
+    const int threads = harness::thread_count();
     harness::fault::count_own_threads();
     COMMON_wdm* const watchdog = COMMON_wdm_Init();
     wait_for_call(Call::sem_wait);
@@ -106,7 +106,7 @@ SCENARIO(COMMON_wdm_Create_Subscriber, gives("set"), on(Call::malloc).gives("nul
 /// it is tickled.
 SCENARIO(COMMON_wdm_Subscribe, kPost, Flag::AllStill)
 {
-    const int threads = count_threads();
+    const int threads = harness::thread_count();
     COMMON_wdm* const watchdog = COMMON_wdm_Init();
     Event expired;
     COMMON_wdm_Subscriber* const subscriber = COMMON_wdm_Create_Subscriber(set_event, &expired);
@@ -138,7 +138,7 @@ SCENARIO(COMMON_wdm_Unsubscribe)
 
 SCENARIO(COMMON_wdm_Destroy, kPost, Flag::AllStill)
 {
-    const int threads = count_threads();
+    const int threads = harness::thread_count();
     COMMON_wdm* const watchdog = COMMON_wdm_Init();
     COMMON_wdm_Subscriber* const subscriber = COMMON_wdm_Create_Subscriber(set_event, nullptr);
     COMMON_wdm_Subscribe(watchdog, subscriber, kLong_s);

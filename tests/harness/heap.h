@@ -2,7 +2,7 @@
 // themselves; this is for builds without one.
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <functional>
 #if defined(__GLIBC__)
 #include <malloc.h>
@@ -14,11 +14,13 @@
 
 namespace harness {
 
-/// The bytes of all blocks that are in use, of this process with one thread; 0 where nobody knows.
-inline std::size_t heap_in_use()
+/// The bytes of all blocks of the process that are in use, also of those that have a mapping of
+/// their own; 0 where nobody knows.
+inline std::int64_t heap_bytes()
 {
 #if defined(__GLIBC__) && !defined(HARNESS_ADDRESS_SANITIZER) && !defined(HARNESS_THREAD_SANITIZER)
-    return mallinfo2().uordblks;
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<std::int64_t>(info.uordblks + info.hblkhd);
 #else
     return 0;
 #endif
@@ -32,11 +34,11 @@ inline void expect_no_leak(const std::function<void()>& body)
     for (int round = 0; round < kRounds; ++round) {
         body();
     }
-    const std::size_t before = heap_in_use();
+    const std::int64_t before = heap_bytes();
     for (int round = 0; round < kRounds; ++round) {
         body();
     }
-    EXPECT_EQ(heap_in_use(), before) << "a block is lost in each of " << kRounds << " rounds";
+    EXPECT_EQ(heap_bytes(), before) << "a block is lost in each of " << kRounds << " rounds";
 }
 
 }  // namespace harness

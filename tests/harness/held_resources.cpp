@@ -75,16 +75,6 @@ std::map<int, OpenDescriptor> open_descriptors()
     return descriptors;
 }
 
-int count_threads()
-{
-    int count = 0;
-    const Folder folder = open_folder("/proc/self/task");
-    while (const dirent* entry = readdir(folder.get())) {
-        count += entry->d_name[0] == '.' ? 0 : 1;
-    }
-    return count;
-}
-
 std::string describe_child()
 {
     int status = 0;
@@ -106,17 +96,27 @@ bool OpenDescriptor::leads_to_the_same(const OpenDescriptor& other) const
 void start_sanitizer_thread()
 {
 #if defined(HARNESS_THREAD_SANITIZER)
-    const int before = count_threads();
+    const int before = thread_count();
     std::thread([] {}).join();
-    if (!wait_until([&] { return count_threads() <= before + 1; }, kThreadEndTime)) {
+    if (!wait_until([&] { return thread_count() <= before + 1; }, kThreadEndTime)) {
         throw std::runtime_error("a thread that was joined does not go away");
     }
 #endif
 }
 
+int thread_count()
+{
+    int count = 0;
+    const Folder folder = open_folder("/proc/self/task");
+    while (const dirent* entry = readdir(folder.get())) {
+        count += entry->d_name[0] == '.' ? 0 : 1;
+    }
+    return count;
+}
+
 HeldResources held_resources()
 {
-    return {open_descriptors(), count_threads()};
+    return {open_descriptors(), thread_count()};
 }
 
 std::string differences_from(const HeldResources& before)
@@ -135,9 +135,9 @@ std::string differences_from(const HeldResources& before)
             text += "descriptor " + std::to_string(fd) + " was closed: " + descriptor.target + "\n";
         }
     }
-    if (!wait_until([&] { return count_threads() == before.threads; }, kThreadEndTime)) {
+    if (!wait_until([&] { return thread_count() == before.threads; }, kThreadEndTime)) {
         text += "threads: " + std::to_string(before.threads) + " before, " +
-                std::to_string(count_threads()) + " after\n";
+                std::to_string(thread_count()) + " after\n";
     }
     return text + describe_child();
 }

@@ -24,6 +24,9 @@ struct HeldResources {
 /// process's first thread, so that it is there before anything is counted.
 void start_sanitizer_thread();
 
+/// Counts the threads of the calling process, with those of a sanitizer.
+int thread_count();
+
 /// Looks at the calling process.
 HeldResources held_resources();
 

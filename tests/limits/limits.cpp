@@ -8,7 +8,6 @@
 #include <ctime>
 #include <fstream>
 #include <limits>
-#include <malloc.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -127,20 +126,9 @@ FreshSetup load_setup()
     return setup;
 }
 
-std::int64_t heap_bytes()
-{
-    const struct mallinfo2 info = mallinfo2();
-    return static_cast<std::int64_t>(info.uordblks + info.hblkhd);
-}
-
 std::int64_t resident_bytes()
 {
     return status_number("VmRSS:") * 1024;
-}
-
-int thread_count()
-{
-    return static_cast<int>(status_number("Threads:"));
 }
 
 double processor_ns(const std::function<void()>& work)

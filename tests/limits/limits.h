@@ -15,6 +15,7 @@
 #include <string>
 
 #include "fresh_process.h"
+#include "heap.h"
 
 namespace harness {
 
@@ -57,14 +58,8 @@ std::string bytes(double count);
 /// What a fresh process needs for a load: a time limit for hours, as a full one takes minutes.
 FreshSetup load_setup();
 
-/// Memory that the process has taken from the heap.
-std::int64_t heap_bytes();
-
 /// Memory of the process that is in use now.
 std::int64_t resident_bytes();
-
-/// Threads of the process.
-int thread_count();
 
 /// Processor time of the calling thread for some work, the least of three times in nanoseconds: it
 /// does not count what other processes take.

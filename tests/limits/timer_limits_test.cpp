@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common_wdm.h"
+#include "held_resources.h"
 #include "limits.h"
 #include "log_expect.h"
 #include "timer.h"

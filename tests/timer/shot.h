@@ -6,10 +6,10 @@
 #include <ctime>
 #include <functional>
 
-#include <dirent.h>
 #include <gmock/gmock.h>
 #include <pthread.h>
 
+#include "held_resources.h"
 #include "timer.h"
 #include "wait_until.h"
 
@@ -24,17 +24,7 @@ inline std::int64_t now_ms()
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
-/// The threads of the calling process, without those that a sanitizer has.
-inline int thread_count()
-{
-    int count = 0;
-    DIR* const folder = opendir("/proc/self/task");
-    while (const dirent* const entry = readdir(folder)) {
-        count += entry->d_name[0] == '.' ? 0 : 1;
-    }
-    closedir(folder);
-    return count;
-}
+using harness::thread_count;
 
 /// Waits until the process has that many threads.
 inline bool has_threads(int count)
