@@ -24,16 +24,19 @@ void replace(std::string& text, const std::string& word, const std::string& with
 }
 
 /// A text without what is another one in each run: addresses, threads named by theirs, the process.
+/// Its number stands for it only where a process is named: elsewhere it may be any number.
 std::string generalised(std::string text, pid_t process)
 {
     static const std::regex address("0x[0-9A-Fa-f]{5,}( = [0-9]+)?");
     static const std::regex thread("thread [0-9]+");
-    const std::regex number("\\b" + std::to_string(process) + "\\b");
     text = std::regex_replace(text, address, "{address}");
     static const std::regex child("pid[ =][0-9]+");
     text = std::regex_replace(text, thread, "{thread}");
     text = std::regex_replace(text, child, "{child}");
-    return std::regex_replace(text, number, "{pid}");
+    const std::string number = std::to_string(process);
+    replace(text, "/proc/" + number + "/", "/proc/{pid}/");
+    replace(text, "/ (" + number + ")", "/ ({pid})");
+    return text;
 }
 
 /// Takes the first of each of these records out, if it is there.
@@ -47,15 +50,16 @@ void take_out(std::vector<Report>& records, const std::vector<Report>& those)
     }
 }
 
-/// Empties the message of the first record that is empty among the others.
-void empty_the_same(std::vector<Report>& records, const std::vector<Report>& others)
+/// Empties the message of the first record that is empty among the others. @return whether one is.
+bool empty_the_same(std::vector<Report>& records, const std::vector<Report>& others)
 {
     for (std::size_t i = 0; i < std::min(records.size(), others.size()); ++i) {
         if (others[i].message.empty()) {
             records[i].message.clear();
-            return;
+            return true;
         }
     }
+    return false;
 }
 
 bool is_mark(const Report& record, const char* message)
@@ -93,7 +97,7 @@ AssertionResult Judge::take(const Outcome& outcome, bool whole, Seen& seen) cons
         }
         seen.records.erase(seen.records.begin());
     }
-    if (whole && !scenario_.has(Flag::Unlogged)) {
+    if (whole) {
         if (seen.records.empty() || !is_mark(seen.records.back(), kAfter)) {
             return AssertionFailure() << "the log does not work after: " << seen;
         }
@@ -189,8 +193,8 @@ AssertionResult Judge::verdict(const ForcedFailure& failure, const Outcome& outc
             return AssertionFailure() << "a record is missing: " << seen;
         }
     }
-    if (promise.empties_) {
-        empty_the_same(promised.records, seen.records);
+    if (promise.empties_ && !empty_the_same(promised.records, seen.records)) {
+        return AssertionFailure() << "no message is empty: " << seen;
     }
     promised.printed =
         whole ? expected(promise.printed_.value_or(before.printed), failure.error) : "";

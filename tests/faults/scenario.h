@@ -110,7 +110,6 @@ enum class Flag {
     KeepsBlocks,  ///< some blocks stay for good
     Talks,        ///< it logs or prints also without a failure: what, is for other tests
     Rows,         ///< debug output is on: what is printed is not compared
-    Unlogged,     ///< the log is off, or elsewhere, when the body has ended
 };
 
 /// A call that is left alone: it cannot fail as it is called there, or does so in another scenario.

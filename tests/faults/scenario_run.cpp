@@ -78,9 +78,7 @@ void run_body(const Scenario& scenario)
     const harness::HeldResources before = harness::held_resources();
     const long blocks = harness::fault::outstanding_blocks();
     scenario.body();
-    if (!scenario.has(Flag::Unlogged)) {
-        write_mark(kAfter);
-    }
+    write_mark(kAfter);
     // What a thread has is given back when it ends.
     EXPECT_EQ(harness::differences_from(before), "");
     told->kept_blocks = harness::fault::outstanding_blocks() - blocks;
