@@ -5,7 +5,7 @@ Reads an order, writes a verdict, both as JSON:
     {"build": the build folder, "file": the path of the source, or null for none, "text": of the mutant,
      "objects": {path: digest of the library's objects without a mutant},
      "programs": [{"name", "folder", "limit": seconds, "stale": whether it must be built anew}, ...],
-     "stop": whether the first failure is enough}
+     "stop": whether the first failure is enough, "memory": how much the sandbox may take, in bytes}
     {"verdict": "noticed", "survived", "not compiled" or "same code", "by": what noticed it,
      "seconds": {program: seconds}, "failed": [program, ...], "output": the last lines of what failed}
 """
@@ -21,10 +21,13 @@ import sys
 import time
 from pathlib import Path
 
-BUILD_LIMIT = 300
+BUILD_LIMIT = 1800  # seconds: the whole library, by one of many at once
 PROCESSES = 600  # of all tests of a program together
-OUTPUT = Path("/tmp/output")
 GIBIBYTE = 1 << 30
+OUTPUT = Path("/tmp/output")
+# What a compiler tells of the text that it was given, and a linker of what the compiler made of it.
+COMPILE_ERROR = re.compile(r":\d+:\d+: (fatal )?error: |undefined reference to ")
+BY_COMPILER = "does not compile"
 # A warning is no error here, except what would be undefined: the mutant is to compile.
 ENVIRONMENT = {"CCC_OVERRIDE_OPTIONS": "# +-Wno-error +-Werror=return-type", "CCACHE_DISABLE": "1",
                "COMMON_TEST_TIME_FACTOR": "0.3"}
@@ -53,12 +56,22 @@ def kill_all() -> None:
             return
 
 
+def memory_of(processes: list[str]) -> int:
+    """The bytes of memory that the sandbox has: its processes, and its files, which are in memory."""
+    pages = 0
+    for process in processes:
+        try:
+            pages += int(Path(f"/proc/{process}/statm").read_text().split()[1])
+        except (FileNotFoundError, ProcessLookupError):
+            pass  # ended meanwhile
+    volumes = [os.statvfs(folder) for folder in ("/tmp", "/dev/shm", os.getcwd())]
+    return pages * resource.getpagesize() + sum((each.f_blocks - each.f_bfree) * each.f_frsize for each in volumes)
+
+
 def runs_away() -> bool:
-    """Whether processes become ever more, or files in memory, which no limit of a process holds back."""
-    if sum(name.isdigit() for name in os.listdir("/proc")) > PROCESSES:
-        return True
-    free = re.search(r"MemAvailable: *(\d+) kB", Path("/proc/meminfo").read_text())
-    return free is not None and int(free[1]) * 1024 < GIBIBYTE
+    """Whether processes become ever more, or what is in memory, which no limit of a process holds back."""
+    processes = [name for name in os.listdir("/proc") if name.isdigit()]
+    return len(processes) > PROCESSES or memory_of(processes) > memory_limit
 
 
 def run(command: list[str], folder: str, limit: float) -> tuple[int | str, str]:
@@ -109,13 +122,24 @@ def failure(program: dict) -> tuple[str | None, str]:
     test = failed_test(output)
     name = f"{program['name']}: {test or status}"
     if status in ("hang", "runaway"):
-        return f"{name} ({status})", output
+        name = f"{name} ({status})"
     if test and run_program(program, test)[0] != 0:
         return name, output
     # On its own it passes: either it needs those before it, or it fails now and then.
-    if run_program(program)[0] != 0:
-        return name, output
-    return None, output
+    status, again = run_program(program)
+    return (name if status != 0 and failed_test(again) == test else None), output
+
+
+def compile_errors(build: str, *targets: str) -> str | None:
+    """Builds targets: None, or what the compiler has against their sources. What else goes wrong ends the run:
+    it tells nothing of a mutant."""
+    status, output = run(["ninja", "-C", build, "-j", "1", *targets], build, BUILD_LIMIT)
+    if status == 0:
+        return None
+    if status != 1 or not COMPILE_ERROR.search(output):
+        sys.exit(f"the build of {' and '.join(targets)} ended with {status}, but no compiler's error:\n"
+                 f"{output[-2000:]}")
+    return output[-2000:]
 
 
 def digest(path: Path) -> str:
@@ -124,21 +148,17 @@ def digest(path: Path) -> str:
 
 def judge(order: dict) -> dict:
     build = order["build"]
-    ninja = ["ninja", "-C", build, "-j", "1"]
     if order["file"]:
         Path(order["file"]).write_text(order["text"])
-        status, output = run([*ninja, "common", "common_faulty"], build, BUILD_LIMIT)
-        if status != 0:
-            return {"verdict": "not compiled", "output": output[-2000:]}
+        if (errors := compile_errors(build, "common", "common_faulty")) is not None:
+            return {"verdict": "not compiled", "output": errors}
         if all(digest(Path(path)) == known for path, known in order["objects"].items()):
             return {"verdict": "same code"}
     answer = {"verdict": "survived", "seconds": {}, "failed": [], "output": ""}
     for program in order["programs"]:
-        if program["stale"]:
-            status, output = run([*ninja, program["name"]], build, BUILD_LIMIT)
-            if status != 0:  # such as by a static_assert of the test
-                return {**answer, "verdict": "noticed", "by": f"{program['name']}: does not compile",
-                        "output": output[-2000:]}
+        if program["stale"] and (errors := compile_errors(build, program["name"])) is not None:
+            # Such as by a static_assert of the test.
+            return {**answer, "verdict": "noticed", "by": f"{program['name']}: {BY_COMPILER}", "output": errors}
         start = time.monotonic()
         name, output = failure(program)
         answer["seconds"][program["name"]] = time.monotonic() - start
@@ -153,5 +173,6 @@ def judge(order: dict) -> dict:
 
 
 if __name__ == "__main__":
-    verdict = judge(json.load(sys.stdin))
-    json.dump(verdict, sys.stdout)
+    given = json.load(sys.stdin)
+    memory_limit = given["memory"]
+    json.dump(judge(given), sys.stdout)

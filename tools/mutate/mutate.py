@@ -2,21 +2,25 @@
 """Finds out what the tests notice: makes small defects in the library's sources, one at a time, builds the
 library with each, and runs the tests of the folder.
 
-    mutate.py [FOLDER or FILE] [--sample N] [--seed S] [--jobs N] [--build BUILD]
+    mutate.py [FOLDER or FILE] [--sample N] [--seed S] [--jobs N] [--build BUILD] [--known]
     mutate.py --check | --self-test
 
 Takes all mutants of all folders, or of FOLDER, or as many of them as are needed for a sample of N that count:
 those that compile to other code than the source. The sample is the same for the same SEED (1). Verdicts are
 appended to build/mutate/mutants.txt, one JSON object a line, when they are known. When it is run again, only
-what has none for the present source is judged, and what survived.
+what has none for the present source, tests and headers is judged, and what survived. The tree must stand still
+meanwhile, or the run ends.
 
-tests/mutants.txt lists mutants that no test can notice, with the reasons (known.py): these are not run.
---check looks whether it lists mutants that there are not. Takes root, for the sandbox.
+tests/mutants.txt lists mutants that no test can notice, with the reasons (known.py): these are not run, or with
+--known, only these, and none may be noticed. --check looks whether it lists mutants that there are not. Takes
+root, for the sandbox.
 """
 import argparse
 import collections
 import concurrent.futures
 import difflib
+import fcntl
+import functools
 import hashlib
 import json
 import os
@@ -26,7 +30,9 @@ import sys
 import threading
 import time
 from pathlib import Path
+from typing import IO
 
+from judge import BY_COMPILER
 from known import entry, read_known
 from mutants import Mutant, mutants_of
 
@@ -61,6 +67,7 @@ TESTED_IN = {
     "thread/common_system": ["log"],
 }
 GOAL = 97  # percent
+MEMORY = 3 << 30  # of a sandbox, so that two at once do on a small machine
 COUNTED = ("noticed", "survived")
 
 
@@ -101,12 +108,57 @@ def tested_in(file: str) -> list[str]:
     return [folder_of(file), *more]
 
 
+def files_below(root: Path, folders: list[str]) -> list[Path]:
+    return [path for folder in folders for path in sorted((root / folder).rglob("*"))
+            if path.is_file() and "__pycache__" not in path.parts]
+
+
+def stamp(root: Path) -> list[tuple[Path, int, int]]:
+    """What changes when a file is changed that verdicts come from."""
+    states = [(path, path.stat()) for path in files_below(root, [*FOLDERS, "include", "support", "tests"])]
+    return [(path, state.st_mtime_ns, state.st_size) for path, state in states]
+
+
+def digests_of(root: Path, texts: dict[str, str]) -> dict[str, str]:
+    """Of each source: it, its tests, and what is compiled into these. Another source of the library is left out,
+    as a change of it would unsettle everything, and seldom changes what the tests of this one notice."""
+    headers = [path for path in files_below(root, [*FOLDERS, "include"]) if path.suffix in (".h", ".hpp")]
+    common = [*headers, *files_below(root, ["support", "tests/harness", "tools/mutate"])]
+    content = functools.cache(lambda path: hashlib.sha256(path.read_bytes()).hexdigest())
+
+    def digest(file: str) -> str:
+        tests = files_below(root, [f"tests/{folder}" for folder in tested_in(file)])
+        lines = [texts[file], *(f"{path} {content(path)}" for path in [*common, *tests])]
+        return hashlib.sha256("\n".join(lines).encode()).hexdigest()[:16]
+
+    return {file: digest(file) for file in texts}
+
+
+def lock(folder: Path) -> IO[str]:
+    """Sees to it that no other run is at work in a folder, as long as the file that it gives is open."""
+    folder.mkdir(parents=True, exist_ok=True)
+    file = (folder / "lock").open("w")
+    try:
+        fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        sys.exit("mutate: another run is at work here")
+    return file
+
+
+def made_of_library(build: Path) -> set[str]:
+    """The objects that are made of sources of the library, by their paths in a build."""
+    commands = subprocess.run(["ninja", "-C", build, "-t", "compdb"], text=True, check=True, capture_output=True)
+    places = tuple(f"{ROOT / folder}/" for folder in FOLDERS)
+    return {made["output"] for made in json.loads(commands.stdout) if made["file"].startswith(places)}
+
+
 class Programs:
     """The test programs of a build, and how long they take."""
 
     def __init__(self, build: Path, files: list[str]):
         wanted = {folder for file in files for folder in tested_in(file)}
         self.by_name: dict[str, dict] = {}
+        objects = made_of_library(build)
         for line in (build / "test_targets.txt").read_text().splitlines():
             name, place, first, *_ = line.split(";")
             folder = Path(place).name
@@ -115,7 +167,7 @@ class Programs:
                 query = subprocess.run(["ninja", "-C", build, "-t", "query", path], text=True, check=True,
                                        capture_output=True)
                 self.by_name[name] = {"name": name, "folder": place, "of": folder, "limit": 300,
-                                      "internal": "common_objects.dir/" in query.stdout}
+                                      "internal": not objects.isdisjoint(query.stdout.split())}
         self.noticed: dict[str, collections.Counter] = collections.defaultdict(collections.Counter)
 
     def of(self, file: str) -> list[dict]:
@@ -137,8 +189,9 @@ class Programs:
 class Judge:
     """Runs sandboxes, each in one of as many places as may be used at once."""
 
-    def __init__(self, build: Path, at_once: int, folder: Path = ROOT / "build/mutate"):
+    def __init__(self, build: Path, at_once: int, folder: Path = ROOT / "build/mutate", memory: int = MEMORY):
         self.build = build
+        self.memory = memory
         self.at_once = at_once
         self.places = [folder / f"scratch-{number}" for number in range(at_once)]
         self.lock = threading.Lock()
@@ -152,7 +205,8 @@ class Judge:
             place = self.places.pop()
         try:
             return self.ask(place, {"build": str(self.build), "file": file and str(ROOT / file), "text": text,
-                                    "objects": self.objects, "programs": programs, "stop": stop})
+                                    "objects": self.objects, "programs": programs, "stop": stop,
+                                    "memory": self.memory})
         finally:
             with self.lock:
                 self.places.append(place)
@@ -169,9 +223,11 @@ class Judge:
 class Results:
     """The verdicts, in the file and by mutant."""
 
-    def __init__(self, path: Path, texts: dict[str, str]):
+    def __init__(self, path: Path, root: Path, texts: dict[str, str]):
         self.path = path
-        self.digests = {file: hashlib.sha256(text.encode()).hexdigest()[:16] for file, text in texts.items()}
+        self.root = root
+        self.stamp = stamp(root)
+        self.digests = digests_of(root, texts)
         self.known: dict[tuple, dict] = {}
         lines = path.read_text().splitlines() if path.exists() else []
         for line in lines:
@@ -187,6 +243,8 @@ class Results:
         return row if row and row["verdict"] != "survived" else None
 
     def add(self, mutant: Mutant, answer: dict) -> dict:
+        if stamp(self.root) != self.stamp:
+            sys.exit("mutate: sources or tests were changed meanwhile")
         row = {"file": mutant.file, "line": mutant.line, "operator": mutant.operator, "change": mutant.change,
                "verdict": answer["verdict"], "by": answer.get("by", ""), "seconds": round(answer["took"], 1),
                "unstable": answer.get("failed", []) if answer["verdict"] == "survived" else [],
@@ -197,8 +255,12 @@ class Results:
         return row
 
 
-def measure(judge: Judge, programs: Programs) -> None:
-    """Runs all programs without a mutant: they must pass, and tell their times."""
+def measure(judge: Judge, programs: Programs, file: str, text: str) -> None:
+    """Shows that the sandbox makes of a source as it is what there is, and runs all programs without a mutant:
+    they must pass, and tell their times."""
+    answer = judge.run([], file, text)
+    if answer["verdict"] != "same code":
+        sys.exit(f"mutate: {file} as it is comes out as \"{answer['verdict']}\"\n{answer['output']}")
     names = sorted(programs.by_name)
     parts = [names[number :: judge.at_once] for number in range(judge.at_once)]
 
@@ -221,16 +283,17 @@ def measure(judge: Judge, programs: Programs) -> None:
 
 def table(rows: list[dict], known: collections.Counter) -> tuple[str, bool]:
     """The figures by folder, and whether the goal is reached."""
-    lines = ["folder        judged  noticed  survived  percent   hang  same code  not compiled  known"]
+    lines = ["folder        judged  noticed  survived  percent   hang  by compiler  same code  not compiled  known"]
     for folder in [*sorted({folder_of(row["file"]) for row in rows} | set(known)), "all"]:
         mine = [row for row in rows if folder in ("all", folder_of(row["file"]))]
         count = collections.Counter(row["verdict"] for row in mine)
         hang = sum(row["by"].endswith("(hang)") for row in mine)
+        compiler = sum(row["by"].endswith(BY_COMPILER) for row in mine)
         judged = count["noticed"] + count["survived"]
-        percent = 100 * count["noticed"] / judged if judged else 100
+        percent = 100 * count["noticed"] / judged if judged else 0
         listed = known.total() if folder == "all" else known[folder]
         lines.append(f"{folder:12}{judged:8}{count['noticed']:9}{count['survived']:10}{percent:9.1f}{hang:7}"
-                     f"{count['same code']:11}{count['not compiled']:14}{listed:7}")
+                     f"{compiler:13}{count['same code']:11}{count['not compiled']:14}{listed:7}")
     return "\n".join(lines), percent >= GOAL
 
 
@@ -287,6 +350,7 @@ def main() -> None:
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
     parser.add_argument("--build", type=Path, default=ROOT / "build/clang")
+    parser.add_argument("--known", action="store_true")
     parser.add_argument("--check", action="store_true")
     parser.add_argument("--self-test", action="store_true")
     options = parser.parse_args()
@@ -299,6 +363,7 @@ def main() -> None:
         print("\n".join(wrong), end="\n" if wrong else "")
         sys.exit(1 if wrong else 0)
 
+    held = lock(ROOT / "build/mutate")
     texts = sources(ROOT, options.wanted)
     chosen = all_mutants(texts)
     if not chosen:
@@ -306,21 +371,24 @@ def main() -> None:
     known, _ = read_known((ROOT / KNOWN).read_text())
     listed = collections.Counter(folder_of(mutant.file) for mutant in chosen if mutant.key in known)
     random.Random(options.seed).shuffle(chosen)
-    chosen = [mutant for mutant in chosen if mutant.key not in known]
+    chosen = [mutant for mutant in chosen if (mutant.key in known) == options.known]
 
-    results = Results(ROOT / "build/mutate/mutants.txt", texts)
+    results = Results(ROOT / "build/mutate/mutants.txt", ROOT, texts)
     self_test.try_sandbox()
     programs = Programs(options.build, list(texts))
     subprocess.run(["cmake", "--build", options.build, "-j", str(os.cpu_count()), "--target", "common",
                     "common_faulty", *programs.by_name], check=True, stdout=sys.stderr)
     judge = Judge(options.build, options.jobs)
-    measure(judge, programs)
+    measure(judge, programs, *next(iter(texts.items())))
     rows = judge_all(chosen, texts, results, judge, programs, options.sample or len(chosen))
     survivors = [entry(tuple(row["key"])) for row in rows if row["verdict"] == "survived"]
     if survivors:
         print("\nsurvived:\n\n" + "\n".join(survivors))
     text, reached = table(rows, listed)
     print("\n" + text)
+    held.close()
+    if options.known:
+        reached = not any(row["verdict"] == "noticed" for row in rows)
     sys.exit(0 if reached else 1)
 
 

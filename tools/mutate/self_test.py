@@ -8,6 +8,7 @@ import subprocess
 import tempfile
 import threading
 import types
+from collections.abc import Callable
 from pathlib import Path
 
 import mutate
@@ -137,8 +138,82 @@ def test_table() -> None:
     rows = [{"file": "log/a.cpp", "verdict": verdict, "by": "t: hang (hang)" if verdict == "noticed" else ""}
             for verdict in ["noticed"] * 97 + ["survived"] * 3 + ["same code", "not compiled"]]
     text, reached = mutate.table(rows, collections.Counter(log=4))
-    assert reached and text.splitlines()[-1].split() == "all 100 97 3 97.0 97 1 1 4".split(), text
+    assert reached and text.splitlines()[-1].split() == "all 100 97 3 97.0 97 0 1 1 4".split(), text
     assert not mutate.table([*rows, rows[-3]], collections.Counter())[1]
+    compiler = {"file": "log/a.cpp", "verdict": "noticed", "by": f"a_test: {mutate.BY_COMPILER}"}
+    text, reached = mutate.table([compiler], collections.Counter())
+    assert reached and text.splitlines()[-1].split() == "all 1 1 0 100.0 0 1 0 0 0".split(), text
+    assert not mutate.table(rows[-2:], collections.Counter())[1], "nothing was judged"
+
+
+def ends_with(message: str, action: Callable[[], object]) -> bool:
+    """Whether an action ends the program with a message."""
+    try:
+        action()
+    except SystemExit as end:
+        return message in str(end)
+    return False
+
+
+def test_start() -> None:
+    """A sandbox in which nothing is built ends the run, and so does another run."""
+    judge = types.SimpleNamespace(run=lambda *_: {"verdict": "not compiled", "output": "no compiler"})
+    assert ends_with('log/a.cpp as it is comes out as "not compiled"\nno compiler',
+                     lambda: mutate.measure(judge, types.SimpleNamespace(), "log/a.cpp", SOURCE))
+    with tempfile.TemporaryDirectory() as folder:
+        with mutate.lock(Path(folder)):
+            assert ends_with("another run is at work here", lambda: mutate.lock(Path(folder)))
+        mutate.lock(Path(folder)).close()
+
+
+BUILD_OF_TESTS = """rule any
+  command = false $in $out
+build lib/CMakeFiles/other.dir/a.o: any @ROOT@/log/a.cpp
+build tests/log/own.o: any @ROOT@/tests/log/own.cpp
+build tests/log/inside_test: any tests/log/own.o lib/CMakeFiles/other.dir/a.o
+build tests/log/outside_test: any tests/log/own.o || lib
+build lib: phony lib/CMakeFiles/other.dir/a.o
+"""
+
+
+def test_stale() -> None:
+    """What links an object made of the library's sources, whatever builds it, is built anew for each mutant."""
+    with tempfile.TemporaryDirectory() as folder:
+        build = Path(folder)
+        (build / "build.ninja").write_text(BUILD_OF_TESTS.replace("@ROOT@", str(mutate.ROOT)))
+        targets = [f"{name};{build}/tests/log;own.cpp\n" for name in ["inside_test", "outside_test"]]
+        (build / "test_targets.txt").write_text("".join(targets))
+        programs = mutate.Programs(build, ["log/a.cpp"])
+        for file, expected in [("log/a.cpp", {"inside_test"}), ("log/a.h", {"inside_test", "outside_test"})]:
+            stale = {program["name"] for program in programs.of(file) if program["stale"]}
+            assert stale == expected, (file, stale)
+
+
+def test_results() -> None:
+    """A verdict holds for the source, the tests and the headers that it was given for, and is not recorded when
+    these were changed meanwhile."""
+    with tempfile.TemporaryDirectory() as folder:
+        root = Path(folder)
+        for name in ["log/a.cpp", "log/b.cpp", "log/a.h", "include/c.h", "tests/log/a_test.cpp",
+                     "tests/hsm/b_test.cpp", "tests/harness/d.h"]:
+            (root / name).parent.mkdir(parents=True, exist_ok=True)
+            (root / name).write_text("")
+        texts = {"log/a.cpp": SOURCE}
+        mutant = mutants_of("log/a.cpp", SOURCE)[0]
+
+        def results() -> mutate.Results:
+            return mutate.Results(root / "mutants.txt", root, texts)
+
+        for name, holds in [("log/a.h", False), ("include/c.h", False), ("tests/log/a_test.cpp", False),
+                            ("tests/harness/d.h", False), ("log/b.cpp", True), ("tests/hsm/b_test.cpp", True)]:
+            before = results()
+            before.add(mutant, {"verdict": "noticed", "took": 1})
+            assert results().settled(mutant)
+            (root / name).write_text((root / name).read_text() + "//")
+            assert bool(results().settled(mutant)) == holds, name
+            assert ends_with("changed meanwhile", lambda: before.add(mutant, {"verdict": "noticed", "took": 1}))
+        texts["log/a.cpp"] += "//"
+        assert not results().settled(mutant)
 
 
 def test_at_once() -> None:
@@ -153,7 +228,7 @@ def test_at_once() -> None:
         judge = mutate.Judge(Path(folder), 2, Path(folder))
         judge.ask = judged
         texts = {"log/a.cpp": SOURCE}
-        results = mutate.Results(Path(folder) / "mutants.txt", texts)
+        results = mutate.Results(Path(folder) / "mutants.txt", Path(folder), texts)
         programs = types.SimpleNamespace(of=lambda _: [], noticed=collections.defaultdict(collections.Counter))
         chosen = mutants_of("log/a.cpp", SOURCE)
         with contextlib.redirect_stdout(io.StringIO()):
@@ -165,28 +240,43 @@ def run() -> None:
     test_mutants()
     test_list()
     test_table()
+    test_start()
+    test_stale()
+    test_results()
     test_at_once()
 
 
 PLACE = mutate.ROOT / "build/mutate/self-test"
-PROGRAM = """#include <signal.h>
+PROGRAM = """#define _GNU_SOURCE
+#include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
+#include <sys/mman.h>
 #include <unistd.h>
+int first(const char* file) { return access(file, F_OK) != 0 && creat(file, 0600) >= 0; }
 int main(void) { return %s; }
 """
 BUILD = """rule compile
-  command = cc -O1 -w -c $in -o $out
+  command = ! grep 'error: broken' $in && cc -O1 -w -c $in -o $out
 rule link
   command = cc $in -o $out
 build CMakeFiles/common_objects.dir/a.o: compile ../a.c
 build a: link CMakeFiles/common_objects.dir/a.o
 build common: phony a
 build common_faulty: phony a
+rule test
+  command = cc -Werror -fsyntax-only $in && touch $out
+build b_test: test ../a.c
+build c_test: test ../a.c c
 """
 TEST = """#!/bin/sh
 echo '[ RUN      ] Suite.Name'
-./a && echo '[  PASSED  ] 1 test.' && exit
-echo '[  FAILED  ] Suite.Name (0 ms)'
+./a
+case $? in
+  0) echo '[  PASSED  ] 1 test.'; exit ;;
+  2) echo '[  FAILED  ] Suite.Other (0 ms)' ;;
+  *) echo '[  FAILED  ] Suite.Name (0 ms)' ;;
+esac
 exit 1
 """
 VICTIM = PLACE / "victim"
@@ -202,8 +292,20 @@ CASES = [
     ("kill(-1, SIGKILL)", "noticed", "a_test: Suite.Name"),
     (f'unlink("{VICTIM}")', "survived", ""),
     ('getppid(), unlink("/etc/hostname") == 0', "survived", ""),
-    # Fails once.
-    ('fopen("/tmp/once", "r") == 0 ? fopen("/tmp/once", "w"), 1 : 0', "survived", ""),
+    ("mmap(0, 512 << 20, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0), pause()",
+     "noticed", "a_test: Suite.Name (runaway)"),
+    ('posix_fallocate(creat("/tmp/large", 0600), 0, 512 << 20), pause()', "noticed", "a_test: Suite.Name (runaway)"),
+    # Fails the first time and, after a run that passes, the third: with the same test, and with another.
+    ('first("/tmp/1") ? 1 : !first("/tmp/2")', "noticed", "a_test: Suite.Name"),
+    ('first("/tmp/1") ? 1 : first("/tmp/2") ? 0 : 2', "survived", ""),
+    # Hangs, or fails, once.
+    ('first("/tmp/1") && pause()', "survived", ""),
+    ('first("/tmp/1")', "survived", ""),
+]
+# What is wrong with the sandbox tells nothing of a mutant.
+NO_VERDICTS = [
+    ("0 /* error: broken */", "a_test", "the build of common and common_faulty ended with 1, but no compiler"),
+    ("getpid() == -1", "c_test", "the build of c_test ended with 1, but no compiler"),
 ]
 
 
@@ -217,10 +319,18 @@ def try_sandbox() -> None:
     (PLACE / "build/a_test").chmod(0o755)
     VICTIM.write_text("")
     subprocess.run(["ninja", "-C", PLACE / "build", "common"], check=True, stdout=subprocess.DEVNULL)
-    judge = mutate.Judge(PLACE / "build", 1)
-    program = {"name": "a_test", "folder": str(PLACE / "build"), "limit": 3, "stale": False}
+    judge = mutate.Judge(PLACE / "build", 1, memory=256 << 20)
+
+    def judged(result: str, name: str = "a_test") -> dict:
+        program = {"name": name, "folder": str(PLACE / "build"), "limit": 3, "stale": name != "a_test"}
+        return judge.run([program], str(PLACE.relative_to(mutate.ROOT) / "a.c"), PROGRAM % result)
+
+    answer = judged("getpid() == (char*) -1", "b_test")  # with a warning
+    assert (answer["verdict"], answer["by"]) == ("noticed", "b_test: does not compile"), answer
+    for result, name, message in NO_VERDICTS:
+        assert ends_with(message, lambda: judged(result, name)), result
     for result, verdict, by in CASES:
-        answer = judge.run([program], str(PLACE.relative_to(mutate.ROOT) / "a.c"), PROGRAM % result)
+        answer = judged(result)
         assert (answer["verdict"], answer.get("by", "")) == (verdict, by), f"{result}: {answer}"
     assert answer["failed"] == ["a_test: Suite.Name (unstable)"], answer
     assert VICTIM.exists() and os.path.exists("/etc/hostname")
