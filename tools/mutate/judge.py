@@ -18,6 +18,7 @@ import select
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 from pathlib import Path
 
@@ -143,7 +144,10 @@ def compile_errors(build: str, *targets: str) -> str | None:
 
 
 def digest(path: Path) -> str:
-    return hashlib.sha256(path.read_bytes()).hexdigest()
+    """Of an object, but for what debuggers are told, such as where the compiler's cache first saw the source."""
+    with tempfile.NamedTemporaryFile() as stripped:
+        subprocess.run(["objcopy", "--strip-debug", path, stripped.name], check=True)
+        return hashlib.sha256(Path(stripped.name).read_bytes()).hexdigest()
 
 
 def judge(order: dict) -> dict:

@@ -32,7 +32,7 @@ import time
 from pathlib import Path
 from typing import IO
 
-from judge import BY_COMPILER
+from judge import BY_COMPILER, digest
 from known import entry, read_known
 from mutants import Mutant, mutants_of
 
@@ -126,12 +126,12 @@ def digests_of(root: Path, texts: dict[str, str]) -> dict[str, str]:
     common = [*headers, *files_below(root, ["support", "tests/harness", "tools/mutate"])]
     content = functools.cache(lambda path: hashlib.sha256(path.read_bytes()).hexdigest())
 
-    def digest(file: str) -> str:
+    def digest_of(file: str) -> str:
         tests = files_below(root, [f"tests/{folder}" for folder in tested_in(file)])
         lines = [texts[file], *(f"{path} {content(path)}" for path in [*common, *tests])]
         return hashlib.sha256("\n".join(lines).encode()).hexdigest()[:16]
 
-    return {file: digest(file) for file in texts}
+    return {file: digest_of(file) for file in texts}
 
 
 def lock(folder: Path) -> IO[str]:
@@ -198,7 +198,7 @@ class Judge:
         for place in self.places:
             place.mkdir(parents=True, exist_ok=True)
         objects = (build / "CMakeFiles/common_objects.dir").rglob("*.o")
-        self.objects = {str(path): hashlib.sha256(path.read_bytes()).hexdigest() for path in objects}
+        self.objects = {str(path): digest(path) for path in objects}
 
     def run(self, programs: list[dict], file: str | None = None, text: str = "", stop: bool = True) -> dict:
         with self.lock:

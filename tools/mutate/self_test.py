@@ -257,7 +257,7 @@ int first(const char* file) { return access(file, F_OK) != 0 && creat(file, 0600
 int main(void) { return %s; }
 """
 BUILD = """rule compile
-  command = ! grep 'error: broken' $in && cc -O1 -w -c $in -o $out
+  command = ! grep 'error: broken' $in && cc -O1 -g -w -c $in -o $out
 rule link
   command = cc $in -o $out
 build CMakeFiles/common_objects.dir/a.o: compile ../a.c
@@ -285,6 +285,7 @@ CASES = [
     ("1", "noticed", "a_test: Suite.Name"),
     ("getpid() == -1", "survived", ""),
     ("0 * 2", "same code", ""),
+    ("0; enum { VALUE = 1 } value", "same code", ""),  # told to debuggers only
     ("nonsense", "not compiled", ""),
     ("pause()", "noticed", "a_test: Suite.Name (hang)"),
     ("fork() + fork() + fork() + fork() + fork() + fork() + fork() + fork() + fork() + fork() + fork(), pause()",
