@@ -29,8 +29,8 @@ std::string take(const std::uint8_t*& data, std::size_t& size, std::size_t most)
 }
 
 /// The C library's compiler and its search take any time and memory for repetition counts,
-/// back-references and many repetitions of one another, and for ever where a group that holds an
-/// end of the text is repeated. That is for whoever writes a pattern.
+/// back-references and many repetitions of one another, and for ever where a group is repeated that
+/// holds an end of the text. That is for whoever writes a pattern.
 bool is_worth_trying(const std::string& pattern)
 {
     const auto has = [&](const char* text) { return pattern.find(text) != std::string::npos; };
@@ -38,7 +38,8 @@ bool is_worth_trying(const std::string& pattern)
         return character == '*' || character == '+' || character == '?';
     };
     if (has("{") || std::count_if(pattern.begin(), pattern.end(), repeats) > 4 ||
-        ((has("$") || has("\\b")) && (has(")*") || has(")+") || has("\\b*") || has("\\b+")))) {
+        ((has("^") || has("$") || has("\\b")) &&
+         (has(")*") || has(")+") || has("\\b*") || has("\\b+")))) {
         return false;
     }
     for (std::size_t place = 0; place + 1 < pattern.size(); ++place) {

@@ -53,10 +53,10 @@ typedef struct RegExp {
  * than 100 MB), and multiply with repetitions such as "{1000}" of one another. A pattern that has
  * 4 GiB or more when it is rewritten ends the process ("size <= UINT32_MAX"). And searching for
  * back-references such as "\\1" may take a time that grows with a high power of the text's length;
- * a search for what groups take never ends where one that holds both ends of the text is repeated,
- * such as "(^|a|$)*", or "\\b*", which is such a group. So limit the length of what strangers may
- * give, to 500 bytes say, and take neither "{", "+" nor "$" from them, nor a backslash in front of
- * a digit or a "b".
+ * and where a group that holds "^" or "$" is repeated, such as "(^|a|$)*", or "\\b*", which is such
+ * a group, a search for what groups take may never end. So limit the length of what strangers may
+ * give, to 500 bytes say, and take neither "{" nor "+" from them, no repetition behind a ")", and
+ * no backslash in front of a digit or a "b".
  * @param pattern what would be matched; null is not accepted ("No pattern").
  * @param case_sensitive as for RegExp_New().
  * @param error gets what is wrong, in the C library's words, such as "Unmatched ( or \\(", cut to

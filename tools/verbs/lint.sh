@@ -82,6 +82,7 @@ main() {
     step "$check" "tools/checks/$check.py"
   done
   step 'mutants: self-test' tools/mutate/mutate.py --self-test
+  step 'coverage: self-test' tools/coverage/report.py --self-test
   step 'mutants' tools/mutate/mutate.py --check
   step 'abi: self-test' tools/checks/abi.py --self-test
   step 'abi' ./dev abi
