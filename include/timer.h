@@ -26,7 +26,7 @@
  *   starts calls back, at its own deadline and with its own function and argument. The timer is in
  *   use until the last of them, and a stop takes them all back.
  * - A thread that is woken through the record's condition by anybody but the timer gives up its
- *   deadline, as after a stop.
+ *   deadline, as after a stop; but not while wake-ups by the timer are on their way to its threads.
  * - All functions but TMR_New() and TMR_Delete() may be called for one timer from several threads
  *   at once. Whoever takes the timer's mutex first wins: a stop that comes after the deadline gives
  *   TMR_ReturnNotSet, and the callback may be running or about to run.

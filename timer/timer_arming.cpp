@@ -42,9 +42,9 @@ TMR_Thread* idle_thread(TMR& timer) noexcept
 bool wake_all_locked(TMR& timer) noexcept
 {
     bool woken = true;
+    tell_waiting_locked(timer);
     // As many signals as there are threads that may be waiting: each reaches one of them.
     for (TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
-        thread->told = true;
         woken = pthread_cond_signal(&timer.condition) == 0 && woken;
     }
     for (TMR_Thread* thread = timer.threads; woken && thread != nullptr; thread = thread->next) {

@@ -127,23 +127,45 @@ void report_and_leave_locked(TMR& timer, TMR_Thread& self) noexcept
     }
 }
 
+/// Whether a wake-up by the timer is on its way to a thread.
+bool is_anybody_told(const TMR& timer) noexcept
+{
+    const TMR_Thread* thread = timer.threads;
+    while (thread != nullptr && !thread->told) {
+        thread = thread->next;
+    }
+    return thread != nullptr;
+}
+
+/// Whether the wake-up that has ended a wait, or came too late for it, is the timer's.
+bool take_told_locked(TMR& timer, TMR_Thread& self, int error) noexcept
+{
+    // One that comes as a wait times out is given to another thread that waits, by the C library.
+    const bool told = self.told || (error == 0 && is_anybody_told(timer));
+    if (self.told && error == ETIMEDOUT) {
+        tell_waiting_locked(timer);
+    }
+    self.told = false;
+    return told;
+}
+
 /// Waits once and does what is to be done then. False when the thread has left its timer.
 bool serve_locked(TMR& timer, TMR_Thread& self)
 {
     int error = 0;
     const timespec end = self.until;
     if (timer.ending == 0) {
-        self.told = false;
         self.wakes = end;
         // With the slack that the thread inherits: a finer one is for its process to choose.
         error = pthread_cond_timedwait(&timer.condition, &timer.mutex, &end);
     }
+    const bool told = take_told_locked(timer, self, error);
     if (timer.ending != 0) {
         leave_locked(timer, &self);
         return false;
     }
     if (error == 0) {
-        if (self.armed && !self.told) {
+        if (self.armed && !told) {
             // Oddity: woken by somebody else, who has the record's condition, it is treated as
             // stopped. Test: TimerCondition.WakeUpThatNoStopAskedForIsTreatedLikeAStop.
             disarm_locked(timer, self);
@@ -197,6 +219,13 @@ void disarm_locked(TMR& timer, TMR_Thread& thread) noexcept
     thread.armed = false;
     deadline_after(kIdle_ms, thread.until);
     update_in_use(timer);
+}
+
+void tell_waiting_locked(TMR& timer) noexcept
+{
+    for (TMR_Thread* thread = timer.threads; thread != nullptr; thread = thread->next) {
+        thread->told = phase_of(*thread) == Phase::Waiting;
+    }
 }
 
 void unlink_locked(TMR& timer, const TMR_Thread& thread) noexcept

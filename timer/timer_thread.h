@@ -38,7 +38,7 @@ struct TMR_Thread {
     pthread_t id{};
     std::atomic<common::timer::Phase> phase{common::timer::Phase::Starting};
     bool armed = true;  ///< it awaits the deadline
-    bool told = false;  ///< it was woken by the timer, not by anybody else
+    bool told = false;  ///< a wake-up of its wait may be the timer's
 };
 
 namespace common::timer {
@@ -115,6 +115,9 @@ void update_in_use(TMR& timer) noexcept;
 
 /// From now on the thread is idle.
 void disarm_locked(TMR& timer, TMR_Thread& thread) noexcept;
+
+/// A wake-up by the timer may reach any thread that waits now.
+void tell_waiting_locked(TMR& timer) noexcept;
 
 void unlink_locked(TMR& timer, const TMR_Thread& thread) noexcept;
 

@@ -1,6 +1,7 @@
 // The deadlines that threads of a timer await, and the record as others see it.
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <functional>
@@ -234,6 +235,83 @@ FRESH_TEST(TimerInternal, CallbackIsWhereACancellationTakesEffect)
     EXPECT_TRUE(call.begun) << "not while it waits";
     // Not in another thread, where the process stood still for seconds.
     EXPECT_TRUE(call.went_on_ms == 0 || call.went_on_ms - start >= kIdle_ms);
+    TMR_Delete(timer);
+}
+
+// Wake-ups, of which the C library gives another thread those that come too late for one.
+
+/// Whether a thread waits, and was not woken.
+bool waits(TMR& timer, const TMR_Thread& thread)
+{
+    pthread_mutex_lock(&timer.mutex);
+    const bool waits = thread.wakes.tv_sec != 0;
+    pthread_mutex_unlock(&timer.mutex);
+    return waits;
+}
+
+/// A timer with two starts, the first of which awaits a deadline that is never reached.
+struct TwoStarts {
+    explicit TwoStarts(std::uint32_t second_ms)
+    {
+        EXPECT_EQ(first.start(timer, kLong_ms), 1U);
+        EXPECT_EQ(second.start(timer, second_ms), 1U);
+        pthread_mutex_lock(&timer->mutex);
+        of_second = timer->threads;
+        of_first = of_second->next;
+    }
+    TwoStarts(const TwoStarts&) = delete;
+    TwoStarts& operator=(const TwoStarts&) = delete;
+    ~TwoStarts() { TMR_Delete(timer); }
+
+    /// Wakes one thread, as if the timer had meant that of the second start.
+    void wake()
+    {
+        of_second->told = true;
+        of_first->wakes = of_second->wakes = {};
+        pthread_cond_signal(&timer->condition);
+        pthread_mutex_unlock(&timer->mutex);
+    }
+
+    TMR* timer = TMR_New();
+    Shot first, second;
+    TMR_Thread* of_first;
+    TMR_Thread* of_second;
+};
+
+FRESH_TEST(TimerInternal, WakeUpOnItsWayToAThreadStopsNoOther)
+{
+    TwoStarts starts(kLong_ms);
+    starts.wake();
+    EXPECT_TRUE(wait_until([&] {
+        return waits(*starts.timer, *starts.of_first) || waits(*starts.timer, *starts.of_second);
+    }));
+    EXPECT_TRUE(starts.of_first->armed && starts.of_second->armed);
+}
+
+FRESH_TEST(TimerInternal, WakeUpThatComesTooLateForAThreadStopsNoOther)
+{
+    constexpr std::uint32_t kSoon_ms = 20;
+    TwoStarts starts(kSoon_ms);
+    std::this_thread::sleep_for(std::chrono::milliseconds(2 * kSoon_ms));
+    starts.wake();  // the second's thread has come to its deadline, and waits for the mutex
+    ASSERT_TRUE(starts.second.called.wait());
+    EXPECT_TRUE(wait_until([&] { return waits(*starts.timer, *starts.of_first); }));
+    EXPECT_TRUE(starts.of_first->armed);
+}
+
+FRESH_TEST(TimerInternal, WakeUpByAnotherIsAStopBehindOneByTheTimer)
+{
+    TMR* const timer = TMR_New();
+    Shot shot;
+    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+    const TMR_Thread* const thread = timer->threads;
+    EXPECT_EQ(TMR_Stop(timer), static_cast<TMR_Return_t>(TMR_ReturnSuccess));
+    EXPECT_TRUE(wait_until([&] { return waits(*timer, *thread); }));
+    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+    pthread_mutex_lock(&timer->mutex);
+    pthread_cond_signal(&timer->condition);
+    pthread_mutex_unlock(&timer->mutex);
+    EXPECT_TRUE(wait_until([&] { return TMR_InUse(timer) == 0; }));
     TMR_Delete(timer);
 }
 
