@@ -83,6 +83,36 @@ TEST(TimerSoak, RestartAgainstExpiry)
     });
 }
 
+/// Idle threads are woken for new deadlines, while others come to theirs.
+TEST(TimerSoak, EachStartOfOneTimerCallsBack)
+{
+    run_race([](std::chrono::milliseconds time) {
+        constexpr unsigned kThreads = 3;
+        constexpr int kAtOnce = 16;
+        Contest contest;
+        std::atomic<int> starts{0};
+        std::deque<std::mt19937> random;
+        std::vector<std::function<void()>> steps;
+        for (unsigned i = 0; i < kThreads; ++i) {
+            random.emplace_back(i);
+            steps.emplace_back([&, &numbers = random.back()] {
+                if (starts - contest.calls >= kAtOnce) {
+                    std::this_thread::yield();
+                    return;
+                }
+                ++starts;
+                ASSERT_EQ(TMR_Start(contest.timer, Contest::call, &contest,
+                                    1 + static_cast<std::uint32_t>(numbers() % 20)),
+                          1U);
+            });
+        }
+        race(time, steps);
+        EXPECT_TRUE(wait_until([&] { return contest.calls == starts; }));
+        contest.starts = starts;
+        settle(contest);
+    });
+}
+
 /// Whatever the threads do to whichever timer, nothing hangs, is lost or is touched after its end.
 TEST(TimerSoak, ManyThreadsOnManyTimers)
 {
