@@ -165,7 +165,8 @@ SCENARIO(BlockQ_Remove, gives("11"))
     EXPECT_STREQ(text, kText);
 }
 
-SCENARIO(BytesOfAQueueAreWaitedFor, gives("11"))
+/// A wait that fails is tried again.
+SCENARIO(BytesOfAQueueAreWaitedFor, gives("11"), on(Call::pthread_cond_wait))
 {
     Queue queue;
     char text[kCapacity];
@@ -174,7 +175,8 @@ SCENARIO(BytesOfAQueueAreWaitedFor, gives("11"))
     EXPECT_STREQ(text, kText);
 }
 
-SCENARIO(QueueIsLookedAt, Flag::Looks, gives("11"))
+/// The first of the locks is that which is looked at before, and then waited for.
+SCENARIO(QueueIsLookedAt, Flag::Looks, gives("11"), on(Call::pthread_mutex_lock).nth(2))
 {
     Queue queue(kText);
     BlockQ* const object = queue;

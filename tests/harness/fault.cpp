@@ -1,6 +1,5 @@
 #include "fault.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <limits>
@@ -51,7 +50,6 @@ constexpr Description kDescriptions[] = {
 
 constexpr int kNever = 0;
 constexpr int kForever = std::numeric_limits<int>::max();
-constexpr std::size_t kMostThreads = 64;
 
 constinit std::array<Rule, std::size(kDescriptions)> rules;
 
@@ -65,6 +63,7 @@ constinit std::atomic<int> failing_call{kNever};
 constinit std::atomic<int> failing_thread{0};
 constinit std::atomic<std::size_t> failing_error{0};
 constinit std::atomic<bool> sparing{false};
+constinit std::atomic<bool> all_spared{false};
 constinit std::atomic<bool> acted{false};
 constinit std::array<std::atomic<bool>, std::size(kDescriptions)> spared{};
 constinit std::atomic<int> threads_made{0};
@@ -113,12 +112,15 @@ Counts& counts_of(int thread)
 /// @return which call of the function it is, if it shall fail; else 0.
 int failing_nth(Call call)
 {
-    if ((sparing && (thread_number == 0 ? acts == 0 : !acted)) ||
+    if (all_spared || (sparing && (thread_number == 0 ? acts == 0 : !acted)) ||
         spared[static_cast<std::size_t>(call)]) {
         return 0;
     }
     Counts& own = counts_of(thread_number);
     const int nth = ++own.each[static_cast<std::size_t>(call)];
+    if (Report* report = watcher) {
+        ++report->counted[static_cast<std::size_t>(thread_number) % kMostThreads];
+    }
     return ++own.all == failing_call && thread_number == failing_thread ? nth : 0;
 }
 
@@ -128,6 +130,9 @@ int visit(Call call)
 {
     Rule& rule = rule_of(call);
     const int nth = ++rule.calls;
+    if (Report* report = watcher) {
+        ++report->calls[static_cast<std::size_t>(call)];
+    }
     const Hook* hook = rule.hook;
     if (hook != nullptr && hook->at == nth) {
         hook->run();
@@ -213,7 +218,7 @@ void spare(Call call)
 
 void spare_all()
 {
-    failing_call = kNever;
+    all_spared = true;
 }
 
 void count_own_threads()

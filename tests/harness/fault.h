@@ -10,7 +10,9 @@
 // use the library; counting and failing itself may happen in any thread.
 #pragma once
 
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <span>
 
@@ -24,6 +26,13 @@ enum class Call {
     HARNESS_FALLIBLE_CALLS(HARNESS_ENUMERATOR)
 #undef HARNESS_ENUMERATOR
 };
+
+/// How many there are.
+inline constexpr std::size_t kCalls = 0
+#define HARNESS_ONE(...) +1
+    HARNESS_FALLIBLE_CALLS(HARNESS_ONE)
+#undef HARNESS_ONE
+    ;
 
 /// Stands for the usual error number of the function (fault_table.h).
 inline constexpr int kUsualError = 0;
@@ -61,7 +70,7 @@ void deny(Call call, int error);
 /// Lets a call never fail by fail_any(): one that cannot, as it is called there.
 void spare(Call call);
 
-/// From now on nothing fails by fail_any().
+/// From now on no call counts for fail_any() or fails by it.
 void spare_all();
 
 /// From now on calls of the library's own threads count, also before the first Act.
@@ -117,13 +126,19 @@ long outstanding_blocks();
 /// The name of a function.
 const char* name(Call call);
 
-/// The last failure that was forced, for a watching process.
+/// Counters of calls for each thread: a library that makes more reuses them.
+inline constexpr std::size_t kMostThreads = 64;
+
+/// The last failure that was forced, and what else happened, for a watching process.
 struct Report {
     std::atomic<int> fired{0};    ///< how many were forced
     std::atomic<int> call{0};     ///< a Call
     std::atomic<int> nth{0};      ///< which call of that function it was
     std::atomic<int> error{0};    ///< the error number
     std::atomic<int> threads{0};  ///< how many the library has made
+    /// Calls of each thread that count for fail_any(), and all calls of each function.
+    std::array<std::atomic<int>, kMostThreads> counted{};
+    std::array<std::atomic<int>, kCalls> calls{};
 };
 
 /// Also writes each failure to a report, in memory shared with another process. Null: no more.

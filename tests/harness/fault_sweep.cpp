@@ -1,6 +1,7 @@
 #include "fault_sweep.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <ostream>
 
@@ -12,6 +13,9 @@ namespace {
 
 /// More of them tell no more.
 constexpr int kMostWrongRuns = 5;
+
+/// How often a call that the first run made is looked for in others.
+constexpr int kMostTries = 20;
 
 /// What fails in a run: nothing when `nth` is 0.
 struct Position {
@@ -59,24 +63,49 @@ public:
         run_at({});
         const bool has_threads = options_.own_threads && !options_.only;
         for (int thread = 0; thread <= (has_threads ? threads_ : 0); ++thread) {
-            for (int nth = 1; fails_at({thread, nth}); ++nth) {
+            const int expected = calls_without_failure(thread);
+            int nth = 1;
+            while (fails_at({thread, nth}) || (nth <= expected && fails_at_last({thread, nth}))) {
                 ++counts_.calls;
+                ++nth;
             }
+            EXPECT_TRUE(given_up_ || nth > expected)
+                << "only " << nth - 1 << " of " << expected << " calls of thread " << thread
+                << " could be made to fail";
         }
         return counts_;
     }
 
 private:
+    /// Calls of a thread that can fail, as the first run made them.
+    int calls_without_failure(int thread) const
+    {
+        return options_.only ? of_function_[static_cast<std::size_t>(*options_.only)]
+                             : of_thread_[static_cast<std::size_t>(thread)];
+    }
+
+    /// The same once more: a run in which nothing is awaited, say, may make fewer calls.
+    bool fails_at_last(Position position)
+    {
+        bool fails = false;
+        for (int i = 0; i < kMostTries && !given_up_ && !fails; ++i) {
+            fails = fails_at(position);
+        }
+        return fails;
+    }
+
     /// Lets one call fail with each of its errors. @return whether there is such a call.
     bool fails_at(Position position)
     {
         std::size_t errors = 1;
         for (; position.error < errors; ++position.error) {
             if (wrong_runs_ >= kMostWrongRuns) {
+                given_up_ = true;
                 ADD_FAILURE() << "given up after " << kMostWrongRuns << " runs that were wrong";
                 return false;
             }
             if (counts_.runs >= options_.most) {
+                given_up_ = true;
                 ADD_FAILURE() << "still failing after " << options_.most << " runs";
                 return false;
             }
@@ -96,6 +125,10 @@ private:
         const Outcome outcome = run_fresh(setup_, [&] { run_scenario(position, report.get()); });
         ++counts_.runs;
         threads_ = std::max(threads_, report->threads.load());
+        if (counts_.runs == 1) {
+            std::copy(report->counted.begin(), report->counted.end(), of_thread_.begin());
+            std::copy(report->calls.begin(), report->calls.end(), of_function_.begin());
+        }
         if (report->fired == 0) {
             EXPECT_THAT(outcome, exited(0)) << "without a forced failure";
             if (options_.undisturbed) {
@@ -139,6 +172,10 @@ private:
     const Verdict& verdict_;
     const SweepOptions& options_;
     SweepCounts counts_;
+    // The calls that the first run made.
+    std::array<int, fault::kMostThreads> of_thread_{};
+    std::array<int, fault::kCalls> of_function_{};
+    bool given_up_ = false;
     int threads_ = 0;
     int wrong_runs_ = 0;
 };

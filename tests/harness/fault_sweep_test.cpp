@@ -10,6 +10,8 @@
 #include <gmock/gmock.h>
 
 #include "common_library.h"
+#include "shared_memory.h"
+#include "wait_until.h"
 
 using namespace harness;
 using fault::Call;
@@ -54,6 +56,49 @@ TEST(FaultSweep, CanBeLimitedToOneFunction)
                   {}, [] { copy_succeeds(), COMMON_System_Exec("true"); }, survives, kStrdup)
                   .failures,
               1);
+}
+
+TEST(FaultSweep, MeetsTheFailuresOfTheLibrarysThreadsUnlessTheyAreSpared)
+{
+    const auto scenario = [] {
+        COMMON_Thread thread;
+        const auto copy = [](void*) -> void* {
+            copy_succeeds();
+            return nullptr;
+        };
+        COMMON_Thread_Initialize(&thread, copy, nullptr);
+        COMMON_Thread_SetDetachState(&thread, COMMON_ThreadDetachDetached);
+        if (COMMON_Thread_Start(&thread) != STATUS_SUCCESS) {
+            return;
+        }
+        EXPECT_TRUE(wait_until([&] { return COMMON_Thread_GetId(&thread) == 0; }));
+    };
+    for (const bool own_threads : {true, false}) {
+        bool met = false;
+        const auto verdict = [&](const ForcedFailure& failure, const Outcome& outcome) {
+            met = met || (failure.thread == 1 && failure.call == Call::strdup);
+            return survives(failure, outcome);
+        };
+        sweep({}, scenario, verdict, {.own_threads = own_threads});
+        EXPECT_EQ(met, own_threads);
+    }
+}
+
+TEST(FaultSweep, MeetsEachErrorOfACallIfItShall)
+{
+    std::set<int> met;
+    const auto verdict = [&](const ForcedFailure& failure, const Outcome& outcome) {
+        met.insert(failure.error);
+        return survives(failure, outcome);
+    };
+    const auto scenario = [] { COMMON_System_Exec("true"); };
+    const SweepCounts usual = sweep({}, scenario, verdict);
+    EXPECT_EQ(usual.failures, 1);
+    EXPECT_THAT(met, testing::ElementsAre(fault::errors(Call::system)[0]));
+    const SweepCounts all = sweep({}, scenario, verdict, {.every_error = true});
+    EXPECT_EQ(all.calls, 1);
+    EXPECT_EQ(all.failures, static_cast<int>(fault::errors(Call::system).size()));
+    EXPECT_THAT(met, testing::UnorderedElementsAreArray(fault::errors(Call::system)));
 }
 
 TEST(FaultSweep, AcceptsTheDeathThatTheVerdictAllows)
@@ -146,6 +191,25 @@ TEST(FaultSweep, NoticesABlockThatIsNotFreed)
 TEST(FaultSweep, NoticesAScenarioThatFailsByItself)
 {
     EXPECT_THAT(complaints([] { std::exit(1); }), HasSubstr("without a forced failure"));
+}
+
+/// Makes three calls in the first run, and one in others.
+void make_fewer_calls_later(int& runs)
+{
+    const int calls = ++runs == 1 ? 3 : 1;
+    for (int i = 0; i < calls; ++i) {
+        copy_succeeds();
+    }
+}
+
+TEST(FaultSweep, NoticesCallsOfTheFirstRunThatNoOtherMakes)
+{
+    const SharedMemory<int> runs;
+    for (const SweepOptions& options : {kStrdup, SweepOptions{}}) {
+        *runs.get() = 0;
+        EXPECT_THAT(complaints([&] { make_fewer_calls_later(*runs.get()); }, survives, options),
+                    HasSubstr("only 1 of 3 calls of thread 0 could be made to fail"));
+    }
 }
 
 TEST(FaultSweep, GivesUpOnAScenarioThatNeverEnds)
