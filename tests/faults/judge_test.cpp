@@ -259,9 +259,7 @@ TEST(JudgedRun, NoticesADescriptorLeftOpen)
 {
     EXPECT_THAT(complaints([] {
                     MEM_Free(copy_of_text());
-                    if (failed()) {
-                        EXPECT_GE(open("/dev/null", O_RDONLY), 0);
-                    }
+                    [[maybe_unused]] const int left = failed() ? open("/dev/null", O_RDONLY) : -1;
                 }),
                 HasSubstr("is left open: /dev/null"));
 }
