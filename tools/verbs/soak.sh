@@ -26,10 +26,10 @@ build_races() {
     races_of '' "$build"/tsan/tests/*/*_soak_test && races_of ,optimised "$build"/clang/tests/*/fork_soak_test
 }
 
-# The same for valgrind.
+# The same for valgrind, whose DRD has room for some thousand threads that were detached: one race starts more.
 build_races_for_drd() {
   build_targets drd soak_tests release -DCMAKE_BUILD_TYPE=RelWithDebInfo &&
-    races_of ,drd "$build"/drd/tests/*/*_soak_test
+    races_of ,drd "$build"/drd/tests/*/*_soak_test | grep -v ' CommonWdmSoak.DestroyWithSubscribersFromSeveralThreads '
 }
 
 # start_race PROGRAM RACE NAME: starts a race. What it says is kept.
