@@ -447,6 +447,16 @@ TEST(TimerInternal, FieldsKeepTheirOrder)
     EXPECT_LT(offsetof(TMR, stopRequested), offsetof(TMR, threads)) << "own fields come last";
 }
 
+FRESH_TEST(TimerInternal, InUseIsAFlag)
+{
+    TMR* const timer = TMR_New();
+    Shot shot;
+    EXPECT_EQ(timer->inUse, 0U);
+    EXPECT_EQ(shot.start(timer, kLong_ms), 1U);
+    EXPECT_EQ(timer->inUse, 1U);
+    TMR_Delete(timer);
+}
+
 FRESH_TEST(TimerInternal, MutexIsNotRecursiveAndTheConditionIsMonotonic)
 {
     TMR* const timer = TMR_New();

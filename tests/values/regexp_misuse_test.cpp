@@ -48,6 +48,8 @@ const Misuse kMisuses[] = {
      [](RegExp* regexp) { RegExp_MatchSubExp(regexp, nullptr, 0); }},
     {"RegExp_Replace", "regexp", "Null",
      [](RegExp*) { (void)RegExp_Replace(nullptr, "a", "b", 0); }},
+    {"RegExp_Replace", "regexp", "AllNull",
+     [](RegExp*) { (void)RegExp_Replace(nullptr, nullptr, nullptr, 0); }},
     {"RegExp_Replace", "text", "NullText",
      [](RegExp* regexp) { (void)RegExp_Replace(regexp, nullptr, "b", 0); }},
     {"RegExp_Replace", "replacement", "NullReplacement",

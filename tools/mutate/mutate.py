@@ -6,7 +6,8 @@ library with each, and runs the tests of the folder.
     mutate.py --check | --self-test
 
 Takes all mutants of all folders, or of FOLDER, or as many of them as are needed for a sample of N that count:
-those that compile to other code than the source. The sample is the same for the same SEED (1). Verdicts are
+those that compile to other code than the source. The sample is the same for the same SEED (1), but for what
+changes in the sources. Verdicts are
 appended to build/mutate/mutants.txt, one JSON object a line, when they are known. When it is run again, only
 what has none for the present source, tests and headers is judged, and what survived. The tree must stand still
 meanwhile, or the run ends.
@@ -24,7 +25,6 @@ import functools
 import hashlib
 import json
 import os
-import random
 import subprocess
 import sys
 import threading
@@ -370,7 +370,7 @@ def main() -> None:
         sys.exit(f"mutate: there are no mutants of {options.wanted}")
     known, _ = read_known((ROOT / KNOWN).read_text())
     listed = collections.Counter(folder_of(mutant.file) for mutant in chosen if mutant.key in known)
-    random.Random(options.seed).shuffle(chosen)
+    chosen.sort(key=lambda mutant: hashlib.sha256(repr((options.seed, mutant.key)).encode()).digest())
     chosen = [mutant for mutant in chosen if (mutant.key in known) == options.known]
 
     results = Results(ROOT / "build/mutate/mutants.txt", ROOT, texts)
