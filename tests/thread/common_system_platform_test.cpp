@@ -159,7 +159,7 @@ TEST(CommonSystemPlatform, CyclesAreTheRealTimeClockDividedByItsResolution)
     played_clock = kPlayed;
 }
 
-#if defined(__x86_64__) || defined(__i386__)
+#if !defined(__aarch64__)
 TEST(CommonSystemPlatform, ResolutionOfAWholeSecondDividesByZero)
 {
     const auto dies = [](const std::function<void()>& call) {

@@ -7,10 +7,9 @@ library with each, and runs the tests of the folder.
 
 Takes all mutants of all folders, or of FOLDER, or as many of them as are needed for a sample of N that count:
 those that compile to other code than the source. The sample is the same for the same SEED (1), but for what
-changes in the sources. Verdicts are
-appended to build/mutate/mutants.txt, one JSON object a line, when they are known. When it is run again, only
-what has none for the present source, tests and headers is judged, and what survived. The tree must stand still
-meanwhile, or the run ends.
+changes in the sources. Verdicts are appended to build/mutate/mutants.txt, one JSON object a line, when they
+are known. When it is run again, only what has none for the present source, tests and headers is judged, and
+what survived. The tree must stand still meanwhile, or the run ends.
 
 tests/mutants.txt lists mutants that no test can notice, with the reasons (known.py): these are not run, or with
 --known, only these, and none may be noticed. --check looks whether it lists mutants that there are not. Takes
