@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstddef>
 #include <functional>
+#include <initializer_list>
 #include <span>
 
 #include "fault_table.h"
@@ -28,11 +29,10 @@ enum class Call {
 };
 
 /// How many there are.
-inline constexpr std::size_t kCalls = 0
-#define HARNESS_ONE(...) +1  // NOLINT(bugprone-macro-parentheses): one more summand
-    HARNESS_FALLIBLE_CALLS(HARNESS_ONE)
-#undef HARNESS_ONE
-    ;
+#define HARNESS_ENUMERATOR(name, ...) Call::name,
+inline constexpr std::size_t kCalls =
+    std::initializer_list<Call>{HARNESS_FALLIBLE_CALLS(HARNESS_ENUMERATOR)}.size();
+#undef HARNESS_ENUMERATOR
 
 /// Stands for the usual error number of the function (fault_table.h).
 inline constexpr int kUsualError = 0;

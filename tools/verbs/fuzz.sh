@@ -24,8 +24,8 @@ build_targets() {
 # ends the target.
 run_target() {
   mkdir -p "$build/fuzz/corpus/$1" "$build/fuzz/findings"
-  exec "$build/fuzz/fuzz/$1_fuzz" -max_total_time="$2" -timeout="$3" -report_slow_units="$3" -max_len=4096 -print_final_stats=1 \
-    -close_fd_mask=1 -artifact_prefix="$build/fuzz/findings/$1-" "$build/fuzz/corpus/$1" "fuzz/corpus/$1"
+  exec "$build/fuzz/fuzz/$1_fuzz" -max_total_time="$2" -timeout="$3" -report_slow_units="$3" -max_len=4096 \
+    -print_final_stats=1 -close_fd_mask=1 -artifact_prefix="$build/fuzz/findings/$1-" "$build/fuzz/corpus/$1" "fuzz/corpus/$1"
 }
 
 # result_of NAME STATUS LOG: the line of a target in the results, of how it ended and of what it said.

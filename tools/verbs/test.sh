@@ -55,8 +55,8 @@ run_round() {
   rm -f "$log"
   ((!as_user)) || command=("${user_command[@]}" ctest)
   # Two for each core: many tests wait for something.
-  COMMON_TEST_TIME_FACTOR=$time_factor "${command[@]}" --test-dir "$build/$preset" --output-junit "$log" --output-on-failure -j $((2 * jobs)) \
-    --no-tests=error "$@" || ctest_status=$?
+  COMMON_TEST_TIME_FACTOR=$time_factor "${command[@]}" --test-dir "$build/$preset" --output-junit "$log" \
+    --output-on-failure -j $((2 * jobs)) --no-tests=error "$@" || ctest_status=$?
   if ! results "$log"; then
     verdict='ran no test' failed=1
   elif ((ctest_status != 0 && failed == 0)); then

@@ -21,6 +21,7 @@ test_world() {
   configure "$preset" "$folder" -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_STANDARD=20 "$@" || return 1
   cmake --build "$build/$folder" -j "$jobs" || return 1
   left_out=$(awk -F '\t' -v world="$name" '$1 == world { print $2 }' tools/worlds/left_out.txt | paste -sd '|')
+  rm -f "$build/$folder/junit.xml"
   ctest --test-dir "$build/$folder" --output-junit "$build/$folder/junit.xml" -j $((2 * jobs)) --output-on-failure \
     --no-tests=error ${left_out:+-E "$left_out"} && return 0
   tools/failed_tests.py "$build/$folder/junit.xml" "$name" >>"$build/failed-worlds.txt"
