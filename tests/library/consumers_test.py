@@ -106,7 +106,8 @@ def compile_alone(arguments, place, dialect, program, options):
 
 def by_compiler(arguments, place, dialect):
     """As somebody without any tool compiles it, who read which flags 32 bits need."""
-    times = ["-D_FILE_OFFSET_BITS=64", "-D_TIME_BITS=64"] if "-m32" in arguments.flags else []
+    long_times = arguments.long_times or "-m32" in arguments.flags
+    times = ["-D_FILE_OFFSET_BITS=64", "-D_TIME_BITS=64"] if long_times else []
     compile_alone(arguments, place, dialect, arguments.work / "cc" / dialect,
                   [*times, "-I", place.headers, "-L", place.libraries, "-lcommon"])
 
@@ -151,6 +152,7 @@ def main():
     for text in ("libdir", "version", "generator", "c", "cxx", "pkg-config"):
         parser.add_argument(f"--{text}", required=True)
     parser.add_argument("--tools", action="store_true", help="the tools were built, too")
+    parser.add_argument("--long-times", action="store_true", help="they have to be asked for")
     parser.add_argument("flags", nargs="*")
     arguments = parser.parse_args()
     shutil.rmtree(arguments.work, ignore_errors=True)

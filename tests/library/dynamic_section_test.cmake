@@ -15,7 +15,13 @@ run(dynamic ${READELF} -dW ${LIBRARY})
 
 string(REGEX MATCHALL "\\(NEEDED\\)[^\n]*" needed "${dynamic}")
 string(REGEX REPLACE "\\(NEEDED\\)[^;]*\\[([^;]*)\\]" "\\1" needed "${needed}")
-demand("needs '${needed}' instead of 'libc.so.6'" needed STREQUAL "libc.so.6")
+run(symbols ${NM} ${LIBRARY})
+set(wanted "libc.so.6")
+if(symbols MATCHES "__aeabi_unwind_cpp_pr0")
+  # Named by the unwind tables of 32-bit ARM.
+  list(APPEND wanted "libgcc_s.so.1")
+endif()
+demand("needs '${needed}' instead of '${wanted}'" needed STREQUAL wanted)
 
 run(versions ${READELF} -VW ${LIBRARY})
 string(REGEX MATCHALL "GLIBC_2\\.(3[5-9]|[4-9][0-9])" too_new "${versions}")
@@ -31,7 +37,6 @@ demand("names folders to search" NOT dynamic MATCHES "\\(R(UN)?PATH\\)")
 
 # One entry each of the C library's own start files, and one constructor. On arm64 the compiler's library has one
 # more, which asks what the processor can do.
-run(symbols ${NM} ${LIBRARY})
 set(constructors 1)
 if(symbols MATCHES "init_have_lse_atomics")
   set(constructors 2)
