@@ -188,6 +188,25 @@ TEST(ListLight, NewIteratorIsAtTheEnd)
     ListLight_DeleteIterator(it);
 }
 
+FRESH_TEST(ListLight, ErasedEntryIsFreed)
+{
+    LightList list{1, 2};
+    ListLight_Iterator it;
+    ListLight_Begin(list, &it);
+    const long before = fault::outstanding_blocks();
+    ListLight_EraseEntry(list, &it, nullptr);
+    EXPECT_EQ(fault::outstanding_blocks(), before - 1);
+}
+
+FRESH_TEST(ListLight, DeletedIteratorIsFreed)
+{
+    const long before = fault::outstanding_blocks();
+    ListLight_Iterator* const it = ListLight_NewIterator();
+    EXPECT_EQ(fault::outstanding_blocks(), before + 1);
+    ListLight_DeleteIterator(it);
+    EXPECT_EQ(fault::outstanding_blocks(), before);
+}
+
 TEST(ListLight, IteratorWalksTheList)
 {
     LightList list{1, 2, 3};

@@ -110,6 +110,8 @@ const StatusFile kStatusFiles[] = {
     {"CutAtABlank", "Name:\ttwo words\n", 1, "two"},
     {"SignsBelongToTheName", "Name:\t(!~?)/.a-~\n", 1, "(!~?)/.a-~"},
     {"AnyBlanksBetween", "Name: \t  apart\n", 1, "apart"},
+    {"EveryBlank", " \t\n\v\f\rName:\r\f\v\t value\rmore\n", 1, "value"},
+    {"OtherControlsBelongToTheName", "Name:\t\x08\x0E\n", 1, "\x08\x0E"},
     {"BlanksBefore", " \tName:\tindented\n", 1, "indented"},
     {"LineWithoutAValue", "Name:\t\nName:\tvalue\n", 1, "value"},
     {"OnlyALineWithoutAValue", "Name:\n", 0, ""},

@@ -225,6 +225,30 @@ TEST(CommonDebug, ErrnoIsTheCallersInTheMessageAndAfterwards)
                                                     RowText{"stderr", "f", "g", "Success"}));
 }
 
+/// What a stream does that succeeds, but changes errno.
+ssize_t write_and_change_errno(void* written, const char* text, std::size_t size)
+{
+    static_cast<std::string*>(written)->append(text, size);
+    errno = EXDEV;
+    return static_cast<ssize_t>(size);
+}
+
+TEST(CommonDebug, ErrnoIsTheCallersAlsoWhereTheStreamChangesIt)
+{
+    well({.env = kDebugOn}, [] {
+        std::string written;
+        cookie_io_functions_t functions{};
+        functions.write = write_and_change_errno;
+        FILE* const stream = fopencookie(&written, "w", functions);
+        setvbuf(stream, nullptr, _IONBF, 0);
+        errno = ENOTDIR;
+        kWrite(stream, "f", "g", 1, "%m");
+        EXPECT_EQ(errno, ENOTDIR);
+        EXPECT_THAT(written, testing::EndsWith("  Not a directory\n"));
+        std::fclose(stream);
+    });
+}
+
 FRESH_TEST(CommonDebug, ErrnoIsKeptWhileOff)
 {
     errno = ENOTDIR;

@@ -209,7 +209,9 @@ TEST(CommonLogThreadRecord, DestructorWithoutARecordTellsSo)
         log_message(kInfo, "m");
         void (*const destructor)(void*) = last_key_destructor;
         EXPECT_NE(destructor, nullptr);
+        const int changes = fault::calls(Call::pthread_setspecific);
         destructor(nullptr);
+        EXPECT_EQ(fault::calls(Call::pthread_setspecific), changes);
         log_message(kInfo, "next");
         EXPECT_EQ(fault::calls(Call::malloc), 1);  // the record is still there
     };

@@ -67,6 +67,44 @@ TEST(CommonLogLongRecord, IsWhatTakesMemory)
     }
 }
 
+TEST(CommonLogLongRecord, AnyOfItsTextsMayBeLong)
+{
+    const std::string zone(1500, 'z');
+    const std::string file(1500, 'f');
+    const std::string function(1500, 'g');
+    const std::string message(1023, 'm');
+    const struct {
+        const char* zone;
+        const char* file;
+        const char* function;
+    } kCases[] = {{zone.c_str(), file.c_str(), "g"},
+                  {zone.c_str(), "f", function.c_str()},
+                  {"z", file.c_str(), function.c_str()}};
+    for (const auto& each : kCases) {
+        const Outcome outcome = well([&] {
+            COMMON_Log_Write(kInfo, kZoneNumber, each.zone, each.file, each.function, 12, "%s",
+                             message.c_str());
+            log_message(kInfo, "next");
+        });
+        EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, each.zone, each.file, each.function,
+                                                  message),
+                                             said(kInfo, "next")));
+    }
+}
+
+TEST(CommonLogLongRecord, EndsWhereItEndsBehindALongerOne)
+{
+    const std::string zone(1500, 'z');
+    const std::string message(300, 'm');
+    const Outcome outcome = well([&] {
+        for (const std::string& each : {message, std::string("n")}) {
+            COMMON_Log_Write(kInfo, kZoneNumber, zone.c_str(), "f", "g", 12, "%s", each.c_str());
+        }
+    });
+    EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, zone, "f", "g", message),
+                                         said(kInfo, zone, "f", "g", "n")));
+}
+
 TEST(CommonLogLongRecord, ShowsTheErrnoOfTheCaller)
 {
     const std::string zone(5000, 'z');

@@ -57,6 +57,17 @@ TEST(CommonSystemFault, ClockThatFailsOnceIsReportedWithTheTime)
     }
 }
 
+TEST(CommonSystemFault, TimeOfDayThatCannotBeFormattedIsEmpty)
+{
+    const Outcome outcome = well([] {
+        fault::fail(Call::strftime);
+        COMMON_Log_Write(COMMON_LogLevelInfo, 4095, "zone", "file", "function", 1, "m");
+        EXPECT_EQ(fault::fired(), 1);
+    });
+    ASSERT_THAT(outcome.log, testing::SizeIs(1));
+    EXPECT_THAT(outcome.log[0].text, testing::ContainsRegex("^.[0-9]+\\.\\.[0-9]{9}], zone,"));
+}
+
 TEST(CommonSystemFault, TimeThatFailsIsZero)
 {
     const Outcome outcome = well([] {

@@ -277,6 +277,23 @@ TEST(TimerFault, ClockThatFailsForAnIdleThreadIsReportedInItsName)
                                               "TimerHandler", "Error getting current time")));
 }
 
+TEST(TimerFault, ClockThatFailsForAnIdleThreadLetsItCallBackAtOnce)
+{
+    well([] {
+        constexpr std::uint32_t kInterval_ms = 20'000;
+        TMR* const timer = TMR_New();
+        Shot shot;
+        EXPECT_EQ(shot.start(timer, kInterval_ms), 1U);
+        EXPECT_EQ(TMR_Stop(timer), TMR_ReturnSuccess);
+        const std::int64_t before = now_ms();
+        fault::fail(Call::clock_gettime);
+        EXPECT_EQ(shot.start(timer, kInterval_ms), 1U);
+        EXPECT_TRUE(shot.called.wait()) << "the deadline is long past";
+        EXPECT_LT(now_ms() - before, std::int64_t{kInterval_ms});
+        TMR_Delete(timer);
+    });
+}
+
 // Names.
 
 constexpr char kProgram[] = "the program";

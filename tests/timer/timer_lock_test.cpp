@@ -231,6 +231,45 @@ TEST(TimerLock, ThreadThatCannotUnlockTheMutexReportsItAndCallsBack)
     EXPECT_THAT(outcome.log, ElementsAre(said("TimerHandler", "Could not unlock mutex")));
 }
 
+TEST(TimerLock, TimerIsOutOfUseBeforeItsMutexIsLeftForTheCallback)
+{
+    well([] {
+        until_idle_thread_was_met([] {
+            TMR* const timer = TMR_New();
+            EXPECT_TRUE(has_idle_thread(timer));
+            Shot shot;
+            std::atomic<std::uint32_t> in_use{7};
+            fault::on_call(Call::pthread_mutex_unlock, 2, [&] { in_use = TMR_InUse(timer); });
+            EXPECT_EQ(shot.start(timer, 5), 1U);
+            EXPECT_TRUE(shot.called.wait());
+            TMR_Delete(timer);
+            const bool met = fault::calls(Call::pthread_create) == 1;
+            EXPECT_TRUE(!met || in_use == 0);
+            return met;
+        });
+    });
+}
+
+TEST(TimerLock, ThreadOfADeletedTimerDoesNotWaitOnceMore)
+{
+    well([] {
+        struct {
+            TMR* timer = TMR_New();
+            std::atomic<int> waits{0};
+        } deletion;
+        const auto delete_it = [](void* argument) {
+            auto& mine = *static_cast<decltype(deletion)*>(argument);
+            mine.waits = fault::calls(Call::pthread_cond_timedwait);
+            TMR_Delete(mine.timer);
+        };
+        const int threads = thread_count();
+        EXPECT_EQ(TMR_Start(deletion.timer, delete_it, &deletion, 5), 1U);
+        EXPECT_TRUE(wait_until([&] { return deletion.waits != 0; }));
+        EXPECT_TRUE(has_threads(threads));
+        EXPECT_EQ(fault::calls(Call::pthread_cond_timedwait), deletion.waits);
+    });
+}
+
 // Signalling.
 
 TEST(TimerLock, StopThatCannotSignalFailsButNothingCallsBack)

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include "fresh_process.h"
+#include "memory_end.h"
 #include "variants.h"
 
 using namespace harness;
@@ -40,6 +41,15 @@ TEST(OXAVar, StrdupCopies)
         MEM_Free(copy);
     }
     EXPECT_EQ(COMMON_OXA_strdup(nullptr), nullptr);
+}
+
+TEST(OXAVar, StrdupReadsNothingBehindTheText)
+{
+    MemoryEnd end;
+    const char* const text = reinterpret_cast<const char*>(end.put("text", 5));
+    char* const copy = COMMON_OXA_strdup(text);
+    EXPECT_STREQ(copy, "text");
+    MEM_Free(copy);
 }
 
 TEST(OXAVar, NullVariantDoesNothing)
