@@ -86,9 +86,9 @@ TEST(CommonLogLongRecord, AnyOfItsTextsMayBeLong)
                              message.c_str());
             log_message(kInfo, "next");
         });
-        EXPECT_THAT(outcome.log, ElementsAre(said(kInfo, each.zone, each.file, each.function,
-                                                  message),
-                                             said(kInfo, "next")));
+        EXPECT_THAT(outcome.log,
+                    ElementsAre(said(kInfo, each.zone, each.file, each.function, message),
+                                said(kInfo, "next")));
     }
 }
 
