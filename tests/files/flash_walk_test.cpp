@@ -29,7 +29,6 @@
 using namespace harness;
 namespace fs = std::filesystem;
 using fault::Call;
-using testing::AnyOf;
 using testing::ElementsAreArray;
 
 namespace {
@@ -216,8 +215,8 @@ TEST(FlashWalk, TheFirstFindingIsTheLast)
         }
         EXPECT_TRUE(found_corrupt());
     });
-    EXPECT_THAT(found, AnyOf(corrupt_at("/config/a/lost"), corrupt_at("/config/b/lost"),
-                             corrupt_at("/config/c/lost")));
+    EXPECT_THAT(found, testing::AnyOf(corrupt_at("/config/a/lost"), corrupt_at("/config/b/lost"),
+                                      corrupt_at("/config/c/lost")));
 }
 
 TEST(FlashWalk, EntriesComeInTheOrderOfTheFolder)
@@ -516,7 +515,8 @@ TEST(FlashWalk, AFolderBehindManyLinksIsOpenedByItsName)
         fault::fail_always(Call::opendir, ELOOP);
         fault::on_call(Call::openat, 1, [] { close(STDIN_FILENO); });  // whose number it gets
         EXPECT_FALSE(found_corrupt());
-        EXPECT_EQ(open("/dev/null", O_RDONLY), STDIN_FILENO);
+        const int reopened = open("/dev/null", O_RDONLY);
+        EXPECT_EQ(reopened, STDIN_FILENO);
     });
     for (const Call call : {Call::openat, Call::fdopendir}) {
         for (const int error : {EACCES, ELOOP, EMFILE, ENOMEM}) {
