@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "heap.h"
 #include "list_light_support.h"
 #include "map.h"
 #include "mem_malloc.h"
@@ -97,7 +98,14 @@ TEST(ListLightInternal, WithoutMemorySortDoesNothing)
     EXPECT_EQ(list.data(), words({2, 1}));
 }
 
-// AddressSanitizer notices a record that is kept.
+TEST(MapInternal, MapWithoutAListKeepsNoMemory)
+{
+    harness::expect_no_leak([] {
+        granted = 1;
+        EXPECT_EQ(Map_New(nullptr), nullptr);
+    });
+}
+
 TEST(MapInternal, WithoutMemoryThereIsNoMapAndNothingIsAdded)
 {
     granted = 0;

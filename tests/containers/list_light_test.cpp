@@ -268,6 +268,14 @@ TEST(ListLight, ExtractRestsOnTheNodeBefore)
     EXPECT_EQ(ListLight_End(list, &it), 1U);
 }
 
+FRESH_TEST(ListLight, ExtractFreesTheNode)
+{
+    LightList list{1, 2};
+    const long before = fault::outstanding_blocks();
+    EXPECT_EQ(ListLight_PopFront(list), word(1));
+    EXPECT_EQ(fault::outstanding_blocks(), before - 1);
+}
+
 TEST(ListLight, ExtractWhileIteratingCanRemoveAll)
 {
     LightList list{1, 2, 3, 4};

@@ -212,6 +212,17 @@ TEST(Map, EraseRemovesThePairAndTheIterator)
     EXPECT_EQ(Map_Size(map), 2U);
 }
 
+FRESH_TEST(Map, IteratorsAreFreed)
+{
+    LocalMap map;
+    const long before = fault::outstanding_blocks();
+    Map_DeleteIterator(Map_NewIterator());
+    EXPECT_EQ(fault::outstanding_blocks(), before);
+    Map_Add(map, word(1), word(2));
+    Map_Erase(map, Map_Locate(map, word(1)));
+    EXPECT_EQ(fault::outstanding_blocks(), before);
+}
+
 // Callers may still read pairs that they kept: only Map_Delete() and the removals free them.
 FRESH_TEST(Map, ClearAbandonsThePairsAndDeleteFreesThem)
 {

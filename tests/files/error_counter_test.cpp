@@ -238,6 +238,7 @@ TEST(ErrorCounter, FirstFileThatCannotBeMadeLeavesNone)
                   BTE_LogError();
                   fault::fail(Call::fwrite, 1, ENOSPC);
                   BTE_LogError();
+                  EXPECT_THAT(names(), IsEmpty());
                   fault::fail(Call::rename, 1, EACCES);
                   BTE_LogError();
                   EXPECT_EQ(fault::fired(), 3);

@@ -103,11 +103,14 @@ TEST_P(TimerLaunch, FailureOfAStartIsReportedAndLeavesTheTimerIdle)
 {
     const Outcome outcome = well([] {
         const int threads = thread_count();
+        COMMON_Log_CacheSet(0);
         TMR* const timer = TMR_New();
         Shot shot;
+        const long blocks = settled_blocks();
         fault::fail(GetParam().call);
         EXPECT_EQ(shot.start(timer, 5), 0U);
         EXPECT_EQ(fault::fired(), 1);
+        EXPECT_EQ(fault::outstanding_blocks(), blocks);
         EXPECT_EQ(TMR_InUse(timer), 0U);
         EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
         EXPECT_EQ(thread_count(), threads);

@@ -453,7 +453,9 @@ TEST(TimerLock, ChildThatCannotMakeTheTimerAnewCanStillDeleteIt)
             fault::fail(Call::pthread_mutex_init);
             EXPECT_EQ(TMR_Stop(timer), TMR_ReturnNotSet);
             fault::fail(Call::sem_init);
+            const long blocks = fault::outstanding_blocks();
             TMR_Delete(timer);
+            EXPECT_EQ(fault::outstanding_blocks(), blocks - 1);
         });
         TMR_Delete(timer);
     });

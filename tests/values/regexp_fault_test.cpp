@@ -56,6 +56,23 @@ FRESH_TEST(RegExpFault, ReplacingTakesOneSearchForEachMatchAndOneMore)
     EXPECT_EQ(fault::calls(Call::regexec), 8) << "nothing is looked for in nothing";
 }
 
+FRESH_TEST(RegExpFault, ReplacingAllTakesOneBlockUnlessTheTextGrows)
+{
+    const Expression regexp = expression("o");
+    const int before = fault::calls(Call::realloc);
+    EXPECT_STREQ(RegExp_Replace(regexp.get(), "foo boo", "0", 1), "f00 b00");
+    EXPECT_EQ(fault::calls(Call::realloc) - before, 1);
+}
+
+FRESH_TEST(RegExpFault, SlotsOfManyGroupsAreGivenBack)
+{
+    const Expression regexp = expression("(a)()()()()()()()()()()()()()()()()");
+    (void)RegExp_Replace(regexp.get(), "a", "b", 0);
+    const long blocks = fault::outstanding_blocks();
+    (void)RegExp_Replace(regexp.get(), "a", "b", 0);
+    EXPECT_EQ(fault::outstanding_blocks(), blocks);
+}
+
 FRESH_TEST(RegExpFault, ReplacingTheFirstMatchTakesOneBlock)
 {
     const Expression regexp = expression("o+");
