@@ -20,8 +20,6 @@
 #include "records/source.h"
 #include "support/ratio_report.h"
 
-extern char** environ;
-
 namespace {
 
 using commonctl::Record;

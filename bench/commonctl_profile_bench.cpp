@@ -53,7 +53,7 @@ bool write_log()
                       "playlist is read\n",
                       second / 60, second % 60, process, 1000 + process, second / 60, second % 60,
                       i % 1000 * 1000, i * 13 % kZones, 1000 + process, process, 1000 + process,
-                      kLevels[i % std::size(kLevels)], site % 50, site, i);
+                      kLevels[static_cast<unsigned>(i) % std::size(kLevels)], site % 50, site, i);
         log << line;
     }
     return log.flush().good();

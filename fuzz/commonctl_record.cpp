@@ -72,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view bytes(copy.get(), size);
     std::copy(data, data + size, copy.get());
 
-    FUZZ_CHECK(read_in_pieces(bytes, 64 * 1024) == read_in_pieces(bytes, 3));
+    FUZZ_CHECK(read_in_pieces(bytes, std::size_t{64} * 1024) == read_in_pieces(bytes, 3));
     Parser parser;
     Record record;
     parser.parse_datagram(bytes, record);

@@ -31,14 +31,14 @@ private:
 
 SCENARIO(LIST_New, gives("set"), out_of_memory_ends())
 {
-    const LIST list = CALL(LIST_New);
+    LIST list = CALL(LIST_New);
     EXPECT_EQ(LIST_PushBack(list, MEM_Malloc(1)), 1U);
     EXPECT_EQ(LIST_Delete(list), 1U);
 }
 
 SCENARIO(LIST_NewEx, gives("set"), out_of_memory_ends())
 {
-    const LIST list = CALL(LIST_NewEx, keep);
+    LIST list = CALL(LIST_NewEx, keep);
     EXPECT_EQ(LIST_PushBack(list, numbers), 1U);
     EXPECT_EQ(LIST_Delete(list), 1U);
 }
@@ -74,7 +74,7 @@ SCENARIO(LIST_PushIndex, gives("1"), out_of_memory_ends())
 /// A copy that is complete is not handed out, and has released its values.
 SCENARIO(LIST_Copy, gives("null"), out_of_memory_ends())
 {
-    const LIST list = LIST_NewEx(keep);
+    LIST list = LIST_NewEx(keep);
     LIST_PushBack(list, MEM_Malloc(1));
     EXPECT_EQ(CALL(LIST_Copy, list), nullptr);
     EXPECT_EQ(LIST_Delete(list), 1U);
@@ -128,7 +128,7 @@ SCENARIO(ListIsWalked)
 
 SCENARIO(ListIsEmptied)
 {
-    const LIST list = LIST_NewEx(keep);
+    LIST list = LIST_NewEx(keep);
     for (const int number : {0, 1, 2, 3, 0, 1}) {
         LIST_PushBack(list, numbers + number);
     }

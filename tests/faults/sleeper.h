@@ -45,8 +45,10 @@ private:
         std::signal(SIGCHLD, SIG_IGN);
         std::signal(SIGTERM, at_term);
         const pid_t child = fork();
-        while (child == 0) {
-            pause();
+        if (child == 0) {
+            for (;;) {
+                pause();
+            }
         }
         return child;
     }
