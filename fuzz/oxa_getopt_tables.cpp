@@ -259,7 +259,7 @@ private:
         }
         if (place == std::string::npos) {
             tell(std::string("unknown option -- ") + letter);
-            is_.optopt = static_cast<unsigned char>(letter);
+            is_.optopt = int{letter};
             return '?';
         }
         if (behind == ':' && (!value.empty() || letter_behind(place + 2) != ':')) {
@@ -268,13 +268,13 @@ private:
             }
             is_.argument = value.empty() ? take_word() : value;
         }
-        return static_cast<unsigned char>(letter);
+        return int{letter};
     }
 
     int missing(char letter)
     {
         tell(std::string("option requires an argument -- ") + letter);
-        is_.optopt = static_cast<unsigned char>(letter);
+        is_.optopt = int{letter};
         return bad();
     }
 
