@@ -26,7 +26,7 @@ private:
 std::string text_of(const COMMON_OXAVar* var)
 {
     char* const text = COMMON_OXAVarToString(var);
-    const std::string copy = text;
+    std::string copy = text;
     MEM_Free(text);
     return copy;
 }

@@ -16,7 +16,6 @@
 #include "wait_until.h"
 
 using namespace harness;
-using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 

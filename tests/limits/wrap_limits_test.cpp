@@ -129,11 +129,12 @@ TEST(WrapLimits, RecordsOfASecondAreCountedWhereSecondsWrap)
         told += tells ? 1 : 0;
         written += tells ? 0 : 1;
     }
+    constexpr std::int64_t kWritten = std::int64_t{3} * kSeconds * 2;
+    constexpr std::int64_t kTold = std::int64_t{3} * kSeconds - 1;
     promise("5 records a second around seconds 2^20, 2^31 and 2^32 of the monotonic clock",
             "COMMON_LOG_PER_SECOND writes n a second, 2 here, and tells what is left out",
-            counted(written, 3 * kSeconds * 2) + " written, " + counted(told, 3 * kSeconds - 1) +
-                " times told",
-            written == 3 * kSeconds * 2 && told == 3 * kSeconds - 1);
+            counted(written, kWritten) + " written, " + counted(told, kTold) + " times told",
+            written == kWritten && told == kTold);
 }
 
 TEST(WrapLimits, TimesNearTheEndOf64BitsWrap)
