@@ -152,8 +152,9 @@
         "__tls_get_addr", "abort", "bsearch", "dirfd", "environ", "exit", "feof", "ferror",       \
         "flockfile", "funlockfile", "getenv", "getpid", "gettid", "isprint", "isspace", "memchr", \
         "memcmp", "memcpy", "memmove", "memset", "openlog", "optarg", "opterr", "optind",         \
-        "optopt", "perror", "prctl", "pthread_exit", "pthread_getspecific", "pthread_self",       \
-        "pthread_setcancelstate", "pthread_sigmask", "qsort", "raise" /* division by 0 on ARM */, \
-        "regerror", "sigfillset", "snprintf", "sprintf", "stderr", "stdout", "strchr",            \
-        "strchrnul", "strcmp", "strerror", "strlen", "strncmp", "strncpy", "strnlen", "strrchr",  \
-        "strspn", "strstr", "strtol", "strtoul", "strtoull", "syslog", "tzset", "warnx"
+        "optopt", "perror", "prctl", "pthread_equal", "pthread_exit", "pthread_getspecific",      \
+        "pthread_self", "pthread_setcancelstate", "pthread_sigmask", "qsort",                     \
+        "raise" /* division by 0 on ARM */, "regerror", "sigfillset", "snprintf", "sprintf",      \
+        "stderr", "stdout", "strchr", "strchrnul", "strcmp", "strcpy", "strerror", "strlen",      \
+        "strncmp", "strncpy", "strnlen", "strrchr", "strspn", "strstr", "strtol", "strtoul",      \
+        "strtoull", "syslog", "tzset", "warnx"
