@@ -52,8 +52,11 @@ inline void* fenced(void* block, std::size_t size)
 /// is one that the C library has allocated.
 inline void look_at_fence(void* block)
 {
-    const std::size_t usable = block == nullptr ? 0 : malloc_usable_size(block);
-    if (kFence == 0 || usable < kFence) {
+    if (kFence == 0 || block == nullptr) {
+        return;
+    }
+    const std::size_t usable = malloc_usable_size(block);
+    if (usable < kFence) {
         return;
     }
     auto* const bytes = static_cast<unsigned char*>(block);

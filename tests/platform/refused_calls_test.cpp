@@ -190,7 +190,7 @@ const Call kCalls[] = {
     {"ftruncate", {SYS_ftruncate, SYS_ftruncate64}},
     {"getdents64", {SYS_getdents64}, {"folder"}},
     {"kill", {SYS_kill}},
-    {"lseek", {SYS_lseek, SYS__llseek}},
+    {"lseek", {SYS_lseek, kSysLongSeek}},
     {"madvise", {SYS_madvise}},
     {"mkdir", {SYS_mkdir, SYS_mkdirat}},
     {"mmap", {SYS_mmap, SYS_mmap2}, {"watchdog"}},

@@ -3,9 +3,10 @@
 
 #include <sys/syscall.h>
 
-#ifndef SYS__llseek
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the kernel's headers call it that
-#define SYS__llseek (-1)
+#ifdef SYS__llseek
+inline constexpr long kSysLongSeek = SYS__llseek;
+#else
+inline constexpr long kSysLongSeek = -1;
 #endif
 #ifndef SYS_clock_getres
 #define SYS_clock_getres (-1)
