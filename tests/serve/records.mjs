@@ -128,6 +128,29 @@ async function areKeptToALimit(bench) {
   await bench.count(1, 100000);
 }
 
+// Looks at what each frame has shown once it has been painted.
+async function areNeverEmptyWhileTheListIsResized(bench) {
+  const {page} = bench;
+  bench.say(...many(0, 300));
+  await bench.count(300);
+  await page.evaluate(() => {
+    window.seen = {heights: new Set(), empty: 0};
+    const look = () => requestAnimationFrame(() => setTimeout(() => {
+      window.seen.heights.add(document.querySelector('#list').clientHeight);
+      window.seen.empty += [...document.querySelectorAll('.row:not([hidden]) .message')].some((one) => !one.textContent);
+      look();
+    }));
+    look();
+  });
+  for (let height = 880; height > 600; height -= 40) {
+    await page.setViewportSize({width: 1400, height});
+    await page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(() => setTimeout(done)))));
+  }
+  const {heights, empty} = await page.evaluate(() => ({heights: window.seen.heights.size, empty: window.seen.empty}));
+  check(heights > 2, `only ${heights} heights of the list were seen`);
+  same(empty, 0, 'frames with empty rows');
+}
+
 async function thatAreLostAreTold(bench) {
   bench.say({message: 'seen'});
   await bench.count(1);
@@ -160,4 +183,4 @@ async function ofANewServerBeginAnew(bench) {
 }
 
 export const tests = {appearWithinASecond, areTextAndNothingElse, areFiltered, stayWhenPaused, areKeptToALimit,
-                      thatAreLostAreTold, ofANewServerBeginAnew};
+                      areNeverEmptyWhileTheListIsResized, thatAreLostAreTold, ofANewServerBeginAnew};

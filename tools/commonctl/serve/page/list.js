@@ -7,6 +7,7 @@ function makeRow() {
   const row = document.createElement('div');
   row.className = 'row';
   row.setAttribute('role', 'option');
+  row.hidden = true;
   for (const name of ['time', 'level', 'who', 'where', 'message']) {
     row.append(Object.assign(document.createElement('span'), {className: name}));
   }
@@ -64,10 +65,11 @@ export class List {
   resize() {
     this.height = parseFloat(getComputedStyle(this.list).getPropertyValue('--row'));
     const needed = Math.ceil(this.list.clientHeight / this.height) + 2 * margin;
-    this.rows.replaceChildren();
-    this.pool = Array.from({length: needed}, makeRow);
-    this.rows.append(...this.pool);
-    this.draw();
+    if (this.pool.length !== needed) {
+      this.pool = Array.from({length: needed}, makeRow);
+      this.rows.replaceChildren(...this.pool);
+    }
+    this.drawNow();  // at once: the next frame would be painted after one with empty rows
   }
 
   drawNow() {
