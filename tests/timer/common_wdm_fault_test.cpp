@@ -275,6 +275,8 @@ TEST(CommonWdmFault, RecordThatIsNotInAQueueIsFreedAtOnce)
         Watched watched;
         COMMON_wdm_Subscribe(watchdog, watched.subscriber, 0);
         EXPECT_TRUE(watched.has_started());
+        // The handler may run before the monitor has come back from starting it.
+        EXPECT_TRUE(wait_until([&] { return sleeps_empty(*watchdog); }));
         COMMON_wdm_Unsubscribe(watched.subscriber);
         EXPECT_EQ(fault::outstanding_blocks(), blocks + 1) << "the watchdog itself";
         COMMON_wdm_Destroy(watchdog);
