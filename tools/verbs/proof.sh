@@ -16,10 +16,10 @@ whole=(
 )
 part=(
   'faults'
-  'mutate --sample 16 --seed 1'
-  'soak --together 20'
-  'fuzz --all 10'
-  'worlds traps musl s390x'
+  'mutate --sample 32 --seed 1'
+  'soak --together 60'
+  'fuzz --all 60'
+  'worlds musl s390x'
 )
 
 main() {
