@@ -287,16 +287,12 @@ void ListLight_Sort(ListLight* list, ListLight_Compare_t compare)
 
 void ListLight_entry_data_free_callback(void* data)
 {
-    if (data != nullptr) {
-        std::free(data);
-    }
+    std::free(data);
 }
 
 void ListLight_entry_data_memfree_callback(void* data)
 {
-    if (data != nullptr) {
-        MEM_Free(data);
-    }
+    MEM_Free(data);
 }
 
 }  // extern "C"
