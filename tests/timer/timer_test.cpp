@@ -30,6 +30,9 @@ FRESH_TEST(Timer, NewOneIsIdle)
     TMR* const timer = TMR_New();
     ASSERT_NE(timer, nullptr);
     EXPECT_EQ(TMR_InUse(timer), 0U);
+    EXPECT_EQ(timer->callback, nullptr);
+    EXPECT_EQ(timer->argument, nullptr);
+    EXPECT_EQ(timer->interval, 0U);
     EXPECT_EQ(timer->stopRequested, 0U);
     TMR_Delete(timer);
 }

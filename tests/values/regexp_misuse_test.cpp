@@ -46,6 +46,8 @@ const Misuse kMisuses[] = {
     {"RegExp_MatchSubExp", "regexp", "Null", [](RegExp*) { RegExp_MatchSubExp(nullptr, "a", 0); }},
     {"RegExp_MatchSubExp", "text", "NullText",
      [](RegExp* regexp) { RegExp_MatchSubExp(regexp, nullptr, 0); }},
+    {"RegExp_MatchSubExp", "regexp", "BothNull",
+     [](RegExp*) { RegExp_MatchSubExp(nullptr, nullptr, 0); }},
     {"RegExp_Replace", "regexp", "Null",
      [](RegExp*) { (void)RegExp_Replace(nullptr, "a", "b", 0); }},
     {"RegExp_Replace", "regexp", "AllNull",
