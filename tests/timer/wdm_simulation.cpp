@@ -90,6 +90,7 @@ void Simulation::run_next_event()
         std::fputs("Simulation: the monitor waits for good\n", stderr);
         std::abort();
     }
+    waits_before_event_ = 0;
     const auto next = events_.extract(events_.begin());
     now_ns = std::max(now_ns, next.key());
     next.mapped()();
@@ -97,7 +98,8 @@ void Simulation::run_next_event()
 
 void Simulation::wait(const std::uint32_t* word, std::uint32_t expected, Time_ns at_most_ns)
 {
-    if (++waits > 100'000) {
+    ++waits;
+    if (++waits_before_event_ > 100'000) {
         std::fputs("Simulation: the monitor does not wait\n", stderr);
         std::abort();
     }

@@ -66,6 +66,7 @@ private:
     void run_next_event();
 
     bool interrupted_ = false;
+    int waits_before_event_ = 0;
     std::multimap<Time_ns, std::function<void()>> events_;
     void* (*monitor_)(void*) = nullptr;
     void* monitor_argument_ = nullptr;
