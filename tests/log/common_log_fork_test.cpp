@@ -8,7 +8,6 @@
 #include <ostream>
 #include <pthread.h>
 #include <string>
-#include <sys/prctl.h>
 #include <thread>
 #include <unistd.h>
 
@@ -104,28 +103,6 @@ TEST(CommonLogFork, IsAnsweredFromTheStartOnAndNothingElseIsDone)
         Deallocate_Descriptor(Allocate_Descriptor());
         in_child([] { log_message(kInfo, "m"); });
         EXPECT_EQ(fault::calls(Call::pthread_atfork), 1);
-    });
-}
-
-std::string own_name()
-{
-    std::array<char, 16> name{};
-    prctl(PR_GET_NAME, name.data());
-    return name.data();
-}
-
-TEST(CommonLogFork, ChildHasTheNameOfItsThreadOrInsteadOfTheLibrarysThatOfTheProcess)
-{
-    well([] {
-        prctl(PR_SET_NAME, "before");
-        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelError), 1U) << "the name is captured";
-        prctl(PR_SET_NAME, "now");
-        std::thread([] {
-            prctl(PR_SET_NAME, "painter");
-            in_child([] { _exit(own_name() == "painter" ? 0 : 1); });
-            prctl(PR_SET_NAME, "common-wdm");
-            in_child([] { _exit(own_name() == "now" ? 0 : 1); });
-        }).join();
     });
 }
 

@@ -235,6 +235,20 @@ TEST(ThreadNames, ChildOfANamedThreadKeepsThatName)
     });
 }
 
+TEST(ThreadNames, CapturedNameIsNotThatOfAChildWhileTheProcessCanBeAsked)
+{
+    as_program([] {
+        EXPECT_EQ(COMMON_Log_Acceptable(COMMON_LogLevelError), 1U) << "the name is captured";
+        prctl(PR_SET_NAME, "now");
+        in_new_thread([] {
+            prctl(PR_SET_NAME, "painter");
+            in_child([] { _exit(own_name() == "painter" ? 0 : 1); });
+            prctl(PR_SET_NAME, kWatchdog);
+            in_child([] { _exit(own_name() == "now" ? 0 : 1); });
+        });
+    });
+}
+
 TEST(ThreadNames, ChildIsKnownByTheCapturedNameWhenNoDescriptorIsLeft)
 {
     as_program([] {
